@@ -1,0 +1,85 @@
+// The rows that every algorithm of this folder walks. Generated code fills them; nothing here knows a type's name.
+#pragma once
+
+#include "bitlog.h"
+#include "primitive_traits.h"  // generated: enum class field_kind, primitive_traits<field_kind>
+#include "velalib.h"
+
+namespace ptp_cfg {
+
+struct enumeration_descriptor;
+struct structure_descriptor;
+
+/** Marks a field that owns no byte of the state-flag block (the read-only length of a text). */
+constexpr u_int32 no_flag = 0xFFFFFFFFu;
+
+struct field_descriptor {
+    const char *name;
+    const char *doc;
+    const char *unit;          // nullptr where there is none
+    u_int32 offset;            // from the instance's start
+    u_int32 flag_position;     // in the instance's state-flag block, or no_flag
+    u_int16 capacity;          // elements of an array, else 1
+    u_int16 stride;            // bytes from one element to the next
+    field_kind kind;           // of the field, or of its elements
+    u_int8 since;              // first variant that has it
+    bool is_array;
+    bool is_companion;         // read-only length of the text in the next field
+    u_int32 companion_offset;  // of a text: where its length (u_int8) lies; else 0
+    const enumeration_descriptor *enumeration;
+    const structure_descriptor *structure;
+};
+
+struct enumeration_value {
+    u_int32 number;
+    const char *literal;
+    const char *doc;
+};
+
+struct enumeration_descriptor {
+    const char *name;
+    const char *doc;
+    vela_type_info *record;
+    void *error_instance;  // 16 zero bytes; returned by a chained create after a failure
+    const enumeration_value *values;  // in rising order
+    u_int32 value_count;
+    const u_int32 *thresholds;  // thresholds[k]: first value that needs variant k + 1; newest + 1 of them
+    int8 newest;
+    bitlog_trace_points trace;
+};
+
+struct structure_descriptor {
+    const char *name;
+    const char *doc;
+    vela_type_info *record;
+    void *error_instance;  // `size` zero bytes
+    const field_descriptor *fields;
+    u_int32 field_count;
+    u_int32 size;          // of an untracked instance
+    u_int32 block_length;  // of the state-flag block that follows the body of a tracked one
+    int8 newest;
+    const u_int32 *validity;  // validity[k]: first field number that needs variant k + 1; newest + 1 of them
+    bitlog_trace_points trace;
+};
+
+struct payload_descriptor {
+    const char *name;                       // of its type
+    const structure_descriptor *structure;  // nullptr when the payload is a primitive
+    field_kind kind;                        // field_kind::structure, or which primitive
+};
+
+struct message_descriptor {
+    const char *name;          // "ptp_clock_cfg"
+    const char *type_name;     // "ptp_clock_cfg_message"
+    const char *display_name;  // "message ptp_clock_cfg"
+    const char *doc;
+    const u_int8 *luid;
+    vela_type_info *record;
+    void *error_instance;
+    const payload_descriptor *payloads;
+    u_int32 payload_count;
+    u_int32 size;
+    bitlog_trace_points trace;
+};
+
+}  // namespace ptp_cfg

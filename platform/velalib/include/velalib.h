@@ -1,0 +1,15 @@
+/**
+ * The velalib runtime: one header for all of it.
+ *
+ * An application needs vela_handle_create() and vela_handle_destroy(), a domain when it speaks to an older
+ * peer, and vela_xml_parse() when it reads XML; the rest is what record libraries stand on.
+ */
+#ifndef VELALIB_H
+#define VELALIB_H
+
+#include "velalib/types.h"
+#include "velalib/handle.h"
+#include "velalib/runtime.h"
+#include "velalib/primitives.h"
+
+#endif

@@ -1,0 +1,249 @@
+/**
+ * What generated record code asks of the runtime: errors, identity, variants, statistics, object references,
+ * state tracking, wire primitives, messages, text and XML.
+ *
+ * Applications seldom call these; a product that brings a runtime of its own implements them.
+ *
+ * Rules of every operation here that takes `err`: when *err is not 0 on entry it does nothing and returns 0;
+ * on failure it stores the code both in *err and in the handle's last error. `mem_class` is the caller's and
+ * is passed on unchanged. Positions never pass the given room.
+ */
+#ifndef VELALIB_RUNTIME_H
+#define VELALIB_RUNTIME_H
+
+#include <stdio.h>
+
+#include "velalib/handle.h"
+
+VELA_BEGIN_C
+
+/* ---- error state --------------------------------------------------------------------------------------- */
+
+/** Forgets the handle's last error. */
+VELA_API void vela_clear_last_error(vela_handle *handle);
+/** Records a code as the handle's last error. */
+VELA_API void vela_store_err(vela_handle *handle, u_int32 code);
+/** Records an epoch code (43, 52) as the handle's last error and stores it in *err. */
+VELA_API void vela_store_epoch_err(vela_handle *handle, u_int32 code, u_int32 *err);
+
+/* ---- identity and variants ------------------------------------------------------------------------------ */
+
+/** Registers a module's types with a handle; the runtime calls it when the type table lacks one. */
+typedef void (*vela_typeinfo_initialize_fn)(vela_handle *handle, u_int32 mem_class, u_int32 *err);
+
+/** Copies the 16-byte identity of an instance's type to `luid`; a null instance is error 22. */
+VELA_API void vela_get_luid(vela_handle *handle, u_int32 mem_class, const void *instance, u_int8 *luid, u_int32 *err);
+/**
+ * The variant that a domain uses for a type: its override, else the newest that the record's variant table has
+ * (0 when the record has no table). Not limited: a domain may name one above the newest.
+ */
+VELA_API int8 vela_domain_lookup_variant(vela_handle *handle, const vela_variant_domain *domain,
+                                         const vela_type_info *record, u_int32 *err);
+/** 1 when the domain allows the message whose record it is, else 0. */
+VELA_API u_int32 vela_domain_lookup_message_ok(vela_handle *handle, const vela_variant_domain *domain,
+                                               const vela_type_info *record, u_int32 *err);
+/** An instance's effective variant; -1 for NULL. The two words are passed by the generated code and unused. */
+VELA_API int8 vela_get_instance_variant(const void *instance, u_int32 structure, u_int32 by_kind);
+/** An instance's flag byte; 0 for NULL. */
+VELA_API u_int8 vela_get_instance_obj_flag(const void *instance);
+/** Brings an instance to the variant that its record demands before a store. This runtime changes nothing; 0. */
+VELA_API u_int32 velalib_adjust_variant(vela_handle *handle, u_int32 mem_class, void *instance,
+                                        const vela_type_info *record, int32 newest, u_int32 *err);
+/**
+ * Merges a module's variant table into a record of the handle's type table. A newly inserted copy receives a
+ * variant table of its own, with counters that start at 0; a known record is left alone.
+ */
+VELA_API void vela_update_variant_info(vela_handle *handle, u_int32 mem_class, vela_type_info *table_record,
+                                       const vela_type_info *static_record, u_int32 inserted);
+/**
+ * The handle's copy of a record. Calls `initialize` when the table does not hold the type yet.
+ * @return the copy, or the given record when there is no memory for one
+ */
+VELA_API const vela_type_info *vela_type_info_ptr_get(vela_handle *handle, u_int32 mem_class,
+                                                      const vela_type_info *record,
+                                                      vela_typeinfo_initialize_fn initialize);
+/** The record that an instance refers to. */
+VELA_API const vela_type_info *vela_get_manifested_type_info(const void *instance);
+/** Where an instance keeps the pointer to its record. */
+VELA_API const vela_type_info **vela_get_manifested_type_info_ptr_mem(void *instance);
+
+/** A loaded module; the runtime keeps a tail queue of them. */
+typedef struct vela_module {
+    const char *name;
+    vela_type_info *const *types; /**< ends in a null pointer */
+    struct vela_module *next;
+    struct vela_module **previous_next; /**< where the pointer to this module is kept; NULL when not linked */
+} vela_module;
+
+/** Head of the list of loaded modules. */
+typedef struct vela_module_root {
+    u_int32 count;
+    vela_module *first;
+    vela_module **last_next; /**< where the next module is to be linked */
+} vela_module_root;
+
+VELA_API extern vela_module_root vela_module_tot_root;
+
+/* ---- statistics ----------------------------------------------------------------------------------------- */
+
+/**
+ * Count an instance in a row of a variant table, after the handle's pre_write_counter: by an atomic increment
+ * when the record is not shared, else by a plain one.
+ */
+VELA_API void velalib_type_stats_create_object(vela_handle *handle, u_int32 mem_class, const vela_type_info *record,
+                                               vela_variant_row *row, u_int32 *err);
+VELA_API void velalib_type_stats_destroy_object(vela_handle *handle, u_int32 mem_class, const vela_type_info *record,
+                                                vela_variant_row *row, u_int32 *err);
+
+/* ---- object identifiers and references ------------------------------------------------------------------ */
+
+/**
+ * Asks to remove an instance's object-identifier mapping.
+ * @return 0 while references to it remain (the runtime frees the instance with the last one), else 1
+ */
+VELA_API u_int32 vela_request_oid_mapping_destroy(vela_handle *handle, u_int32 mem_class, void *instance, u_int32 *err);
+/** Drops what the runtime keeps for an instance (its state-tracking offset); no entry is no error. */
+VELA_API void vela_hd_mapping_destroy(vela_handle *handle, u_int32 mem_class, void *instance, u_int32 *err);
+/** Changes the reference count of an object: `increment` 1 adds a reference, 0 releases one. */
+VELA_API void velalib_lookup_and_update_oid_ref_count(vela_handle *handle, u_int32 mem_class, void *reference,
+                                                      u_int32 increment, u_int32 *err);
+
+/* ---- state tracking ------------------------------------------------------------------------------------- */
+
+/** The distance from an instance's start to its state-flag block, kept for instances with flag 0x40; else 0. */
+VELA_API int64_t velalib_get_sttr_offset(vela_handle *handle, u_int32 mem_class, const void *instance);
+/** Keeps that distance and sets flag 0x40, announced to pre_write. Without memory: the handle's last error is 12. */
+VELA_API void velalib_update_sttr_offset(vela_handle *handle, u_int32 mem_class, void *instance, int64_t offset);
+
+/* ---- wire ----------------------------------------------------------------------------------------------- */
+/* Network byte order. Each returns the bytes written or read: its width, or 0 with error 90 when the room is   */
+/* less than that; nothing is stored then.                                                                      */
+
+/** Widths of the items that frame an instance, and of a message's header and identity. */
+enum {
+    VELA_WIRE_VARIANT = 1,
+    VELA_WIRE_OBJECT_FLAG = 1,
+    VELA_WIRE_EXTRA_DATA = 9,
+    VELA_WIRE_JUMP = 4,
+    VELA_WIRE_MESSAGE_HEADER = 27,
+    VELA_WIRE_LUID = 16
+};
+
+VELA_API u_int32 _vela_instance_variant_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, int8 variant,
+                                                u_int32 room, u_int32 *err);
+VELA_API u_int32 _vela_instance_variant_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                                  int8 *variant, u_int32 room, u_int32 *err);
+VELA_API u_int32 _vela_instance_obj_flag_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, u_int8 flag,
+                                                 u_int32 room, u_int32 *err);
+VELA_API u_int32 _vela_instance_obj_flag_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                                   u_int8 *flag, u_int32 room, u_int32 *err);
+VELA_API u_int32 _vela_instance_ra_data_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, u_int8 kind,
+                                                u_int64 data, u_int32 room, u_int32 *err);
+VELA_API u_int32 _vela_instance_ra_data_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                                  u_int8 *kind, u_int64 *data, u_int32 room, u_int32 *err);
+/** The jump counts the bytes from its own first byte to the end of the instance's encoding. */
+VELA_API u_int32 _vela_variant_jump_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, u_int32 jump,
+                                            u_int32 room, u_int32 *err);
+VELA_API u_int32 _vela_variant_jump_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                              u_int32 *jump, u_int32 room, u_int32 *err);
+
+/** Tag of a message header. */
+#define VELA_MESSAGE_TAG 0xBCu
+
+/** A message's header as it stands in memory, 16 bytes. */
+typedef struct vela_message_header {
+    u_int8 tag;        /**< VELA_MESSAGE_TAG */
+    u_int8 address[6]; /**< all 0xFF */
+    u_int8 tracked;    /**< 1 when the message was created under a tracking handle */
+    u_int32 word;      /**< the handle's msg_header_word */
+    u_int32 length;    /**< bytes of the whole message on the wire */
+} vela_message_header;
+
+/** 27 bytes: tag, address, tracked, word (4), length (4), eleven zero bytes. */
+VELA_API u_int32 _vela_message_header_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
+                                              const vela_message_header *header, u_int32 room, u_int32 *err);
+/** A tag other than VELA_MESSAGE_TAG is error 22: nothing is stored and 0 returned. */
+VELA_API u_int32 _vela_message_header_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                                vela_message_header *header, u_int32 room, u_int32 *err);
+
+/* ---- messages ------------------------------------------------------------------------------------------- */
+
+/**
+ * Offers a message to the open bundle.
+ * @return non-zero when the bundle takes it; 0 with *err set when it does not
+ */
+VELA_API u_int32 bundle_message_validate_add(vela_handle *handle, u_int32 mem_class, const u_int8 *luid,
+                                             const char *display_name, u_int32 *err);
+/** Counts a marshalled message into the open bundle; 0 with *err set when it was never offered, else non-zero. */
+VELA_API u_int32 bundle_message_increment_count(vela_handle *handle, const u_int8 *luid, u_int32 *err);
+
+/** Non-zero while received messages are recorded. */
+VELA_API u_int32 velalib_msg_recorder_get_state(void);
+/** The stream that records go to; may be NULL. */
+VELA_API FILE *velalib_msg_recorder_get_handle(void);
+/** Switches recording on with a stream that the caller owns (may be NULL), or off. Not locked: do it at start. */
+VELA_API void velalib_msg_recorder_set(u_int32 state, FILE *stream);
+/** Non-zero when failures to send are expected and are to be traced at debug level only. */
+VELA_API u_int32 velalib_suppress_messages_enabled(void);
+VELA_API void velalib_suppress_messages_set(u_int32 enabled);
+
+/** 32-bit non-cryptographic hash; a null `data` or a length below 1 gives 0. */
+VELA_API u_int32 SuperFastHash(const void *data, int32 length, u_int32 seed);
+
+/* ---- text ----------------------------------------------------------------------------------------------- */
+/* No terminator is written inside a text: fill the buffer with blanks and use the count that comes back.       */
+
+/** Writes `depth` blanks; what does not fit is left out with error 90. Returns the characters written. */
+VELA_API u_int32 vela_print_space(vela_handle *handle, u_int32 mem_class, char *buffer, u_int32 depth, u_int32 room,
+                                  u_int32 *err);
+/**
+ * Formats into a buffer of `room` characters, never beyond them and without a terminator.
+ * @return characters written; a text that does not fit is cut there, with error 90
+ */
+VELA_API u_int32 vela_snprintf(vela_handle *handle, u_int32 mem_class, char *buffer, u_int32 room, u_int32 *err,
+                               const char *format, ...) VELA_PRINTF(6, 7);
+
+/* ---- XML ------------------------------------------------------------------------------------------------ */
+/* Writers return the characters written. What does not fit is error 90, and nothing of it is written.          */
+
+/** Opens an element; a state flag other than 0 becomes the attribute state="N". */
+VELA_API u_int32 start_tag(vela_handle *handle, u_int32 mem_class, char *buffer, const char *name, u_int32 room,
+                           u_int8 state_flag, u_int32 *err);
+/** Opens an element with the current UTC time as attribute time="YYYY-MM-DDThh:mm:ss.nnnnnnnnnZ". */
+VELA_API u_int32 start_tag_timestamp(vela_handle *handle, u_int32 mem_class, char *buffer, const char *name,
+                                     u_int32 room, u_int32 *err);
+/** Closes an element. Acts also when *err is already set, so that a cut document stays well formed if it can. */
+VELA_API u_int32 end_tag(vela_handle *handle, u_int32 mem_class, char *buffer, const char *name, u_int32 room,
+                         u_int32 *err);
+/** Copies a prepared empty-element text of `length` characters. */
+VELA_API u_int32 xml_enum_print(vela_handle *handle, u_int32 mem_class, char *buffer, const char *text, u_int32 room,
+                                u_int32 length, u_int32 *err);
+
+/** A parsed document. Not locked: one thread at a time, readers included. */
+typedef struct vela_xml_document vela_xml_document;
+
+/**
+ * Parses a document. No document type, entity expansion or network access takes place. An element written as
+ * `<NAME value out of range/>` (how a value without a literal is rendered) is accepted and has no value.
+ * @param error_text  NULL, or receives the reason with line and column
+ * @return the document, owned by the caller, or NULL
+ */
+VELA_API vela_xml_document *vela_xml_parse(const char *text, size_t length, char *error_text, size_t error_room);
+VELA_API void vela_xml_destroy(vela_xml_document *document);
+
+/**
+ * Reads the text of the first element that a path names ("//ptp_clock/modify", "//list/entry[3]").
+ * @param value  receives at most size - 1 characters and a NUL
+ * @param flags  0
+ * @return 0; 2 when there is no such element; 28 when the text is longer than the room; 22 for a path that is none
+ */
+VELA_API u_int32 xml_get_element_value(vela_xml_document *document, const char *path, char *value, u_int32 size,
+                                       u_int32 flags);
+/** Counts the elements that a path names. Returns 0, or 22 for a path that is none. */
+VELA_API u_int32 xml_get_element_nodecount(vela_xml_document *document, const char *path, u_int32 *count);
+/** The same text in full: a NUL-terminated string that belongs to the document. Returns 0, 2 or 22. */
+VELA_API u_int32 xml_get_element_text(vela_xml_document *document, const char *path, const char **text);
+
+VELA_END_C
+
+#endif
