@@ -1,0 +1,195 @@
+/**
+ * Transport of marshalled messages between the programs of a network element.
+ *
+ * There are four domains: "gable", "wicket", "skein" and "osprey". Each is a channel that programs agree on, and a
+ * URI says which mechanism carries it:
+ *
+ *     inproc:NAME     queues between the threads of one process; NULL as URI means inproc: and the domain's name
+ *     unix:PATH       sequenced packets between the processes of one machine
+ *     tcp:HOST:PORT   a stream between machines; HOST may be an IPv6 address in brackets
+ *
+ * One end listens, any number of ends connect. What travels is a bundle (vela_bundle.h) or a single marshalled
+ * message; whoever receives it gets it as it was sent, through the bundle handler of the channel's domain.
+ *
+ * A channel has no thread and never blocks. The application waits for vela_channel_fd() to become readable and calls
+ * vela_channel_process(), which delivers what arrived, sends what was queued, accepts peers and connects again. A
+ * channel belongs to one thread at a time; several channels may be used by several threads. An inproc: channel must
+ * not be carried into a child process.
+ *
+ * What vela_channel_send() accepted is delivered to the peer's socket, stays queued, or is reported as lost: by an
+ * event and in the statistics.
+ *
+ * All calls that take `err` follow the rules of velalib/runtime.h: with *err set on entry they do nothing.
+ */
+#ifndef VELA_TRANSPORT_H
+#define VELA_TRANSPORT_H
+
+#include "velalib.h"
+
+VELA_BEGIN_C
+
+/* ---- bundle handlers ------------------------------------------------------------------------------------ */
+
+/**
+ * Receives what a domain delivers.
+ * @param handle, mem_class, context  as given to vela_channel_process()
+ * @param bundle   a bundle or a single message, valid during the call; vela_bundle_read() reads either
+ */
+typedef void (*vela_bundle_handler)(vela_handle *handle, u_int32 mem_class, const u_int8 *bundle, u_int32 length,
+                                    void *context);
+
+/** Set the handler of a domain, for all its channels. Return 0; the handler may be replaced at any time. */
+VELA_API u_int32 gable_bundle_handler_register(vela_bundle_handler handler);
+VELA_API u_int32 wicket_bundle_handler_register(vela_bundle_handler handler);
+VELA_API u_int32 skein_bundle_handler_register(vela_bundle_handler handler);
+VELA_API u_int32 osprey_bundle_handler_register(vela_bundle_handler handler);
+
+/** Take it back. What arrives without a handler is dropped and reported. Return 0, or 2 when there was none. */
+VELA_API u_int32 gable_bundle_handler_unregister(void);
+VELA_API u_int32 wicket_bundle_handler_unregister(void);
+VELA_API u_int32 skein_bundle_handler_unregister(void);
+VELA_API u_int32 osprey_bundle_handler_unregister(void);
+
+/* ---- channels ------------------------------------------------------------------------------------------- */
+
+/** Error words of the transport, beside those of velalib/types.h. */
+enum {
+    VELA_EAGAIN = 11,      /**< the queue is full: process the channel and send again later */
+    VELA_EACCES = 13,      /**< the peer belongs to another user */
+    VELA_EADDRINUSE = 98,  /**< another program listens there */
+    VELA_ENOTCONN = 107    /**< there is no peer to reply to */
+};
+
+typedef struct vela_channel vela_channel;
+
+/** What an event tells. */
+typedef enum vela_channel_event_kind {
+    VELA_CHANNEL_CONNECTED = 1, /**< a peer is there */
+    VELA_CHANNEL_DISCONNECTED,  /**< a peer has gone; `err` says why, 0: it closed */
+    VELA_CHANNEL_REFUSED,       /**< a peer was turned away: another user's (13), or one too many (11) */
+    VELA_CHANNEL_LOST,          /**< `messages` accepted messages will not be sent any more */
+    VELA_CHANNEL_UNREAD,        /**< up to `messages` messages were sent, but the peer ended before it read them */
+    VELA_CHANNEL_DROPPED        /**< a received message was not delivered: too long (90), neither a message nor a
+                                     bundle (22), or no handler (38) */
+} vela_channel_event_kind;
+
+typedef struct vela_channel_event {
+    vela_channel_event_kind kind;
+    u_int32 err;
+    u_int32 messages;
+    const char *text; /**< what happened, where and to whom; valid during the call */
+} vela_channel_event;
+
+/** Told of events, during a call on the channel. It may send; it must not process or close the channel. */
+typedef void (*vela_channel_event_fn)(void *cookie, vela_channel *channel, const vela_channel_event *event);
+
+/** How a channel is to be opened. Zero-fill it, set `size`, then what you need; 0 takes the default. */
+typedef struct vela_channel_options {
+    size_t size;               /**< sizeof(vela_channel_options) */
+    u_int32 max_message;       /**< bytes of the longest message or bundle, at most 64 MiB; default 1 MiB */
+    u_int32 queue_messages;    /**< messages that wait per peer; default 1024 */
+    u_int32 queue_bytes;       /**< bytes that wait per peer; default 8 MiB, never less than one longest message */
+    u_int32 max_peers;         /**< peers of a listening end; default 64 */
+    u_int32 socket_mode;       /**< permission bits of a unix: socket; default 0600 */
+    u_int32 allow_other_users; /**< non-zero: peers of a unix: channel may belong to another user */
+    u_int32 socket_buffer;     /**< bytes that the system buffers per socket; default: to fit max_message */
+    u_int32 reconnect_first_ms;/**< wait before a second attempt to connect, doubled at each; default 10 */
+    u_int32 reconnect_most_ms; /**< longest wait; default 1000 */
+    vela_channel_event_fn event; /**< NULL: none */
+    void *event_cookie;
+} vela_channel_options;
+
+/** Counters of a channel since it was opened, and what it holds now. */
+typedef struct vela_channel_statistics {
+    u_int64 sent;           /**< messages handed over to peers, whole */
+    u_int64 sent_bytes;
+    u_int64 received;       /**< messages delivered to the handler */
+    u_int64 received_bytes;
+    u_int64 refused;        /**< sends refused because a queue was full */
+    u_int64 lost;           /**< accepted messages that were given up */
+    u_int64 unread;         /**< upper bound of messages that were sent to peers which ended before they read them */
+    u_int64 dropped;        /**< received messages that were not delivered */
+    u_int64 connects;       /**< peers that came, or connections that were made */
+    u_int64 disconnects;
+    u_int64 reconnects;     /**< connections made after the first */
+    u_int64 refused_peers;
+    u_int32 peers;          /**< connected now */
+    u_int32 queued;         /**< messages that wait now */
+    u_int64 queued_bytes;
+} vela_channel_statistics;
+
+/**
+ * Opens the listening end of a domain's channel. A socket file that an ended program left behind is replaced.
+ * @param domain   "gable", "wicket", "skein" or "osprey"
+ * @param uri      see above; NULL: inproc: and the domain's name
+ * @param options  NULL: defaults
+ * @param error_text, room  NULL, or receives a sentence that says what was wrong
+ * @param err      receives 12, 22 (unknown domain, malformed URI, options out of range), 98 (something listens there
+ *                 already, or a file that is no socket is in the way) or the system's errno
+ * @return the channel, owned by the caller until vela_channel_close(), or NULL
+ */
+VELA_API vela_channel *vela_channel_listen(const char *domain, const char *uri, const vela_channel_options *options,
+                                           char *error_text, size_t room, u_int32 *err);
+
+/**
+ * Opens a connecting end. That nobody listens yet is no error: the channel queues and tries again.
+ * Arguments and errors as of vela_channel_listen().
+ */
+VELA_API vela_channel *vela_channel_connect(const char *domain, const char *uri, const vela_channel_options *options,
+                                            char *error_text, size_t room, u_int32 *err);
+
+/**
+ * Closes a channel after one more attempt to send what is queued; the rest is lost, with an event. Removes the
+ * socket file of a listening end.
+ * @param channel     may be NULL
+ * @param statistics  NULL, or receives the final counters
+ */
+VELA_API void vela_channel_close(vela_channel *channel, vela_channel_statistics *statistics);
+
+/**
+ * A descriptor that is readable (poll, select, epoll) whenever vela_channel_process() has something to do. It
+ * belongs to the channel: do not read, write or close it.
+ */
+VELA_API int vela_channel_fd(const vela_channel *channel);
+
+/**
+ * Waits for something to do.
+ * @param timeout_ms  longest wait; negative: no limit
+ * @return 1 when there is something to do, 0 when the time is over or a signal came
+ */
+VELA_API u_int32 vela_channel_wait(vela_channel *channel, int32 timeout_ms);
+
+/**
+ * Does what there is to do, without waiting: delivers, sends, accepts, connects.
+ * @param handle, mem_class, context  passed on to the bundle handler
+ * @param limit  most messages to deliver; 0: what has arrived, in portions that leave other work its turn. With 1, a
+ *               message that is there costs one system call.
+ * @param err    receives 22 when called from within a handler or an event
+ * @return messages delivered; call again when it equals a limit above 0
+ */
+VELA_API u_int32 vela_channel_process(vela_channel *channel, vela_handle *handle, u_int32 mem_class, void *context,
+                                      u_int32 limit, u_int32 *err);
+
+/**
+ * Sends a bundle or a single message: at once when nothing waits before it, else by way of the queue. A listening
+ * end sends to every peer; without a peer it keeps the message for the next one. A peer whose queue is full misses
+ * the message (event VELA_CHANNEL_LOST) unless no peer can take it.
+ * @param bytes, length  copied when they have to wait
+ * @param err            receives 11 (the queue is full; nothing was taken), 12, 22 (neither a bundle nor a message) or
+ *                       90 (longer than max_message)
+ * @return 1 when it was accepted, else 0
+ */
+VELA_API u_int32 vela_channel_send(vela_channel *channel, const u_int8 *bytes, u_int32 length, u_int32 *err);
+
+/**
+ * Sends to the one peer whose message is being delivered; only within a bundle handler.
+ * @param err  as of vela_channel_send(), or 107 when nothing is being delivered or the peer has gone
+ */
+VELA_API u_int32 vela_channel_reply(vela_channel *channel, const u_int8 *bytes, u_int32 length, u_int32 *err);
+
+/** Reads the counters. */
+VELA_API void vela_channel_get_statistics(const vela_channel *channel, vela_channel_statistics *statistics);
+
+VELA_END_C
+
+#endif
