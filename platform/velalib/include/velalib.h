@@ -11,5 +11,7 @@
 #include "velalib/handle.h"
 #include "velalib/runtime.h"
 #include "velalib/primitives.h"
+#include "velalib/strings.h"
+#include "velalib/object_reference.h"
 
 #endif

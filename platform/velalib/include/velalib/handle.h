@@ -113,7 +113,8 @@ typedef struct vela_handle {
     vela_type_table_insert_fn type_table_insert; /**< enters a type-information record */
     vela_type_table_lookup_fn type_table_lookup; /**< finds one by LUID text, or NULL */
     u_int32 shared_type_info; /**< non-zero: instances point at this handle's copies of the records */
-    void *cookie;             /**< first argument of alloc, free, pre_write and pre_write_counter */
+    /** First argument of alloc, free, pre_write and pre_write_counter; the runtime's own with the default allocator. */
+    void *cookie;
     void *type_table_cookie;
     void *shared_alloc_cookie;
     vela_variant_domain variant_domain;
@@ -134,8 +135,8 @@ typedef struct vela_handle_options {
     size_t size;                   /**< sizeof(vela_handle_options) */
     vela_alloc_fn alloc;           /**< NULL: the handle's own allocator, which returns everything at destroy */
     vela_free_fn free;             /**< together with alloc */
-    vela_alloc_fn shared_alloc;    /**< NULL: as alloc's default */
-    void *cookie;                  /**< for alloc, free, pre_write and pre_write_counter */
+    vela_alloc_fn shared_alloc;    /**< NULL: the handle's own memory, not part of its report */
+    void *cookie;                  /**< what alloc, free, pre_write and pre_write_counter receive */
     void *shared_alloc_cookie;
     vela_pre_write_fn pre_write;   /**< NULL: none */
     vela_pre_write_fn pre_write_counter; /**< NULL: none */

@@ -50,8 +50,9 @@ VELA_API u_int8 vela_get_instance_obj_flag(const void *instance);
 VELA_API u_int32 velalib_adjust_variant(vela_handle *handle, u_int32 mem_class, void *instance,
                                         const vela_type_info *record, int32 newest, u_int32 *err);
 /**
- * Merges a module's variant table into a record of the handle's type table. A newly inserted copy receives a
- * variant table of its own, with counters that start at 0; a known record is left alone.
+ * Merges a module's variant table into a record of the handle's type table. A newly inserted copy in shared form
+ * receives a variant table of its own, with counters that start at 0 and as long-lived as the handle (without
+ * memory it keeps the module's, and the handle's last error is 12). Any other record is left alone.
  */
 VELA_API void vela_update_variant_info(vela_handle *handle, u_int32 mem_class, vela_type_info *table_record,
                                        const vela_type_info *static_record, u_int32 inserted);
@@ -231,15 +232,24 @@ typedef struct vela_xml_document vela_xml_document;
 VELA_API vela_xml_document *vela_xml_parse(const char *text, size_t length, char *error_text, size_t error_room);
 VELA_API void vela_xml_destroy(vela_xml_document *document);
 
+/*
+ * Paths: "//NAME" is the first element of that name in the document, "/NAME" the root; each further "/NAME" or
+ * "/NAME[n]" is a child of the element before it, the first or the n-th of its name. Any other form is taken as
+ * a general XPath expression, at the price of one. Asking in document order costs a constant time per element.
+ */
+
 /**
- * Reads the text of the first element that a path names ("//ptp_clock/modify", "//list/entry[3]").
+ * Reads the text of the element that a path names ("//ptp_clock/modify", "//list/entry[3]").
  * @param value  receives at most size - 1 characters and a NUL
  * @param flags  0
  * @return 0; 2 when there is no such element; 28 when the text is longer than the room; 22 for a path that is none
  */
 VELA_API u_int32 xml_get_element_value(vela_xml_document *document, const char *path, char *value, u_int32 size,
                                        u_int32 flags);
-/** Counts the elements that a path names. Returns 0, or 22 for a path that is none. */
+/**
+ * Counts the elements that a path names: of "//NAME" all in the document, of a step without [n] all children of
+ * that name. Returns 0, or 22 for a path that is none.
+ */
 VELA_API u_int32 xml_get_element_nodecount(vela_xml_document *document, const char *path, u_int32 *count);
 /** The same text in full: a NUL-terminated string that belongs to the document. Returns 0, 2 or 22. */
 VELA_API u_int32 xml_get_element_text(vela_xml_document *document, const char *path, const char **text);
