@@ -34,7 +34,11 @@ typedef struct bitlog_trace_points {
 /** What a module says of itself. */
 typedef struct bitlog_descriptor {
     const char *module;       /**< "vela_ptp_cfg" */
-    const char *text_section; /**< section of the module's file that holds its message texts, or NULL */
+    /**
+     * Section of the module's file that holds its message texts, or NULL. Its content is compressed with bzip2: one
+     * line per message, "NUMBER<TAB>TEXT", where TEXT may hold %s, %d, %u, %p and %%.
+     */
+    const char *text_section;
 } bitlog_descriptor;
 
 /** One traced message, as a sink receives it; strings are valid during the call only. */
@@ -57,19 +61,37 @@ typedef void (*bitlog_sink_fn)(void *cookie, const bitlog_record *record);
 
 /**
  * Replaces the sink. Not locked: do it before threads trace.
- * @param sink  NULL: the default, which prints emergencies and errors to stderr
+ * @param sink  NULL: the default, which prints emergencies and errors to stderr, one line each
  */
 BITLOG_API void bitlog_set_sink(bitlog_sink_fn sink, void *cookie);
 
 /**
- * Registers a module; safe to repeat and to call from several threads.
- * @param module_id  receives a number from 1; 0 means not registered
- * @return 0, or 12 when no more modules fit
+ * Sets the least severe level that is traced, BITLOG_DEBUG at start; safe from any thread. A call below it costs one
+ * comparison. The default sink stays at BITLOG_ERROR, or what is more severe.
+ */
+BITLOG_API void bitlog_set_level(uint32_t level);
+/** The level last set. */
+BITLOG_API uint32_t bitlog_get_level(void);
+
+/**
+ * Registers a module; safe to repeat and to call from several threads. A name that is registered already keeps its
+ * number, also when its library was unloaded and loaded again.
+ * @param module      at most 63 characters; copied
+ * @param module_id   0 before the first call; receives a number from 1; 0 means not registered
+ * @param descriptor  stays valid as long as the module is loaded; may be NULL (no texts)
+ * @return 0, 12 when no more modules fit, or 22 for a name or section name that is missing or too long
  */
 BITLOG_API uint32_t bitlog_module_init_fn(const char *module, uint16_t *module_id, const bitlog_descriptor *descriptor);
 
+/** Name of a registered module; NULL when there is none of that number. */
+BITLOG_API const char *bitlog_module_name(uint16_t module_id);
+/** "emergency", "error", "informational", "debug"; other severities by their syslog names, "unknown" beyond. */
+BITLOG_API const char *bitlog_level_name(uint32_t level);
+
 /**
- * Formats a record as text.
+ * Formats a record as text: its message text with the arguments put in, or, when the module's texts cannot be found,
+ * "message 1234 of ptp_clock: ARGUMENT, ...". The first call for a module reads the texts from the module's file.
+ * @param buffer  receives at most room - 1 characters and a NUL; may be NULL when `room` is 0
  * @return characters that the whole text needs, as snprintf counts
  */
 BITLOG_API size_t bitlog_format(const bitlog_record *record, char *buffer, size_t room);
