@@ -1,0 +1,45 @@
+// Every emitter fills texts from the checked model; each covers one kind of output file.
+#pragma once
+
+#include <string>
+
+#include "model.h"
+#include "output.h"
+#include "template_engine.h"
+
+namespace codegen {
+
+/** What emitters read. */
+struct generation {
+    const model &schema;
+    const template_set &templates;
+    const function_set &functions;
+};
+
+/** Public headers: umbrella, types.h and one per subject. */
+void emit_headers(const generation &input, output_set &files);
+/** velalib/primitives.h, the exported primitives, and the traits by which the families reach them. */
+void emit_primitives(const generation &input, output_set &files);
+/** The exported functions, one source per subject. */
+void emit_sources(const generation &input, output_set &files);
+/** constexpr tables, one header per subject. */
+void emit_descriptors(const generation &input, output_set &files);
+/** Records, variant rows and the other objects behind the tables, one source per subject. */
+void emit_data(const generation &input, output_set &files);
+/** Type table, version script and the list of functions. */
+void emit_module(const generation &input, output_set &files);
+/** Type manifest: text and section. */
+void emit_manifest(const generation &input, output_set &files);
+/** Trace points, and the message texts with their section. */
+void emit_traces(const generation &input, output_set &files);
+
+/** First comment of a generated file. `inputs` names what it is made of. */
+std::string generated_note(const std::string &inputs);
+/** A function's documentation as a Doxygen comment. */
+std::string documentation(const function &subject);
+/** The exported definition. */
+std::string definition(const function &subject);
+/** The prototype without storage class and semicolon. */
+std::string prototype(const function &subject, const std::string &prefix, const std::string &end);
+
+}  // namespace codegen

@@ -1,0 +1,86 @@
+#include <sstream>
+
+#include "emit.h"
+#include "text.h"
+
+namespace codegen {
+namespace {
+
+/** A parameter that the body does not use is left without its name. */
+std::string definition_parameter(const parameter &row, const std::string &body) {
+    if (mentions(body, row.name)) {
+        return row.declaration;
+    }
+    std::string declaration = row.declaration;
+    declaration.erase(declaration.rfind(row.name), row.name.size());
+    while (declaration.ends_with(' ')) {
+        declaration.pop_back();
+    }
+    return declaration;
+}
+
+std::string indented(const std::string &body) {
+    std::istringstream lines(body);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+        result += (line.empty() ? line : wrapped_statement("    " + line, "        ")) + "\n";
+    }
+    return result;
+}
+
+}  // namespace
+
+std::string definition(const function &subject) {
+    std::vector<std::string> declarations;
+    for (const parameter &row : subject.parameters) {
+        declarations.push_back(definition_parameter(row, subject.body));
+    }
+    const bool ends_in_star = subject.returns.ends_with('*');
+    const std::string start = "extern \"C\" " + subject.returns + (ends_in_star ? "" : " ") + subject.name;
+    std::string text = wrapped_call(start, declarations, " {");
+    if (declarations.empty()) {
+        text = start + "() {";
+    }
+    return text + "\n" + indented(subject.body) + "}\n\n";
+}
+
+namespace {
+
+std::string definitions(const generation &input, const std::string &type_name) {
+    std::string text;
+    const auto groups = input.functions.by_type.find(type_name);
+    if (groups == input.functions.by_type.end()) {
+        return text;
+    }
+    for (const function_group &group : groups->second) {
+        for (const function &row : group.functions) {
+            if (!row.body.empty()) {
+                text += definition(row);
+            }
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+void emit_sources(const generation &input, output_set &files) {
+    for (const subject &file : input.schema.subjects) {
+        std::string text = "// " + file.title + ": the exported functions, each one call into families/.\n// " +
+                           generated_note("schema/" + file.name + ".toml and codegen/templates") + "\n";
+        text += "#include \"ptp_cfg/" + file.name + ".h\"\n\n#include \"" + file.name +
+                "_descriptors.h\"\n#include \"families/operations.h\"\n\nusing namespace ptp_cfg;\n\n";
+        for (const enumeration &type : file.enumerations) {
+            text += definitions(input, type.name);
+        }
+        for (const structure &type : file.structures) {
+            text += definitions(input, type.name);
+        }
+        for (const message &type : file.messages) {
+            text += definitions(input, type.type_name());
+        }
+        files.add("private/" + file.name + ".cpp", std::move(text));
+    }
+}
+
+}  // namespace codegen

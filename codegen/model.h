@@ -1,0 +1,172 @@
+// What the schema says, with names resolved and layouts computed. Everything after the checker reads only this.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "diagnostics.h"
+
+namespace codegen {
+
+enum class value_class { unsigned_number, signed_number, boolean, opaque };
+
+/** A primitive type of fields; its operations are the runtime's. */
+struct primitive {
+    location where;
+    std::string name;
+    std::string doc;
+    std::uint32_t size = 0;
+    std::uint32_t alignment = 0;
+    std::uint32_t width = 0;  // on the wire
+    value_class value = value_class::opaque;
+
+    bool travels_by_value() const { return value != value_class::opaque; }
+};
+
+struct enumeration_value {
+    location where;
+    std::uint32_t number = 0;
+    std::string literal;
+    std::string doc;
+    std::uint32_t since = 0;
+};
+
+struct enumeration {
+    location where;
+    std::string name;
+    std::string luid;
+    std::string definition;
+    std::uint32_t trace = 0;
+    std::string doc;
+    std::vector<enumeration_value> values;
+    std::string subject;
+
+    std::uint32_t newest = 0;
+    std::vector<std::uint32_t> thresholds;  // [k]: first number that needs variant k + 1
+};
+
+enum class field_category { primitive, text, enumeration, structure };
+
+struct structure;
+
+struct field {
+    location where;
+    std::string name;
+    std::string type_name;
+    std::string doc;
+    std::string unit;
+    std::uint32_t since = 0;
+    std::optional<std::uint32_t> capacity;  // of an array
+    std::string length_of;                  // the text whose length this field is
+
+    // Resolved: exactly one of the three is set, none for a text.
+    field_category category = field_category::primitive;
+    const codegen::primitive *primitive = nullptr;
+    const codegen::enumeration *enumeration = nullptr;
+    const codegen::structure *structure = nullptr;
+
+    // Layout.
+    std::uint32_t offset = 0;
+    std::uint32_t stride = 0;
+    std::uint32_t end = 0;
+    std::uint32_t flag_position = 0;
+    std::uint32_t flag_length = 0;
+    std::uint32_t companion_offset = 0;  // of a text
+    std::string companion_name;          // of a text
+
+    bool is_array() const { return capacity.has_value(); }
+    bool is_companion() const { return !length_of.empty(); }
+    /** An integer, truth value or enumeration that is not an array: what get_all and set_all take. */
+    bool is_single_value() const {
+        return !is_array() && (category == field_category::enumeration ||
+                               (category == field_category::primitive && primitive->travels_by_value()));
+    }
+};
+
+struct variant_row {
+    std::uint32_t used = 0;
+    std::uint32_t slop = 0;
+};
+
+struct structure {
+    location where;
+    std::string name;
+    std::string luid;
+    std::string definition;
+    std::uint32_t trace = 0;
+    std::string doc;
+    std::uint32_t stated_size = 0;
+    std::uint32_t stated_tracked_size = 0;
+    std::optional<std::vector<std::uint32_t>> stated_validity;
+    std::vector<field> fields;
+    std::string subject;
+
+    std::uint32_t newest = 0;
+    std::uint32_t size = 0;          // untracked
+    std::uint32_t block_length = 0;  // of the state flags
+    std::vector<variant_row> rows;
+    std::vector<std::uint32_t> validity;
+
+    std::uint32_t tracked_size() const { return size + block_length; }
+};
+
+struct payload {
+    std::string type_name;
+    const codegen::structure *structure = nullptr;  // or
+    const codegen::primitive *primitive = nullptr;
+};
+
+struct message {
+    location where;
+    std::string name;  // "ptp_clock_cfg"
+    std::string luid;
+    std::string definition;
+    std::uint32_t trace = 0;
+    std::string doc;
+    std::vector<payload> payloads;
+    std::string subject;
+
+    std::string type_name() const { return name + "_message"; }
+    /** Header, message header block and one pointer per payload. */
+    std::uint32_t size() const { return 32 + 8 * static_cast<std::uint32_t>(payloads.size()); }
+};
+
+/** One file of the schema; the types stay where they are, so that others may point at them. */
+struct subject {
+    std::string name;   // of the file, without extension
+    std::string title;
+    std::string doc;
+    std::deque<codegen::enumeration> enumerations;
+    std::deque<codegen::structure> structures;
+    std::deque<codegen::message> messages;
+};
+
+struct trace_entry {
+    location where;
+    std::string id;
+    std::string level;
+    std::string text;
+};
+
+/** Types own numbers 64 x trace to 64 x trace + 63; the module itself owns trace number 0. */
+constexpr std::uint32_t trace_numbers_per_type = 64;
+
+struct model {
+    std::string module;
+    std::deque<codegen::primitive> primitives;
+    std::deque<codegen::subject> subjects;
+    std::map<std::string, std::vector<trace_entry>> traces;  // by kind: module, enumeration, structure, message
+
+    // In the order of the catalogue.
+    std::vector<const codegen::enumeration *> enumerations;
+    std::vector<const codegen::structure *> structures;
+    std::vector<const codegen::message *> messages;
+    // Each after the structures that it embeds.
+    std::vector<const codegen::structure *> structures_by_use;
+};
+
+}  // namespace codegen

@@ -1,0 +1,139 @@
+#include "naming.h"
+
+#include <set>
+
+#include "checker.h"
+#include "layout.h"
+
+namespace codegen {
+namespace {
+
+std::string pointer_list(const structure &type) {
+    std::vector<std::string> names;
+    for (const field *row : single_values(type, true)) {
+        names.push_back(parameter_name(*row));
+    }
+    return names.empty() ? "nullptr" : join(names, ", ");
+}
+
+std::string value_list(const structure &type) {
+    std::vector<std::string> values;
+    for (const field *row : single_values(type, false)) {
+        const bool is_signed = row->primitive != nullptr && row->primitive->value == value_class::signed_number;
+        const std::string name = parameter_name(*row);
+        values.push_back(is_signed ? "static_cast<u_int64>(static_cast<int64_t>(" + name + "))"
+                                   : "static_cast<u_int64>(" + name + ")");
+    }
+    return values.empty() ? "0" : join(values, ", ");
+}
+
+}  // namespace
+
+std::string value_type(const field &row) {
+    return row.category == field_category::enumeration ? "u_int32" : storage_type(row);
+}
+
+std::string storage_type(const field &row) {
+    return row.category == field_category::text ? "char" : row.type_name;
+}
+
+std::string kind_name(const field &row) {
+    switch (row.category) {
+        case field_category::enumeration:
+            return "enumeration";
+        case field_category::structure:
+            return "structure";
+        default:
+            return row.type_name;
+    }
+}
+
+std::string documented(const field &row) {
+    if (row.unit.empty()) {
+        return row.doc;
+    }
+    return row.doc.ends_with('.') ? row.doc.substr(0, row.doc.size() - 1) + " (" + row.unit + ")."
+                                  : row.doc + " (" + row.unit + ")";
+}
+
+std::string parameter_name(const field &row) {
+    static const std::set<std::string> taken = {"handle", "mem_class", "instance", "err"};
+    return taken.contains(row.name) || is_keyword(row.name) ? row.name + "_" : row.name;
+}
+
+std::vector<const field *> single_values(const structure &type, bool with_companions) {
+    std::vector<const field *> rows;
+    for (const field &row : type.fields) {
+        if (row.is_single_value() && (with_companions || !row.is_companion())) {
+            rows.push_back(&row);
+        }
+    }
+    return rows;
+}
+
+std::string record_name(const std::string &type_name) {
+    return "_" + type_name + "_type_info_internal";
+}
+
+std::string handler_name(const message &type) {
+    return "ptp_cfg_" + type.type_name() + "_handler";
+}
+
+placeholders primitive_placeholders(const primitive &type) {
+    return {{"type", type.name}, {"type_doc", type.doc}, {"width", std::to_string(type.width)}};
+}
+
+placeholders enumeration_placeholders(const enumeration &type) {
+    return {{"type", type.name},
+            {"type_doc", type.doc},
+            {"newest", std::to_string(type.newest)},
+            {"size", std::to_string(enumeration_size)},
+            {"tracked_size", std::to_string(enumeration_size)}};
+}
+
+placeholders structure_placeholders(const structure &type) {
+    return {{"type", type.name},
+            {"type_doc", type.doc},
+            {"newest", std::to_string(type.newest)},
+            {"size", std::to_string(type.size)},
+            {"tracked_size", std::to_string(type.tracked_size())},
+            {"get_all_pointers", pointer_list(type)},
+            {"set_all_values", value_list(type)}};
+}
+
+placeholders field_placeholders(const structure &type, std::size_t index) {
+    const field &row = type.fields[index];
+    placeholders values = structure_placeholders(type);
+    values["field"] = row.name;
+    values["index"] = std::to_string(index);
+    values["field_doc"] = documented(row);
+    values["unit"] = row.unit;
+    values["value_type"] = value_type(row);
+    values["storage_type"] = storage_type(row);
+    values["kind"] = kind_name(row);
+    values["capacity"] = std::to_string(row.capacity.value_or(1));
+    values["companion"] = row.companion_name;
+    values["enumeration"] = row.enumeration != nullptr ? row.enumeration->name : "";
+    return values;
+}
+
+placeholders message_placeholders(const message &type) {
+    return {{"type", type.type_name()},
+            {"type_doc", type.doc},
+            {"newest", "0"},
+            {"size", std::to_string(type.size())},
+            {"tracked_size", std::to_string(type.size())},
+            {"message", type.name}};
+}
+
+placeholders payload_placeholders(const message &type, std::size_t index) {
+    const payload &row = type.payloads[index];
+    placeholders values = message_placeholders(type);
+    values["payload"] = row.type_name;
+    values["payload_type"] = row.type_name;
+    values["payload_index"] = std::to_string(index);
+    values["payload_kind"] = row.structure != nullptr ? "structure" : row.type_name;
+    return values;
+}
+
+}  // namespace codegen

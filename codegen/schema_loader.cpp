@@ -1,0 +1,225 @@
+#include "schema_loader.h"
+
+#include "table_reader.h"
+
+namespace codegen {
+namespace {
+
+/** Loads one file of the schema after another. */
+class loader {
+public:
+    loader(std::filesystem::path directory, diagnostics &errors) : directory_(std::move(directory)), errors_(errors) {}
+
+    model load() {
+        load_primitives();
+        load_traces();
+        load_catalogue();
+        return std::move(model_);
+    }
+
+private:
+    std::string path(const std::string &name) const { return (directory_ / (name + ".toml")).generic_string(); }
+
+    void load_primitives();
+    void load_traces();
+    void load_catalogue();
+    void load_subject(const std::string &name);
+    enumeration load_enumeration(const toml::table &table, const std::string &file);
+    structure load_structure(const toml::table &table, const std::string &file);
+    field load_field(const toml::table &table, const std::string &file, const std::string &owner);
+    message load_message(const toml::table &table, const std::string &file);
+
+    std::filesystem::path directory_;
+    diagnostics &errors_;
+    model model_;
+};
+
+value_class to_value_class(const std::string &name, const location &where, const std::string &subject,
+                           diagnostics &errors) {
+    if (name == "unsigned") {
+        return value_class::unsigned_number;
+    }
+    if (name == "signed") {
+        return value_class::signed_number;
+    }
+    if (name == "boolean") {
+        return value_class::boolean;
+    }
+    if (name != "opaque" && !name.empty()) {
+        errors.report(where, subject, "class '" + name + "' is unknown", "give unsigned, signed, boolean or opaque");
+    }
+    return value_class::opaque;
+}
+
+void loader::load_primitives() {
+    const std::string file = path("primitives");
+    const auto document = parse_toml(file, errors_);
+    if (!document) {
+        return;
+    }
+    table_reader top(*document, file, "", errors_);
+    for (const toml::table *table : top.tables("primitives", true)) {
+        table_reader reader(*table, file, "primitive", errors_);
+        primitive row;
+        row.where = reader.where();
+        row.name = reader.text("name");
+        reader.rename("primitive " + row.name);
+        row.size = reader.number("size");
+        row.alignment = reader.number("alignment");
+        row.width = reader.number("width");
+        row.value = to_value_class(reader.text("class"), row.where, reader.subject(), errors_);
+        row.doc = reader.text("doc");
+        reader.finish();
+        model_.primitives.push_back(std::move(row));
+    }
+    top.finish();
+}
+
+void loader::load_traces() {
+    const std::string file = path("trace");
+    const auto document = parse_toml(file, errors_);
+    if (!document) {
+        return;
+    }
+    table_reader top(*document, file, "", errors_);
+    for (const char *kind : {"module", "enumeration", "structure", "message"}) {
+        auto &list = model_.traces[kind];
+        for (const toml::table *table : top.tables(kind, true)) {
+            table_reader reader(*table, file, std::string("trace list ") + kind, errors_);
+            trace_entry entry;
+            entry.where = reader.where();
+            entry.id = reader.text("id");
+            entry.level = reader.text("level");
+            entry.text = reader.text("text");
+            reader.finish();
+            list.push_back(std::move(entry));
+        }
+    }
+    top.finish();
+}
+
+void loader::load_catalogue() {
+    const std::string file = path("catalogue");
+    const auto document = parse_toml(file, errors_);
+    if (!document) {
+        return;
+    }
+    table_reader reader(*document, file, "", errors_);
+    model_.module = reader.text("module");
+    for (const std::string &name : reader.texts("subjects")) {
+        load_subject(name);
+    }
+    reader.finish();
+}
+
+void loader::load_subject(const std::string &name) {
+    const std::string file = path(name);
+    const auto document = parse_toml(file, errors_);
+    if (!document) {
+        return;
+    }
+    subject result;
+    table_reader reader(*document, file, "", errors_);
+    const std::string stated = reader.text("subject");
+    if (stated != name && !stated.empty()) {
+        errors_.report({file, 1}, "", "key 'subject' says '" + stated + "'", "give the file's own name, '" + name + "'");
+    }
+    result.name = name;
+    result.title = reader.text("title");
+    result.doc = reader.text("doc");
+    for (const toml::table *table : reader.tables("enumeration", false)) {
+        result.enumerations.push_back(load_enumeration(*table, file));
+        result.enumerations.back().subject = name;
+    }
+    for (const toml::table *table : reader.tables("structure", false)) {
+        result.structures.push_back(load_structure(*table, file));
+        result.structures.back().subject = name;
+    }
+    for (const toml::table *table : reader.tables("message", false)) {
+        result.messages.push_back(load_message(*table, file));
+        result.messages.back().subject = name;
+    }
+    reader.finish();
+    model_.subjects.push_back(std::move(result));
+}
+
+/** Reads what every type has. */
+template <class type>
+void load_identity(table_reader &reader, const char *kind, type &result) {
+    result.where = reader.where();
+    result.name = reader.text("name");
+    reader.rename(std::string(kind) + " " + result.name);
+    result.luid = reader.text("luid");
+    result.definition = reader.optional_text("definition");
+    result.trace = reader.number("trace");
+    result.doc = reader.text("doc");
+}
+
+enumeration loader::load_enumeration(const toml::table &table, const std::string &file) {
+    enumeration result;
+    table_reader reader(table, file, "enumeration", errors_);
+    load_identity(reader, "enumeration", result);
+    for (const toml::table *row : reader.tables("values", true)) {
+        table_reader values(*row, file, reader.subject(), errors_);
+        enumeration_value value;
+        value.where = values.where();
+        value.number = values.number("number");
+        value.literal = values.text("literal");
+        values.rename(reader.subject() + ", value " + value.literal);
+        value.doc = values.text("doc");
+        value.since = values.optional_number("since").value_or(0);
+        values.finish();
+        result.values.push_back(std::move(value));
+    }
+    reader.finish();
+    return result;
+}
+
+structure loader::load_structure(const toml::table &table, const std::string &file) {
+    structure result;
+    table_reader reader(table, file, "structure", errors_);
+    load_identity(reader, "structure", result);
+    result.stated_size = reader.number("size");
+    result.stated_tracked_size = reader.number("tracked_size");
+    result.stated_validity = reader.optional_numbers("validity");
+    for (const toml::table *row : reader.tables("fields", true)) {
+        result.fields.push_back(load_field(*row, file, reader.subject()));
+    }
+    reader.finish();
+    return result;
+}
+
+field loader::load_field(const toml::table &table, const std::string &file, const std::string &owner) {
+    field result;
+    table_reader reader(table, file, owner, errors_);
+    result.where = reader.where();
+    result.name = reader.text("name");
+    reader.rename(owner + ", field " + result.name);
+    result.type_name = reader.text("type");
+    result.doc = reader.text("doc");
+    result.unit = reader.optional_text("unit");
+    result.since = reader.optional_number("since").value_or(0);
+    result.capacity = reader.optional_number("capacity");
+    result.length_of = reader.optional_text("length_of");
+    reader.finish();
+    return result;
+}
+
+message loader::load_message(const toml::table &table, const std::string &file) {
+    message result;
+    table_reader reader(table, file, "message", errors_);
+    load_identity(reader, "message", result);
+    for (const std::string &name : reader.texts("payloads")) {
+        result.payloads.push_back({name, nullptr, nullptr});
+    }
+    reader.finish();
+    return result;
+}
+
+}  // namespace
+
+model load_schema(const std::filesystem::path &directory, diagnostics &errors) {
+    return loader(directory, errors).load();
+}
+
+}  // namespace codegen

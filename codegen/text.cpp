@@ -1,0 +1,155 @@
+#include "text.h"
+
+#include <algorithm>
+#include <cctype>
+#include <stdexcept>
+
+namespace codegen {
+namespace {
+
+constexpr std::size_t widest_alignment = 72;
+
+bool is_word(char character) {
+    return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_';
+}
+
+/** The length of the {name} that begins at `start`, braces included; 0 when there is none. */
+std::size_t placeholder_length(std::string_view text, std::size_t start) {
+    const std::size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_", start + 1);
+    const bool is_name = end != std::string_view::npos && text[end] == '}' && end > start + 1 &&
+                         std::isdigit(static_cast<unsigned char>(text[start + 1])) == 0;
+    return is_name ? end + 1 - start : 0;
+}
+
+}  // namespace
+
+std::string expand(std::string_view text, const placeholders &values, std::set<std::string> &unknown) {
+    std::string result;
+    std::size_t position = 0;
+    while (position < text.size()) {
+        const std::size_t length = text[position] == '{' ? placeholder_length(text, position) : 0;
+        if (length == 0) {
+            result += text[position++];
+            continue;
+        }
+        const std::string_view name = text.substr(position + 1, length - 2);
+        if (const auto found = values.find(name); found != values.end()) {
+            result += found->second;
+        } else {
+            unknown.emplace(name);
+            result += text.substr(position, length);
+        }
+        position += length;
+    }
+    return result;
+}
+
+std::string fill(std::string_view text, const placeholders &values) {
+    std::set<std::string> unknown;
+    std::string result = expand(text, values, unknown);
+    if (!unknown.empty()) {
+        throw std::logic_error("no value for {" + *unknown.begin() + "} in: " + std::string(text));
+    }
+    return result;
+}
+
+std::string c_string(std::string_view text) {
+    std::string result = "\"";
+    for (const char character : text) {
+        if (character == '"' || character == '\\') {
+            result += '\\';
+        }
+        if (character == '\n') {
+            result += "\\n";
+        } else {
+            result += character;
+        }
+    }
+    return result + "\"";
+}
+
+std::string join(const std::vector<std::string> &parts, std::string_view separator) {
+    std::string result;
+    for (const std::string &part : parts) {
+        if (&part != &parts.front()) {
+            result += separator;
+        }
+        result += part;
+    }
+    return result;
+}
+
+std::string wrapped(std::string_view text, std::string_view first_prefix, std::string_view prefix) {
+    std::string result;
+    std::string line(first_prefix);
+    bool has_word = false;
+    std::size_t position = 0;
+    while ((position = text.find_first_not_of(" \n", position)) != std::string_view::npos) {
+        const std::size_t end = std::min(text.find_first_of(" \n", position), text.size());
+        const std::string_view word = text.substr(position, end - position);
+        if (has_word && line.size() + 1 + word.size() > line_width) {
+            result += line + '\n';
+            line = prefix;
+            has_word = false;
+        }
+        if (has_word) {
+            line += ' ';
+        }
+        line += word;
+        has_word = true;
+        position = end;
+    }
+    return result + line + '\n';
+}
+
+std::string wrapped_call(const std::string &first, const std::vector<std::string> &arguments, const std::string &end) {
+    std::string result;
+    std::string line = first + "(";
+    const std::string indent(line.size() <= widest_alignment ? line.size() : 8, ' ');
+    for (std::size_t index = 0; index < arguments.size(); ++index) {
+        const bool is_last = index + 1 == arguments.size();
+        const std::string piece = arguments[index] + (is_last ? ")" + end : ",");
+        const bool opens_line = line.back() == '(' || line == indent;
+        if (!opens_line && line.size() + 1 + piece.size() > line_width) {
+            result += line + '\n';
+            line = indent;
+        } else if (!opens_line) {
+            line += ' ';
+        }
+        line += piece;
+    }
+    return result + line + (arguments.empty() ? "void)" + end : "");
+}
+
+std::string wrapped_statement(const std::string &line, const std::string &indent) {
+    std::string result;
+    std::string rest = line;
+    while (rest.size() > line_width) {
+        const std::size_t comma = rest.rfind(", ", line_width - 1);
+        if (comma == std::string::npos || comma < indent.size()) {
+            break;
+        }
+        result += rest.substr(0, comma + 1) + '\n';
+        rest = indent + rest.substr(comma + 2);
+    }
+    return result + rest;
+}
+
+std::string upper(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char character) { return static_cast<char>(std::toupper(character)); });
+    return text;
+}
+
+bool mentions(std::string_view text, std::string_view word) {
+    for (std::size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
+        const bool begins = at == 0 || !is_word(text[at - 1]);
+        const bool ends = at + word.size() == text.size() || !is_word(text[at + word.size()]);
+        if (begins && ends) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace codegen
