@@ -127,6 +127,7 @@ typedef struct vela_handle {
     u_int32 msg_header_word;         /**< sent in the header of every message; set by the application */
     char domain_name[64];            /**< name of the domain, for diagnostics */
     vela_last_error last_error;
+    u_int64 wire_paths[2]; /**< test builds only: structures that went the fast and the exact path of the wire */
     struct vela_runtime *runtime; /**< the runtime's own state */
 } vela_handle;
 

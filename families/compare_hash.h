@@ -1,0 +1,83 @@
+// Order and hash of structures: field values only, never headers or state flags, whatever the variant.
+#pragma once
+
+#include "families/enumeration.h"
+#include "families/unroll.h"
+
+namespace ptp_cfg {
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE int32 compare_instances(const u_int8 *a, const u_int8 *b);
+
+template <const structure_descriptor &D, u_int32 I>
+PTP_CFG_INLINE int32 compare_field(const u_int8 *a, const u_int8 *b) {
+    constexpr const field_descriptor &field = D.fields[I];
+    const u_int8 *x = a + field.offset;
+    const u_int8 *y = b + field.offset;
+    if constexpr (field.kind == field_kind::enumeration) {
+        return enumeration_compare(x, y);
+    } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
+        return memcmp(x, y, field.capacity);
+    } else if constexpr (field.kind == field_kind::var_string) {
+        return var_string_compare(as<var_string>(x), as<var_string>(y));
+    } else {
+        int32 order = 0;
+        for (u_int32 element = 0; element < field.capacity && order == 0; ++element) {
+            if constexpr (field.kind == field_kind::structure) {
+                order = compare_instances<*field.structure>(x, y);
+            } else {
+                using P = primitive_traits<field.kind>;
+                order = P::compare(as<typename P::type>(x), as<typename P::type>(y));
+            }
+            x += field.stride;
+            y += field.stride;
+        }
+        return order;
+    }
+}
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE int32 compare_instances(const u_int8 *a, const u_int8 *b) {
+    // The first field that differs decides; its result is passed on as it is.
+    return first_non_zero<D>([&]<u_int32 I>() __attribute__((always_inline)) { return compare_field<D, I>(a, b); });
+}
+
+template <const structure_descriptor &D>
+int32 structure_compare(const void *a, const void *b) {
+    if (a == nullptr || b == nullptr) {
+        return a == b ? 0 : (a == nullptr ? -1 : 1);
+    }
+    return compare_instances<D>(static_cast<const u_int8 *>(a), static_cast<const u_int8 *>(b));
+}
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE u_int32 hash_instance(const u_int8 *instance, u_int32 seed) {
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        const u_int8 *value = instance + field.offset;
+        if constexpr (field.kind == field_kind::enumeration) {
+            seed = enumeration_hash(value, seed);
+        } else if constexpr (field.is_array && field.kind == field_kind::u_int8) {
+            seed = VELA_CALL(SuperFastHash)(value, field.capacity, seed);
+        } else if constexpr (field.kind == field_kind::var_string) {
+            seed = var_string_hash(as<var_string>(value), instance[field.companion_offset], seed);
+        } else {
+            for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
+                if constexpr (field.kind == field_kind::structure) {
+                    seed = hash_instance<*field.structure>(value, seed);
+                } else {
+                    using P = primitive_traits<field.kind>;
+                    seed = P::hash(as<typename P::type>(value), seed);
+                }
+            }
+        }
+    });
+    return seed;
+}
+
+template <const structure_descriptor &D>
+u_int32 structure_hash(const void *instance, u_int32 seed) {
+    return instance == nullptr ? seed : hash_instance<D>(static_cast<const u_int8 *>(instance), seed);
+}
+
+}  // namespace ptp_cfg

@@ -1,0 +1,47 @@
+// Operations of enumerations.
+#pragma once
+
+#include "families/instance.h"
+
+namespace ptp_cfg {
+
+void *enumeration_create(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class);
+void *enumeration_create_cr(const enumeration_descriptor &type, vela_handle *handle);
+void enumeration_initialize(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                            const vela_type_info *record, bool hooks, u_int8 flags, u_int32 *err);
+void enumeration_set_embedded(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                              void *instance);
+void enumeration_destroy(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                         u_int32 free);
+
+u_int32 enumeration_get_value(vela_handle *handle, const void *instance, u_int32 *err);
+void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
+                     const void *source, u_int32 *err);
+void enumeration_set_value(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                           u_int32 value, u_int32 *err);
+u_int32 enumeration_is_valid(const enumeration_descriptor &type, vela_handle *handle, u_int32 value);
+
+/** A value's literal, or nullptr for a number without one. */
+const char *enumeration_literal(const enumeration_descriptor &type, u_int32 value);
+
+/** The first variant that may hold a value. */
+inline int8 variant_needed(const u_int32 *thresholds, int8 newest, u_int32 number) {
+    int8 needed = 0;
+    while (needed <= newest && number >= thresholds[needed]) {
+        ++needed;
+    }
+    return needed;
+}
+
+PTP_CFG_INLINE int32 enumeration_compare(const void *a, const void *b) {
+    if (a == nullptr || b == nullptr) {
+        return a == b ? 0 : (a == nullptr ? -1 : 1);
+    }
+    return static_cast<int32>(*value_of(a) - *value_of(b));
+}
+
+PTP_CFG_INLINE u_int32 enumeration_hash(const void *instance, u_int32 seed) {
+    return instance == nullptr ? seed : VELA_CALL(SuperFastHash)(value_of(instance), 4, seed);
+}
+
+}  // namespace ptp_cfg

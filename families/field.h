@@ -1,0 +1,101 @@
+// Access to single fields. Every operation tests in this order: the error word, then whether the instance's variant
+// has the field (43), then index and value.
+#pragma once
+
+#include "families/enumeration.h"
+#include "families/state_flags.h"
+#include "families/structure.h"
+
+namespace ptp_cfg {
+
+/** Whether an instance's variant has a field. A null instance has none. */
+PTP_CFG_INLINE bool has_field(const field_descriptor &field, const void *instance) {
+    // The runtime is told the kind of field, for variants that it may keep apart.
+    const u_int32 by_kind = field.kind == field_kind::enumeration || field.kind == field_kind::vela_boolean ? 1 : 0;
+    return VELA_CALL(vela_get_instance_variant)(instance, 1, by_kind) >= static_cast<int>(field.since);
+}
+
+/** Opens a read of a field; false when it ends here. */
+PTP_CFG_INLINE bool begin_get(const field_descriptor &field, vela_handle *handle, const void *instance, u_int32 *err) {
+    if (*err != 0) {
+        return false;
+    }
+    clear_last_error(handle);
+    if (!has_field(field, instance)) {
+        fail_epoch(handle, VELA_EEPOCH, err);
+        return false;
+    }
+    return true;
+}
+
+/** Opens a write of a field; false when it ends here. */
+PTP_CFG_INLINE bool begin_set(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
+                              u_int32 mem_class, void *instance, u_int32 *err) {
+    if (*err != 0) {
+        return false;
+    }
+    clear_last_error(handle);
+    adjust(handle, mem_class, instance, type.newest, err);
+    if (!has_field(field, instance)) {
+        fail_epoch(handle, VELA_EEPOCH, err);
+        return false;
+    }
+    return true;
+}
+
+/** False, with error 2, for an index at or above the capacity. */
+inline bool within(const field_descriptor &field, u_int32 element, vela_handle *handle, u_int32 *err) {
+    if (element < field.capacity) {
+        return true;
+    }
+    fail(handle, VELA_ENOENT, err);
+    return false;
+}
+
+/** Storage of a field, or of an element of an array field. */
+void *field_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                void *instance, u_int32 element, u_int32 *err);
+
+/** Value of a number or truth value of kind K, in a field or an element of one. */
+template <field_kind K>
+typename primitive_traits<K>::type field_get_value(const structure_descriptor &type, u_int32 index,
+                                                   vela_handle *handle, u_int32 mem_class, const void *instance,
+                                                   u_int32 element, u_int32 *err) {
+    using P = primitive_traits<K>;
+    const field_descriptor &field = type.fields[index];
+    if (!begin_get(field, handle, instance, err) || !within(field, element, handle, err)) {
+        return 0;
+    }
+    return P::get_value(handle, mem_class, as<typename P::type>(storage(field, instance, element)), err);
+}
+
+/** Stores a number or truth value of kind K and marks the field as set. */
+template <field_kind K>
+void field_set_value(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                     void *instance, u_int32 element, typename primitive_traits<K>::type value, u_int32 *err) {
+    using P = primitive_traits<K>;
+    const field_descriptor &field = type.fields[index];
+    if (!begin_set(type, field, handle, mem_class, instance, err) || !within(field, element, handle, err)) {
+        return;
+    }
+    P::set_value(handle, mem_class, as<typename P::type>(storage(field, instance, element)), value, err);
+    mark_set(type, field, handle, mem_class, instance, element, err);
+}
+
+u_int32 field_get_enumeration(const structure_descriptor &type, u_int32 index, vela_handle *handle,
+                              const void *instance, u_int32 *err);
+void field_set_enumeration(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                           void *instance, u_int32 value, u_int32 *err);
+
+/** Copies a value of the field's own type into a field, or into an element of a scalar array. */
+void field_set(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *instance,
+               u_int32 element, const void *source, u_int32 *err);
+
+/** Characters of a text field, "" when it is empty; nullptr on failure. */
+const char *text_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                     void *instance, u_int32 *err);
+/** Sets a text and its length companion, which keeps the low 8 bits of the count. */
+void text_set(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *instance,
+              const char *characters, u_int32 count, u_int32 *err);
+
+}  // namespace ptp_cfg

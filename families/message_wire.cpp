@@ -1,0 +1,213 @@
+// Messages as bytes: len, marshal, unmarshal and the receive path.
+#include "families/message.h"
+#include "families/xml.h"
+
+namespace ptp_cfg {
+
+static constexpr u_int32 record_size = 4096;
+
+static const char *error_text(u_int32 code) { return strerror(static_cast<int>(code)); }
+
+/** Room as the payload operations take it. */
+static int32 signed_room(u_int32 room) { return room > INT32_MAX ? INT32_MAX : static_cast<int32>(room); }
+
+u_int32 message_len(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *message) {
+    if (message == nullptr) {
+        return 0;
+    }
+    const message_instance *instance = static_cast<const message_instance *>(message);
+    u_int32 len = message_prefix;
+    for (u_int32 i = 0; i < type.payload_count; ++i) {
+        const payload_descriptor &payload = type.payloads[i];
+        len += payload.structure != nullptr ? structure_len(*payload.structure, handle, mem_class, instance->payload[i])
+                                            : primitive_width(payload.kind);
+    }
+    return len;
+}
+
+// ---- marshal -------------------------------------------------------------------------------------------------------------
+
+/** Whether the handle's domain and its open bundle take the message. */
+static bool admitted(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, u_int32 *err) {
+    if (vela_domain_lookup_message_ok(handle, &handle->variant_domain, type.record, err) == 0) {
+        emit(type.trace, trace::message::domain_refused, type.name, type.record->luid_text, handle->domain_name);
+        fail_epoch(handle, VELA_EDOMAIN, err);
+        return false;
+    }
+    if (handle->bundle_open != nullptr &&
+        bundle_message_validate_add(handle, mem_class, type.luid, type.display_name, err) == 0) {
+        emit(type.trace, trace::message::bundle_refused, type.name, error_text(*err));
+        return false;
+    }
+    return *err == 0;
+}
+
+/** Writes room for the header, the identity and the payloads. Returns how far that came. */
+static u_int32 write_body(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                          u_int32 mem_class, u_int8 *buffer, const message_instance *message, u_int32 room,
+                          u_int32 *err) {
+    if (room < VELA_WIRE_MESSAGE_HEADER) {
+        fail(handle, VELA_EMSGSIZE, err);
+        return 0;
+    }
+    memset(buffer, 0, VELA_WIRE_MESSAGE_HEADER);
+    if (room < message_prefix) {
+        fail(handle, VELA_EMSGSIZE, err);
+        return VELA_WIRE_MESSAGE_HEADER;
+    }
+    memcpy(buffer + VELA_WIRE_MESSAGE_HEADER, type.luid, VELA_WIRE_LUID);
+    u_int32 count = message_prefix;
+    for (u_int32 i = 0; i < type.payload_count; ++i) {
+        if (message->payload[i] == nullptr && type.payloads[i].structure == nullptr && *err == 0) {
+            fail(handle, VELA_EINVAL, err);  // a primitive has no encoding for "absent"
+        }
+        count += wire.function[i].marshal(handle, mem_class, buffer + count, message->payload[i],
+                                          signed_room(room - count), err);
+    }
+    return count;
+}
+
+u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                        u_int32 mem_class, u_int8 *buffer, void *message, u_int32 room, u_int32 *err) {
+    if (*err != 0) {
+        emit(type.trace, trace::message::marshal_error, error_text(*err));
+        return 0;
+    }
+    clear_last_error(handle);
+    if (message == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+        return 0;
+    }
+    if (!admitted(type, handle, mem_class, err)) {
+        return 0;
+    }
+    message_instance *instance = static_cast<message_instance *>(message);
+    const u_int32 count = write_body(type, wire, handle, mem_class, buffer, instance, room, err);
+    if (*err != 0) {
+        const trace::entry failed{trace::message::marshal_failed.position,
+                                  velalib_suppress_messages_enabled() != 0 ? u_int32{BITLOG_DEBUG}
+                                                                           : u_int32{BITLOG_ERROR}};
+        emit(type.trace, failed, type.name, error_text(*err));
+        return count;
+    }
+    if (handle->bundle_open != nullptr && bundle_message_increment_count(handle, type.luid, err) == 0) {
+        emit(type.trace, trace::message::bundle_missing, type.name, error_text(*err));
+        return count;
+    }
+    announce(handle, mem_class, &instance->block.length, sizeof instance->block.length);
+    instance->block.length = count;
+    announce(handle, mem_class, &instance->block.word, sizeof instance->block.word);
+    instance->block.word = handle->msg_header_word;
+    VELA_CALL(_vela_message_header_marshal)
+    (handle, mem_class, buffer, &instance->block, VELA_WIRE_MESSAGE_HEADER, err);
+    return count;
+}
+
+// ---- unmarshal -----------------------------------------------------------------------------------------------------------
+
+u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                               u_int32 mem_class, void **out, const u_int8 *buffer, u_int32 length, u_int32 *err) {
+    if (*err != 0) {
+        emit(type.trace, trace::message::unmarshal_only_error, type.name, error_text(*err));
+        return 0;
+    }
+    clear_last_error(handle);
+    message_instance *message = static_cast<message_instance *>(message_create_shallow(type, handle, mem_class));
+    if (message == nullptr) {
+        fail(handle, VELA_ENOMEM, err);
+        return 0;
+    }
+    // The identity is skipped, not compared: who reads it decides which message's unmarshal to call.
+    u_int32 count = VELA_CALL(_vela_message_header_unmarshal)(handle, mem_class, buffer, &message->block, length, err) +
+                    VELA_WIRE_LUID;
+    count = count < length ? count : length;
+    for (u_int32 i = 0; i < type.payload_count; ++i) {
+        void *payload = message_create_payload(type.payloads[i], handle, mem_class);
+        if (payload == nullptr) {
+            fail(handle, VELA_ENOMEM, err);
+            continue;
+        }
+        announce(handle, mem_class, &message->payload[i], sizeof payload);
+        message->payload[i] = payload;
+        if (*err == 0) {
+            count += wire.function[i].unmarshal(handle, mem_class, buffer + count, payload,
+                                                signed_room(length - count), 0, err);
+        }
+    }
+    *out = message;
+    return count;
+}
+
+// ---- receive -------------------------------------------------------------------------------------------------------------
+
+/** Renders a message as one record; returns the characters. */
+static u_int32 render_record(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
+                             const void *message, u_int32 *err) {
+    u_int32 count = start_tag_timestamp(handle, mem_class, buffer, "ptp_cfg", record_size, err);
+    if (*err == 0) {
+        count += message_to_xml(type, handle, mem_class, buffer + count, message, record_size - count, err);
+    }
+    if (*err == 0) {
+        count += end_tag(handle, mem_class, buffer + count, "ptp_cfg", record_size - count, err);
+    }
+    return count;
+}
+
+/** Writes a message to the recorder's stream. What goes wrong is traced; delivery goes on. */
+static void record(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *message) {
+    char *buffer = static_cast<char *>(velalib_malloc(nullptr, mem_class, record_size));
+    if (buffer == nullptr) {
+        fatal(type.trace, trace::message::record_no_memory);
+    }
+    u_int32 err = 0;
+    const u_int32 count = render_record(type, handle, mem_class, buffer, message, &err);
+    if (err == 0) {
+        FILE *stream = velalib_msg_recorder_get_handle();
+        if (stream == nullptr) {
+            emit(type.trace, trace::message::record_no_stream);
+        } else {
+            // One call per record keeps the records of several threads whole; a short write shows at the stream.
+            (void)!fwrite(buffer, count, 1, stream);
+        }
+    } else {
+        emit(type.trace, trace::message::not_recorded, err, count);
+    }
+    velalib_free(nullptr, mem_class, buffer);
+    if (err != 0) {
+        emit(type.trace, trace::message::record_failed, err);
+    }
+}
+
+u_int32 message_receive(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                        u_int32 mem_class, const delivery &to, void **out, const u_int8 *buffer, u_int32 length,
+                        u_int32 *err) {
+    if (*err != 0) {
+        emit(type.trace, trace::message::unmarshal_error, type.name, error_text(*err));
+        return 0;
+    }
+    clear_last_error(handle);
+    if (out != nullptr) {
+        *out = nullptr;
+    }
+    void *message = nullptr;
+    const u_int32 count = message_unmarshal_only(type, wire, handle, mem_class, &message, buffer, length, err);
+    if (*err != 0) {
+        return count;  // the partly built message stays with the handle's allocator: nobody may own it
+    }
+    if (out != nullptr) {
+        *out = message;
+    }
+    if (velalib_msg_recorder_get_state() != 0) {
+        record(type, handle, mem_class, message);
+    }
+    const receiver &first = to.callback.function != nullptr ? to.callback : to.handler;
+    if (first.function != nullptr) {
+        first.call(first.function, handle, mem_class, to.context, message, err);
+    } else {
+        fail(handle, VELA_ENOSYS, err);
+        emit(type.trace, trace::message::default_handler);
+    }
+    return count;
+}
+
+}  // namespace ptp_cfg

@@ -1,0 +1,41 @@
+// State flags: one byte per field that says, on a tracked instance, whether and how the field was set.
+#pragma once
+
+#include "families/support.h"
+
+namespace ptp_cfg {
+
+/** What the setters leave in a field's flag. */
+constexpr u_int8 flag_set = 2;
+/** Names the flag of an array field as a whole. */
+constexpr u_int32 whole_array = 0xFFFFFFFFu;
+
+/** After a successful store: marks the field, and the element of an array, when the handle tracks state. */
+void mark_tracked(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
+                  u_int32 mem_class, void *instance, u_int32 element, u_int32 *err);
+
+PTP_CFG_INLINE void mark_set(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
+                             u_int32 mem_class, void *instance, u_int32 element, u_int32 *err) {
+    if (*err == 0 && handle->sttr_record != nullptr) {
+        mark_tracked(type, field, handle, mem_class, instance, element, err);
+    }
+}
+
+/** A field's flag; `element` an index of an array field, or whole_array for the array's own. */
+u_int8 state_flag_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                      const void *instance, u_int32 element, u_int32 *err);
+void state_flag_set(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                    void *instance, u_int32 element, u_int8 flag, u_int32 *err);
+
+/** Lends the element flags of an array field, element 0 first. */
+void state_flag_get_arr(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                        void *instance, u_int8 **flags, u_int32 *err);
+/** Stores flags from the array's whole byte on: one byte earlier than state_flag_get_arr reads, as peers expect. */
+void state_flag_set_arr(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                        void *instance, const u_int8 *flags, u_int32 count, u_int32 *err);
+
+/** Stores one byte into every position of the block; nothing on an untracked handle or instance. */
+void set_all_state_flags(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                         u_int8 flag);
+
+}  // namespace ptp_cfg

@@ -1,0 +1,242 @@
+// Reading and writing whole instances.
+#include "families/field.h"
+
+namespace ptp_cfg {
+
+// ---- texts: each instance owns its own ------------------------------------------------------------------------------
+
+/** Most texts that one instance may own, its nested ones included; see structure_operations. */
+constexpr u_int32 max_texts = 8;
+
+struct text_copies {
+    u_int32 count = 0;
+    var_string *place[max_texts];  // in the destination
+    var_string text[max_texts];    // its new characters
+};
+
+static void free_copies(vela_handle *handle, u_int32 mem_class, text_copies &copies) {
+    for (u_int32 i = 0; i < copies.count; ++i) {
+        var_string_destroy_internal(handle, mem_class, &copies.text[i], 0);
+    }
+}
+
+/** Duplicates one text of an instance; false without memory. An empty text is a null pointer. */
+static bool duplicate_text(const field_descriptor &field, vela_handle *handle, u_int32 mem_class, const void *instance,
+                           var_string *copy) {
+    const u_int8 count = *at(instance, field.companion_offset);
+    const var_string characters = *as<var_string>(storage(field, instance));
+    *copy = nullptr;
+    if (characters == nullptr) {
+        return true;
+    }
+    *copy = static_cast<char *>(handle->alloc(handle->cookie, mem_class, count + size_t{1}));
+    if (*copy == nullptr) {
+        return false;
+    }
+    memcpy(*copy, characters, count);
+    (*copy)[count] = '\0';
+    return true;
+}
+
+/** Duplicates the source's texts; false without memory, with what was made before left in `copies`. */
+static bool duplicate_texts(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                            void *destination, const void *source, text_copies &copies) {
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        if (field.kind == field_kind::var_string) {
+            if (!duplicate_text(field, handle, mem_class, source, &copies.text[copies.count])) {
+                return false;
+            }
+            copies.place[copies.count] = as<var_string>(storage(field, destination));
+            ++copies.count;
+        } else if (field.kind == field_kind::structure) {
+            for (u_int32 element = 0; element < field.capacity; ++element) {
+                if (!duplicate_texts(*field.structure, handle, mem_class, storage(field, destination, element),
+                                     storage(field, source, element), copies)) {
+                    return false;
+                }
+            }
+        }
+    }
+    return true;
+}
+
+void structure_own_texts(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance) {
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        if (field.kind != field_kind::var_string) {
+            continue;
+        }
+        var_string copy = nullptr;
+        if (!duplicate_text(field, handle, mem_class, instance, &copy)) {
+            VELA_CALL(vela_store_err)(handle, VELA_ENOMEM);
+            announce(handle, mem_class, at(instance, field.companion_offset), 1);
+            *at(instance, field.companion_offset) = 0;
+        }
+        var_string *place = as<var_string>(storage(field, instance));
+        announce(handle, mem_class, place, sizeof *place);
+        *place = copy;
+    }
+}
+
+// ---- whole instances -------------------------------------------------------------------------------------------------
+
+/** Copies the body and gives the destination its texts. False without memory: nothing has changed then. */
+static bool copy_body(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
+                      const void *source) {
+    text_copies copies;
+    if (!duplicate_texts(type, handle, mem_class, destination, source, copies)) {
+        free_copies(handle, mem_class, copies);
+        return false;
+    }
+    text_copies old = copies;
+    for (u_int32 i = 0; i < copies.count; ++i) {
+        old.text[i] = *copies.place[i];
+    }
+    announce(handle, mem_class, destination, type.size);
+    memmove(destination, source, type.size);
+    for (u_int32 i = 0; i < copies.count; ++i) {
+        *copies.place[i] = copies.text[i];
+    }
+    free_copies(handle, mem_class, old);
+    return true;
+}
+
+/** After a copy: takes over the source's state flags, each block where its own instance keeps it. */
+static void copy_block(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
+                       const void *source, u_int32 *err) {
+    u_int8 *to = state_block(handle, mem_class, type, destination);
+    if (to == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+        emit(type.trace, trace::structure::not_tracked);
+        return;
+    }
+    const u_int8 *from = state_block(handle, mem_class, type, source);
+    if (from != nullptr) {
+        announce(handle, mem_class, to, type.block_length);
+        memmove(to, from, type.block_length);
+    }
+}
+
+void structure_set(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
+                   const void *source, u_int32 *err) {
+    if (*err != 0) {
+        return;
+    }
+    clear_last_error(handle);
+    adjust(handle, mem_class, destination, type.newest, err);
+    if (destination == source) {
+        return;
+    }
+    if (destination == nullptr || source == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+        return;
+    }
+    const tracking mode = tracking_of(handle, type);
+    const u_int8 own_flags = header_of(destination)->flags;
+    if (!copy_body(type, handle, mem_class, destination, source)) {
+        fail(handle, VELA_ENOMEM, err);
+        return;
+    }
+    u_int8 flags = header_of(destination)->flags;
+    if ((own_flags & VELA_FLAG_TRACKED) == 0) {
+        // An instance without a block must not claim one: its memory ends at the body.
+        flags = static_cast<u_int8>(flags & ~VELA_FLAG_TRACKED);
+    }
+    if (mode != tracking::none) {
+        flags = static_cast<u_int8>((flags & ~VELA_FLAG_STTR_OFFSET) | (own_flags & VELA_FLAG_STTR_OFFSET));
+    }
+    header_of(destination)->flags = flags;
+    if (mode == tracking::on) {
+        copy_block(type, handle, mem_class, destination, source, err);
+    }
+}
+
+void structure_set_elements(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                            void *destination, const void *source, u_int32 *err) {
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        if (field.kind == field_kind::structure && field.is_array) {
+            for (u_int32 element = 0; element < field.capacity; ++element) {
+                structure_set(*field.structure, handle, mem_class, storage(field, destination, element),
+                              storage(field, source, element), err);
+            }
+        }
+    }
+}
+
+// ---- all values at once ------------------------------------------------------------------------------------------------
+
+/** Whether get_all and set_all take a field: single numbers, truth values and enumerations. */
+static bool is_value_field(const field_descriptor &field) {
+    return !field.is_array && (field.kind == field_kind::enumeration || field.kind <= field_kind::vela_boolean);
+}
+
+static void get_one(const field_descriptor &field, vela_handle *handle, u_int32 mem_class, const void *instance,
+                    void *value, u_int32 *err) {
+    const u_int8 *bytes = storage(field, instance);
+    const bool readable = begin_get(field, handle, instance, err);
+    if (value == nullptr) {
+        return;
+    }
+    if (field.kind == field_kind::enumeration) {
+        *static_cast<u_int32 *>(value) = readable ? *value_of(static_cast<const void *>(bytes)) : 0;
+        return;
+    }
+    visit_primitive(field.kind, [&](auto primitive) {
+        using P = decltype(primitive);
+        if constexpr (P::is_value) {
+            *static_cast<typename P::type *>(value) =
+                readable ? P::get_value(handle, mem_class, as<typename P::type>(bytes), err) : typename P::type{0};
+        }
+    });
+}
+
+void structure_get_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *instance,
+                       void *const *values, u_int32 *err) {
+    if (*err != 0) {
+        return;
+    }
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        if (is_value_field(type.fields[i])) {
+            get_one(type.fields[i], handle, mem_class, instance, *values++, err);
+        }
+    }
+}
+
+static void set_one(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
+                    u_int32 mem_class, void *instance, u_int64 value, u_int32 *err) {
+    if (!begin_set(type, field, handle, mem_class, instance, err)) {
+        return;
+    }
+    u_int8 *bytes = storage(field, instance);
+    if (field.kind == field_kind::enumeration) {
+        enumeration_set_value(*field.enumeration, handle, mem_class, bytes, static_cast<u_int32>(value), err);
+        return;
+    }
+    visit_primitive(field.kind, [&](auto primitive) {
+        using P = decltype(primitive);
+        if constexpr (P::is_value) {
+            P::set_value(handle, mem_class, as<typename P::type>(bytes), static_cast<typename P::type>(value), err);
+        }
+    });
+}
+
+void structure_set_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                       const u_int64 *values, u_int32 *err) {
+    for (const bool enumerations : {false, true}) {
+        const u_int64 *value = values;
+        for (u_int32 i = 0; i < type.field_count; ++i) {
+            const field_descriptor &field = type.fields[i];
+            if (!is_value_field(field) || field.is_companion) {
+                continue;
+            }
+            if ((field.kind == field_kind::enumeration) == enumerations) {
+                set_one(type, field, handle, mem_class, instance, *value, err);
+            }
+            ++value;
+        }
+    }
+}
+
+}  // namespace ptp_cfg
