@@ -5,6 +5,7 @@
 #include <set>
 
 #include "layout.h"
+#include "text.h"
 
 namespace codegen {
 namespace {
@@ -62,6 +63,7 @@ private:
     void check_sizes(const structure &type);
     void check_message(message &type);
     bool order_by_use(structure &type, std::vector<const structure *> &chain);
+    void check_subject_cycles();
 
     model &schema_;
     diagnostics &errors_;
@@ -354,6 +356,28 @@ bool checker::order_by_use(structure &type, std::vector<const structure *> &chai
     return true;
 }
 
+/** The tables of a subject include those of the subjects it uses, so these must not use it in turn. */
+void checker::check_subject_cycles() {
+    std::map<std::string, std::set<std::string>> uses = subject_uses(schema_);
+    while (!uses.empty()) {
+        const auto free = std::find_if(uses.begin(), uses.end(), [](const auto &entry) { return entry.second.empty(); });
+        if (free == uses.end()) {
+            std::vector<std::string> names;
+            for (const auto &[name, used] : uses) {
+                names.push_back(name);
+            }
+            errors_.report(schema_.where, "", "subjects use each other: " + join(names, ", "),
+                           "move structures so that use goes one way");
+            return;
+        }
+        const std::string name = free->first;
+        uses.erase(free);
+        for (auto &[user, used] : uses) {
+            used.erase(name);
+        }
+    }
+}
+
 void checker::run() {
     index_types();
     check_primitives();
@@ -378,6 +402,7 @@ void checker::run() {
     if (!errors_.empty()) {
         return;  // layouts of a broken schema would only repeat its errors
     }
+    check_subject_cycles();
     for (const structure *type : schema_.structures_by_use) {
         compute_layout(*structures_.at(type->name));
         check_sizes(*type);

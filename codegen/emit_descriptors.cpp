@@ -1,6 +1,3 @@
-#include <set>
-#include <stdexcept>
-
 #include "emit.h"
 #include "naming.h"
 #include "text.h"
@@ -151,34 +148,12 @@ inline constexpr message_descriptor {type}_descriptor = {
     return declarations(type.type_name(), type.size()) + fill(text, values);
 }
 
-std::set<std::string> needed_subjects(const subject &file) {
-    std::set<std::string> names;
-    for (const structure &type : file.structures) {
-        for (const field &row : type.fields) {
-            if (row.enumeration != nullptr) {
-                names.insert(row.enumeration->subject);
-            }
-            if (row.structure != nullptr) {
-                names.insert(row.structure->subject);
-            }
-        }
-    }
-    for (const message &type : file.messages) {
-        for (const payload &row : type.payloads) {
-            if (row.structure != nullptr) {
-                names.insert(row.structure->subject);
-            }
-        }
-    }
-    names.erase(file.name);
-    return names;
-}
-
 void emit_subject(const generation &input, const subject &file, output_set &files) {
     std::string text = "// " + file.title + ": the tables that the algorithms of families/ walk.\n// " +
                        generated_note("schema/" + file.name + ".toml") + "\n#pragma once\n\n";
     text += "#include \"families/descriptors.h\"\n#include \"ptp_cfg/" + file.name + ".h\"\n";
-    for (const std::string &name : needed_subjects(file)) {
+    const auto uses = subject_uses(input.schema);
+    for (const std::string &name : uses.at(file.name)) {
         text += "#include \"" + name + "_descriptors.h\"\n";
     }
     text += "\nnamespace ptp_cfg {\n\n";

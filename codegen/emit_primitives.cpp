@@ -53,7 +53,7 @@ constexpr std::string_view traits_start = R"(// The primitives as the algorithms
 #define VELA_CALL(name) vela_inline::name
 #endif
 
-#define PTP_CFG_INLINE [[gnu::always_inline]] static inline
+#define PTP_CFG_TRAIT [[gnu::always_inline]] static inline
 
 namespace ptp_cfg {
 
@@ -80,46 +80,46 @@ struct primitive_traits<field_kind::{type}> {
     static constexpr bool is_signed = {is_signed};
     static constexpr bool is_boolean = {is_boolean};
 
-    PTP_CFG_INLINE type *create(vela_handle *handle, u_int32 mem_class) { return ::{type}_create(handle, mem_class); }
-    PTP_CFG_INLINE void destroy(vela_handle *handle, u_int32 mem_class, type *value) {
+    PTP_CFG_TRAIT type *create(vela_handle *handle, u_int32 mem_class) { return ::{type}_create(handle, mem_class); }
+    PTP_CFG_TRAIT void destroy(vela_handle *handle, u_int32 mem_class, type *value) {
         ::{type}_destroy(handle, mem_class, value);
     }
-    PTP_CFG_INLINE u_int32 marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const type *value,
-                                   u_int32 room, u_int32 *err) {
+    PTP_CFG_TRAIT u_int32 marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const type *value,
+                                  u_int32 room, u_int32 *err) {
         return VELA_CALL({type}_marshal)(handle, mem_class, buffer, value, room, err);
     }
-    PTP_CFG_INLINE u_int32 unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, type *value,
-                                     u_int32 room, u_int32 mode, u_int32 *err) {
+    PTP_CFG_TRAIT u_int32 unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, type *value,
+                                    u_int32 room, u_int32 mode, u_int32 *err) {
         return VELA_CALL({type}_unmarshal)(handle, mem_class, buffer, value, room, mode, err);
     }
-    PTP_CFG_INLINE u_int32 len(vela_handle *handle, u_int32 mem_class, const type *value) {
+    PTP_CFG_TRAIT u_int32 len(vela_handle *handle, u_int32 mem_class, const type *value) {
         return VELA_CALL({type}_len)(handle, mem_class, value);
     }
-    PTP_CFG_INLINE int32 compare(const type *a, const type *b) { return VELA_CALL({type}_compare)(a, b); }
-    PTP_CFG_INLINE u_int32 hash(const type *value, u_int32 seed) { return VELA_CALL({type}_hash)(value, seed); }
-    PTP_CFG_INLINE type *get(vela_handle *handle, u_int32 mem_class, type *value, u_int32 *err) {
+    PTP_CFG_TRAIT int32 compare(const type *a, const type *b) { return VELA_CALL({type}_compare)(a, b); }
+    PTP_CFG_TRAIT u_int32 hash(const type *value, u_int32 seed) { return VELA_CALL({type}_hash)(value, seed); }
+    PTP_CFG_TRAIT type *get(vela_handle *handle, u_int32 mem_class, type *value, u_int32 *err) {
         return VELA_CALL({type}_get)(handle, mem_class, value, err);
     }
-    PTP_CFG_INLINE void set(vela_handle *handle, u_int32 mem_class, type *destination, const type *source,
-                            u_int32 *err) {
+    PTP_CFG_TRAIT void set(vela_handle *handle, u_int32 mem_class, type *destination, const type *source,
+                           u_int32 *err) {
         VELA_CALL({type}_set)(handle, mem_class, destination, source, err);
     }
 {by_value}#ifndef PTP_CFG_EXPORTED_RUNTIME
     /** Unchecked: the caller has made sure of `width` bytes. */
-    PTP_CFG_INLINE void store(u_int8 *buffer, const type *value) { vela_inline::{type}_store(buffer, value); }
-    PTP_CFG_INLINE void load(const u_int8 *buffer, type *value) { vela_inline::{type}_load(buffer, value); }
+    PTP_CFG_TRAIT void store(u_int8 *buffer, const type *value) { vela_inline::{type}_store(buffer, value); }
+    PTP_CFG_TRAIT void load(const u_int8 *buffer, type *value) { vela_inline::{type}_load(buffer, value); }
 #endif
-    PTP_CFG_INLINE u_int32 print(vela_handle *handle, u_int32 mem_class, char *buffer, u_int32 indent,
-                                 const char *label, const type *value, u_int32 room, u_int32 *err) {
+    PTP_CFG_TRAIT u_int32 print(vela_handle *handle, u_int32 mem_class, char *buffer, u_int32 indent,
+                                const char *label, const type *value, u_int32 room, u_int32 *err) {
         return ::{type}_print(handle, mem_class, buffer, indent, label, value, room, err);
     }
-    PTP_CFG_INLINE u_int32 to_xml(vela_handle *handle, u_int32 mem_class, const char *name, char *buffer,
-                                  const type *value, u_int32 room, u_int8 state_flag, u_int32 *err) {
+    PTP_CFG_TRAIT u_int32 to_xml(vela_handle *handle, u_int32 mem_class, const char *name, char *buffer,
+                                 const type *value, u_int32 room, u_int8 state_flag, u_int32 *err) {
         return ::{type}_to_xml(handle, mem_class, name, buffer, value, room, state_flag, err);
     }
-    PTP_CFG_INLINE void from_xml(vela_handle *handle, u_int32 mem_class, const char *path,
-                                 vela_xml_document *document, type *value, u_int32 *err, char *error_text,
-                                 u_int32 error_room) {
+    PTP_CFG_TRAIT void from_xml(vela_handle *handle, u_int32 mem_class, const char *path,
+                                vela_xml_document *document, type *value, u_int32 *err, char *error_text,
+                                u_int32 error_room) {
         ::{type}_from_xml(handle, mem_class, path, document, value, err, error_text, error_room);
     }
 };
@@ -127,11 +127,11 @@ struct primitive_traits<field_kind::{type}> {
 )";
 
 constexpr std::string_view traits_by_value =
-    R"(    PTP_CFG_INLINE type get_value(vela_handle *handle, u_int32 mem_class, const type *value, u_int32 *err) {
+    R"(    PTP_CFG_TRAIT type get_value(vela_handle *handle, u_int32 mem_class, const type *value, u_int32 *err) {
         return VELA_CALL({type}_get_value)(handle, mem_class, value, err);
     }
-    PTP_CFG_INLINE void set_value(vela_handle *handle, u_int32 mem_class, type *destination, type value,
-                                  u_int32 *err) {
+    PTP_CFG_TRAIT void set_value(vela_handle *handle, u_int32 mem_class, type *destination, type value,
+                                 u_int32 *err) {
         VELA_CALL({type}_set_value)(handle, mem_class, destination, value, err);
     }
 )";
@@ -167,7 +167,7 @@ constexpr u_int32 primitive_width(field_kind kind) {
     return detail::primitive_widths[static_cast<u_int32>(kind)];
 }
 
-#undef PTP_CFG_INLINE
+#undef PTP_CFG_TRAIT
 
 }  // namespace ptp_cfg
 )";

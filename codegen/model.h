@@ -5,6 +5,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -156,6 +157,7 @@ struct trace_entry {
 constexpr std::uint32_t trace_numbers_per_type = 64;
 
 struct model {
+    location where;  // the catalogue
     std::string module;
     std::deque<codegen::primitive> primitives;
     std::deque<codegen::subject> subjects;
@@ -168,5 +170,8 @@ struct model {
     // Each after the structures that it embeds.
     std::vector<const codegen::structure *> structures_by_use;
 };
+
+/** By subject, the other subjects whose types its structures and messages hold. */
+std::map<std::string, std::set<std::string>> subject_uses(const model &schema);
 
 }  // namespace codegen

@@ -105,6 +105,7 @@ void loader::load_catalogue() {
         return;
     }
     table_reader reader(*document, file, "", errors_);
+    model_.where = reader.where();
     model_.module = reader.text("module");
     for (const std::string &name : reader.texts("subjects")) {
         load_subject(name);
