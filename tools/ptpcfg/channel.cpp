@@ -1,0 +1,67 @@
+#include "channel.h"
+
+#include "failure.h"
+#include "reflection.h"
+
+namespace ptpcfg {
+namespace {
+
+struct domain_entry {
+    const char *name;
+    u_int32 (*add)(vela_bundle_handler handler);
+    u_int32 (*remove)();
+};
+
+constexpr domain_entry domains[] = {
+    {"gable", gable_bundle_handler_register, gable_bundle_handler_unregister},
+    {"wicket", wicket_bundle_handler_register, wicket_bundle_handler_unregister},
+    {"skein", skein_bundle_handler_register, skein_bundle_handler_unregister},
+    {"osprey", osprey_bundle_handler_register, osprey_bundle_handler_unregister},
+};
+
+}  // namespace
+
+void add_channel_options(CLI::App &command, channel_options &options, const char *timeout_help) {
+    command.add_option("uri", options.uri, "where the channel is, for example unix:/run/ptp.sock")
+        ->type_name("URI")
+        ->required();
+    std::vector<std::string> names;
+    for (const domain_entry &row : domains) {
+        names.emplace_back(row.name);
+    }
+    command.add_option("--channel", options.channel, "which of the transport's channels it is")
+        ->check(CLI::IsMember(names))
+        ->capture_default_str();
+    command.add_option("--timeout", options.timeout, timeout_help)->type_name("SECONDS")->check(CLI::NonNegativeNumber);
+}
+
+channel open_channel(open_channel_fn open, const channel_options &options, vela_channel_event_fn event, void *cookie) {
+    vela_channel_options details{};
+    details.size = sizeof details;
+    details.event = event;
+    details.event_cookie = cookie;
+    char reason[256] = "";
+    u_int32 err = 0;
+    channel result(open(options.channel.c_str(), options.uri.c_str(), &details, reason, sizeof reason, &err));
+    if (result == nullptr) {
+        throw failure(err == VELA_EINVAL ? exit_code::usage : exit_code::peer,
+                      options.uri + ": " + (reason[0] != 0 ? reason : error_text(err)));
+    }
+    return result;
+}
+
+void set_bundle_handler(const std::string &channel, vela_bundle_handler handler) {
+    for (const domain_entry &row : domains) {
+        if (channel == row.name) {
+            handler != nullptr ? row.add(handler) : row.remove();
+        }
+    }
+}
+
+vela_channel_statistics statistics_of(const channel &channel) {
+    vela_channel_statistics statistics{};
+    vela_channel_get_statistics(channel.get(), &statistics);
+    return statistics;
+}
+
+}  // namespace ptpcfg

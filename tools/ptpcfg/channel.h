@@ -1,0 +1,37 @@
+// A transport channel that closes itself, for send and listen.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
+
+#include "vela_transport.h"
+
+namespace ptpcfg {
+
+struct channel_options {
+    std::string uri;
+    std::string channel = "gable";
+    double timeout = -1;
+};
+
+struct close_channel {
+    void operator()(vela_channel *channel) const { vela_channel_close(channel, nullptr); }
+};
+using channel = std::unique_ptr<vela_channel, close_channel>;
+
+/** URI, --channel and --timeout. */
+void add_channel_options(CLI::App &command, channel_options &options, const char *timeout_help);
+
+using open_channel_fn = vela_channel *(*)(const char *domain, const char *uri, const vela_channel_options *options,
+                                          char *error_text, size_t room, u_int32 *err);
+
+/** Opens either end; what happens on it is told to `event`. */
+channel open_channel(open_channel_fn open, const channel_options &options, vela_channel_event_fn event, void *cookie);
+
+/** Sets or, with nullptr, takes back the bundle handler of a channel. */
+void set_bundle_handler(const std::string &channel, vela_bundle_handler handler);
+
+vela_channel_statistics statistics_of(const channel &channel);
+
+}  // namespace ptpcfg

@@ -1,0 +1,259 @@
+#include <algorithm>
+
+#include "command.h"
+#include "failure.h"
+#include "files.h"
+
+namespace ptpcfg {
+namespace {
+
+/** Lines of cells in columns that are as wide as they must be. */
+class table {
+  public:
+    void row(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+    std::string text() const {
+        std::vector<size_t> widths;
+        for (const auto &cells : rows_) {
+            widths.resize(std::max(widths.size(), cells.size()));
+            for (size_t column = 0; column < cells.size(); ++column) {
+                widths[column] = std::max(widths[column], cells[column].size());
+            }
+        }
+        std::string text;
+        for (const auto &cells : rows_) {
+            std::string line;
+            for (size_t column = 0; column < cells.size(); ++column) {
+                line += cells[column] + std::string(widths[column] - cells[column].size() + 2, ' ');
+            }
+            text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+        }
+        return text;
+    }
+
+  private:
+    std::vector<std::vector<std::string>> rows_;
+};
+
+const char *kind_name(ptp_cfg_type_kind kind) {
+    switch (kind) {
+        case PTP_CFG_STRUCTURE:
+            return "structure";
+        case PTP_CFG_ENUMERATION:
+            return "enumeration";
+        default:
+            return "message";
+    }
+}
+
+std::string text_or_nothing(const char *text) {
+    return text == nullptr ? "" : text;
+}
+
+std::string first_sentence(const char *doc) {
+    const std::string text = text_or_nothing(doc);
+    return text.substr(0, text.find(". "));
+}
+
+std::string variants(int newest) {
+    return newest == 0 ? "0" : "0 to " + std::to_string(newest);
+}
+
+std::string type_text(const ptp_cfg_field_description &field) {
+    return field.is_array != 0 ? std::string(field.type_name) + "[" + std::to_string(field.capacity) + "]"
+                               : field.type_name;
+}
+
+std::string list_text() {
+    table table;
+    table.row({"NAME", "KIND", "VARIANTS", "SIZE", "IDENTITY", "MEANING"});
+    for (u_int32 index = 0; index < ptp_cfg_type_count(); ++index) {
+        const ptp_cfg_type_description type = describe(ptp_cfg_type_at(index));
+        table.row({type.short_name, kind_name(type.kind), variants(type.newest_variant),
+                   std::to_string(type.untracked_size), type.luid_text, first_sentence(type.doc)});
+    }
+    return table.text();
+}
+
+std::string field_doc(const ptp_cfg_field_description &field) {
+    std::string doc = text_or_nothing(field.doc);
+    if (field.unit != nullptr && field.unit[0] != 0) {
+        doc += " [" + std::string(field.unit) + "]";
+    }
+    return doc;
+}
+
+std::string members_text(const ptp_cfg_type *type, const ptp_cfg_type_description &description) {
+    table table;
+    if (description.kind == PTP_CFG_ENUMERATION) {
+        table.row({"VALUE", "LITERAL", "SINCE", "MEANING"});
+        for (const enumeration_literal &row : literals_of(type)) {
+            table.row({std::to_string(row.number), row.literal, std::to_string(row.since), row.doc});
+        }
+        return table.text();
+    }
+    const bool is_message = description.kind == PTP_CFG_MESSAGE;
+    table.row({is_message ? "PAYLOAD" : "FIELD", "TYPE", "SINCE", "MEANING"});
+    for (const ptp_cfg_field_description &field : fields_of(type)) {
+        table.row({field.name, type_text(field), std::to_string(field.since), field_doc(field)});
+    }
+    return table.text();
+}
+
+std::string details_text(const ptp_cfg_type *type) {
+    const ptp_cfg_type_description description = describe(type);
+    std::string text = std::string(description.short_name) + ": " + kind_name(description.kind) + "\n";
+    if (text_or_nothing(description.doc).empty() == false) {
+        text += std::string(description.doc) + "\n";
+    }
+    table facts;
+    facts.row({"identity", description.luid_text});
+    facts.row({"variants", variants(description.newest_variant)});
+    std::string size = std::to_string(description.untracked_size) + " bytes in memory";
+    if (description.tracked_size > description.untracked_size) {
+        size += ", " + std::to_string(description.tracked_size) + " with state flags";
+    }
+    facts.row({"size", size});
+    return text + "\n" + facts.text() + "\n" + members_text(type, description);
+}
+
+/** Collects where each part of an encoding stands. */
+class layout {
+  public:
+    explicit layout(bool tracked) : tracked_(tracked) { table_.row({"OFFSET", "WIDTH", "FIELD", "CONTENT"}); }
+
+    void message(const ptp_cfg_type *type) {
+        add(VELA_WIRE_MESSAGE_HEADER, "header", "tag, address, tracked, word, length, zeros");
+        add(VELA_WIRE_LUID, "identity", describe(type).luid_text);
+        for (const ptp_cfg_field_description &payload : fields_of(type)) {
+            element(payload, payload.name);
+        }
+    }
+
+    void structure(const ptp_cfg_type *type, const std::string &path, int variant) {
+        add(VELA_WIRE_VARIANT, path + "variant", std::to_string(variant));
+        add(VELA_WIRE_OBJECT_FLAG, path + "flag", tracked_ ? "8" : "0");
+        add(VELA_WIRE_JUMP, path + "jump", "bytes from here to the end of this record");
+        for (const ptp_cfg_field_description &field : fields_of(type)) {
+            if (field.since <= variant) {
+                this->field(field, path + field.name);
+            }
+        }
+    }
+
+    void enumeration(const ptp_cfg_type *type, const std::string &path) {
+        add(VELA_WIRE_VARIANT, path + "/variant", std::to_string(describe(type).newest_variant));
+        add(sizeof(u_int32), path, describe(type).name);
+    }
+
+    std::string text() const {
+        return table_.text() + "\n" + std::to_string(offset_) + (variable_ ? " bytes and the texts\n" : " bytes\n");
+    }
+
+  private:
+    void add(size_t width, const std::string &path, const std::string &content) {
+        table_.row({offset_text(), std::to_string(width), path, content});
+        offset_ += width;
+    }
+
+    std::string offset_text() const { return std::to_string(offset_) + (variable_ ? "+" : ""); }
+
+    void field(const ptp_cfg_field_description &field, const std::string &path) {
+        if (field.is_array == 0) {
+            element(field, path);
+        } else {
+            array(field, path);
+        }
+        if (tracked_ && field.is_read_only == 0) {
+            add(field.is_array != 0 ? 1 + size_t{field.capacity} : 1, path + " state", "");
+        }
+    }
+
+    /** Of records the first element stands for all. */
+    void array(const ptp_cfg_field_description &field, const std::string &path) {
+        const size_t start = offset_;
+        if (field.kind != PTP_CFG_FIELD_STRUCTURE) {
+            add(size_t{field.capacity} * field.wire_width, path, type_text(field));
+            return;
+        }
+        element(field, path + "[0]");
+        const size_t width = offset_ - start;
+        add(width * (field.capacity - 1), path + "[1...]",
+            "elements 1 to " + std::to_string(field.capacity - 1) + ", " + std::to_string(width) + " bytes each");
+    }
+
+    void element(const ptp_cfg_field_description &field, const std::string &path) {
+        switch (field.kind) {
+            case PTP_CFG_FIELD_STRUCTURE:
+                structure(field.type, path + "/", describe(field.type).newest_variant);
+                break;
+            case PTP_CFG_FIELD_ENUMERATION:
+                enumeration(field.type, path);
+                break;
+            case PTP_CFG_FIELD_TEXT:
+                table_.row({offset_text(), "0 to 255", path, "as many characters as the byte before says"});
+                variable_ = true;
+                break;
+            default:
+                add(field.wire_width, path, field.type_name);
+                break;
+        }
+    }
+
+    table table_;
+    size_t offset_ = 0;
+    bool variable_ = false;
+    bool tracked_;
+};
+
+std::string layout_text(const ptp_cfg_type *type, int variant, bool tracked) {
+    const ptp_cfg_type_description description = describe(type);
+    if (variant < 0 || variant > description.newest_variant) {
+        throw failure(exit_code::usage, "--variant " + std::to_string(variant) + ": " + description.short_name +
+                                            " has the variants " + variants(description.newest_variant));
+    }
+    layout layout(tracked);
+    switch (description.kind) {
+        case PTP_CFG_MESSAGE:
+            layout.message(type);
+            break;
+        case PTP_CFG_ENUMERATION:
+            layout.enumeration(type, description.name);
+            break;
+        default:
+            layout.structure(type, "", variant);
+            break;
+    }
+    return layout.text();
+}
+
+struct describe_options {
+    std::string name;
+    int variant = -1;
+    bool tracked = false;
+};
+
+void run_describe(const describe_options &options, bool wants_layout) {
+    if (options.name.empty()) {
+        write_output("-", list_text());
+        return;
+    }
+    const ptp_cfg_type *type = type_named(options.name);
+    write_output("-", wants_layout ? layout_text(type, options.variant, options.tracked) : details_text(type));
+}
+
+}  // namespace
+
+void add_describe(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("describe", "List all types and messages, or say all about one");
+    auto options = std::make_shared<describe_options>();
+    CLI::Option *name = command->add_option("name", options->name, "type or message")->type_name("TYPE|MESSAGE");
+    CLI::Option *variant = command
+                               ->add_option("--variant", options->variant,
+                                            "show the bytes of this variant; records within it are at their newest")
+                               ->type_name("N")
+                               ->needs(name);
+    command->add_flag("--tracked", options->tracked, "with state flags")->needs(variant);
+    command->callback([options, variant] { run_describe(*options, variant->count() > 0); });
+}
+
+}  // namespace ptpcfg

@@ -1,0 +1,37 @@
+// The forms in which a record is read and written.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace ptpcfg {
+
+enum class format { xml, bin, hex, text };
+
+/** What --from and --to accept, for help texts and checks. */
+inline constexpr const char *input_formats = "xml, bin, hex";
+inline constexpr const char *output_formats = "xml, bin, hex, text";
+
+/** The format of a name; throws a usage failure that lists `allowed` when it is none of them. */
+format format_named(const std::string &name, const char *option, const char *allowed);
+
+/** The format that a file's ending says, if it says one. */
+std::optional<format> format_of_ending(const std::string &path);
+
+/** The input format that the content shows. */
+format format_of_content(std::string_view content);
+
+/**
+ * Bytes from pairs of hexadecimal digits. Blanks, commas and colons separate, "0x" may stand before a pair, and '#'
+ * starts a comment that ends with the line.
+ */
+std::string from_hex(const std::string &name, std::string_view text);
+
+/** Bytes as lines of 16 pairs. */
+std::string to_hex(std::string_view bytes);
+
+/** Bytes as pairs with `separator` between them. */
+std::string hex_pairs(std::string_view bytes, const char *separator);
+
+}  // namespace ptpcfg

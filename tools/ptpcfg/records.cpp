@@ -1,0 +1,218 @@
+#include "records.h"
+
+#include "failure.h"
+#include "wire.h"
+
+namespace ptpcfg {
+namespace {
+
+const u_int8 *octets(std::string_view bytes) {
+    return reinterpret_cast<const u_int8 *>(bytes.data());
+}
+
+[[noreturn]] void fail_decoding(const std::string &name, const wire_walk &walk, u_int32 err) {
+    if (walk.problem.empty()) {
+        throw failure(exit_code::bad_input, name + ": cannot decode: " + error_text(err));
+    }
+    throw failure(exit_code::bad_input, name + ": offset " + std::to_string(walk.problem_offset) + ": " + walk.problem);
+}
+
+record message_from_bytes(const std::string &name, std::string_view bytes, message_span span, const session &session) {
+    const std::string_view message = bytes.substr(span.offset, span.length);
+    vela_handle *handle = session.handle(message[tracked_offset] != 0);
+    const wire_walk walk = walk_message(bytes, span.offset, span.offset + span.length, handle);
+    const ptp_cfg_type *type = ptp_cfg_message_identify(octets(message), static_cast<u_int32>(message.size()));
+    if (type == nullptr || !walk.problem.empty()) {
+        fail_decoding(name, walk, VELA_EINVAL);
+    }
+    void *instance = nullptr;
+    u_int32 err = 0;
+    describe(type).operations->unmarshal_only(handle, memory_class, &instance, octets(message),
+                                              static_cast<u_int32>(message.size()), &err);
+    record result(type, instance, handle);
+    if (err != 0) {
+        fail_decoding(name, walk, err);
+    }
+    return result;
+}
+
+record create(const ptp_cfg_type *type, vela_handle *handle) {
+    void *instance = describe(type).operations->create(handle, memory_class);
+    if (instance == nullptr) {
+        throw failure(exit_code::io, "there is no memory for a record");
+    }
+    return {type, instance, handle};
+}
+
+record type_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *type,
+                       const session &session) {
+    const bool has_flags = describe(type).kind == PTP_CFG_STRUCTURE && bytes.size() > 1 &&
+                           (static_cast<u_int8>(bytes[1]) & VELA_FLAG_TRACKED) != 0;
+    vela_handle *handle = session.handle(has_flags);
+    const wire_walk walk = walk_type(bytes, type, handle);
+    if (!walk.problem.empty()) {
+        fail_decoding(name, walk, 0);
+    }
+    record result = create(type, handle);
+    u_int32 err = 0;
+    result.operations().unmarshal(handle, memory_class, octets(bytes), result.instance(),
+                                  static_cast<u_int32>(bytes.size()), &err);
+    if (err != 0) {
+        fail_decoding(name, walk, err);
+    }
+    return result;
+}
+
+/** A parsed document that destroys itself. */
+class xml_text {
+  public:
+    explicit xml_text(const std::string &name, const std::string &text) {
+        char reason[256] = "";
+        document_ = vela_xml_parse(text.data(), text.size(), reason, sizeof reason);
+        if (document_ == nullptr) {
+            throw failure(exit_code::bad_input, name + ": cannot read: " + reason);
+        }
+    }
+    ~xml_text() { vela_xml_destroy(document_); }
+    xml_text(const xml_text &) = delete;
+    xml_text &operator=(const xml_text &) = delete;
+    vela_xml_document *get() const { return document_; }
+
+  private:
+    vela_xml_document *document_;
+};
+
+record record_from_element(const xml_source &source, const xml_record &element, const session &session) {
+    const xml_text document(source.name(), compact_text(element.node));
+    vela_handle *handle = session.handle(session.tracked());
+    const ptp_cfg_type_description type = describe(element.type);
+    u_int32 err = 0;
+    char reason[256] = "";
+    const auto check = [&] {
+        if (err != 0) {
+            throw failure(exit_code::bad_input, source.place(element.node) + ": " + type.short_name + ": " +
+                                                    error_text(err) + (reason[0] != 0 ? ": " : "") + reason);
+        }
+    };
+    if (type.kind == PTP_CFG_MESSAGE) {
+        void *message =
+            type.operations->from_document(handle, memory_class, document.get(), &err, reason, sizeof reason);
+        check();
+        return {element.type, message, handle};
+    }
+    record result = create(element.type, handle);
+    const std::string path = std::string("//") + type.name;
+    type.operations->from_xml(handle, memory_class, path.c_str(), document.get(), result.instance(), &err, reason,
+                              sizeof reason);
+    check();
+    return result;
+}
+
+/** Calls an operation that fills a buffer, with as much room as it needs. */
+template <typename call>
+std::string filled(const record &record, char blank, const char *doing, call operation) {
+    constexpr size_t most_room = 64u << 20;
+    for (size_t room = 65536; room <= most_room; room *= 4) {
+        // A tracked encoding may store one byte behind a full buffer.
+        std::string buffer(room + 1, blank);
+        u_int32 err = 0;
+        const u_int32 length = operation(buffer.data(), static_cast<u_int32>(room), &err);
+        if (err == 0) {
+            buffer.resize(length);
+            return buffer;
+        }
+        if (err != VELA_EMSGSIZE) {
+            throw failure(exit_code::bad_input, std::string(describe(record.type()).short_name) + ": cannot " + doing +
+                                                    ": " + error_text(err));
+        }
+    }
+    throw failure(exit_code::bad_input, std::string("a record is too long to ") + doing);
+}
+
+}  // namespace
+
+std::vector<record> records_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *bare_type,
+                                       const session &session) {
+    std::vector<record> records;
+    if (bare_type != nullptr && describe(bare_type).kind != PTP_CFG_MESSAGE) {
+        records.push_back(type_from_bytes(name, bytes, bare_type, session));
+        return records;
+    }
+    for (const message_span &span : split_messages(name, bytes)) {
+        records.push_back(message_from_bytes(name, bytes, span, session));
+        if (bare_type != nullptr && records.back().type() != bare_type) {
+            throw failure(exit_code::bad_input, name + ": offset " + std::to_string(span.offset) + ": this is a " +
+                                                    describe(records.back().type()).short_name + ", not a " +
+                                                    describe(bare_type).short_name);
+        }
+    }
+    return records;
+}
+
+std::vector<record> records_from_xml(const std::string &name, const std::string &text, const ptp_cfg_type *bare_type,
+                                     const session &session) {
+    const xml_source source(name, text);
+    std::vector<record> records;
+    const bool is_message = bare_type != nullptr && describe(bare_type).kind == PTP_CFG_MESSAGE;
+    for (const xml_record &element : check_records(source, is_message ? nullptr : bare_type, session)) {
+        if (is_message && element.type != bare_type) {
+            throw failure(exit_code::bad_input, source.place(element.node) + ": this is a " + element.node.name() +
+                                                    ", not a " + describe(bare_type).short_name);
+        }
+        records.push_back(record_from_element(source, element, session));
+    }
+    return records;
+}
+
+std::vector<record> records_from_input(const std::string &name, const std::string &content, format form,
+                                       const ptp_cfg_type *bare_type, const session &session) {
+    if (form == format::xml) {
+        return records_from_xml(name, content, bare_type, session);
+    }
+    return records_from_bytes(name, form == format::hex ? from_hex(name, content) : content, bare_type, session);
+}
+
+std::string bytes_of(const record &record) {
+    return filled(record, '\0', "encode", [&record](char *buffer, u_int32 room, u_int32 *err) {
+        return record.operations().marshal(record.handle(), memory_class, reinterpret_cast<u_int8 *>(buffer),
+                                           record.instance(), room, err);
+    });
+}
+
+std::string xml_of(const record &record) {
+    return filled(record, ' ', "write as XML", [&record](char *buffer, u_int32 room, u_int32 *err) {
+        return record.operations().to_xml(record.handle(), memory_class, buffer, record.instance(), room, err);
+    });
+}
+
+std::string print_of(const record &record) {
+    return filled(record, ' ', "print", [&record](char *buffer, u_int32 room, u_int32 *err) {
+        return record.operations().print(record.handle(), memory_class, buffer, record.instance(), room, err);
+    });
+}
+
+std::string render(const std::vector<record> &records, format form) {
+    std::string output;
+    for (const record &record : records) {
+        switch (form) {
+            case format::xml:
+                output += xml_of(record);
+                break;
+            case format::bin:
+                output += bytes_of(record);
+                break;
+            case format::hex:
+                output += to_hex(bytes_of(record));
+                break;
+            case format::text:
+                output += print_of(record);
+                break;
+        }
+    }
+    if (form == format::xml) {
+        return pretty_text(records.size() == 1 ? output : "<ptp_cfg>" + output + "</ptp_cfg>");
+    }
+    return output;
+}
+
+}  // namespace ptpcfg

@@ -1,0 +1,138 @@
+#include <chrono>
+
+#include "channel.h"
+#include "command.h"
+#include "failure.h"
+#include "files.h"
+#include "wire.h"
+
+namespace ptpcfg {
+namespace {
+
+using std::chrono::steady_clock;
+
+struct send_options {
+    channel_options channel;
+    std::vector<std::string> files;
+    std::string from;
+    session_options session;
+};
+
+/** What happened on the channel, for the message when sending fails. */
+struct events {
+    std::string last;
+};
+
+void on_event(void *cookie, vela_channel *, const vela_channel_event *event) {
+    if (event->kind != VELA_CHANNEL_CONNECTED && event->text != nullptr) {
+        static_cast<events *>(cookie)->last = event->text;
+    }
+}
+
+/** The messages of an input as bytes. Bytes that come as such are checked and then left as they are. */
+void append_messages(const std::string &path, const send_options &options, const session &session,
+                     std::vector<std::string> &messages) {
+    const std::string name = input_name(path);
+    const std::string content = read_input(path);
+    const format from = input_format(options.from, path, content);
+    if (from == format::xml) {
+        for (const record &record : records_from_xml(name, content, nullptr, session)) {
+            messages.push_back(bytes_of(record));
+        }
+        return;
+    }
+    const std::string bytes = from == format::hex ? from_hex(name, content) : content;
+    records_from_bytes(name, bytes, nullptr, session);
+    for (const message_span &span : split_messages(name, bytes)) {
+        messages.push_back(bytes.substr(span.offset, span.length));
+    }
+}
+
+class sender {
+  public:
+    explicit sender(const send_options &options, const session &session)
+        : options_(options),
+          handle_(session.handle(false)),
+          channel_(open_channel(vela_channel_connect, options.channel, on_event, &events_)),
+          deadline_(steady_clock::now() + std::chrono::duration_cast<steady_clock::duration>(
+                                              std::chrono::duration<double>(options.channel.timeout))) {}
+
+    void run(const std::vector<std::string> &messages) {
+        for (const std::string &message : messages) {
+            offer(message);
+        }
+        while (statistics_of(channel_).sent < messages.size()) {
+            work(messages.size());
+        }
+    }
+
+  private:
+    /** Gives a message to the channel; waits while its queue is full. */
+    void offer(const std::string &message) {
+        for (;;) {
+            u_int32 err = 0;
+            vela_channel_send(channel_.get(), reinterpret_cast<const u_int8 *>(message.data()),
+                              static_cast<u_int32>(message.size()), &err);
+            if (err == 0) {
+                return;
+            }
+            if (err != VELA_EAGAIN) {
+                throw failure(exit_code::peer, options_.channel.uri + ": cannot send: " + error_text(err));
+            }
+            work(0);
+        }
+    }
+
+    void work(size_t wanted) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - steady_clock::now());
+        const vela_channel_statistics statistics = statistics_of(channel_);
+        if (left.count() <= 0 || statistics.lost > 0) {
+            const std::string sent =
+                wanted == 0 ? "" : std::to_string(statistics.sent) + " of " + std::to_string(wanted) + " messages sent";
+            throw failure(exit_code::peer, options_.channel.uri + ": " + sent +
+                                               (statistics.connects == 0 ? ", nobody listens there" : "") +
+                                               (events_.last.empty() ? "" : ": " + events_.last));
+        }
+        vela_channel_wait(channel_.get(), static_cast<int32>(std::min<int64_t>(left.count(), 100)));
+        u_int32 err = 0;
+        vela_channel_process(channel_.get(), handle_, memory_class, nullptr, 0, &err);
+    }
+
+    const send_options &options_;
+    vela_handle *handle_;
+    events events_;
+    channel channel_;
+    steady_clock::time_point deadline_;
+};
+
+void run_send(const send_options &options) {
+    if (!options.from.empty()) {
+        format_named(options.from, "--from", input_formats);
+    }
+    const session session(options.session);
+    // Everything is read and checked before the first byte leaves.
+    std::vector<std::string> messages;
+    for (const std::string &path : options.files) {
+        append_messages(path, options, session, messages);
+    }
+    sender(options, session).run(messages);
+}
+
+}  // namespace
+
+void add_send(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("send", "Send messages to the program that listens at a channel");
+    auto options = std::make_shared<send_options>();
+    options->channel.timeout = 5;
+    add_channel_options(*command, options->channel, "longest time that sending may take; default 5");
+    command->add_option("files", options->files, "messages as XML or bytes; - is standard input")
+        ->type_name("FILE")
+        ->required();
+    command->add_option("--from", options->from, std::string("format of the files: ") + input_formats)
+        ->type_name("FORMAT");
+    add_domain_option(*command, options->session);
+    command->add_flag("--tracked", options->session.tracked, "write state flags");
+    command->callback([options] { run_send(*options); });
+}
+
+}  // namespace ptpcfg

@@ -1,0 +1,65 @@
+// A runtime handle with what the command line says of it, and records that destroy themselves.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "reflection.h"
+
+namespace ptpcfg {
+
+/** Options that many subcommands share. */
+struct session_options {
+    std::vector<std::string> domain;  // TYPE=VARIANT
+    bool tracked = false;             // encode with state flags
+};
+
+/** A record or message and the handle it belongs to. Movable; the session must outlive it. */
+class record {
+  public:
+    record(const ptp_cfg_type *type, void *instance, vela_handle *handle);
+    record(record &&other) noexcept;
+    record &operator=(record &&other) = delete;
+    ~record();
+
+    const ptp_cfg_type *type() const { return type_; }
+    const ptp_cfg_operations &operations() const { return *describe(type_).operations; }
+    void *instance() const { return instance_; }
+    vela_handle *handle() const { return handle_; }
+
+  private:
+    const ptp_cfg_type *type_;
+    void *instance_;
+    vela_handle *handle_;
+};
+
+/** Two handles, one per tracking mode, both under the domain that the options describe. */
+class session {
+  public:
+    explicit session(const session_options &options);
+
+    vela_handle *handle(bool tracked) const { return tracked ? tracking_.get() : plain_.get(); }
+    /** Whether the command line asks for state flags. */
+    bool tracked() const { return tracked_; }
+    /** The variant that new instances of a type get. */
+    int variant_of(const ptp_cfg_type *type) const;
+
+  private:
+    struct destroy_domain {
+        void operator()(vela_domain *domain) const;
+    };
+    struct destroy_handle {
+        void operator()(vela_handle *handle) const;
+    };
+    std::unique_ptr<vela_handle, destroy_handle> create(u_int32 tracking) const;
+    void set_variant(const std::string &assignment);
+
+    bool tracked_;
+    std::vector<std::pair<std::string, int>> overrides_;
+    std::unique_ptr<vela_domain, destroy_domain> domain_;
+    std::unique_ptr<vela_handle, destroy_handle> plain_;
+    std::unique_ptr<vela_handle, destroy_handle> tracking_;
+};
+
+}  // namespace ptpcfg

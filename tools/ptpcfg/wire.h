@@ -1,0 +1,54 @@
+// A walk over encoded bytes by reflection: what stands where, and the first place at which it stops making sense.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "reflection.h"
+
+namespace ptpcfg {
+
+/** A stretch of bytes that means one thing. */
+struct wire_item {
+    size_t offset;
+    size_t width;
+    std::string path;
+    std::string value;
+};
+
+struct wire_walk {
+    std::vector<wire_item> items;
+    std::string problem;  // empty when everything made sense
+    size_t problem_offset = 0;
+    size_t end = 0;  // first offset behind what was understood
+};
+
+/** Walks one message that begins at `offset`; it may use the bytes up to `limit`. */
+wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle);
+
+/** Walks an instance of a structure or enumeration. */
+wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, vela_handle *handle);
+
+/** Whether bytes begin as a bundle of messages. */
+bool is_bundle(std::string_view bytes);
+
+/** Places in a message's header. */
+constexpr size_t tracked_offset = 7;
+constexpr size_t length_offset = 12;
+constexpr size_t zero_offset = 16;
+
+/** Where the messages of an input begin and end. */
+struct message_span {
+    size_t offset;
+    size_t length;
+};
+
+/**
+ * Splits input into messages: one after the other, or a bundle of them. Lengths are checked against the input.
+ * @param name  of the input, for the failure
+ */
+std::vector<message_span> split_messages(const std::string &name, std::string_view bytes);
+
+}  // namespace ptpcfg
