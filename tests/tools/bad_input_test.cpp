@@ -1,0 +1,186 @@
+// Bad input: the fault is named with its place, the exit code is right, and nothing is left behind.
+#include <gmock/gmock.h>
+
+#include "shell.h"
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+namespace {
+
+class bad_input : public shell_test {
+  protected:
+    /** A clock message with one field. */
+    static std::string clock(const std::string &fields) {
+        return "<ptp_clock_cfg>\n <ptp_clock>\n  " + fields + "\n </ptp_clock>\n</ptp_clock_cfg>\n";
+    }
+};
+
+struct xml_fault {
+    const char *fields;
+    const char *reason;
+};
+
+TEST_F(bad_input, xml_that_the_types_do_not_know_is_refused_with_its_place) {
+    const xml_fault faults[] = {
+        {"<clk_modus/>",
+         "in.xml:3:4: ptp_clock_cfg/ptp_clock/clk_modus: unknown element in ptp_clock; did you mean "
+         "clk_mode?"},
+        {"<modify>true</modify><modify>true</modify>", "ptp_clock/modify: stands here a second time"},
+        {"<clk_mode><VELA_PTP_CLOCK_MODE_BD/></clk_mode>",
+         "unknown literal of ptp_clock_mode; did you mean "
+         "VELA_PTP_CLOCK_MODE_BC?"},
+        {"<clk_mode/>", "has no value"},
+        {"<clk_mode>7</clk_mode>", "text \"7\" has no place here"},
+        {"<clk_mode><VELA_PTP_CLOCK_MODE_BC/><VELA_PTP_CLOCK_MODE_BC/></clk_mode>", "is a second value of clk_mode"},
+        {"<clk_mode><ptp_clock_mode value out of range/></clk_mode>", "had no literal when it was written"},
+        {"<default_data_set><priority1>256</priority1></default_data_set>", "'256' is not a number from 0 to 255"},
+        {"<default_data_set><priority1>-1</priority1></default_data_set>", "'-1' is not a number from 0 to 255"},
+        {"<default_data_set><priority1/></default_data_set>", "priority1: '' is not a number"},
+        {"<time_properties><currentUtcOffset>32768</currentUtcOffset></time_properties>",
+         "'32768' is not a number from -32768 to 32767"},
+        {"<clock_handle>18446744073709551616</clock_handle>", "from 0 to 18446744073709551615"},
+        {"<clock_handle>1 2</clock_handle>", "'1 2' is not a number"},
+        {"<warm_restart>maybe</warm_restart>", "'maybe' is not true or false"},
+        {"<warm_restart colour=\"red\">true</warm_restart>", "unknown attribute colour"},
+        {"<warm_restart><b/></warm_restart>", "unknown element; a value is wanted in <warm_restart>"},
+        {"stray", "text \"\\x0a  stray"},
+        {"<default_data_set><clk_id><ptp_clk_id>1</ptp_clk_id><ptp_clk_id>2</ptp_clk_id><ptp_clk_id>3</ptp_clk_id>"
+         "<ptp_clk_id>4</ptp_clk_id><ptp_clk_id>5</ptp_clk_id><ptp_clk_id>6</ptp_clk_id><ptp_clk_id>7</ptp_clk_id>"
+         "<ptp_clk_id>8</ptp_clk_id><ptp_clk_id>9</ptp_clk_id></clk_id></default_data_set>",
+         "one too many: at most 8 are allowed"},
+    };
+    for (const xml_fault &fault : faults) {
+        write("in.xml", clock(fault.fields));
+        const outcome result = sh("ptpcfg encode in.xml -o out.bin");
+        EXPECT_EQ(result.status, 1) << fault.fields;
+        EXPECT_THAT(result.err, HasSubstr(fault.reason));
+        EXPECT_THAT(result.err, MatchesRegex("ptpcfg: in\\.xml:[0-9]+:[0-9]+: ptp_clock_cfg.*\n")) << fault.fields;
+        EXPECT_EQ(listing(), "in.xml") << fault.fields;
+    }
+}
+
+TEST_F(bad_input, all_faults_of_a_file_are_told_at_once) {
+    write("in.xml", clock("<modify>7x</modify>\n<nothing/>\n<clk_mode><NO/></clk_mode>"));
+    const outcome result = sh("ptpcfg encode in.xml");
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 3) << result.err;
+    EXPECT_EQ(result.out, "");
+}
+
+TEST_F(bad_input, what_is_no_message_is_refused) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"", "in.xml: is empty"},
+        {" \n ", "in.xml: is empty"},
+        {"<ptp_clock_cfg><ptp_clock>", "not well-formed XML"},
+        {"<ptp_clock_cfg></ptp_clock>", "not well-formed XML"},
+        {"no xml at all", "not well-formed XML"},
+        {"<!DOCTYPE a [<!ENTITY b \"c\">]><ptp_clock_cfg/>", "document type declaration"},
+        {"<ptp_clock/>", "use --type ptp_clock"},
+        {"<ptp_clock_cfg/>", "<ptp_clock> is missing"},
+        {"<ptp_cfg/>", "holds no message"},
+        {"<ptp_clock_cfg_message/>", "is no message"},
+    };
+    for (const auto &[text, reason] : cases) {
+        write("in.xml", text);
+        const outcome result = sh("ptpcfg encode in.xml");
+        EXPECT_EQ(result.status, 1) << text;
+        EXPECT_THAT(result.err, HasSubstr(reason)) << text;
+        EXPECT_EQ(result.out, "") << text;
+    }
+}
+
+TEST_F(bad_input, every_cut_of_a_message_is_a_fault_that_names_the_place) {
+    for (const char *option : {"", "--tracked"}) {
+        ASSERT_EQ(sh(std::string("ptpcfg encode $CLOCKS/modify_priority.xml -o whole.bin ") + option).status, 0);
+        const size_t size = read("whole.bin").size();
+        for (size_t length = 0; length < size; ++length) {
+            write("cut.bin", read("whole.bin").substr(0, length));
+            const outcome decoded = sh("ptpcfg decode cut.bin -o out.xml");
+            EXPECT_EQ(decoded.status, 1) << length;
+            EXPECT_THAT(decoded.err, HasSubstr(length == 0 ? "cut.bin: is empty" : "cut.bin: offset ")) << length;
+            const outcome explained = sh("ptpcfg decode --explain cut.bin");
+            EXPECT_EQ(explained.status, 1) << length;
+            EXPECT_EQ(explained.out.empty(), length == 0) << length;
+        }
+        EXPECT_EQ(listing(), "cut.bin whole.bin");
+    }
+}
+
+TEST_F(bad_input, bytes_that_lie_are_refused) {
+    ASSERT_EQ(sh("ptpcfg encode $CLOCKS/delete_clock.xml -o good.bin").status, 0);
+    const std::string good = read("good.bin");
+    struct lie {
+        size_t offset;
+        std::string bytes;
+        const char *reason;
+    };
+    const lie lies[] = {
+        {0, "\x01", "offset 0: byte 01 does not begin a message"},
+        {12, std::string("\xff\xff\xff\xff", 4), "offset 12: the header gives the message 4294967295 bytes"},
+        {15, std::string("\x05", 1), "offset 12: the header gives the message 5 bytes"},
+        {27, "\x55", "offset 27: identity: no message is known as 55"},
+        {45, std::string("\xff\xff\xff\xff", 4), "ptp_clock_delete/jump: ends"},
+        {good.size(), "\x01\x02", "does not begin a message"},
+    };
+    for (const lie &lie : lies) {
+        std::string bytes = good;
+        bytes.replace(lie.offset, lie.bytes.size(), lie.bytes);
+        write("bad.bin", bytes);
+        const outcome result = sh("ptpcfg decode bad.bin");
+        EXPECT_EQ(result.status, 1) << lie.reason;
+        EXPECT_THAT(result.err, HasSubstr(lie.reason));
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(sh("ptpcfg decode --explain bad.bin").status, 1) << lie.reason;
+    }
+    EXPECT_EQ(sh("head -c 3000 /dev/urandom | ptpcfg decode --from bin").status, 1);
+    EXPECT_THAT(sh("echo 'bc 0' | ptpcfg decode").err, HasSubstr("standard input:1:4: a pair of hexadecimal digits"));
+}
+
+TEST_F(bad_input, files_that_cannot_be_used_are_named) {
+    const std::string good = "ptpcfg encode $CLOCKS/delete_clock.xml ";
+    ASSERT_EQ(sh("mkdir folder").status, 0);
+    const std::pair<std::string, const char *> cases[] = {
+        {"ptpcfg encode none.xml", "ptpcfg: none.xml: cannot open: No such file"},
+        {"ptpcfg decode folder", "ptpcfg: folder: cannot read: Is a directory"},
+        {good + "-o none/out.bin", "ptpcfg: none/out.bin: cannot create: No such file"},
+        {good + ">/dev/full", "ptpcfg: standard output: cannot write: No space left"},
+        {good + "-o /dev/full", "ptpcfg: /dev/full: cannot write: No space left"},
+        {"ptpcfg decode - <&-", "ptpcfg: standard input: cannot read: Bad file"},
+        {"{ " + good + "2>err.txt; cat err.txt >&2; test $? -eq 0; } | true; " + good + ">&-", "standard output"},
+    };
+    for (const auto &[script, reason] : cases) {
+        const outcome result = sh(script);
+        EXPECT_EQ(result.status, 3) << script;
+        EXPECT_THAT(result.err, HasSubstr(reason)) << script;
+    }
+}
+
+TEST_F(bad_input, a_failure_leaves_an_older_output_as_it_was) {
+    write("out.bin", "older");
+    write("in.xml", "<ptp_clock_cfg>");
+    EXPECT_EQ(sh("ptpcfg encode in.xml -o out.bin").status, 1);
+    EXPECT_EQ(read("out.bin"), "older");
+    // A file-size limit is a full disk that needs no mount.
+    EXPECT_EQ(sh("trap '' XFSZ; ulimit -f 0; ptpcfg encode $CLOCKS/delete_clock.xml -o out.bin 2>/dev/null").status, 3);
+    EXPECT_EQ(read("out.bin"), "older");
+    EXPECT_EQ(listing(), "in.xml out.bin");
+    EXPECT_EQ(sh("chmod 640 out.bin; ln -s out.bin link.bin; ptpcfg encode $CLOCKS/delete_clock.xml -o link.bin && "
+                 "stat -c %a out.bin && test -L link.bin")
+                  .out,
+              "640\n");
+    EXPECT_NE(read("out.bin"), "older");
+}
+
+TEST_F(bad_input, wrong_command_lines_are_usage_errors) {
+    for (const char *script : {"ptpcfg", "ptpcfg nothing", "ptpcfg encode --to jpeg", "ptpcfg encode --from text -",
+                               "ptpcfg encode --type no_such_type -", "ptpcfg decode --explain --to xml",
+                               "ptpcfg describe no_such_type", "ptpcfg describe ptp_port --variant 7", "ptpcfg send",
+                               "ptpcfg listen unix:x --channel nothing", "ptpcfg encode a b"}) {
+        const outcome result = sh(std::string(script) + " </dev/null");
+        EXPECT_EQ(result.status, 2) << script;
+        EXPECT_NE(result.err, "") << script;
+    }
+    EXPECT_EQ(sh("ptpcfg --version && ptpcfg encode --help").status, 0);
+}
+
+}  // namespace

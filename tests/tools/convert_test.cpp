@@ -1,0 +1,134 @@
+// Good input: every way in which a message goes from one format into another.
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+#include "shell.h"
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+class convert : public shell_test {
+  protected:
+    void SetUp() override {
+        shell_test::SetUp();
+        ASSERT_EQ(sh("ptpcfg encode $CLOCKS/g8275_1_boundary_clock.xml -o clock.bin").err, "");
+    }
+
+    /** Lines of a text that hold a word. */
+    static std::string lines_with(const std::string &text, const std::string &word) {
+        std::istringstream stream(text);
+        std::string result;
+        for (std::string line; std::getline(stream, line);) {
+            result += line.find(word) != std::string::npos ? line + "\n" : "";
+        }
+        return result;
+    }
+};
+
+TEST_F(convert, every_example_survives_the_way_through_bytes_and_back) {
+    const outcome result = sh(R"(
+        for clock in $CLOCKS/*.xml; do
+            ptpcfg encode $clock -o a.bin && ptpcfg decode a.bin -o b.xml && ptpcfg encode b.xml -o c.bin || exit
+            cmp a.bin c.bin || exit
+            ptpcfg encode --tracked $clock -o t.bin && ptpcfg decode t.bin -o t.xml || exit
+            ptpcfg encode t.xml -o u.bin && cmp a.bin u.bin || exit
+            echo done
+        done)");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, StartsWith("done\n"));
+    EXPECT_EQ(listing(), "a.bin b.xml c.bin clock.bin t.bin t.xml u.bin");
+}
+
+TEST_F(convert, formats_follow_the_option_then_the_ending_then_the_content) {
+    EXPECT_EQ(sh(R"(
+        ptpcfg encode --to hex clock.bin -o clock.txt && ptpcfg encode clock.txt -o 1.bin && cmp clock.bin 1.bin &&
+        ptpcfg encode clock.bin -o clock.hex && cmp clock.hex clock.txt &&
+        tr -d '\n' <clock.hex | sed 's/ /,0x/g' | ptpcfg encode -o 2.bin && cmp clock.bin 2.bin &&
+        { echo '# a clock'; cat clock.hex; } | ptpcfg encode | cmp clock.bin - &&
+        ptpcfg decode <clock.bin | ptpcfg encode - | cmp clock.bin - &&
+        cp clock.bin odd.xml && ptpcfg decode --from bin odd.xml | ptpcfg encode | cmp clock.bin -)")
+                  .err,
+              "");
+    EXPECT_EQ(sh("ptpcfg print clock.bin").out, sh("ptpcfg decode clock.bin --to text").out);
+    EXPECT_THAT(sh("ptpcfg print <$CLOCKS/g8275_1_boundary_clock.xml").out, StartsWith("message@ptp_clock_cfg: {\n"));
+}
+
+TEST_F(convert, several_messages_stand_in_one_stream) {
+    EXPECT_EQ(sh(R"(
+        ptpcfg encode $CLOCKS/delete_clock.xml -o delete.bin && cat clock.bin delete.bin clock.bin >three.bin &&
+        ptpcfg decode three.bin -o three.xml && ptpcfg encode three.xml | cmp three.bin - &&
+        { ptpcfg decode clock.bin; ptpcfg decode delete.bin; ptpcfg decode clock.bin; } >roots.xml &&
+        ptpcfg encode roots.xml | cmp three.bin -)")
+                  .err,
+              "");
+    EXPECT_THAT(read("three.xml"), StartsWith("<ptp_cfg>\n  <ptp_clock_cfg>\n"));
+}
+
+TEST_F(convert, a_record_travels_without_a_message_when_its_type_is_named) {
+    write("quality.xml",
+          "<ptp_clock_quality><clock_class>6</clock_class>"
+          "<offset_scaled_log_var>-2</offset_scaled_log_var>"
+          "<clock_accuracy><VELA_PTP_CLOCK_ACCURACY_WITHIN_25ns/></clock_accuracy></ptp_clock_quality>");
+    const std::string plain = "00 00 00 00 00 0c 06 ff fe 00 00 00 00 01\n";
+    EXPECT_EQ(sh("ptpcfg encode --type ptp_clock_quality quality.xml --to hex").out, plain);
+    EXPECT_EQ(sh("ptpcfg encode --tracked --type ptp_clock_quality quality.xml -o t.bin; wc -c <t.bin").out, "17\n");
+    EXPECT_EQ(sh("ptpcfg decode --type ptp_clock_quality t.bin | ptpcfg encode --type ptp_clock_quality --to hex").out,
+              plain);
+    EXPECT_THAT(sh("ptpcfg decode --explain --type ptp_clock_quality t.bin").out, HasSubstr("clock_class state"));
+    write("mode.hex", "00 00000008");
+    EXPECT_EQ(sh("ptpcfg decode --type ptp_clock_mode mode.hex").out,
+              "<ptp_clock_mode>\n  <VELA_PTP_CLOCK_MODE_BC_HYBRID />\n</ptp_clock_mode>\n");
+}
+
+TEST_F(convert, an_older_peer_is_spoken_to_in_its_variant) {
+    write("old.xml",
+          "<ptp_clk_time_properties_ds_msg><ptp_clock_time_properties_data_set>"
+          "<currentUtcOffset>37</currentUtcOffset></ptp_clock_time_properties_data_set>"
+          "</ptp_clk_time_properties_ds_msg>");
+    const std::string type = "ptp_clock_time_properties_data_set";
+    const outcome now = sh("ptpcfg encode old.xml | ptpcfg decode");
+    const outcome before = sh("ptpcfg encode --domain " + type + "=0 old.xml | ptpcfg decode");
+    EXPECT_THAT(now.out, HasSubstr("<v_port_index>0</v_port_index>"));
+    EXPECT_THAT(before.out, Not(HasSubstr("v_port_index")));
+    EXPECT_THAT(before.out, HasSubstr("<currentUtcOffset>37</currentUtcOffset>"));
+    for (const std::string &bad : {type + "=2", type + "=-1", type, type + "=x", std::string("nothing=0")}) {
+        const outcome refused = sh("ptpcfg encode --domain " + bad + " old.xml");
+        EXPECT_EQ(refused.status, 2) << bad;
+        EXPECT_THAT(refused.err, StartsWith("ptpcfg: ")) << bad;
+    }
+}
+
+TEST_F(convert, explain_names_every_byte_once) {
+    const std::string text = sh("ptpcfg decode --explain clock.bin").out;
+    std::istringstream lines(text);
+    size_t next = 0;
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream cells(line);
+        size_t offset = 0;
+        ASSERT_TRUE(cells >> offset) << line;
+        ASSERT_EQ(offset, next) << line;
+        std::string pair;
+        while (next - offset < 8 && cells >> pair && pair.size() == 2) {
+            ++next;
+        }
+    }
+    EXPECT_EQ(next, read("clock.bin").size());
+    EXPECT_THAT(lines_with(text, "identity"), HasSubstr("93 21 5b d5 b0 20 32 26  identity"));
+    EXPECT_THAT(lines_with(text, "clk_mode"), HasSubstr("8 VELA_PTP_CLOCK_MODE_BC_HYBRID"));
+    EXPECT_THAT(lines_with(text, "priority2"), HasSubstr("80                       ptp_clock/default_data_set/"));
+}
+
+TEST_F(convert, a_newer_peers_surplus_is_named_and_skipped) {
+    // clock_quality with three bytes that a later variant put behind its last field, and that later variant.
+    write("new.hex", "01 00 0000000f 06 fffe 00 00000001 aabbcc");
+    EXPECT_THAT(sh("ptpcfg decode --type ptp_clock_quality new.hex").out, HasSubstr("<clock_class>6</clock_class>"));
+    const std::string text = sh("ptpcfg decode --explain --type ptp_clock_quality new.hex").out;
+    EXPECT_THAT(text, HasSubstr("aa bb cc"));
+    EXPECT_THAT(text, HasSubstr("(newer fields)"));
+    EXPECT_THAT(text, HasSubstr("1, read as 0, the newest known"));
+}
+
+}  // namespace
