@@ -1,0 +1,150 @@
+#include "allocator.h"
+
+#include <bit>
+#include <cstdio>
+#include <cstdlib>
+
+namespace velalib {
+
+namespace {
+
+constexpr size_t granule = 16;
+constexpr size_t largest_fine_size = 512;    // up to here a class every 16 bytes
+constexpr size_t largest_class_size = 16384; // up to here four classes per doubling, above blocks of their own
+constexpr uint32_t fine_classes = largest_fine_size / granule;
+constexpr size_t largest_chunk_size = 256 * 1024;
+
+constexpr uint16_t block_out = 0x5AFE;
+constexpr uint16_t block_free = 0xF4EE;
+constexpr uint16_t apart_class = 0xFFFF;
+
+}  // namespace
+
+struct block_allocator::block_header {
+    block_allocator *owner;
+    uint32_t size;  // as asked for
+    uint16_t class_index;
+    uint16_t state;
+};
+
+/** A block that is an allocation of its own; its block_header is part of it and stands last. */
+struct block_allocator::apart_block {
+    apart_block *next;
+    apart_block **link;  // where the pointer to this block is kept
+    block_header header;
+};
+
+struct block_allocator::free_block {
+    free_block *next;
+};
+
+struct alignas(16) block_allocator::chunk {
+    chunk *next;
+};
+
+block_allocator::~block_allocator() {
+    while (apart_ != nullptr) {
+        apart_block *next = apart_->next;
+        std::free(apart_);
+        apart_ = next;
+    }
+    while (chunks_ != nullptr) {
+        chunk *next = chunks_->next;
+        std::free(chunks_);
+        chunks_ = next;
+    }
+}
+
+uint32_t block_allocator::class_of(size_t size) {
+    if (size <= largest_fine_size) return size == 0 ? 0 : static_cast<uint32_t>((size - 1) / granule);
+    const uint32_t shift = static_cast<uint32_t>(std::bit_width(size - 1)) - 3;
+    return fine_classes + (shift - 7) * 4 + static_cast<uint32_t>((size - 1) >> shift) - 4;
+}
+
+size_t block_allocator::class_size(uint32_t index) {
+    if (index < fine_classes) return (index + 1) * granule;
+    const uint32_t step = index - fine_classes;
+    return size_t{step % 4 + 5} << (step / 4 + 7);
+}
+
+void *block_allocator::allocate(size_t size) {
+    static_assert(sizeof(block_header) == granule && sizeof(apart_block) % granule == 0);
+    if (blocks_apart || size > largest_class_size) return allocate_apart(size);
+    const uint32_t index = class_of(size);
+    void *memory = free_[index];
+    if (memory != nullptr) {
+        free_[index] = free_[index]->next;
+    } else {
+        char *block = static_cast<char *>(carve(sizeof(block_header) + class_size(index)));
+        if (block == nullptr) return nullptr;
+        memory = block + sizeof(block_header);
+    }
+    static_cast<block_header *>(memory)[-1] = {this, static_cast<uint32_t>(size), static_cast<uint16_t>(index),
+                                               block_out};
+    ++blocks_;
+    bytes_ += size;
+    return memory;
+}
+
+void block_allocator::release(void *memory) {
+    if (memory == nullptr) return;
+    block_header &header = static_cast<block_header *>(memory)[-1];
+    if (header.owner != this || header.state != block_out) {
+        std::fprintf(stderr, "velalib: block %p is not allocated from this handle, or was freed before\n", memory);
+        std::abort();
+    }
+    --blocks_;
+    bytes_ -= header.size;
+    header.state = block_free;
+    if (header.class_index == apart_class) {
+        release_apart(reinterpret_cast<apart_block *>(static_cast<char *>(memory) - sizeof(apart_block)));
+        return;
+    }
+    free_block *block = static_cast<free_block *>(memory);
+    block->next = free_[header.class_index];
+    free_[header.class_index] = block;
+}
+
+void *block_allocator::allocate_apart(size_t size) {
+    if (size > UINT32_MAX - sizeof(apart_block)) return nullptr;
+    apart_block *block = static_cast<apart_block *>(std::malloc(sizeof(apart_block) + size));
+    if (block == nullptr) return nullptr;
+    block->next = apart_;
+    block->link = &apart_;
+    block->header = {this, static_cast<uint32_t>(size), apart_class, block_out};
+    if (apart_ != nullptr) apart_->link = &block->next;
+    apart_ = block;
+    ++blocks_;
+    bytes_ += size;
+    return block + 1;
+}
+
+void block_allocator::release_apart(apart_block *block) {
+    *block->link = block->next;
+    if (block->next != nullptr) block->next->link = block->link;
+    std::free(block);
+}
+
+void *block_allocator::allocate_for_good(size_t size) {
+    return carve((size + granule - 1) / granule * granule);
+}
+
+/** Takes the next `size` bytes, a multiple of the granule, from a chunk. */
+void *block_allocator::carve(size_t size) {
+    if (unused_size_ < size) {
+        const size_t room = size + sizeof(chunk) > next_chunk_size_ ? size + sizeof(chunk) : next_chunk_size_;
+        chunk *fresh = static_cast<chunk *>(std::malloc(room));
+        if (fresh == nullptr) return nullptr;
+        fresh->next = chunks_;
+        chunks_ = fresh;
+        unused_ = reinterpret_cast<char *>(fresh + 1);
+        unused_size_ = room - sizeof(chunk);
+        if (next_chunk_size_ < largest_chunk_size) next_chunk_size_ *= 2;
+    }
+    void *memory = unused_;
+    unused_ += size;
+    unused_size_ -= size;
+    return memory;
+}
+
+}  // namespace velalib

@@ -1,0 +1,144 @@
+#include "velalib/handle.h"
+
+#include <cstdlib>
+#include <new>
+
+#include "runtime_state.h"
+#include "velalib_inline.h"
+
+namespace {
+
+/** A handle and its runtime state are one allocation. */
+struct whole_handle {
+    vela_handle handle = {};
+    vela_runtime runtime;
+};
+
+// Callbacks of a handle with the default allocator: the cookie is its runtime.
+
+void *default_alloc(void *cookie, u_int32, size_t size) {
+    return static_cast<vela_runtime *>(cookie)->memory.allocate(size);
+}
+
+void default_free(void *cookie, u_int32, void *memory) {
+    static_cast<vela_runtime *>(cookie)->memory.release(memory);
+}
+
+void *default_shared_alloc(void *cookie, u_int32, size_t size) {
+    return static_cast<vela_runtime *>(cookie)->memory.allocate_for_good(size);
+}
+
+void forward_pre_write(void *cookie, void *address, size_t length, u_int32 mem_class) {
+    vela_runtime *runtime = static_cast<vela_runtime *>(cookie);
+    runtime->pre_write(runtime->cookie, address, length, mem_class);
+}
+
+void forward_pre_write_counter(void *cookie, void *address, size_t length, u_int32 mem_class) {
+    vela_runtime *runtime = static_cast<vela_runtime *>(cookie);
+    runtime->pre_write_counter(runtime->cookie, address, length, mem_class);
+}
+
+bool are_valid(const vela_handle_options &options) {
+    if (options.size != sizeof(vela_handle_options)) return false;
+    if ((options.alloc == nullptr) != (options.free == nullptr)) return false;
+    if (options.work_buffer_size > INT32_MAX) return false;
+    return options.tracking == 0 || options.tracking == VELA_STTR_OFF || options.tracking == VELA_STTR_ON;
+}
+
+/** With an allocator of the application all callbacks take its cookie, else each goes by way of the runtime. */
+void set_callbacks(whole_handle &whole, const vela_handle_options &options) {
+    vela_handle &handle = whole.handle;
+    if (options.alloc != nullptr) {
+        handle.alloc = options.alloc;
+        handle.free = options.free;
+        handle.cookie = options.cookie;
+        handle.pre_write = options.pre_write;
+        handle.pre_write_counter = options.pre_write_counter;
+        return;
+    }
+    handle.alloc = default_alloc;
+    handle.free = default_free;
+    handle.cookie = &whole.runtime;
+    whole.runtime.cookie = options.cookie;
+    whole.runtime.pre_write = options.pre_write;
+    whole.runtime.pre_write_counter = options.pre_write_counter;
+    if (options.pre_write != nullptr) handle.pre_write = forward_pre_write;
+    if (options.pre_write_counter != nullptr) handle.pre_write_counter = forward_pre_write_counter;
+}
+
+void set_tables(whole_handle &whole, const vela_handle_options &options) {
+    vela_handle &handle = whole.handle;
+    const bool own_shared = options.shared_alloc == nullptr;
+    handle.shared_alloc = own_shared ? default_shared_alloc : options.shared_alloc;
+    handle.shared_alloc_cookie = own_shared ? &whole.runtime : options.shared_alloc_cookie;
+    handle.type_table_insert = velalib::type_table_insert;
+    handle.type_table_lookup = velalib::type_table_lookup;
+    handle.type_table_cookie = &whole.runtime.types;
+    handle.shared_type_info = options.shared_type_info;
+}
+
+void set_tracking(whole_handle &whole, u_int32 mode) {
+    if (mode == 0) return;
+    whole.runtime.sttr.mode = mode;
+    whole.handle.sttr_record = &whole.runtime.sttr;
+    whole.handle.hd_mapping = 1;  // also when it is off: the application may switch it on later
+}
+
+}  // namespace
+
+vela_handle *vela_handle_create(const vela_handle_options *options, u_int32 *err) {
+    if (*err != 0) return nullptr;
+    vela_handle_options defaults = {};
+    defaults.size = sizeof defaults;
+    if (options == nullptr) options = &defaults;
+    if (!are_valid(*options)) {
+        *err = VELA_EINVAL;
+        return nullptr;
+    }
+    whole_handle *whole = new (std::nothrow) whole_handle;
+    if (whole == nullptr) {
+        *err = VELA_ENOMEM;
+        return nullptr;
+    }
+    vela_handle &handle = whole->handle;
+    handle.runtime = &whole->runtime;
+    set_callbacks(*whole, *options);
+    set_tables(*whole, *options);
+    set_tracking(*whole, options->tracking);
+    handle.msg_header_word = options->msg_header_word;
+    vela_handle_set_domain(&handle, options->domain);
+    constexpr u_int32 default_work_buffer_size = 64 * 1024;
+    whole->runtime.work_buffer_size =
+        options->work_buffer_size != 0 ? options->work_buffer_size : default_work_buffer_size;
+    return &handle;
+}
+
+void vela_handle_destroy(vela_handle *handle, vela_handle_report *report) {
+    if (report != nullptr) *report = {0, 0};
+    if (handle == nullptr) return;
+    const velalib::block_allocator &memory = handle->runtime->memory;
+    if (report != nullptr) *report = {memory.blocks(), memory.bytes()};
+    std::free(handle->runtime->work_buffer);
+    delete reinterpret_cast<whole_handle *>(handle);
+}
+
+void velalib_get_handle_ws(vela_handle *handle, u_int8 **buffer, int32 *length) {
+    vela_runtime &runtime = *handle->runtime;
+    if (runtime.work_buffer == nullptr) {
+        runtime.work_buffer = static_cast<u_int8 *>(std::malloc(runtime.work_buffer_size));
+    }
+    *buffer = runtime.work_buffer;
+    *length = runtime.work_buffer == nullptr ? 0 : static_cast<int32>(runtime.work_buffer_size);
+}
+
+void *velalib_malloc(vela_handle *handle, u_int32 mem_class, size_t size) {
+    return handle == nullptr ? std::malloc(size) : handle->alloc(handle->cookie, mem_class, size);
+}
+
+void velalib_free(vela_handle *handle, u_int32 mem_class, void *memory) {
+    if (handle == nullptr) {
+        std::free(memory);
+    } else if (memory != nullptr) {
+        handle->free(handle->cookie, mem_class, memory);
+    }
+}

@@ -1,0 +1,136 @@
+#include "string_text.h"
+
+#include <cstring>
+
+namespace velalib {
+
+namespace {
+
+bool is_continuation(u_int8 byte) {
+    return (byte & 0xC0) == 0x80;
+}
+
+/** Length of the UTF-8 character at `at`, or 0 when XML must not contain what stands there. */
+size_t utf8_length(const u_int8 *at, size_t left) {
+    const u_int8 first = at[0];
+    const size_t length = first >= 0xF0 ? 4 : (first >= 0xE0 ? 3 : 2);
+    if (first < 0xC2 || first > 0xF4 || left < length) return 0;
+    for (size_t i = 1; i < length; ++i) {
+        if (!is_continuation(at[i])) return 0;
+    }
+    if (first == 0xE0 && at[1] < 0xA0) return 0;                      // longer than need be
+    if (first == 0xED && at[1] > 0x9F) return 0;                      // half of a surrogate pair
+    if (first == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) return 0;    // U+FFFE, U+FFFF
+    if (first == 0xF0 && at[1] < 0x90) return 0;                      // longer than need be
+    if (first == 0xF4 && at[1] > 0x8F) return 0;                      // beyond the last character
+    return length;
+}
+
+const char *xml_escape(char c) {
+    switch (c) {
+        case '&': return "&amp;";
+        case '<': return "&lt;";
+        case '>': return "&gt;";
+        case '\r': return "&#13;";  // a plain one would be read back as a line feed
+        case '\\': return "\\\\";
+        default: return nullptr;
+    }
+}
+
+const char *line_escape(char c) {
+    switch (c) {
+        case '"': return "\\\"";
+        case '\\': return "\\\\";
+        case '\n': return "\\n";
+        case '\r': return "\\r";
+        case '\t': return "\\t";
+        default: return nullptr;
+    }
+}
+
+/** Calls emit(characters, length) for one piece after another. */
+template <typename Emit>
+void walk(text_form form, const char *bytes, size_t count, Emit emit) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    for (size_t i = 0; i < count;) {
+        const u_int8 byte = static_cast<u_int8>(bytes[i]);
+        size_t plain = 1;
+        const char *escape = form == text_form::xml ? xml_escape(bytes[i]) : line_escape(bytes[i]);
+        if (escape != nullptr) {
+            emit(escape, strlen(escape));
+        } else {
+            if (byte >= 0x80) {
+                plain = utf8_length(reinterpret_cast<const u_int8 *>(bytes) + i, count - i);
+            } else if ((byte < 0x20 && byte != '\t' && byte != '\n') || byte == 0x7F) {
+                plain = 0;
+            }
+            const char hex[4] = {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+            emit(plain != 0 ? bytes + i : hex, plain != 0 ? plain : sizeof hex);
+        }
+        i += plain != 0 ? plain : 1;
+    }
+}
+
+int hex_digit(char digit) {
+    if (digit >= '0' && digit <= '9') return digit - '0';
+    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+    return -1;
+}
+
+/** Length of the escape at a backslash, and what it stands for; 0 when it is none. */
+size_t read_escape(const char *at, char *byte) {
+    if (at[1] == '\\') {
+        *byte = '\\';
+        return 2;
+    }
+    if (at[1] != 'x') return 0;
+    const int high = hex_digit(at[2]);
+    const int low = high < 0 ? -1 : hex_digit(at[3]);
+    if (low < 0) return 0;
+    *byte = static_cast<char>(high * 16 + low);
+    return 4;
+}
+
+}  // namespace
+
+size_t escaped_length(text_form form, const char *bytes, size_t count) {
+    size_t total = 0;
+    walk(form, bytes, count, [&total](const char *, size_t length) { total += length; });
+    return total;
+}
+
+void escape(text_form form, const char *bytes, size_t count, char *out) {
+    walk(form, bytes, count, [&out](const char *piece, size_t length) {
+        memcpy(out, piece, length);
+        out += length;
+    });
+}
+
+size_t unescaped_length(const char *text, const char **bad) {
+    *bad = nullptr;
+    size_t total = 0;
+    for (; *text != '\0'; ++total) {
+        char byte;
+        const size_t length = *text == '\\' ? read_escape(text, &byte) : 1;
+        if (length == 0) {
+            *bad = text;
+            return total;
+        }
+        text += length;
+    }
+    return total;
+}
+
+void unescape(const char *text, char *out) {
+    while (*text != '\0') {
+        size_t length = 1;
+        *out = *text;
+        if (*text == '\\') length = read_escape(text, out);
+        if (length == 0) return;
+        text += length;
+        ++out;
+    }
+}
+
+}  // namespace velalib
