@@ -50,7 +50,8 @@ private:
     void index_types();
     template <class type>
     void check_identity(const type &subject, const std::string &title, const std::string &name);
-    void check_identifier(const std::string &name, const location &where, const std::string &subject);
+    void check_identifier(const std::string &name, const location &where, const std::string &subject,
+                          bool may_be_keyword = false);
     void check_digits(const std::string &digits, const char *key, const location &where, const std::string &subject);
 
     void check_primitives();
@@ -96,13 +97,15 @@ void checker::index_types() {
     }
 }
 
-void checker::check_identifier(const std::string &name, const location &where, const std::string &subject) {
+void checker::check_identifier(const std::string &name, const location &where, const std::string &subject,
+                               bool may_be_keyword) {
     if (name.empty()) {
         return;  // said by the loader
     }
-    if (!is_identifier(name) || is_keyword(name)) {
+    if (!is_identifier(name) || (!may_be_keyword && is_keyword(name))) {
         errors_.report(where, subject, "'" + name + "' is no identifier",
-                       "use letters, digits and underscores, no digit first, and no keyword of C or C++");
+                       may_be_keyword ? "use letters, digits and underscores, no digit first"
+                                      : "use letters, digits and underscores, no digit first, and no keyword of C or C++");
     }
 }
 
@@ -238,7 +241,7 @@ void checker::check_fields(structure &type) {
     unique_names names("field name", errors_);
     for (field &row : type.fields) {
         const std::string subject = title + ", field " + row.name;
-        check_identifier(row.name, row.where, subject);
+        check_identifier(row.name, row.where, subject, true);  // always a part of a longer name
         names.add(row.name, row.where, subject);
         check_field_type(row, subject);
     }
