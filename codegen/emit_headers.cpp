@@ -67,22 +67,24 @@ std::string structure_section(const generation &input, const structure &type) {
 }
 
 std::string message_section(const generation &input, const message &type) {
-    constexpr std::string_view text = R"(/** Identity of {type}: 16 bytes, the same as hexadecimal digits, and its display name. */
-VELA_API extern const u_int8 message_{message}_luid[16];
+    constexpr std::string_view text = R"({identity_note}VELA_API extern const u_int8 message_{message}_luid[16];
 VELA_API extern const char message_{message}_luid_text[33];
 VELA_API extern const char message_{message}_name[64];
 
-/** Receives a {type}; it then owns the message and destroys it. */
-typedef void (*{type}_callback)(vela_handle *handle, u_int32 mem_class, void *context,
-    {type} *message, u_int32 *err);
+/** Receives a message, which it then owns and destroys. */
+{callback}
 
-/** Written by the application, if it wants to receive {type}; it then owns the message. */
-PTP_CFG_HANDLER void {handler}(vela_handle *handle, u_int32 mem_class, void *context,
-    {type} *message, u_int32 *err);
+/** The same, written by the application if it wants to receive this message. */
+{handler}
 
 )";
     placeholders values = message_placeholders(type);
-    values["handler"] = handler_name(type);
+    const std::vector<std::string> parameters = {"vela_handle *handle", "u_int32 mem_class", "void *context",
+                                                 type.type_name() + " *message", "u_int32 *err"};
+    values["identity_note"] =
+        comment("Identity of " + type.type_name() + ": 16 bytes, their hexadecimal digits, and its display name.");
+    values["callback"] = wrapped_call("typedef void (*" + type.type_name() + "_callback)", parameters, ";");
+    values["handler"] = wrapped_call("PTP_CFG_HANDLER void " + handler_name(type), parameters, ";");
     return heading(type.type_name()) + record_declaration(type.type_name()) + fill(text, values) +
            function_declarations(input, type.type_name());
 }

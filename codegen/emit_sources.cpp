@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <sstream>
 
 #include "emit.h"
@@ -23,7 +24,10 @@ std::string indented(const std::string &body) {
     std::istringstream lines(body);
     std::string result;
     for (std::string line; std::getline(lines, line);) {
-        result += (line.empty() ? line : wrapped_statement("    " + line, "        ")) + "\n";
+        const std::size_t depth = std::min(line.find_first_not_of(' '), line.size());
+        for (const std::string &statement : statements(line)) {
+            result += wrapped_statement(statement, std::string(4 + depth, ' ')) + "\n";
+        }
     }
     return result;
 }

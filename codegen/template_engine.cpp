@@ -40,11 +40,14 @@ private:
     std::set<std::pair<const operation *, std::string>> reported_;
 };
 
+/** Fits most parameters; a parameter's text that begins with "[out]" or the like states another. */
 std::string direction_of(const std::string &declaration, const std::string &name) {
-    if (declaration.find('*') == std::string::npos || declaration.starts_with("const ") || name == "handle") {
+    static const std::set<std::string> only_read = {"handle", "context", "payload"};
+    static const std::set<std::string> changed = {"err", "instance", "message", "document"};
+    if (declaration.find('*') == std::string::npos || declaration.starts_with("const ") || only_read.contains(name)) {
         return "in";
     }
-    return name == "err" || name == "instance" || name == "message" || name == "document" ? "in,out" : "out";
+    return changed.contains(name) ? "in,out" : "out";
 }
 
 /** A parameter's name: the last identifier of its declaration, before any brackets. */

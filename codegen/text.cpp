@@ -7,8 +7,6 @@
 namespace codegen {
 namespace {
 
-constexpr std::size_t widest_alignment = 72;
-
 bool is_word(char character) {
     return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_';
 }
@@ -105,7 +103,16 @@ std::string wrapped(std::string_view text, std::string_view first_prefix, std::s
 std::string wrapped_call(const std::string &first, const std::vector<std::string> &arguments, const std::string &end) {
     std::string result;
     std::string line = first + "(";
-    const std::string indent(line.size() <= widest_alignment ? line.size() : 8, ' ');
+    std::size_t longest = 0;
+    for (const std::string &argument : arguments) {
+        longest = std::max(longest, argument.size() + 1 + end.size());
+    }
+    const bool aligns = line.size() + longest <= line_width;
+    const std::string indent(aligns ? line.size() : 8, ' ');
+    if (!aligns && !arguments.empty()) {
+        result = line + '\n';
+        line = indent;
+    }
     for (std::size_t index = 0; index < arguments.size(); ++index) {
         const bool is_last = index + 1 == arguments.size();
         const std::string piece = arguments[index] + (is_last ? ")" + end : ",");
@@ -121,18 +128,46 @@ std::string wrapped_call(const std::string &first, const std::vector<std::string
     return result + line + (arguments.empty() ? "void)" + end : "");
 }
 
-std::string wrapped_statement(const std::string &line, const std::string &indent) {
+std::vector<std::string> statements(std::string_view line) {
+    std::vector<std::string> result(1);
+    int depth = 0;
+    bool in_text = false;
+    for (const char character : line) {
+        if (character == '"') {
+            in_text = !in_text;
+        } else if (!in_text && (character == '(' || character == '{')) {
+            ++depth;
+        } else if (!in_text && (character == ')' || character == '}')) {
+            --depth;
+        }
+        if (character == ' ' && result.back().empty()) {
+            continue;
+        }
+        result.back() += character;
+        if (character == ';' && depth == 0 && !in_text) {
+            result.emplace_back();
+        }
+    }
+    if (result.back().empty()) {
+        result.pop_back();
+    }
+    return result;
+}
+
+std::string wrapped_statement(const std::string &statement, const std::string &indent) {
     std::string result;
-    std::string rest = line;
-    while (rest.size() > line_width) {
-        const std::size_t comma = rest.rfind(", ", line_width - 1);
-        if (comma == std::string::npos || comma < indent.size()) {
+    std::string line = indent + statement;
+    const std::string deeper = indent + "    ";
+    while (line.size() > line_width && line.find('"') == std::string::npos) {
+        std::size_t end = line.rfind(", ", line_width - 1);
+        end = end == std::string::npos || end <= deeper.size() ? line.rfind('(', line_width - 1) : end;
+        if (end == std::string::npos || end <= deeper.size()) {
             break;
         }
-        result += rest.substr(0, comma + 1) + '\n';
-        rest = indent + rest.substr(comma + 2);
+        result += line.substr(0, end + 1) + '\n';
+        line = deeper + line.substr(line[end + 1] == ' ' ? end + 2 : end + 1);
     }
-    return result + rest;
+    return result + line;
 }
 
 std::string upper(std::string text) {

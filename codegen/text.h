@@ -15,8 +15,8 @@ using placeholders = std::map<std::string, std::string, std::less<>>;
 constexpr std::size_t line_width = 120;
 
 /**
- * Replaces every {name} of lower-case letters, digits and underscores; other braces stay. Names that are not known stay too and
- * are added to `unknown`.
+ * Replaces every {name} of lower-case letters, digits and underscores; other braces stay. Names that are not known
+ * stay too and are added to `unknown`.
  */
 std::string expand(std::string_view text, const placeholders &values, std::set<std::string> &unknown);
 
@@ -34,8 +34,11 @@ std::string wrapped(std::string_view text, std::string_view first_prefix, std::s
 /** "first(a, b)" and `end` over as many lines as it needs, the further ones aligned after the parenthesis. */
 std::string wrapped_call(const std::string &first, const std::vector<std::string> &arguments, const std::string &end);
 
-/** A line of code, broken after commas where it is too long. */
-std::string wrapped_statement(const std::string &line, const std::string &indent);
+/** The statements of a line of code. */
+std::vector<std::string> statements(std::string_view line);
+
+/** A statement, broken after commas or a parenthesis where it is too long. */
+std::string wrapped_statement(const std::string &statement, const std::string &indent);
 
 std::string upper(std::string text);
 
