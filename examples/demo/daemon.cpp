@@ -1,0 +1,136 @@
+// Plays a PTP daemon: receives the configuration of a clock, keeps it, and answers with the clock's data set.
+//
+//     demo_daemon SOCKET RECORD     SOCKET: where to listen; RECORD: file for the received messages as XML
+//
+// Messages reach the functions ptp_cfg_<message>_handler below because the library looks for them by name.
+#include <cstdio>
+#include <cstdlib>
+
+#include "demo.h"
+
+namespace {
+
+/** The daemon's clocks: one is enough here. */
+struct daemon_state {
+    vela_handle *handle;
+    vela_channel *channel;
+    ptp_clock *clock = nullptr;
+    bool peer_has_left = false;
+};
+
+ptp_clock_default_ds *data_set_of(const daemon_state &state, u_int32 *err) {
+    return ptp_clock_default_data_set_get(state.handle, demo::mem_class, state.clock, err);
+}
+
+/** Answers whoever is being served with the clock's default data set as it is now. */
+void report_data_set(const daemon_state &state) {
+    u_int32 err = 0;
+    auto *message = ptp_clk_default_ds_msg_message_create(state.handle, demo::mem_class);
+    auto *report =
+        ptp_clk_default_ds_msg_message_ptp_clock_default_ds_get(state.handle, demo::mem_class, message, &err);
+    ptp_clock_default_ds_set(state.handle, demo::mem_class, report, data_set_of(state, &err), &err);
+    u_int8 bytes[1024];
+    const u_int32 length =
+        ptp_clk_default_ds_msg_message_marshal(state.handle, demo::mem_class, bytes, message, sizeof bytes, &err);
+    vela_channel_reply(state.channel, bytes, length, &err);
+    ptp_clk_default_ds_msg_message_destroy(state.handle, demo::mem_class, message);
+    demo::check(err, "report the data set");
+}
+
+/** Takes over what a modify command brings. */
+void apply(const daemon_state &state, ptp_clock_params *params, u_int32 *err) {
+    ptp_clock_default_ds *data_set = data_set_of(state, err);
+    const u_int8 before = ptp_clock_default_ds_priority2_get_value(state.handle, demo::mem_class, data_set, err);
+    const u_int8 now = ptp_clock_params_priority2_get_value(state.handle, demo::mem_class, params, err);
+    ptp_clock_default_ds_priority2_set_value(state.handle, demo::mem_class, data_set, now, err);
+    ptp_clock_default_ds_clock_quality_set(
+        state.handle, demo::mem_class, data_set,
+        ptp_clock_params_clock_quality_get(state.handle, demo::mem_class, params, err), err);
+    demo::say("priority2 was " + std::to_string(before) + " and is now " + std::to_string(now));
+}
+
+/** Gives every message of a bundle to the handler of its type. */
+void on_bundle(vela_handle *handle, u_int32 mem_class, const u_int8 *bundle, u_int32 length, void *context) {
+    u_int32 err = 0;
+    vela_bundle_reader reader{};
+    vela_bundle_read(&reader, bundle, length, &err);
+    vela_bundle_item item{};
+    while (vela_bundle_next(&reader, &item) != 0) {
+        err = item.err;
+        ptp_cfg_dispatch(handle, mem_class, context, nullptr, nullptr, item.message, item.length, &err);
+        demo::check(err, "understand a message");
+    }
+}
+
+void on_event(void *cookie, vela_channel *, const vela_channel_event *event) {
+    if (event->kind == VELA_CHANNEL_DISCONNECTED) {
+        static_cast<daemon_state *>(cookie)->peer_has_left = true;
+    }
+}
+
+}  // namespace
+
+void ptp_cfg_ptp_clock_cfg_message_handler(vela_handle *handle, u_int32 mem_class, void *context,
+                                           ptp_clock_cfg_message *message, u_int32 *err) {
+    auto *state = static_cast<daemon_state *>(context);
+    demo::say("received the configuration of a clock:");
+    demo::show(demo::printed(ptp_cfg_type_find("ptp_clock_cfg_message"), handle, message));
+    state->clock = ptp_clock_cfg_message_ptp_clock_get_detach(handle, mem_class, message, err);
+    ptp_clock_cfg_message_destroy(handle, mem_class, message);
+    report_data_set(*state);
+}
+
+void ptp_cfg_ptp_clock_modify_cmd_message_handler(vela_handle *handle, u_int32 mem_class, void *context,
+                                                  ptp_clock_modify_cmd_message *message, u_int32 *err) {
+    auto *state = static_cast<daemon_state *>(context);
+    demo::say("received a modify command");
+    apply(*state, ptp_clock_modify_cmd_message_ptp_clock_params_get(handle, mem_class, message, err), err);
+    ptp_clock_modify_cmd_message_destroy(handle, mem_class, message);
+    report_data_set(*state);
+}
+
+void ptp_cfg_ptp_clock_delete_cmd_message_handler(vela_handle *handle, u_int32 mem_class, void *context,
+                                                  ptp_clock_delete_cmd_message *message, u_int32 *err) {
+    auto *state = static_cast<daemon_state *>(context);
+    auto *command = ptp_clock_delete_cmd_message_ptp_clock_delete_get(handle, mem_class, message, err);
+    const u_int8 clock = ptp_clock_delete_clock_id_get_value(handle, mem_class, command, err);
+    demo::say("received a delete command; clock " + std::to_string(clock) + " is gone");
+    ptp_clock_destroy(handle, mem_class, state->clock);
+    state->clock = nullptr;
+    ptp_clock_delete_cmd_message_destroy(handle, mem_class, message);
+}
+
+int main(int argc, char **argv) {
+    demo::introduce("daemon");
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: %s SOCKET RECORD\n", argv[0]);
+        return 2;
+    }
+    std::FILE *record = std::fopen(argv[2], "w");
+    demo::check(record == nullptr ? VELA_ENOENT : 0, std::string("write ") + argv[2]);
+    velalib_msg_recorder_set(1, record);
+
+    daemon_state state{};
+    state.handle = demo::create_handle();
+    vela_channel_options options{};
+    options.size = sizeof options;
+    options.event = on_event;
+    options.event_cookie = &state;
+    u_int32 err = 0;
+    ptp_cfg_bundle_handler_register(on_bundle);
+    state.channel = vela_channel_listen(demo::domain, argv[1], &options, nullptr, 0, &err);
+    demo::check(err, std::string("listen at ") + argv[1]);
+
+    while (!state.peer_has_left) {
+        demo::process(state.channel, state.handle, &state);
+    }
+    demo::say("the control plane has left; so do I");
+
+    ptp_cfg_bundle_handler_unregister();
+    vela_channel_close(state.channel, nullptr);
+    velalib_msg_recorder_set(0, nullptr);
+    std::fclose(record);
+    vela_handle_report left{};
+    vela_handle_destroy(state.handle, &left);
+    return left.blocks == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
