@@ -19,7 +19,8 @@ PTP_CFG_INLINE int32 compare_field(const u_int8 *a, const u_int8 *b) {
     } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
         return memcmp(x, y, field.capacity);
     } else if constexpr (field.kind == field_kind::var_string) {
-        return var_string_compare(as<var_string>(x), as<var_string>(y));
+        return var_string_compare_counted(as<var_string>(x), a[field.companion_offset], as<var_string>(y),
+                                          b[field.companion_offset]);
     } else {
         int32 order = 0;
         for (u_int32 element = 0; element < field.capacity && order == 0; ++element) {

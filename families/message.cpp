@@ -44,12 +44,12 @@ static void store_slot(vela_handle *handle, u_int32 mem_class, void **slot, void
 static void initialize(const message_descriptor &type, vela_handle *handle, u_int32 mem_class,
                        message_instance *message) {
     const vela_type_info *record = record_for(handle, mem_class, type.record);
-    announce(handle, mem_class, &message->header.type_info, sizeof message->header.type_info);
-    message->header.type_info = record;
+    announce(handle, mem_class, &message->type_info, sizeof message->type_info);
+    message->type_info = record;
     const vela_variant_table *table = table_at_create(record, 0, type.trace, message_header_traces);
     count_instance(handle, mem_class, record, &table->rows[0].created);
-    announce(handle, mem_class, &message->header.variant, 1);
-    message->header.variant = 0;
+    announce(handle, mem_class, &message->variant, 1);
+    message->variant = 0;
     announce(handle, mem_class, &message->block, sizeof message->block);
     message->block = {};
     message->block.tag = VELA_MESSAGE_TAG;
@@ -138,10 +138,10 @@ void message_destroy(const message_descriptor &type, vela_handle *handle, u_int3
             store_slot(handle, mem_class, &instance->payload[i], nullptr);
         }
     }
-    const vela_type_info *record = instance->header.type_info;
+    const vela_type_info *record = instance->type_info;
     const vela_variant_table *table = table_at_destroy(record, 0, type.trace, message_header_traces);
     count_instance(handle, mem_class, record, &table->rows[0].destroyed);
-    instance->header.type_info = nullptr;  // not announced: the memory goes back at once
+    instance->type_info = nullptr;  // not announced: the memory goes back at once
     handle->free(handle->cookie, mem_class, message);
 }
 

@@ -7,7 +7,10 @@ namespace ptp_cfg {
 
 /** A message as it stands in memory; `size` of its descriptor says how many payload pointers there are. */
 struct message_instance {
-    vela_instance_header header;
+    const vela_type_info *type_info;  // the members of vela_instance_header, without its padding
+    int8 variant;
+    int8 allocated_variant;
+    u_int8 flags;
     vela_message_header block;
     void *payload[2];
 };

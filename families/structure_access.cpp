@@ -222,21 +222,25 @@ static void set_one(const structure_descriptor &type, const field_descriptor &fi
     });
 }
 
+/** Stores the values of either the enumerations or all else. */
+static void set_some(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                     const u_int64 *value, bool enumerations, u_int32 *err) {
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        if (!is_value_field(field) || field.is_companion) {
+            continue;
+        }
+        if ((field.kind == field_kind::enumeration) == enumerations) {
+            set_one(type, field, handle, mem_class, instance, *value, err);
+        }
+        ++value;
+    }
+}
+
 void structure_set_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                        const u_int64 *values, u_int32 *err) {
-    for (const bool enumerations : {false, true}) {
-        const u_int64 *value = values;
-        for (u_int32 i = 0; i < type.field_count; ++i) {
-            const field_descriptor &field = type.fields[i];
-            if (!is_value_field(field) || field.is_companion) {
-                continue;
-            }
-            if ((field.kind == field_kind::enumeration) == enumerations) {
-                set_one(type, field, handle, mem_class, instance, *value, err);
-            }
-            ++value;
-        }
-    }
+    set_some(type, handle, mem_class, instance, values, false, err);
+    set_some(type, handle, mem_class, instance, values, true, err);
 }
 
 }  // namespace ptp_cfg

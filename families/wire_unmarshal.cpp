@@ -115,15 +115,17 @@ void read_flags(input &in, const field_descriptor &field, const flag_target &tar
 u_int32 read_structure(unmarshal_call &call, const structure_descriptor &type, const u_int8 *buffer, void *instance,
                        u_int32 length);
 
-/** Reads a text of the length that its companion just received; the two never disagree, also after a failure. */
-u_int32 read_text(unmarshal_call &call, const field_descriptor &field, void *instance, u_int8 old_count,
-                  const input &in) {
+/** Reads a text of the length that its companion just received. After a failure the text is empty, and says so. */
+u_int32 read_text(unmarshal_call &call, const field_descriptor &field, void *instance, const input &in) {
+    if (*call.err != 0) {
+        return 0;  // the companion has not been read either
+    }
     u_int8 *companion = at(instance, field.companion_offset);
     const u_int32 count = var_string_unmarshal(call.handle, call.mem_class, in.here(),
                                                as<var_string>(storage(field, instance)), *companion, in.left(),
                                                call.mode, call.err);
     if (*call.err != 0) {
-        *companion = old_count;
+        *companion = 0;
     }
     return count;
 }
@@ -146,17 +148,13 @@ u_int32 read_value(unmarshal_call &call, const field_descriptor &field, void *in
 
 void read_fields(unmarshal_call &call, const structure_descriptor &type, void *instance, int8 variant, input &in,
                  const flag_target &target) {
-    u_int8 old_count = 0;  // of the text that follows a companion
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
         if (static_cast<int>(field.since) > variant) {
             continue;
         }
-        if (field.is_companion) {
-            old_count = *storage(field, instance);
-        }
         if (field.kind == field_kind::var_string) {
-            in.position += read_text(call, field, instance, old_count, in);
+            in.position += read_text(call, field, instance, in);
         } else {
             for (u_int32 element = 0; element < field.capacity; ++element) {
                 in.position += read_value(call, field, instance, element, in);

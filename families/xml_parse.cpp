@@ -61,19 +61,6 @@ bool element_present(const xml_parse &parse, const char *path) {
     return false;
 }
 
-/** A text's characters and its length companion, which is never read by itself. */
-void parse_text(const xml_parse &parse, const field_descriptor &field, void *instance, const char *path) {
-    u_int8 *companion = at(instance, field.companion_offset);
-    u_int8 count = *companion;
-    var_string_from_xml(parse.handle, parse.mem_class, path, parse.source.document,
-                        as<var_string>(storage(field, instance)), &count, parse.err, parse.source.error_text,
-                        parse.source.error_room);
-    if (*parse.err == 0) {
-        announce(parse.handle, parse.mem_class, companion, 1);
-        *companion = count;
-    }
-}
-
 void parse_value(const xml_parse &parse, const field_descriptor &field, void *instance, u_int32 element,
                  const char *path) {
     u_int8 *value = storage(field, instance, element);
@@ -84,7 +71,11 @@ void parse_value(const xml_parse &parse, const field_descriptor &field, void *in
         case field_kind::structure:
             structure_from_xml(*field.structure, parse.handle, parse.mem_class, path, parse.source, value, parse.err);
             break;
-        case field_kind::var_string: parse_text(parse, field, instance, path); break;
+        case field_kind::var_string:
+            var_string_from_xml(parse.handle, parse.mem_class, path, parse.source.document, as<var_string>(value),
+                                at(instance, field.companion_offset), parse.err, parse.source.error_text,
+                                parse.source.error_room);
+            break;
         default:
             visit_primitive(field.kind, [&](auto primitive) {
                 using P = decltype(primitive);

@@ -1,0 +1,346 @@
+#include "module/reflection.h"
+
+namespace ptp_cfg {
+
+namespace {
+
+const structure_descriptor &structure_of(const ptp_cfg_type *type) {
+    return *static_cast<const structure_descriptor *>(type->descriptor);
+}
+const enumeration_descriptor &enumeration_of(const ptp_cfg_type *type) {
+    return *static_cast<const enumeration_descriptor *>(type->descriptor);
+}
+const message_descriptor &message_of(const ptp_cfg_type *type) {
+    return *static_cast<const message_descriptor *>(type->descriptor);
+}
+
+const vela_type_info &record_of(const ptp_cfg_type *type) {
+    switch (type->kind) {
+        case PTP_CFG_STRUCTURE: return *structure_of(type).record;
+        case PTP_CFG_ENUMERATION: return *enumeration_of(type).record;
+        default: return *message_of(type).record;
+    }
+}
+
+const ptp_cfg_type *type_with(const void *descriptor) {
+    for (u_int32 i = 0; descriptor != nullptr && i < reflected_type_count; ++i) {
+        if (reflected_types[i].descriptor == descriptor) {
+            return &reflected_types[i];
+        }
+    }
+    return nullptr;
+}
+
+ptp_cfg_field_class class_of(field_kind kind) {
+    switch (kind) {
+        case field_kind::var_string: return PTP_CFG_FIELD_TEXT;
+        case field_kind::enumeration: return PTP_CFG_FIELD_ENUMERATION;
+        case field_kind::structure: return PTP_CFG_FIELD_STRUCTURE;
+        default: break;
+    }
+    return visit_primitive(kind, [](auto primitive) {
+        using P = decltype(primitive);
+        if constexpr (!P::is_value) {
+            return PTP_CFG_FIELD_OPAQUE;
+        } else if constexpr (P::is_boolean) {
+            return PTP_CFG_FIELD_BOOLEAN;
+        } else {
+            return P::is_signed ? PTP_CFG_FIELD_SIGNED : PTP_CFG_FIELD_UNSIGNED;
+        }
+    });
+}
+
+/** What follows from the kind alone; `out->kind` is set. */
+void describe_kind(field_kind kind, ptp_cfg_field_description *out) {
+    if (kind < field_kind::var_string) {
+        out->type_name = primitive_name(kind);
+        out->wire_width = primitive_width(kind);
+        out->element_size = visit_primitive(
+            kind, [](auto primitive) { return static_cast<u_int8>(sizeof(typename decltype(primitive)::type)); });
+    } else if (kind == field_kind::enumeration) {
+        out->wire_width = enumeration_wire_width;
+    } else if (kind == field_kind::var_string) {
+        out->type_name = "var_string";
+    }
+}
+
+void describe_field(const field_descriptor &field, ptp_cfg_field_description *out) {
+    *out = {};
+    out->size = sizeof *out;
+    out->name = field.name;
+    out->kind = class_of(field.kind);
+    describe_kind(field.kind, out);
+    if (field.enumeration != nullptr) {
+        out->type_name = field.enumeration->name;
+        out->type = type_with(field.enumeration);
+    } else if (field.structure != nullptr) {
+        out->type_name = field.structure->name;
+        out->type = type_with(field.structure);
+    }
+    out->capacity = field.capacity;
+    out->is_array = field.is_array ? 1 : 0;
+    out->is_read_only = field.is_companion ? 1 : 0;
+    out->since = field.since;
+    out->doc = field.doc;
+    out->unit = field.unit;
+}
+
+void describe_payload(const payload_descriptor &payload, ptp_cfg_field_description *out) {
+    *out = {};
+    out->size = sizeof *out;
+    out->name = payload.name;
+    out->kind = class_of(payload.kind);
+    describe_kind(payload.kind, out);
+    out->type_name = payload.name;
+    out->type = type_with(payload.structure);
+    out->capacity = 1;
+    out->doc = payload.structure != nullptr ? payload.structure->doc : "";
+}
+
+/** The structure whose field `index` is asked for; nullptr, with error 2, when there is none. */
+const structure_descriptor *owner(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 *err) {
+    if (*err != 0) {
+        return nullptr;
+    }
+    if (type->kind != PTP_CFG_STRUCTURE || index >= structure_of(type).field_count) {
+        fail(handle, VELA_ENOENT, err);
+        return nullptr;
+    }
+    return &structure_of(type);
+}
+
+}  // namespace
+
+}  // namespace ptp_cfg
+
+using namespace ptp_cfg;
+
+extern "C" {
+
+u_int32 ptp_cfg_type_count(void) { return reflected_type_count; }
+
+const ptp_cfg_type *ptp_cfg_type_at(u_int32 index) {
+    return index < reflected_type_count ? &reflected_types[index] : nullptr;
+}
+
+const ptp_cfg_type *ptp_cfg_type_find(const char *name) {
+    for (u_int32 i = 0; i < reflected_type_count; ++i) {
+        const ptp_cfg_type *type = &reflected_types[i];
+        if (strcmp(record_of(type).type_name, name) == 0 ||
+            (type->kind == PTP_CFG_MESSAGE && strcmp(message_of(type).name, name) == 0)) {
+            return type;
+        }
+    }
+    return nullptr;
+}
+
+const ptp_cfg_type *ptp_cfg_type_find_luid(const u_int8 *luid) {
+    for (u_int32 i = 0; i < reflected_type_count; ++i) {
+        if (memcmp(record_of(&reflected_types[i]).luid, luid, VELA_WIRE_LUID) == 0) {
+            return &reflected_types[i];
+        }
+    }
+    return nullptr;
+}
+
+void ptp_cfg_type_describe(const ptp_cfg_type *type, ptp_cfg_type_description *description) {
+    const vela_type_info &record = record_of(type);
+    *description = {};
+    description->size = sizeof *description;
+    description->kind = type->kind;
+    description->name = record.type_name;
+    description->short_name = record.type_name;
+    description->luid = record.luid;
+    description->luid_text = record.luid_text;
+    description->operations = type->operations;
+    if (type->kind == PTP_CFG_STRUCTURE) {
+        const structure_descriptor &structure = structure_of(type);
+        description->doc = structure.doc;
+        description->newest_variant = static_cast<u_int8>(structure.newest);
+        description->untracked_size = structure.size;
+        description->tracked_size = structure.size + structure.block_length;
+        description->field_count = structure.field_count;
+    } else if (type->kind == PTP_CFG_ENUMERATION) {
+        const enumeration_descriptor &enumeration = enumeration_of(type);
+        description->doc = enumeration.doc;
+        description->newest_variant = static_cast<u_int8>(enumeration.newest);
+        description->untracked_size = description->tracked_size = enumeration_size;
+        description->literal_count = enumeration.value_count;
+    } else {
+        const message_descriptor &message = message_of(type);
+        description->doc = message.doc;
+        description->short_name = message.name;
+        description->untracked_size = description->tracked_size = message.size;
+        description->field_count = message.payload_count;
+    }
+}
+
+u_int32 ptp_cfg_field_describe(const ptp_cfg_type *type, u_int32 index, ptp_cfg_field_description *description) {
+    if (type->kind == PTP_CFG_STRUCTURE && index < structure_of(type).field_count) {
+        describe_field(structure_of(type).fields[index], description);
+        return 1;
+    }
+    if (type->kind == PTP_CFG_MESSAGE && index < message_of(type).payload_count) {
+        describe_payload(message_of(type).payloads[index], description);
+        return 1;
+    }
+    return 0;
+}
+
+u_int32 ptp_cfg_literal_describe(const ptp_cfg_type *type, u_int32 index, ptp_cfg_literal *literal) {
+    if (type->kind != PTP_CFG_ENUMERATION || index >= enumeration_of(type).value_count) {
+        return 0;
+    }
+    const enumeration_descriptor &enumeration = enumeration_of(type);
+    const enumeration_value &value = enumeration.values[index];
+    *literal = {value.number, value.literal, value.doc,
+                static_cast<u_int8>(variant_needed(enumeration.thresholds, enumeration.newest, value.number))};
+    return 1;
+}
+
+void *ptp_cfg_field_get(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                        void *instance, u_int32 element, u_int32 *err) {
+    if (type->kind == PTP_CFG_MESSAGE) {
+        if (*err == 0 && index >= message_of(type).payload_count) {
+            fail(handle, VELA_ENOENT, err);
+        }
+        return *err != 0 ? nullptr : message_get(message_of(type), index, handle, instance, err);
+    }
+    const structure_descriptor *structure = owner(type, index, handle, err);
+    if (structure == nullptr) {
+        return nullptr;
+    }
+    if (structure->fields[index].kind == field_kind::var_string) {
+        return const_cast<char *>(text_get(*structure, index, handle, mem_class, instance, err));
+    }
+    return field_get(*structure, index, handle, mem_class, instance, element, err);
+}
+
+u_int64 ptp_cfg_field_get_value(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                                void *instance, u_int32 element, u_int32 *err) {
+    const structure_descriptor *structure = owner(type, index, handle, err);
+    if (structure == nullptr) {
+        return 0;
+    }
+    const field_kind kind = structure->fields[index].kind;
+    if (kind == field_kind::enumeration) {
+        return field_get_enumeration(*structure, index, handle, instance, err);
+    }
+    if (kind < field_kind::var_string) {
+        return visit_primitive(kind, [&](auto primitive) -> u_int64 {
+            using P = decltype(primitive);
+            if constexpr (P::is_value) {
+                const auto value = field_get_value<P::kind>(*structure, index, handle, mem_class, instance, element,
+                                                            err);
+                return static_cast<u_int64>(static_cast<int64_t>(value));
+            } else {
+                fail(handle, VELA_EINVAL, err);
+                return 0;
+            }
+        });
+    }
+    fail(handle, VELA_EINVAL, err);
+    return 0;
+}
+
+void ptp_cfg_field_set_value(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                             void *instance, u_int32 element, u_int64 value, u_int32 *err) {
+    const structure_descriptor *structure = owner(type, index, handle, err);
+    if (structure == nullptr) {
+        return;
+    }
+    const field_descriptor &field = structure->fields[index];
+    if (field.kind == field_kind::enumeration) {
+        field_set_enumeration(*structure, index, handle, mem_class, instance, static_cast<u_int32>(value), err);
+    } else if (field.kind >= field_kind::var_string || field.is_companion) {
+        fail(handle, VELA_EINVAL, err);
+    } else {
+        visit_primitive(field.kind, [&](auto primitive) {
+            using P = decltype(primitive);
+            if constexpr (P::is_value) {
+                field_set_value<P::kind>(*structure, index, handle, mem_class, instance, element,
+                                         static_cast<typename P::type>(value), err);
+            } else {
+                fail(handle, VELA_EINVAL, err);
+            }
+        });
+    }
+}
+
+void ptp_cfg_field_set(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *instance,
+                       u_int32 element, const void *value, u_int32 length, u_int32 *err) {
+    const structure_descriptor *structure = owner(type, index, handle, err);
+    if (structure == nullptr) {
+        return;
+    }
+    const field_descriptor &field = structure->fields[index];
+    if (field.is_companion) {
+        fail(handle, VELA_EINVAL, err);
+    } else if (field.kind == field_kind::var_string) {
+        if (length > UINT8_MAX) {
+            fail(handle, VELA_ENOSPC, err);
+        } else {
+            text_set(*structure, index, handle, mem_class, instance, static_cast<const char *>(value), length, err);
+        }
+    } else if (field.kind == field_kind::structure && field.is_array) {
+        if (within(field, element, handle, err)) {  // the typed operation leaves this to its caller
+            array_set_element(*structure, index, handle, mem_class, instance, element, value, err);
+        }
+    } else {
+        field_set(*structure, index, handle, mem_class, instance, element, value, err);
+    }
+}
+
+u_int8 ptp_cfg_field_state_flag_get(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                                    void *instance, u_int32 element, u_int32 *err) {
+    const structure_descriptor *structure = owner(type, index, handle, err);
+    if (structure != nullptr && structure->fields[index].is_companion) {
+        fail(handle, VELA_EINVAL, err);
+        return 0;
+    }
+    return structure == nullptr ? u_int8{0}
+                                : state_flag_get(*structure, index, handle, mem_class, instance, element, err);
+}
+
+void ptp_cfg_field_state_flag_set(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                                  void *instance, u_int32 element, u_int8 flag, u_int32 *err) {
+    const structure_descriptor *structure = owner(type, index, handle, err);
+    if (structure != nullptr && structure->fields[index].is_companion) {
+        fail(handle, VELA_EINVAL, err);
+    } else if (structure != nullptr) {
+        state_flag_set(*structure, index, handle, mem_class, instance, element, flag, err);
+    }
+}
+
+const ptp_cfg_type *ptp_cfg_message_identify(const u_int8 *bytes, u_int32 length) {
+    if (length < PTP_CFG_MESSAGE_PREFIX) {
+        return nullptr;
+    }
+    const ptp_cfg_type *type = ptp_cfg_type_find_luid(bytes + VELA_WIRE_MESSAGE_HEADER);
+    return type != nullptr && type->kind == PTP_CFG_MESSAGE ? type : nullptr;
+}
+
+u_int32 ptp_cfg_dispatch(vela_handle *handle, u_int32 mem_class, void *context, void **message,
+                         const ptp_cfg_type **type, const u_int8 *bytes, u_int32 length, u_int32 *err) {
+    if (message != nullptr) {
+        *message = nullptr;
+    }
+    if (type != nullptr) {
+        *type = nullptr;
+    }
+    if (*err != 0) {
+        return 0;
+    }
+    clear_last_error(handle);
+    const ptp_cfg_type *found = ptp_cfg_message_identify(bytes, length);
+    if (found == nullptr) {
+        fail(handle, length < PTP_CFG_MESSAGE_PREFIX ? VELA_EMSGSIZE : VELA_EINVAL, err);
+        return 0;
+    }
+    if (type != nullptr) {
+        *type = found;
+    }
+    return found->operations->receive(handle, mem_class, context, message, bytes, length, err);
+}
+
+}  // extern "C"

@@ -1,0 +1,23 @@
+// Registration with the trace facility.
+#include "families/support.h"
+#include "ptp_cfg/module.h"
+
+namespace ptp_cfg {
+
+u_int16 trace_module_id = 0;
+
+void trace_initialize() {
+    // After the first time this is one load: every create calls it.
+    if (__atomic_load_n(&trace_module_id, __ATOMIC_ACQUIRE) != 0) {
+        return;
+    }
+    static const bitlog_descriptor descriptor = {"vela_ptp_cfg", ".vela_ptp_cfg_texts"};
+    u_int16 id = 0;
+    if (bitlog_module_init_fn("vela_ptp_cfg", &id, &descriptor) == 0) {
+        __atomic_store_n(&trace_module_id, id, __ATOMIC_RELEASE);
+    }
+}
+
+}  // namespace ptp_cfg
+
+extern "C" void vela_ptp_cfg_trace_init(void) { ptp_cfg::trace_initialize(); }
