@@ -6,7 +6,8 @@
  *
  *     inproc:NAME     queues between the threads of one process; NULL as URI means inproc: and the domain's name
  *     unix:PATH       sequenced packets between the processes of one machine
- *     tcp:HOST:PORT   a stream between machines; HOST may be an IPv6 address in brackets
+ *     tcp:HOST:PORT   a stream between machines; HOST is a numeric address, one of IPv6 in brackets. Whoever reaches
+ *                     the port is a peer: use it on a network that is closed to others
  *
  * One end listens, any number of ends connect. What travels is a bundle (vela_bundle.h) or a single marshalled
  * message; whoever receives it gets it as it was sent, through the bundle handler of the channel's domain.
@@ -145,6 +146,9 @@ VELA_API vela_channel *vela_channel_connect(const char *domain, const char *uri,
  * @param statistics  NULL, or receives the final counters
  */
 VELA_API void vela_channel_close(vela_channel *channel, vela_channel_statistics *statistics);
+
+/** The place that a channel is bound to, as a URI; of tcp:HOST:0 with the port that the system chose. */
+VELA_API const char *vela_channel_uri(const vela_channel *channel);
 
 /**
  * A descriptor that is readable (poll, select, epoll) whenever vela_channel_process() has something to do. It

@@ -1,0 +1,80 @@
+// What a mechanism provides: a way to listen or connect, and links to peers. One file per mechanism implements it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "velalib.h"
+
+namespace vela::transport {
+
+enum class io {
+    done,   // a whole frame
+    again,  // not now
+    ended   // never again: the peer is gone
+};
+
+struct frame_view {
+    const u_int8 *bytes = nullptr;
+    u_int32 length = 0;
+    u_int32 fault = 0;  // non-zero: a frame came but could not be taken, for this reason
+};
+
+// A connection to one peer. Nothing here blocks.
+class peer_link {
+ public:
+    virtual ~peer_link() = default;
+
+    // Readable when there is something to receive or the peer is gone.
+    virtual int fd() const = 0;
+    // Whether `fd` tells by being writable that sending is possible again. If not, it becomes readable then.
+    virtual bool polls_output() const { return true; }
+    // Goes on with a connection that takes time; `done` when frames may be sent.
+    virtual io establish(int &) { return io::done; }
+    // Sends the frame from `progress` on, a count of the link's own which starts at 0 and is kept between calls.
+    virtual io send(frame_view frame, u_int32 &progress, int &error) = 0;
+    // Receives the next frame; its bytes stay until the next call. `ended` with error 0: the peer closed.
+    virtual io receive(frame_view &frame, int &error) = 0;
+    // Whether a frame has come that `fd` does not tell of any more.
+    virtual bool holds_frame() const { return false; }
+    // Upper bound of the frames that were sent and not yet read by the peer, as far as the system tells.
+    virtual u_int32 unread() = 0;
+    // The peer, for messages to people.
+    virtual const std::string &peer() const = 0;
+};
+
+struct failure {
+    int code = 0;
+    std::string text;
+};
+
+struct mechanism_options {
+    u_int32 max_message;
+    u_int32 socket_mode;
+    u_int32 socket_buffer;
+    bool allow_other_users;
+};
+
+// A named place that links lead to. May throw std::bad_alloc.
+class mechanism {
+ public:
+    virtual ~mechanism() = default;
+
+    // Starts to listen; the descriptor is readable when accept() has a link. -1 with the reason.
+    virtual int listen(failure &why) = 0;
+    // The next link, or null: EAGAIN when there is none now, EACCES when the peer was turned away.
+    virtual std::unique_ptr<peer_link> accept(failure &why) = 0;
+    // A link to whoever listens, perhaps still to be established; or null.
+    virtual std::unique_ptr<peer_link> connect(failure &why) = 0;
+    // The place, as a URI.
+    virtual std::string uri() const = 0;
+};
+
+std::unique_ptr<mechanism> make_inproc(const std::string &name, const mechanism_options &options);
+std::unique_ptr<mechanism> make_unix(const std::string &path, const mechanism_options &options, failure &why);
+std::unique_ptr<mechanism> make_tcp(const std::string &address, const mechanism_options &options, failure &why);
+
+// Chooses the mechanism that a URI names; null with the reason.
+std::unique_ptr<mechanism> make_mechanism(const std::string &uri, const mechanism_options &options, failure &why);
+
+}  // namespace vela::transport

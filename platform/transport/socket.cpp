@@ -1,0 +1,83 @@
+#include "socket.h"
+
+#include <errno.h>
+#include <string.h>
+
+namespace vela::transport {
+namespace {
+
+void set_buffers(int fd, const mechanism_options &options) {
+    int bytes = static_cast<int>(options.socket_buffer);
+    if (bytes > 0) {
+        setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);
+        setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    }
+}
+
+// A shortage of memory in the system passes, as a full buffer does.
+bool passes(int code) { return code == EAGAIN || code == EWOULDBLOCK || code == ENOBUFS || code == ENOMEM; }
+
+io failed(int code, int &error) {
+    if (passes(code)) {
+        return io::again;
+    }
+    error = code;
+    return io::ended;
+}
+
+}  // namespace
+
+failure system_failure(int code, const std::string &what) { return {code, what + ": " + strerror(code)}; }
+
+file_descriptor open_socket(int family, int type, const mechanism_options &options, failure &why) {
+    file_descriptor fd(socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!fd) {
+        why = system_failure(errno, "no socket");
+        return fd;
+    }
+    set_buffers(fd.get(), options);
+    return fd;
+}
+
+file_descriptor accept_socket(int listening, const mechanism_options &options, failure &why) {
+    int fd;
+    do {
+        fd = accept4(listening, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    } while (fd < 0 && (errno == EINTR || errno == ECONNABORTED));
+    if (fd < 0) {
+        why = system_failure(errno, "no connection accepted");
+        return {};
+    }
+    set_buffers(fd, options);
+    return file_descriptor(fd);
+}
+
+io send_parts(int fd, iovec *parts, size_t count, size_t &sent, int &error) {
+    msghdr message = {};
+    message.msg_iov = parts;
+    message.msg_iovlen = count;
+    ssize_t result;
+    do {
+        result = sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    } while (result < 0 && errno == EINTR);
+    if (result < 0) {
+        return failed(errno, error);
+    }
+    sent = static_cast<size_t>(result);
+    return io::done;
+}
+
+io receive_bytes(int fd, void *buffer, size_t room, int flags, size_t &length, int &error) {
+    ssize_t result;
+    do {
+        result = recv(fd, buffer, room, MSG_DONTWAIT | flags);
+    } while (result < 0 && errno == EINTR);
+    if (result < 0) {
+        return failed(errno, error);
+    }
+    error = 0;
+    length = static_cast<size_t>(result);
+    return result == 0 ? io::ended : io::done;
+}
+
+}  // namespace vela::transport
