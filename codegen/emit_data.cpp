@@ -57,7 +57,9 @@ std::string record(const type_data &type, const std::string &module) {
 }
 
 std::string identity(const message &type) {
-    constexpr std::string_view text = R"(const u_int8 message_{message}_luid[16] = {{bytes}};
+    constexpr std::string_view text = R"(const u_int8 message_{message}_luid[16] = {
+    {bytes},
+};
 const char message_{message}_luid_text[33] = "{luid}";
 const char message_{message}_name[64] = "message {message}";
 

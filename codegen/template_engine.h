@@ -1,4 +1,21 @@
 // Operation templates: what a family gives to every type, and their expansion into functions.
+//
+// A template file has a `family`, an optional `order` (files without one come last, by name), optional [parameters]
+// (texts by parameter name; those of a file without operations hold for all files) and [[operation]] tables with
+// the keys of `operation` below. An operation is expanded once for each thing that one of its selectors names:
+//
+//   primitive, value_primitive; enumeration; structure, structure_with_array_of_structures,
+//   structure_without_array_of_structures; message, and per payload payload, structure_payload, primitive_payload;
+//   per field scalar_field, enumeration_field, structure_field, opaque_field, text_field, companion_field,
+//   scalar_array_field, structure_array_field (each field is exactly one of them).
+//
+// Placeholders: {type} {type_doc} {newest} {size} {tracked_size} everywhere but {width} instead of the last three
+// for primitives; {get_all_pointers} {set_all_values} for structures; {field} {index} {field_doc} {unit}
+// {value_type} {storage_type} {kind} {capacity} {companion} {enumeration} for fields; {message} for messages;
+// {payload} {payload_type} {payload_index} {payload_kind} for payloads. The parameter entries
+// "{get_all_parameters}" and "{set_all_parameters}" stand for one parameter per number, truth value and enumeration.
+// A brace that is meant as such has a blank after it. A parameter that the body does not mention loses its name in
+// the definition. An operation without a body is written by hand and only declared.
 #pragma once
 
 #include <filesystem>
