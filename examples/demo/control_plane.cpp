@@ -23,7 +23,7 @@ ptp_clock_cfg_message *read_configuration(vela_handle *handle, const std::string
     char reason[256] = "the file is missing or empty";
     vela_xml_document *document =
         text.empty() ? nullptr : vela_xml_parse(text.data(), text.size(), reason, sizeof reason);
-    demo::check(document == nullptr ? VELA_EINVAL : 0, "read " + path + ": " + reason);
+    demo::check(document == nullptr ? u_int32{VELA_EINVAL} : 0, "read " + path + ": " + reason);
     u_int32 err = 0;
     ptp_clock_cfg_message *message =
         ptp_clock_cfg_message_from_xml(handle, demo::mem_class, document, &err, reason, sizeof reason);
@@ -100,7 +100,8 @@ void on_bundle(vela_handle *handle, u_int32 mem_class, const u_int8 *bundle, u_i
     vela_bundle_item item{};
     while (vela_bundle_next(&reader, &item) != 0) {
         const ptp_cfg_type *type = ptp_cfg_message_identify(item.message, item.length);
-        demo::check(type == nullptr ? VELA_EINVAL : item.err, "understand a report");
+        err = item.err;
+        demo::check(type == nullptr && err == 0 ? u_int32{VELA_EINVAL} : err, "understand a report");
         ptp_cfg_type_description description{};
         description.size = sizeof description;
         ptp_cfg_type_describe(type, &description);

@@ -107,7 +107,7 @@ int main(int argc, char **argv) {
         return 2;
     }
     std::FILE *record = std::fopen(argv[2], "w");
-    demo::check(record == nullptr ? VELA_ENOENT : 0, std::string("write ") + argv[2]);
+    demo::check(record == nullptr ? u_int32{VELA_ENOENT} : 0, std::string("write ") + argv[2]);
     velalib_msg_recorder_set(1, record);
 
     daemon_state state{};
