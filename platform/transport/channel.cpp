@@ -87,11 +87,20 @@ vela_channel_statistics vela_channel::statistics() const {
 
 // ---- sending --------------------------------------------------------------------------------------------------
 
-u_int32 vela_channel::note(peer::outcome outcome, u_int32 length) {
+// A link that only sending found broken is given up when the channel is next processed: makes that soon.
+void vela_channel::look_after(const peer &of) {
+    if (of.is_output_broken() && !is_timer_due_) {
+        set_timer(0);
+    }
+}
+
+u_int32 vela_channel::send_to(peer &to, frame_view frame) {
+    peer::outcome outcome = to.send(frame, limits_);
+    look_after(to);
     switch (outcome) {
         case peer::outcome::sent:
             ++counters_.sent;
-            counters_.sent_bytes += length;
+            counters_.sent_bytes += frame.length;
             return 0;
         case peer::outcome::queued:
             return 0;
@@ -99,20 +108,31 @@ u_int32 vela_channel::note(peer::outcome outcome, u_int32 length) {
             ++counters_.refused;
             return VELA_EAGAIN;
         default:
-            set_timer(0);  // the link may have to be given up
             return VELA_ENOMEM;
     }
 }
 
-u_int32 vela_channel::send(frame_view frame) {
+void vela_channel::flush(peer &to) {
+    counters_.sent += to.flush(counters_.sent_bytes);
+    look_after(to);
+}
+
+// 0 when the frame may be sent.
+u_int32 vela_channel::check(frame_view frame) const {
     if (frame.length > options_.max_message) {
         return VELA_EMSGSIZE;
     }
-    if (frame.bytes == nullptr || frame_fault(frame.bytes, frame.length) != nullptr) {
-        return VELA_EINVAL;
+    bool is_sound = frame.bytes != nullptr && frame_fault(frame.bytes, frame.length) == nullptr;
+    return is_sound ? 0u : static_cast<u_int32>(VELA_EINVAL);
+}
+
+u_int32 vela_channel::send(frame_view frame) {
+    u_int32 error = check(frame);
+    if (error != 0) {
+        return error;
     }
     if (peers_.size() == 1 && peers_.front()->is_open()) {
-        return note(peers_.front()->send(frame, limits_), frame.length);
+        return send_to(*peers_.front(), frame);
     }
     if (open_peers() > 0) {
         return send_to_all(frame);
@@ -133,7 +153,7 @@ u_int32 vela_channel::send_to_all(frame_view frame) {
         if (!each->is_open()) {
             continue;
         }
-        u_int32 result = note(each->send(frame, limits_), frame.length);
+        u_int32 result = send_to(*each, frame);
         error = result != 0 ? result : error;
         ++(result == 0 ? taken : missed);
     }
@@ -148,16 +168,9 @@ u_int32 vela_channel::reply(frame_view frame) {
     if (current_ == nullptr || current_->is_output_broken()) {
         return VELA_ENOTCONN;
     }
-    if (frame.length > options_.max_message) {
-        return VELA_EMSGSIZE;
-    }
-    if (frame.bytes == nullptr || frame_fault(frame.bytes, frame.length) != nullptr) {
-        return VELA_EINVAL;
-    }
-    return note(current_->send(frame, limits_), frame.length);
+    u_int32 error = check(frame);
+    return error != 0 ? error : send_to(*current_, frame);
 }
-
-void vela_channel::flush(peer &to) { counters_.sent += to.flush(counters_.sent_bytes); }
 
 // ---- receiving ------------------------------------------------------------------------------------------------
 

@@ -64,7 +64,9 @@ struct vela_channel {
     void retire(std::unique_ptr<peer> of);
     u_int32 open_peers() const;
 
-    u_int32 note(peer::outcome outcome, u_int32 length);
+    u_int32 check(vela::transport::frame_view frame) const;
+    u_int32 send_to(peer &to, vela::transport::frame_view frame);
+    void look_after(const peer &of);
     u_int32 send_to_all(vela::transport::frame_view frame);
     void drop(u_int32 err, const std::string &text);
     void tell(vela_channel_event_kind kind, u_int32 err, u_int32 messages, const std::string &text);
