@@ -33,9 +33,9 @@ ptp_clock_cfg_message *read_configuration(vela_handle *handle, const std::string
 }
 
 void send(const control_plane &self, const u_int8 *bytes, u_int32 length, u_int32 *err) {
+    demo::say("sending " + std::to_string(length) + " bytes");
     vela_channel_send(self.channel, bytes, length, err);
     demo::check(*err, "send a message");
-    demo::say("sent " + std::to_string(length) + " bytes");
 }
 
 void wait_for_report(control_plane &self) {

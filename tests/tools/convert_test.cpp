@@ -80,7 +80,7 @@ TEST_F(convert, a_record_travels_without_a_message_when_its_type_is_named) {
     EXPECT_THAT(sh("ptpcfg decode --explain --type ptp_clock_quality t.bin").out, HasSubstr("clock_class state"));
     write("mode.hex", "00 00000008");
     EXPECT_EQ(sh("ptpcfg decode --type ptp_clock_mode mode.hex").out,
-              "<ptp_clock_mode>\n  <VELA_PTP_CLOCK_MODE_BC_HYBRID />\n</ptp_clock_mode>\n");
+              "<ptp_clock_mode>\n  <VELA_PTP_CLOCK_MODE_BC_HYBRID/>\n</ptp_clock_mode>\n");
 }
 
 TEST_F(convert, an_older_peer_is_spoken_to_in_its_variant) {
@@ -118,7 +118,8 @@ TEST_F(convert, explain_names_every_byte_once) {
     EXPECT_EQ(next, read("clock.bin").size());
     EXPECT_THAT(lines_with(text, "identity"), HasSubstr("93 21 5b d5 b0 20 32 26  identity"));
     EXPECT_THAT(lines_with(text, "clk_mode"), HasSubstr("8 VELA_PTP_CLOCK_MODE_BC_HYBRID"));
-    EXPECT_THAT(lines_with(text, "priority2"), HasSubstr("80                       ptp_clock/default_data_set/"));
+    EXPECT_THAT(lines_with(text, "priority2"),
+                HasSubstr("80                       ptp_clock/default_data_set/priority2"));
 }
 
 TEST_F(convert, a_newer_peers_surplus_is_named_and_skipped) {

@@ -9,8 +9,7 @@ void add_domain_option(CLI::App &command, session_options &options) {
         .add_option("--domain", options.domain,
                     "variant of a type that an older peer knows, for example ptp_port=0; may be repeated")
         ->type_name("TYPE=VARIANT")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        ->allow_extra_args(false);
 }
 
 void add_conversion_options(CLI::App &command, conversion &options) {

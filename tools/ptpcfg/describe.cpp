@@ -50,8 +50,9 @@ std::string text_or_nothing(const char *text) {
 }
 
 std::string first_sentence(const char *doc) {
-    const std::string text = text_or_nothing(doc);
-    return text.substr(0, text.find(". "));
+    std::string text = text_or_nothing(doc);
+    text = text.substr(0, text.find(". "));
+    return text.ends_with('.') ? text.substr(0, text.size() - 1) : text;
 }
 
 std::string variants(int newest) {

@@ -10,7 +10,7 @@ namespace ptpcfg {
 namespace {
 
 constexpr size_t bytes_per_line = 8;
-constexpr size_t byte_column = bytes_per_line * 3;
+constexpr size_t byte_column = bytes_per_line * 3 + 1;
 
 std::string right_aligned(size_t number, size_t width) {
     const std::string text = std::to_string(number);
@@ -38,32 +38,31 @@ std::string lines(std::string_view bytes, const wire_item &item, size_t path_wid
     return text;
 }
 
-std::string table(std::string_view bytes, const wire_walk &walk) {
-    size_t path_width = 0;
-    for (const wire_item &item : walk.items) {
-        path_width = std::max(path_width, item.path.size());
-    }
-    std::string text;
-    for (const wire_item &item : walk.items) {
-        text += lines(bytes, item, path_width);
-    }
-    return text;
-}
-
 struct explanation {
-    std::string text;
+    std::vector<wire_item> items;
     std::string problem;
 
-    void add(std::string_view bytes, const wire_walk &walk) {
-        text += table(bytes, walk);
+    void add(const wire_walk &walk) {
+        items.insert(items.end(), walk.items.begin(), walk.items.end());
         if (!walk.problem.empty()) {
             problem = "offset " + std::to_string(walk.problem_offset) + ": " + walk.problem;
         }
     }
-    void add_rest(std::string_view bytes, size_t offset, const std::string &meaning) {
-        if (offset < bytes.size()) {
-            text += lines(bytes, {offset, bytes.size() - offset, meaning, ""}, 0);
+    void add_stretch(size_t begin, size_t end, const std::string &meaning) {
+        if (begin < end) {
+            items.push_back({begin, end - begin, meaning, ""});
         }
+    }
+    std::string text(std::string_view bytes) const {
+        size_t path_width = 0;
+        for (const wire_item &item : items) {
+            path_width = std::max(path_width, item.path.size());
+        }
+        std::string text;
+        for (const wire_item &item : items) {
+            text += lines(bytes, item, path_width);
+        }
+        return text;
     }
 };
 
@@ -71,21 +70,21 @@ struct explanation {
 void explain_messages(std::string_view bytes, size_t offset, vela_handle *handle, explanation &result) {
     while (offset < bytes.size() && result.problem.empty()) {
         const wire_walk walk = walk_message(bytes, offset, bytes.size(), handle);
-        result.add(bytes, walk);
+        result.add(walk);
         offset = walk.end;
     }
-    result.add_rest(bytes, offset, "(not understood)");
+    result.add_stretch(offset, bytes.size(), "(not understood)");
 }
 
 void explain_bundle(const std::string &name, std::string_view bytes, vela_handle *handle, explanation &result) {
     size_t position = 0;
     for (const message_span &span : split_messages(name, bytes)) {
         // What frames the messages of a bundle: its header, and a length before each.
-        result.text += lines(bytes, {position, span.offset - position, "bundle", ""}, 0);
-        result.add(bytes, walk_message(bytes, span.offset, span.offset + span.length, handle));
+        result.add_stretch(position, span.offset, "bundle");
+        result.add(walk_message(bytes, span.offset, span.offset + span.length, handle));
         position = span.offset + span.length;
     }
-    result.add_rest(bytes, position, "bundle");
+    result.add_stretch(position, bytes.size(), "bundle");
 }
 
 }  // namespace
@@ -107,14 +106,14 @@ void explain(const conversion &options) {
     explanation result;
     if (type != nullptr && describe(type).kind != PTP_CFG_MESSAGE) {
         const wire_walk walk = walk_type(bytes, type, handle);
-        result.add(bytes, walk);
-        result.add_rest(bytes, walk.end, "(not understood)");
+        result.add(walk);
+        result.add_stretch(walk.end, bytes.size(), "(not understood)");
     } else if (is_bundle(bytes)) {
         explain_bundle(name, bytes, handle, result);
     } else {
         explain_messages(bytes, 0, handle, result);
     }
-    write_output(options.output, result.text);
+    write_output(options.output, result.text(bytes));
     if (!result.problem.empty()) {
         throw failure(exit_code::bad_input, name + ": " + result.problem);
     }

@@ -93,7 +93,8 @@ std::string compact_text(pugi::xml_node node) {
 
 std::string pretty_text(const std::string &rendered) {
     const xml_source source("rendered XML", rendered);
-    return replace_all(save(source.root(), pugi::format_indent), lost_value_markup, lost_value);
+    const std::string text = replace_all(save(source.root(), pugi::format_indent), " />", "/>");
+    return replace_all(text, lost_value_markup, lost_value);
 }
 
 }  // namespace ptpcfg
