@@ -29,9 +29,10 @@ if(PTP_CFG_COUNT_PATHS)
     add_compile_definitions(PTP_CFG_COUNT_PATHS=1)
 endif()
 
+set(PTP_CFG_SANITIZE_FLAG -fsanitize=address,undefined)
 if(PTP_CFG_SANITIZE)
-    add_compile_options(-fsanitize=${PTP_CFG_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    add_link_options(-fsanitize=${PTP_CFG_SANITIZE})
+    add_compile_options(${PTP_CFG_SANITIZE_FLAG} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(${PTP_CFG_SANITIZE_FLAG})
 endif()
 # A library that leaves symbols open is a mistake, except that clang resolves the sanitizers' in the program.
 if(NOT (PTP_CFG_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES "Clang"))
