@@ -328,6 +328,10 @@ class subject {
             return;
         }
         const place at = resolve(instance, path);
+        if (at.owner == type_ && about_.kind == PTP_CFG_MESSAGE) {  // a payload of one truth value
+            *static_cast<vela_boolean *>(storage(at)) = static_cast<vela_boolean>(number);
+            return;
+        }
         ptp_cfg_field_set_value(at.owner, at.index, handle_, mem_class, at.instance, at.element, number, &err_);
     }
 
