@@ -1,0 +1,295 @@
+#include "recording_handle.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <ostream>
+
+namespace ptp_cfg_test {
+
+std::ostream &operator<<(std::ostream &out, const range &bytes) {
+    return out << "(" << bytes.offset << ", " << bytes.length << ")";
+}
+
+// ---- hooks ---------------------------------------------------------------------------------------------------------
+
+void *family_test::allocate(void *cookie, u_int32 mem_class, size_t size) {
+    family_test &test = *static_cast<family_test *>(cookie);
+    EXPECT_EQ(mem_class, test.expected_class) << "of an allocation";
+    if (test.allocations_until_failure > 0 && --test.allocations_until_failure == 0) {
+        return nullptr;
+    }
+    void *memory = std::malloc(size);
+    std::memset(memory, 0xA5, size);
+    test.blocks[memory] = size;
+    if (test.watching_new_blocks) {
+        test.watch(memory, size);
+        test.regions.back().last.assign(size, 0);
+    }
+    return memory;
+}
+
+void family_test::release(void *cookie, u_int32 mem_class, void *memory) {
+    family_test &test = *static_cast<family_test *>(cookie);
+    EXPECT_EQ(mem_class, test.expected_class) << "of a release";
+    if (test.blocks.erase(memory) == 0) {
+        ADD_FAILURE() << "released a block that is not out: " << memory;
+        return;
+    }
+    if (watched *region = test.find(memory); region != nullptr) {
+        test.settle(*region);
+        region->alive = false;
+    }
+    std::free(memory);
+}
+
+void family_test::before_write(void *cookie, void *address, size_t length, u_int32 mem_class) {
+    family_test &test = *static_cast<family_test *>(cookie);
+    EXPECT_EQ(mem_class, test.expected_class) << "of an announcement";
+    u_int8 *first = static_cast<u_int8 *>(address);
+    bool found = false;
+    for (watched &region : test.regions) {
+        if (!region.alive) {
+            continue;
+        }
+        test.settle(region);
+        region.may_change.assign(region.last.size(), false);
+        if (first < region.address || first >= region.address + region.last.size()) {
+            continue;
+        }
+        found = true;
+        const size_t offset = distance(region.address, first);
+        EXPECT_LE(offset + length, region.last.size()) << "an announcement reaches beyond its instance";
+        for (size_t i = offset; i < offset + length && i < region.last.size(); ++i) {
+            region.may_change[i] = true;
+        }
+        region.announced.push_back({offset, length});
+    }
+    test.announced_elsewhere += found ? 0 : 1;
+}
+
+void family_test::before_count(void *cookie, void *address, size_t length, u_int32 mem_class) {
+    family_test &test = *static_cast<family_test *>(cookie);
+    EXPECT_EQ(mem_class, test.expected_class) << "of a counter's announcement";
+    const u_int64 *counter = static_cast<const u_int64 *>(address);
+    test.counters.push_back({counter, *counter, length});
+}
+
+void family_test::receive_trace(void *cookie, const bitlog_record *record) {
+    family_test &test = *static_cast<family_test *>(cookie);
+    char text[512];
+    bitlog_format(record, text, sizeof text);
+    EXPECT_NE(record->module_id, 0);
+    EXPECT_LT(record->number - record->points->first_number, record->points->count);
+    test.traces.push_back(
+        {record->points->subject, record->number - record->points->first_number, record->level, text});
+    if (record->level == BITLOG_EMERGENCY) {
+        fprintf(stderr, "%s: %s\n", record->points->subject, text);  // for those who watch a process die
+    }
+}
+
+// ---- the fixture -----------------------------------------------------------------------------------------------------
+
+family_test::family_test() {
+    vela_ptp_cfg_trace_init();
+    bitlog_set_sink(&receive_trace, this);
+    open(0);
+}
+
+family_test::~family_test() {
+    close();
+    bitlog_set_sink(nullptr, nullptr);
+}
+
+void family_test::open(u_int32 tracking, u_int32 shared_type_info, const vela_domain *domain) {
+    close();
+    vela_handle_options options = {};
+    options.size = sizeof options;
+    options.alloc = &allocate;
+    options.free = &release;
+    options.cookie = this;
+    options.pre_write = &before_write;
+    options.pre_write_counter = &before_count;
+    options.tracking = tracking;
+    options.shared_type_info = shared_type_info;
+    options.domain = domain;
+    handle = vela_handle_create(&options, &err);
+    ASSERT_EQ(err, 0u);
+    handle->chained_mem_class = chained_class;
+}
+
+void family_test::close() {
+    vela_handle_report left = {};
+    vela_handle_destroy(handle, &left);
+    handle = nullptr;
+    regions.clear();
+    counters.clear();
+}
+
+void family_test::TearDown() {
+    expect_ok();
+    expect_no_trace();
+    EXPECT_EQ(blocks.size(), 0u) << "blocks were never released";
+}
+
+owned<void> family_test::create(const ptp_cfg_type *type) {
+    const ptp_cfg_operations *operations = describe(type).operations;
+    return own(operations->create(handle, test_class), operations->destroy);
+}
+
+size_t family_test::block_size(const void *block) const {
+    const auto found = blocks.find(block);
+    return found == blocks.end() ? 0 : found->second;
+}
+
+// ---- announcements -----------------------------------------------------------------------------------------------------
+
+/** The watched region that begins at an address; the newest, where memory was used again. */
+family_test::watched *family_test::find(const void *instance) {
+    for (auto region = regions.rbegin(); region != regions.rend(); ++region) {
+        if (region->address == instance) {
+            return &*region;
+        }
+    }
+    return nullptr;
+}
+
+void family_test::watch(void *instance, size_t size) {
+    u_int8 *first = static_cast<u_int8 *>(instance);
+    regions.push_back({first, {first, first + size}, std::vector<bool>(size), {}, std::vector<bool>(size), true});
+    announced_elsewhere = 0;
+}
+
+/** Notes which bytes have changed without being covered by the last announcement. */
+void family_test::settle(watched &region) {
+    for (size_t i = 0; region.alive && i < region.last.size(); ++i) {
+        if (region.address[i] != region.last[i]) {
+            region.last[i] = region.address[i];
+            region.silent[i] = region.silent[i] || !region.may_change[i];
+        }
+    }
+}
+
+/** Takes the bytes of a range out of a set; whether there were any. */
+static bool take(std::vector<bool> &bytes, const range &taken) {
+    bool any = false;
+    for (size_t i = taken.offset; i < taken.offset + taken.length && i < bytes.size(); ++i) {
+        any = any || bytes[i];
+        bytes[i] = false;
+    }
+    return any;
+}
+
+void family_test::expect_announced(const void *instance, const std::vector<range> &wanted,
+                                   const std::vector<range> &silent) {
+    watched *region = find(instance);
+    ASSERT_NE(region, nullptr) << "not watched";
+    settle(*region);
+    EXPECT_EQ(region->announced, wanted);
+    for (const range &bytes : silent) {
+        EXPECT_TRUE(take(region->silent, bytes)) << bytes << " did not change";
+    }
+    for (size_t i = 0; i < region->silent.size(); ++i) {
+        EXPECT_FALSE(region->silent[i]) << "byte " << i << " changed without announcement";
+    }
+    EXPECT_EQ(announced_elsewhere, 0u);
+    region->announced.clear();
+    region->may_change.assign(region->last.size(), false);
+    region->silent.assign(region->last.size(), false);
+    announced_elsewhere = 0;
+}
+
+void family_test::expect_untouched() {
+    for (size_t i = 0; i < regions.size(); ++i) {
+        expect_announced(regions[i].address, {});
+    }
+}
+
+// ---- errors, traces, counters --------------------------------------------------------------------------------------------
+
+void family_test::expect_error(u_int32 code, bool epoch) {
+    EXPECT_EQ(err, code);
+    EXPECT_EQ(handle->last_error.code, code);
+    EXPECT_EQ(handle->last_error.epoch != 0, epoch);
+    err = 0;
+    vela_clear_last_error(handle);
+}
+
+void family_test::expect_chained_error(u_int32 code) {
+    EXPECT_EQ(handle->chained_err, code);
+    EXPECT_EQ(handle->last_error.code, code);
+    handle->chained_err = 0;
+    vela_clear_last_error(handle);
+}
+
+void family_test::expect_ok() {
+    EXPECT_EQ(err, 0u);
+    EXPECT_EQ(handle->chained_err, 0u);
+    EXPECT_EQ(handle->last_error.code, 0u);
+    err = 0;
+}
+
+void family_test::expect_trace(const std::string &subject, u_int32 level, const std::string &text, int position) {
+    ASSERT_FALSE(traces.empty()) << "not traced: " << text;
+    const traced seen = traces.front();
+    traces.erase(traces.begin());
+    EXPECT_EQ(seen.subject, subject);
+    EXPECT_EQ(seen.level, level) << bitlog_level_name(seen.level);
+    EXPECT_EQ(seen.text, text);
+    if (position >= 0) {
+        EXPECT_EQ(seen.position, static_cast<u_int32>(position));
+    }
+}
+
+void family_test::expect_no_trace() {
+    for (const traced &trace : traces) {
+        ADD_FAILURE() << "traced unseen by " << trace.subject << ": " << trace.text;
+    }
+    traces.clear();
+}
+
+void family_test::expect_counted(const u_int64 *counter) {
+    ASSERT_FALSE(counters.empty()) << "no counter was announced";
+    EXPECT_EQ(counters.front().counter, counter);
+    EXPECT_EQ(counters.front().length, 1u);
+    EXPECT_EQ(*counter, counters.front().before + 1);
+    counters.erase(counters.begin());
+}
+
+// ---- types ---------------------------------------------------------------------------------------------------------------
+
+ptp_cfg_type_description describe(const ptp_cfg_type *type) {
+    ptp_cfg_type_description description;
+    ptp_cfg_type_describe(type, &description);
+    return description;
+}
+
+ptp_cfg_field_description describe_field(const ptp_cfg_type *type, u_int32 index) {
+    ptp_cfg_field_description description = {};
+    EXPECT_EQ(ptp_cfg_field_describe(type, index, &description), 1u);
+    return description;
+}
+
+std::vector<const ptp_cfg_type *> types_of(ptp_cfg_type_kind kind) {
+    std::vector<const ptp_cfg_type *> types;
+    for (u_int32 i = 0; i < ptp_cfg_type_count(); ++i) {
+        if (describe(ptp_cfg_type_at(i)).kind == kind) {
+            types.push_back(ptp_cfg_type_at(i));
+        }
+    }
+    return types;
+}
+
+const ptp_cfg_type *type_named(const char *name) {
+    const ptp_cfg_type *type = ptp_cfg_type_find(name);
+    EXPECT_NE(type, nullptr) << name;
+    return type;
+}
+
+old_domain::old_domain(std::initializer_list<std::pair<const char *, int8>> variants)
+    : domain_(vela_domain_create("old peer")) {
+    for (const auto &[type, variant] : variants) {
+        EXPECT_EQ(vela_domain_set_variant(domain_, type, variant), 0u);
+    }
+}
+
+}  // namespace ptp_cfg_test
