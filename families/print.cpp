@@ -21,9 +21,15 @@ struct text {
 
     void space(u_int32 depth) { position += vela_print_space(handle, mem_class, here(), depth, left(), err); }
 
-    template <class... Arguments>
-    void format(const char *pattern, Arguments... arguments) {
-        position += vela_snprintf(handle, mem_class, here(), left(), err, pattern, arguments...);
+    void words(const char *characters) {
+        position += vela_snprintf(handle, mem_class, here(), left(), err, "%s", characters);
+    }
+    void line(const char *characters) {
+        position += vela_snprintf(handle, mem_class, here(), left(), err, "%s\n", characters);
+    }
+    /** Opens what stands between braces. */
+    void open(const char *label, const char *type) {
+        position += vela_snprintf(handle, mem_class, here(), left(), err, "%s@%s: {\n", label, type);
     }
 };
 
@@ -76,12 +82,12 @@ u_int32 enumeration_print(const enumeration_descriptor &type, vela_handle *handl
     clear_last_error(handle);
     text out{handle, mem_class, buffer, room, err};
     out.space(indent);
-    out.format("%s@%s:", label, type.name);
+    out.position += vela_snprintf(handle, mem_class, out.here(), out.left(), err, "%s@%s:", label, type.name);
     const char *literal = instance == nullptr ? nullptr : enumeration_literal(type, *value_of(instance));
     if (literal != nullptr) {
-        out.format("%s\n", literal);
+        out.line(literal);
     } else {
-        out.format("Enum value out of range");  // without a new line: readers of the text know it so
+        out.words("Enum value out of range");  // without a new line: readers of the text know it so
     }
     return out.position;
 }
@@ -95,7 +101,7 @@ u_int32 structure_print(const structure_descriptor &type, vela_handle *handle, u
     const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 1, 0);
     text out{handle, mem_class, buffer, room, err};
     out.space(indent);
-    out.format("%s@%s: {\n", label, type.name);
+    out.open(label, type.name);
     if (variant < 0) {
         return out.position;  // an unknown variant has no fields, and no closing brace
     }
@@ -107,7 +113,7 @@ u_int32 structure_print(const structure_descriptor &type, vela_handle *handle, u
     // The closing indentation is written over the opening one, yet counted here: the brace stands `indent`
     // characters on, behind whatever the caller's buffer holds there. Readers of the text expect this distance.
     out.position += vela_print_space(handle, mem_class, buffer, indent, out.left(), err);
-    out.format("}\n");
+    out.line("}");
     return out.position;
 }
 
@@ -124,7 +130,7 @@ u_int32 message_print(const message_descriptor &type, vela_handle *handle, u_int
     }
     text out{handle, mem_class, buffer, room, err};
     out.space(0);
-    out.format("message@%s: {\n", type.name);
+    out.open("message", type.name);
     const message_instance *instance = static_cast<const message_instance *>(message);
     for (u_int32 i = 0; i < type.payload_count; ++i) {
         if (*err != 0) {
@@ -145,7 +151,7 @@ u_int32 message_print(const message_descriptor &type, vela_handle *handle, u_int
         }
     }
     out.space(0);
-    out.format("}\n");
+    out.line("}");
     return out.position;
 }
 

@@ -137,10 +137,16 @@ VELA_API u_int32 ptp_cfg_literal_describe(const ptp_cfg_type *type, u_int32 inde
  */
 VELA_API void *ptp_cfg_field_get(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                  void *instance, u_int32 element, u_int32 *err);
-/** The value of a number, truth value or enumeration; signed numbers are sign-extended to 64 bits. */
+/**
+ * The value of a number, truth value or enumeration; signed numbers are sign-extended to 64 bits. Of a message: its
+ * primitive payload `index`. Of an enumeration that stands alone: its value, `index` and `element` are ignored.
+ */
 VELA_API u_int64 ptp_cfg_field_get_value(const ptp_cfg_type *type, u_int32 index, vela_handle *handle,
                                          u_int32 mem_class, void *instance, u_int32 element, u_int32 *err);
-/** Sets a number (its low bits), truth value or enumeration; errors as the typed _set_value, 22 for other fields. */
+/**
+ * Sets a number (its low bits), truth value or enumeration, also as ptp_cfg_field_get_value() describes. Errors as the
+ * typed _set_value; 22 for other fields.
+ */
 VELA_API void ptp_cfg_field_set_value(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                       void *instance, u_int32 element, u_int64 value, u_int32 *err);
 /**
