@@ -1,0 +1,46 @@
+// How a benchmark enters the suite: each contender's file holds one file-scope `contender`.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/** One piece of work that is timed. Contenders that do the same work call it by the same name. */
+struct work {
+    std::string name;
+    std::function<void(benchmark::State &)> run;
+};
+
+/** One way of doing a scenario's work. */
+struct contender {
+    /**
+     * @param check  run once, before anything is timed: says what is wrong with the contender's results, or nothing.
+     *               A contender that is wrong ends the suite.
+     */
+    contender(std::string scenario_name, std::string contender_name, std::function<std::string()> check_results,
+              std::vector<work> works_to_time);
+
+    std::string scenario;
+    std::string name;
+    std::function<std::string()> check;
+    std::vector<work> works;
+};
+
+/** All contenders, in the order of the build. */
+std::vector<contender> &contenders();
+
+/** Times an expression that fills memory: the compiler may neither drop nor foresee any of it. */
+template <class Step>
+void repeat(benchmark::State &state, Step &&step) {
+    for ([[maybe_unused]] auto _ : state) {
+        auto result = step();
+        benchmark::DoNotOptimize(result);
+        benchmark::ClobberMemory();
+    }
+}
+
+}  // namespace bench

@@ -1,0 +1,147 @@
+#include "harness/report.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "harness/contender.h"
+#include "harness/limits.h"
+
+namespace bench {
+namespace {
+
+void add_once(std::vector<std::string> &list, const std::string &item) {
+    if (std::find(list.begin(), list.end(), item) == list.end()) {
+        list.push_back(item);
+    }
+}
+
+std::string number(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, value < 100 ? "%.1f" : "%.0f", value);
+    return text;
+}
+
+std::string ratio(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f", value);
+    return text;
+}
+
+}  // namespace
+
+std::string benchmark_name(const std::string &scenario, const std::string &work, const std::string &contender) {
+    return scenario + "/" + work + "/" + contender;
+}
+
+void report::ReportRuns(const std::vector<Run> &runs) {
+    for (const Run &run : runs) {
+        if (run.run_type != Run::RT_Iteration) {
+            continue;
+        }
+        if (run.error_occurred) {
+            GetErrorStream() << run.benchmark_name() << ": " << run.error_message << "\n";
+            continue;
+        }
+        times_[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+    }
+    if (!runs.empty()) {
+        const std::string &name = runs.front().run_name.function_name;
+        const double time = median(name);
+        if (time >= 0) {
+            GetOutputStream() << name << ": " << number(time) << " ns\n" << std::flush;
+        }
+    }
+}
+
+double report::median(const std::string &name) const {
+    const auto found = times_.find(name);
+    if (found == times_.end()) {
+        return -1;
+    }
+    std::vector<double> times = found->second;
+    std::sort(times.begin(), times.end());
+    const size_t middle = times.size() / 2;
+    return times.size() % 2 == 1 ? times[middle] : (times[middle - 1] + times[middle]) / 2;
+}
+
+void report::write(std::ostream &out) const {
+    std::vector<std::string> scenarios;
+    for (const contender &one : contenders()) {
+        add_once(scenarios, one.scenario);
+    }
+    for (const std::string &scenario : scenarios) {
+        write_scenario(out, scenario);
+    }
+    write_limits(out);
+}
+
+void report::write_scenario(std::ostream &out, const std::string &scenario) const {
+    std::vector<std::string> works;
+    std::vector<std::string> names;
+    for (const contender &one : contenders()) {
+        for (const work &piece : one.works) {
+            if (one.scenario == scenario && median(benchmark_name(scenario, piece.name, one.name)) >= 0) {
+                add_once(works, piece.name);
+                add_once(names, one.name);
+            }
+        }
+    }
+    if (works.empty()) {
+        return;
+    }
+    // The first column is what the others are compared with: their ratios say how many times longer they take.
+    out << "### " << scenario << "\n\n| ns |";
+    for (const std::string &name : names) {
+        out << " " << name << " |";
+    }
+    out << "\n|---|";
+    for (size_t i = 0; i < names.size(); ++i) {
+        out << "---:|";
+    }
+    out << "\n";
+    for (const std::string &piece : works) {
+        out << "| " << piece << " |";
+        const double first = median(benchmark_name(scenario, piece, names.front()));
+        for (const std::string &name : names) {
+            const double time = median(benchmark_name(scenario, piece, name));
+            out << " ";
+            if (time >= 0) {
+                out << number(time);
+                if (name != names.front() && first > 0) {
+                    out << " (" << ratio(time / first) << ")";
+                }
+            }
+            out << " |";
+        }
+        out << "\n";
+    }
+    out << "\n";
+}
+
+void report::write_limits(std::ostream &out) const {
+    out << "### Limits\n\n| scenario | work | measured | limit | |\n|---|---|---:|---:|---|\n";
+    for (const limit &one : limits()) {
+        const double time = median(benchmark_name(one.scenario, one.work, one.contender));
+        const double reference =
+            one.reference == nullptr ? 1 : median(benchmark_name(one.scenario, one.work, one.reference));
+        if (time < 0 || reference < 0) {
+            continue;
+        }
+        const std::string unit = one.reference == nullptr ? " ns" : std::string(" x ") + one.reference;
+        out << "| " << one.scenario << " | " << one.work << ", " << one.contender << " | " << ratio(time / reference)
+            << unit << " | " << one.at_most << " | " << (time <= one.at_most * reference ? "holds" : "**missed**")
+            << " |\n";
+    }
+    out << "\n";
+}
+
+bool report::limits_hold() const {
+    return std::all_of(limits().begin(), limits().end(), [this](const limit &one) {
+        const double time = median(benchmark_name(one.scenario, one.work, one.contender));
+        const double reference =
+            one.reference == nullptr ? 1 : median(benchmark_name(one.scenario, one.work, one.reference));
+        return time < 0 || reference < 0 || time <= one.at_most * reference;
+    });
+}
+
+}  // namespace bench

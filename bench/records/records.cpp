@@ -1,0 +1,29 @@
+#include "records/records.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace bench {
+
+vela_handle *make_handle(const vela_handle_options *options) {
+    u_int32 err = 0;
+    vela_handle *handle = vela_handle_create(options, &err);
+    require(handle != nullptr, "create a handle");
+    return handle;
+}
+
+vela_handle *make_hooked_handle() {
+    vela_handle_options options{};
+    options.size = sizeof options;
+    options.pre_write = [](void *, void *, size_t, u_int32) {};
+    return make_handle(&options);
+}
+
+void require(bool sound, const std::string &what) {
+    if (!sound) {
+        std::fprintf(stderr, "cannot %s\n", what.c_str());
+        std::exit(1);
+    }
+}
+
+}  // namespace bench

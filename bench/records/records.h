@@ -1,0 +1,21 @@
+// What the records of all scenarios are made with.
+#pragma once
+
+#include <string>
+
+#include "velalib.h"
+
+namespace bench {
+
+constexpr u_int32 mem_class = 0;
+
+/** A handle; options NULL: no tracking, no hooks, newest variants. It lives as long as the program. */
+vela_handle *make_handle(const vela_handle_options *options = nullptr);
+
+/** A handle that announces its stores to a function that does nothing, and so reads on the exact path. */
+vela_handle *make_hooked_handle();
+
+/** Ends the program when a preparation failed. */
+void require(bool sound, const std::string &what);
+
+}  // namespace bench
