@@ -1,0 +1,288 @@
+// Order and hash of structures, duplicates, and which fields a domain has.
+
+#include <cstring>
+#include <limits>
+
+#include "records.h"
+#include "velalib/primitives.h"
+
+namespace ptp_cfg_test {
+namespace {
+
+// ---- order and hash -------------------------------------------------------------------------------------------------
+
+/** What compare gives for two instances of which only the given leaf differs, the first holding its minimum. */
+void expect_order(const leaf &where, int32 smaller, int32 greater) {
+    const ptp_cfg_field_description &field = where.field();
+    const std::string name = std::string(where.owner.about.name) + "." + field.name;
+    ptp_cfg_literal last = {};
+    switch (field.kind) {
+        case PTP_CFG_FIELD_ENUMERATION:
+            // The difference of the numbers, not its sign.
+            ptp_cfg_literal_describe(field.type, record_type::of(field.type).about.literal_count - 1, &last);
+            EXPECT_EQ(smaller, -static_cast<int32>(last.number)) << name;
+            EXPECT_EQ(greater, static_cast<int32>(last.number)) << name;
+            break;
+        case PTP_CFG_FIELD_UNSIGNED:
+        case PTP_CFG_FIELD_SIGNED:
+            if (field.is_array == 0) {
+                EXPECT_EQ(smaller, -1) << name;
+                EXPECT_EQ(greater, 1) << name;
+                break;
+            }
+            [[fallthrough]];
+        default:
+            EXPECT_LT(smaller, 0) << name;
+            EXPECT_GT(greater, 0) << name;
+    }
+}
+
+TEST(CompareAndHash, EveryLeafCounts) {
+    for (const record_type &type : record_types(PTP_CFG_STRUCTURE)) {
+        const test_handle handle;
+        const auto a = type.create(handle);
+        const auto b = type.create(handle);
+        fill(type, handle, a.get(), filling::minimum);
+        fill(type, handle, b.get(), filling::minimum);
+        EXPECT_EQ(type.operations->compare(a.get(), b.get()), 0) << type.about.name;
+        const u_int32 hash = type.operations->hash(a.get(), 1);
+        EXPECT_EQ(type.operations->hash(b.get(), 1), hash) << type.about.name;
+        for_each_leaf(type, handle, b.get(), [&](const leaf &where) {
+            fill_leaf(handle, where, filling::maximum);
+            expect_order(where, type.operations->compare(a.get(), b.get()), type.operations->compare(b.get(), a.get()));
+            EXPECT_NE(type.operations->hash(b.get(), 1), hash) << type.about.name << "." << where.field().name;
+            fill_leaf(handle, where, filling::minimum);
+        });
+        EXPECT_EQ(type.operations->compare(a.get(), b.get()), 0) << type.about.name;
+    }
+}
+
+TEST(CompareAndHash, TheFirstDifferenceDecides) {
+    const test_handle handle;
+    const auto make = [&](u_int8 clock_class, int16 variance, u_int32 accuracy) {
+        auto quality = hold(handle, ptp_clock_quality_create(handle, mem_class), ptp_clock_quality_destroy);
+        u_int32 err = 0;
+        ptp_clock_quality_set_all(handle, mem_class, quality.get(), clock_class, variance, accuracy, &err);
+        EXPECT_EQ(err, 0u);
+        return quality;
+    };
+    const auto base = make(6, 100, 6);
+    EXPECT_EQ(ptp_clock_quality_compare(base.get(), make(200, 0, 0).get()), -1);
+    EXPECT_EQ(ptp_clock_quality_compare(base.get(), make(6, -1, 18).get()), 1);
+    EXPECT_EQ(ptp_clock_quality_compare(base.get(), make(6, 100, 2).get()), 4);
+    EXPECT_EQ(ptp_clock_quality_compare(base.get(), make(6, 100, 18).get()), -12);
+    EXPECT_EQ(ptp_clock_quality_compare(nullptr, base.get()), -1);
+    EXPECT_EQ(ptp_clock_quality_compare(base.get(), nullptr), 1);
+    EXPECT_EQ(ptp_clock_quality_compare(nullptr, nullptr), 0);
+}
+
+TEST(CompareAndHash, HeadersAndStateFlagsDoNotCount) {
+    const test_handle handle({.tracking = VELA_STTR_ON});
+    for (const char *name : {"ptp_port_identity", "ptp_utc_offset", "ptp_master_attribute"}) {
+        const record_type type(name);
+        const auto a = type.create(handle);
+        const auto b = type.create(handle);
+        fill(type, handle, a.get(), filling::random);
+        fill(type, handle, b.get(), filling::random);
+        set_flags(type, handle, a.get());
+        header(a.get()).flags |= VELA_FLAG_EXTRA_DATA;
+        header(a.get()).variant = 0;  // fields beyond it still count
+        EXPECT_EQ(type.operations->compare(a.get(), b.get()), 0) << name;
+        EXPECT_EQ(type.operations->hash(a.get(), 5), type.operations->hash(b.get(), 5)) << name;
+    }
+}
+
+TEST(CompareAndHash, HashChains) {
+    const test_handle handle;
+    u_int32 err = 0;
+    const record_type type("ptp_port_identity");
+    const auto instance = type.create(handle);
+    auto *port = static_cast<ptp_port_identity *>(instance.get());
+    ptp_clock_identity *identity = ptp_port_identity_clock_identity_get(handle, mem_class, port, &err);
+    const u_int8 id[] = {1, 2, 3, 4, 5, 6, 7, 8};
+    ptp_clock_identity_ptp_clk_id_set_mem(handle, mem_class, identity, id, 8, &err);
+    ptp_port_identity_portNumber_set_value(handle, mem_class, port, 9, &err);
+    const u_int16 number = 9;
+    EXPECT_EQ(ptp_clock_identity_hash(identity, 77), SuperFastHash(id, 8, 77));
+    EXPECT_EQ(ptp_port_identity_hash(port, 77), u_int16_hash(&number, SuperFastHash(id, 8, 77)));
+    EXPECT_EQ(ptp_port_identity_hash(nullptr, 77), 77u);
+
+    const auto quality = hold(handle, ptp_clock_quality_create(handle, mem_class), ptp_clock_quality_destroy);
+    ptp_clock_quality_set_all(handle, mem_class, quality.get(), 6, -9, 3, &err);
+    const u_int8 clock_class = 6;
+    const int16 variance = -9;
+    const u_int32 accuracy = 3;
+    EXPECT_EQ(ptp_clock_quality_hash(quality.get(), 0x80000000u),
+              SuperFastHash(&accuracy, 4, int16_hash(&variance, u_int8_hash(&clock_class, 0x80000000u))));
+}
+
+// ---- duplicates -----------------------------------------------------------------------------------------------------
+
+class Clone : public family_test {
+  protected:
+    /** A port with a name, which takes a second allocation. */
+    owned<ptp_port> make_port(const char *name) {
+        auto port = own(ptp_port_create(handle, test_class), ptp_port_destroy);
+        ptp_port_port_name_set(handle, test_class, port.get(), name, static_cast<u_int32>(strlen(name)), &err);
+        ptp_port_port_num_set_value(handle, test_class, port.get(), 5, &err);
+        expect_ok();
+        return port;
+    }
+    u_int8 buffer[1024] = {};
+};
+
+TEST_F(Clone, NeedsASlotAndABuffer) {
+    const auto port = make_port("a");
+    ptp_port *slot = nullptr;
+    ptp_port_clone_internal(handle, test_class, port.get(), nullptr, buffer, 1024, &err);
+    expect_error(VELA_ENOENT);
+    ptp_port_clone_internal(handle, test_class, port.get(), &slot, nullptr, 1024, &err);
+    expect_error(VELA_ENOENT);
+    err = 99;
+    ptp_port_clone_internal(handle, test_class, port.get(), &slot, buffer, 1024, &err);
+    EXPECT_EQ(err, 99u);
+    err = 0;
+    EXPECT_EQ(slot, nullptr);
+}
+
+TEST_F(Clone, AShortBufferLeavesTheDestinationAlone) {
+    const auto port = make_port("a longer name");
+    auto destination = make_port("other");
+    ptp_port *slot = destination.get();
+    for (const int32 length : {0, 1, 5, static_cast<int32>(ptp_port_len(handle, test_class, port.get())) - 1}) {
+        ptp_port_clone_internal(handle, test_class, port.get(), &slot, buffer, length, &err);
+        EXPECT_EQ(slot, destination.get());
+        expect_error(length == 0 ? VELA_ENOMEM : VELA_EMSGSIZE);
+    }
+    EXPECT_EQ(ptp_port_compare(slot, make_port("other").get()), 0);
+
+    slot = port.get();
+    ptp_port_clone(handle, test_class, port.get(), &slot, buffer, 6);  // reports by the slot alone
+    EXPECT_EQ(slot, nullptr);
+    EXPECT_EQ(handle->last_error.code, u_int32{VELA_EMSGSIZE});
+    vela_clear_last_error(handle);
+}
+
+TEST_F(Clone, WithoutMemoryThereIsNone) {
+    const auto port = make_port("name");
+    for (int failing = 1; failing <= 2; ++failing) {  // the instance, then its name
+        ptp_port *slot = nullptr;
+        fail_allocation(failing);
+        ptp_port_clone_internal(handle, test_class, port.get(), &slot, buffer, 1024, &err);
+        EXPECT_EQ(slot, nullptr);
+        expect_error(VELA_ENOMEM);
+        EXPECT_EQ(blocks_out(), 2u) << "only the source and its name";
+    }
+    handle->chained_mem_class = test_class;
+    fail_allocation(1);
+    EXPECT_EQ(ptp_port_clone_cr(handle, port.get()), nullptr);
+    expect_chained_error(VELA_ENOMEM);
+}
+
+TEST_F(Clone, AFailureToDecodeConsumesTheDestination) {
+    const auto port = make_port("name");
+    ptp_port *slot = make_port("other").release();
+    fail_allocation(1);  // of the new name
+    ptp_port_clone_internal(handle, test_class, port.get(), &slot, buffer, 1024, &err);
+    EXPECT_EQ(slot, nullptr);
+    expect_error(VELA_ENOMEM);
+    EXPECT_EQ(blocks_out(), 2u);
+}
+
+TEST_F(Clone, GivesTextsOfTheirOwn) {
+    auto port = make_port("name");
+    auto destination = make_port("a name that goes");
+    handle->chained_mem_class = test_class;
+    const auto copy = own(ptp_port_clone_cr(handle, port.get()), ptp_port_destroy);
+    ptp_port_copy_cr(handle, port.get(), destination.get());
+    EXPECT_EQ(handle->chained_err, 0u);
+    EXPECT_EQ(blocks_out(), 6u);
+    port.reset();
+    EXPECT_EQ(ptp_port_compare(copy.get(), destination.get()), 0);
+    EXPECT_STREQ(ptp_port_port_name_get(handle, test_class, copy.get(), &err), "name");
+}
+
+TEST(CloneInChain, UsesTheHandlesBuffer) {
+    for (const u_int32 mode : {u_int32{VELA_STTR_OFF}, u_int32{VELA_STTR_ON}}) {
+        const test_handle handle({.tracking = mode, .work_buffer = 15});
+        const record_type type("ptp_clock_quality");
+        const auto source = type.create(handle);
+        const auto target = type.create(handle);
+        fill(type, handle, source.get(), filling::random);
+        auto *quality = static_cast<ptp_clock_quality *>(source.get());
+        ptp_clock_quality_copy_cr(handle, quality, static_cast<ptp_clock_quality *>(target.get()));
+        // 14 bytes untracked, 17 tracked.
+        EXPECT_EQ(handle->chained_err, mode == VELA_STTR_OFF ? 0u : u_int32{VELA_EMSGSIZE});
+        EXPECT_EQ(type.operations->compare(source.get(), target.get()) == 0, mode == VELA_STTR_OFF);
+        handle->chained_err = 99;
+        EXPECT_EQ(ptp_clock_quality_clone_cr(handle, quality), nullptr);
+        EXPECT_EQ(handle->chained_err, 99u);
+    }
+}
+
+TEST(CloneOfNewer, RecordsAreCopiedButElementsAndEnumerationsAreChecked) {
+    const auto clone_under = [](const char *type_name, std::initializer_list<std::pair<const char *, int8>> variants) {
+        const record_type type(type_name);
+        const test_handle handle;
+        const auto source = type.create(handle);
+        fill(type, handle, source.get(), filling::random);
+        const old_domain domain(variants);
+        vela_handle_set_domain(handle, domain);
+        u_int32 err = 0;
+        void *copy = type.operations->clone(handle, mem_class, source.get(), &err);
+        EXPECT_EQ(copy == nullptr, err != 0);
+        if (copy != nullptr) {
+            EXPECT_EQ(type.operations->compare(source.get(), copy), 0) << type_name;
+            EXPECT_EQ(header(copy).variant, header(source.get()).variant);
+        }
+        type.operations->destroy(handle, mem_class, copy);
+        vela_handle_set_domain(handle, nullptr);
+        return err;
+    };
+    EXPECT_EQ(clone_under("ptp_utc_offset", {{"ptp_utc_offset", 0}}), 0u);
+    EXPECT_EQ(clone_under("ptp_clock", {{"ptp_clock_time_properties_data_set", 0}}), 0u);
+    EXPECT_EQ(clone_under("ptp_bmca_data", {{"ptp_bmca_current_mst_details", 0}}), 0u);
+    EXPECT_EQ(clone_under("ptp_bmca_data", {{"ptp_master_attribute", 0}}), u_int32{VELA_EEPOCH});
+    EXPECT_EQ(clone_under("ptp_clock", {{"ptp_clock_profile", 0}}), u_int32{VELA_EEPOCH});
+}
+
+// ---- validity -------------------------------------------------------------------------------------------------------
+
+TEST(IsValid, FollowsTheDomain) {
+    struct row {
+        const char *type;
+        u_int32 (*is_valid)(vela_handle *, u_int32);
+        int8 domain;
+        u_int32 first_invalid;
+    };
+    constexpr auto quality = [](vela_handle *handle, u_int32 field) {
+        return ptp_clock_quality_is_valid_cr(handle, nullptr, field);
+    };
+    constexpr auto clock = [](vela_handle *handle, u_int32 field) {
+        return ptp_clock_is_valid_cr(handle, nullptr, field);
+    };
+    constexpr auto offset = [](vela_handle *handle, u_int32 field) {
+        return ptp_utc_offset_is_valid_cr(handle, nullptr, field);
+    };
+    constexpr auto attribute = [](vela_handle *handle, u_int32 field) {
+        return ptp_master_attribute_is_valid_cr(handle, nullptr, field);
+    };
+    constexpr u_int32 none = std::numeric_limits<u_int32>::max();
+    for (const row &it :
+         {row{"ptp_clock_quality", quality, 0, 3}, row{"ptp_clock_quality", quality, 1, none},
+          row{"ptp_clock", clock, 0, 12}, row{"ptp_utc_offset", offset, 0, 1}, row{"ptp_utc_offset", offset, 1, 5},
+          row{"ptp_utc_offset", offset, 2, 7}, row{"ptp_utc_offset", offset, 3, none},
+          row{"ptp_master_attribute", attribute, 0, 14}, row{"ptp_master_attribute", attribute, 1, 16},
+          row{"ptp_master_attribute", attribute, 2, none}}) {
+        const old_domain domain({{it.type, it.domain}});
+        const test_handle handle({.domain = domain});
+        for (u_int32 field = 0; field < 20; ++field) {
+            EXPECT_EQ(it.is_valid(handle, field), field < it.first_invalid ? 1u : 0u)
+                << it.type << " field " << field << " domain " << int{it.domain};
+        }
+        EXPECT_EQ(handle->chained_err, 0u);
+    }
+}
+
+}  // namespace
+}  // namespace ptp_cfg_test
