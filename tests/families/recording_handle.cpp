@@ -198,6 +198,18 @@ void family_test::expect_announced(const void *instance, const std::vector<range
     announced_elsewhere = 0;
 }
 
+std::vector<range> family_test::take_announced(const void *instance) {
+    watched *region = find(instance);
+    if (region == nullptr) {
+        ADD_FAILURE() << "not watched";
+        return {};
+    }
+    settle(*region);
+    const std::vector<range> announced = region->announced;
+    expect_announced(instance, announced);
+    return announced;
+}
+
 void family_test::expect_untouched() {
     for (size_t i = 0; i < regions.size(); ++i) {
         expect_announced(regions[i].address, {});

@@ -101,6 +101,8 @@ class family_test : public testing::Test {
      */
     void expect_announced(const void *instance, const std::vector<range> &wanted,
                           const std::vector<range> &silent = {});
+    /** What pre_write was told of a watched instance since the last call; each change had to be covered. */
+    std::vector<range> take_announced(const void *instance);
     /** Expects that nothing was announced anywhere, and that no watched byte changed. */
     void expect_untouched();
     /** Announcements so far of bytes that are not watched. */

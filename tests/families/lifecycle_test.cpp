@@ -1,0 +1,488 @@
+// Structures: size, create, initialise in place, destroy, instance counters, and chains that go on after a failure.
+#include "recording_handle.h"
+
+namespace ptp_cfg_test {
+namespace {
+
+class lifecycle_test : public family_test {
+  protected:
+    owned<ptp_clock_quality> make_quality() {
+        return own(ptp_clock_quality_create(handle, test_class), ptp_clock_quality_destroy);
+    }
+    owned<ptp_port_identity> make_port_identity() {
+        return own(ptp_port_identity_create(handle, test_class), ptp_port_identity_destroy);
+    }
+};
+
+/** What a header's initialisation announces, `offset` being where its instance lies. */
+std::vector<range> header_at(size_t offset) {
+    return {{offset + 9, 1}, {offset + 8, 1}, {offset, 8}, {offset + 10, 1}};
+}
+range flags_at(size_t offset) {
+    return {offset + 10, 1};
+}
+std::vector<range> operator+(std::vector<range> a, const std::vector<range> &b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+vela_variant_row &row(const vela_type_info &record, int index = 0) {
+    return record.variant_table->rows[index];
+}
+
+/** Bytes of state flags that a structure needs, from its fields alone. */
+u_int32 block_length(const ptp_cfg_type *type) {
+    u_int32 length = 0;
+    for (u_int32 i = 0; i < describe(type).field_count; ++i) {
+        const ptp_cfg_field_description field = describe_field(type, i);
+        length += field.is_read_only ? 0 : 1;
+        length += field.is_array ? field.capacity : 0;
+        length += field.kind == PTP_CFG_FIELD_STRUCTURE ? field.capacity * block_length(field.type) : 0;
+    }
+    return length;
+}
+
+// ---- size ------------------------------------------------------------------------------------------------------------
+
+TEST_F(lifecycle_test, sizes_of_all_structures) {
+    struct sizes {
+        u_int32 untracked, tracked;
+    };
+    const std::map<std::string, sizes> stated = {
+        {"ptp_clock_identity", {32, 41}},
+        {"ptp_clock_quality", {40, 43}},
+        {"ptp_clock_default_ds", {128, 149}},
+        {"ptp_clock_time_properties_data_set", {72, 81}},
+        {"ptp_clock", {352, 394}},
+        {"ptp_clock_params", {72, 80}},
+        {"ptp_clock_delete", {24, 25}},
+        {"ptp_g8275_1_ql", {48, 53}},
+        {"ptp_port", {288, 316}},
+        {"ptp_unicast_negotiation", {48, 55}},
+        {"ptp_port_identity", {64, 75}},
+        {"ptp_port_delete", {24, 25}},
+        {"ptp_port_pd_hdl", {24, 25}},
+        {"ptp_port_time", {104, 110}},
+        {"ptp_stream", {176, 193}},
+        {"ptp_stream_params", {112, 119}},
+        {"ptp_stream_delete", {112, 118}},
+        {"ptp_stream_port_data", {40, 44}},
+        {"ptp_ipv4_stream_id", {88, 95}},
+        {"ptp_ipv4_streams_arr", {11296, 12321}},
+        {"ptp_ip_stream_id", {136, 143}},
+        {"ptp_ip_streams_arr", {6832, 7233}},
+        {"ptp_clock_data_set", {592, 672}},
+        {"ptp_clock_current_data_set", {96, 101}},
+        {"ptp_clock_parent_data_set", {192, 223}},
+        {"ptp_port_data_set", {184, 206}},
+        {"ptp_clock_runtime_state", {64, 68}},
+        {"ptp_port_runtime_state", {72, 77}},
+        {"ptp_stream_runtime_state", {584, 643}},
+        {"ptp_stream_runtime_state_arr", {5872, 6474}},
+        {"ptp_msg_stats", {432, 482}},
+        {"ptp_port_evt", {56, 58}},
+        {"ptp_bmc_compare_data", {240, 281}},
+        {"ptp_foreign_master_record", {280, 326}},
+        {"ptp_master_attribute", {160, 184}},
+        {"ptp_bmca_current_mst_details", {168, 177}},
+        {"ptp_bmca_data", {1808, 2070}},
+        {"ptp_current_selected_master_info", {160, 165}},
+        {"ptp_secs", {32, 34}},
+        {"ptp_time", {64, 68}},
+        {"ptp_time_interval", {32, 33}},
+        {"ptp_set_time_info", {40, 43}},
+        {"ptp_step_time_info", {40, 43}},
+        {"ptp_clock_tod_cfg", {96, 105}},
+        {"ptp_tod_src_cfg", {48, 50}},
+        {"ptp_1pps_identity", {32, 34}},
+        {"ptp_1pps_output_attr", {56, 61}},
+        {"vela_ptp_1pps", {184, 198}},
+        {"ptp_virtual_port", {144, 160}},
+        {"ptp_virtual_port_del", {24, 26}},
+        {"ptp_ptpd_reg_kerd", {24, 25}},
+        {"ptp_utc_offset", {40, 47}},
+        {"ptp_burst_mode_enable", {24, 25}},
+        {"ptp_auto_logging_disable", {24, 25}},
+        {"ptp_acceptable_cc_threshold", {24, 25}},
+        {"ptp_is_freq_src_ok", {24, 25}},
+        {"ptp_utc_holdover_timeout", {24, 25}},
+        {"ptp_master_prtc_only_cfg", {24, 25}},
+        {"ptp_hbc_master_always_on_cfg", {24, 25}},
+        {"ptp_hbc_holdover_timer_cfg", {24, 25}},
+    };
+    EXPECT_EQ(types_of(PTP_CFG_STRUCTURE).size(), stated.size());
+    for (const auto &[name, size] : stated) {
+        SCOPED_TRACE(name);
+        const ptp_cfg_type *type = type_named(name.c_str());
+        const ptp_cfg_type_description description = describe(type);
+        EXPECT_EQ(block_length(type), size.tracked - size.untracked);
+        for (u_int32 tracking : {0, int{VELA_STTR_OFF}, int{VELA_STTR_ON}}) {
+            open(tracking);
+            const u_int32 expected = tracking == VELA_STTR_ON ? size.tracked : size.untracked;
+            EXPECT_EQ(description.operations->instance_size(handle), expected);
+            owned<void> instance = create(type);
+            EXPECT_EQ(block_size(instance.get()), expected);
+        }
+    }
+}
+
+// ---- create ------------------------------------------------------------------------------------------------------------
+
+TEST_F(lifecycle_test, create_announces_header_by_header) {
+    watch_new_blocks();
+    for (u_int32 tracking : {0, int{VELA_STTR_OFF}, int{VELA_STTR_ON}}) {
+        open(tracking);
+        const std::vector<range> tracked = tracking == VELA_STTR_ON ? std::vector{flags_at(0)} : std::vector<range>{};
+        owned<ptp_clock_quality> quality = make_quality();
+        const size_t accuracy =
+            distance(quality.get(), ptp_clock_quality_clock_accuracy_get(handle, test_class, quality.get(), &err));
+        expect_announced(quality.get(), header_at(0) + tracked + header_at(accuracy));
+        expect_counted(&row(_ptp_clock_quality_type_info_internal).created);
+        EXPECT_TRUE(counters.empty()) << "an embedded enumeration is not counted";
+        EXPECT_EQ(header(quality.get()).flags, tracking == VELA_STTR_ON ? VELA_FLAG_TRACKED : 0);
+        EXPECT_EQ(byte_at(quality.get(), accuracy + 10), VELA_FLAG_NESTED);
+    }
+}
+
+TEST_F(lifecycle_test, create_places_nested_blocks_before_their_headers) {
+    watch_new_blocks();
+    owned<ptp_port_identity> plain = make_port_identity();
+    ptp_clock_identity *nested = ptp_port_identity_clock_identity_get(handle, test_class, plain.get(), &err);
+    const size_t offset = distance(plain.get(), nested);
+    expect_announced(plain.get(), header_at(0) + header_at(offset));
+    expect_counted(&row(_ptp_port_identity_type_info_internal).created);
+    expect_counted(&row(_ptp_clock_identity_type_info_internal).created);
+    EXPECT_EQ(header(nested).flags, VELA_FLAG_NESTED);
+    plain.reset();
+
+    open(VELA_STTR_ON);
+    owned<ptp_port_identity> tracked = make_port_identity();
+    nested = ptp_port_identity_clock_identity_get(handle, test_class, tracked.get(), &err);
+    expect_announced(tracked.get(), header_at(0) + std::vector{flags_at(0), flags_at(offset)} + header_at(offset) +
+                                        std::vector{flags_at(offset)});
+    EXPECT_EQ(header(nested).flags, VELA_FLAG_NESTED | VELA_FLAG_TRACKED | VELA_FLAG_STTR_OFFSET);
+    EXPECT_EQ(velalib_get_sttr_offset(handle, test_class, nested), static_cast<int64_t>(64 + 1 - offset));
+}
+
+TEST_F(lifecycle_test, create_touches_headers_only) {
+    watch_new_blocks();
+    for (u_int32 tracking : {0, int{VELA_STTR_ON}}) {
+        open(tracking);
+        for (const ptp_cfg_type *type : types_of(PTP_CFG_STRUCTURE)) {
+            const ptp_cfg_type_description description = describe(type);
+            SCOPED_TRACE(description.name);
+            void *instance = description.operations->create(handle, test_class);
+            const std::vector<range> announced = take_announced(instance);
+            std::vector<bool> covered(description.tracked_size);
+            for (const range &bytes : announced) {
+                EXPECT_LE(bytes.offset + bytes.length, description.untracked_size);
+                std::fill_n(covered.begin() + static_cast<ptrdiff_t>(bytes.offset), bytes.length, true);
+            }
+            // Whatever was not announced is zero, and everything that is not was.
+            for (u_int32 i = 0; i < block_size(instance); ++i) {
+                EXPECT_TRUE(covered[i] || byte_at(instance, i) == 0) << i;
+            }
+            EXPECT_EQ(header(instance).variant, description.newest_variant);
+            EXPECT_EQ(header(instance).allocated_variant, description.newest_variant);
+            EXPECT_EQ(header(instance).type_info->variant_table->count, description.newest_variant + 1);
+            description.operations->destroy(handle, test_class, instance);
+            EXPECT_EQ(blocks_out(), 0u);
+        }
+    }
+}
+
+TEST_F(lifecycle_test, create_without_memory) {
+    for (const ptp_cfg_type *type : types_of(PTP_CFG_STRUCTURE)) {
+        fail_allocation(1);
+        EXPECT_EQ(describe(type).operations->create(handle, test_class), nullptr);
+        expect_ok();
+    }
+    EXPECT_TRUE(counters.empty());
+}
+
+// ---- variants and counters -----------------------------------------------------------------------------------------------
+
+TEST_F(lifecycle_test, the_domain_chooses_the_variant_up_to_the_newest) {
+    const vela_type_info &record = _ptp_utc_offset_type_info_internal;
+    for (const auto &[asked, given] : {std::pair{0, 0}, std::pair{1, 1}, std::pair{2, 2}, std::pair{5, 2}}) {
+        const old_domain domain({{"ptp_utc_offset", static_cast<int8>(asked)}});
+        vela_handle_set_domain(handle, domain);
+        ptp_utc_offset *offset = ptp_utc_offset_create(handle, test_class);
+        EXPECT_EQ(header(offset).variant, given);
+        EXPECT_EQ(header(offset).allocated_variant, given);
+        EXPECT_EQ(block_size(offset), 40u) << "all variants take the same room";
+        expect_counted(&row(record, given).created);
+        ptp_utc_offset_destroy(handle, test_class, offset);
+        expect_counted(&row(record, given).destroyed);
+        vela_handle_set_domain(handle, nullptr);
+    }
+    EXPECT_EQ(ptp_utc_offset_variant_data_index_cap(3), 2);
+    EXPECT_EQ(ptp_utc_offset_variant_data_index_cap(0xFF), -1);
+}
+
+TEST_F(lifecycle_test, a_variant_byte_out_of_range_counts_in_the_nearest_row) {
+    struct expectation {
+        int8 variant;
+        int row;
+        const char *text;
+    };
+    for (const expectation &expected :
+         {expectation{7, 2, "variant 7 requested only 3 variants present"}, expectation{3, 2, nullptr},
+          expectation{-1, 0, nullptr}, expectation{-128, 0, nullptr}}) {
+        ptp_utc_offset *offset = ptp_utc_offset_create(handle, test_class);
+        counters.clear();
+        header(offset).variant = expected.variant;
+        ptp_utc_offset_destroy(handle, test_class, offset);
+        expect_counted(&row(_ptp_utc_offset_type_info_internal, expected.row).destroyed);
+        if (expected.text != nullptr) {
+            expect_trace("ptp_utc_offset", BITLOG_INFORMATIONAL, expected.text, 7);
+        }
+    }
+}
+
+TEST_F(lifecycle_test, shared_records_are_copies_with_counters_of_their_own) {
+    const u_int64 before = row(_ptp_port_identity_type_info_internal).created;
+    const u_int64 nested_before = row(_ptp_clock_identity_type_info_internal).created;
+    for (int handles = 0; handles < 2; ++handles) {
+        open(VELA_STTR_ON, 1);
+        owned<ptp_port_identity> identity = make_port_identity();
+        const vela_type_info *record = header(identity.get()).type_info;
+        const vela_type_info *nested =
+            header(ptp_port_identity_clock_identity_get(handle, test_class, identity.get(), &err)).type_info;
+        EXPECT_NE(record, &_ptp_port_identity_type_info_internal);
+        EXPECT_NE(nested, &_ptp_clock_identity_type_info_internal);
+        EXPECT_STREQ(record->type_name, "ptp_port_identity");
+        EXPECT_STREQ(nested->type_name, "ptp_clock_identity");
+        EXPECT_NE(record->shared, 0u);
+        EXPECT_EQ(row(*record).created, 1u) << "another handle's copy counts for itself";
+        EXPECT_EQ(row(*nested).created, 1u);
+        expect_counted(&row(*record).created);
+        expect_counted(&row(*nested).created);
+        identity.reset();
+        EXPECT_EQ(row(*record).destroyed, 1u);
+    }
+    EXPECT_EQ(row(_ptp_port_identity_type_info_internal).created, before);
+    EXPECT_EQ(row(_ptp_clock_identity_type_info_internal).created, nested_before);
+}
+
+// ---- initialise in place ---------------------------------------------------------------------------------------------------
+
+TEST_F(lifecycle_test, initialise_in_the_callers_memory) {
+    open(VELA_STTR_ON);
+    alignas(8) u_int8 memory[75] = {};
+    ptp_port_identity *identity = reinterpret_cast<ptp_port_identity *>(memory);
+    const vela_type_info *record = &_ptp_port_identity_type_info_internal;
+    watch(memory, sizeof memory);
+    ptp_port_identity_initialize(handle, test_class, identity, record, 0, 0, 0x20, nullptr, &err);
+    const ptp_clock_identity *nested = ptp_port_identity_clock_identity_get(handle, test_class, identity, &err);
+    const size_t offset = distance(memory, nested);
+    // Without hooks only the runtime announces, when it keeps the place of the nested block.
+    expect_announced(memory, {flags_at(offset)}, {{0, 11}, {offset, 10}});
+    EXPECT_EQ(header(memory).flags, VELA_FLAG_TRACKED | VELA_FLAG_EXTRA_DATA);
+    EXPECT_EQ(header(nested).flags, VELA_FLAG_NESTED | VELA_FLAG_TRACKED | VELA_FLAG_STTR_OFFSET);
+    expect_counted(&row(*record).created);
+    expect_counted(&row(_ptp_clock_identity_type_info_internal).created);
+
+    // Embedded: neither it nor its nested instances are counted.
+    ptp_port_identity_initialize(handle, test_class, identity, record, 1, 1, 0, nullptr, &err);
+    EXPECT_TRUE(counters.empty());
+    take_announced(memory);
+
+    err = VELA_ENOSPC;
+    ptp_port_identity_initialize(handle, test_class, identity, record, 1, 0, 0xFF, nullptr, &err);
+    err = 0;
+    expect_untouched();
+
+    // What the runtime keeps of it goes with destroy; the memory stays the caller's.
+    ptp_port_identity_destroy_internal(handle, test_class, identity, 0);
+    EXPECT_EQ(velalib_get_sttr_offset(handle, test_class, nested), 0);
+    EXPECT_EQ(header(memory).type_info, record);
+}
+
+TEST_F(lifecycle_test, initialise_untracked_without_hooks_announces_nothing) {
+    alignas(8) u_int8 memory[352] = {};
+    ptp_clock *clock = reinterpret_cast<ptp_clock *>(memory);
+    watch(memory, sizeof memory);
+    ptp_clock_initialize(handle, test_class, clock, &_ptp_clock_type_info_internal, 0, 1, 0, nullptr, &err);
+    expect_announced(memory, {}, {{0, 352}});
+    EXPECT_TRUE(counters.empty());
+    ptp_clock_destroy_internal(handle, test_class, clock, 0);
+}
+
+TEST_F(lifecycle_test, a_nested_instance_needs_the_block_of_its_parent) {
+    open(VELA_STTR_ON);
+    alignas(8) u_int8 memory[75] = {};
+    u_int8 block[32];
+    ptp_port_identity *identity = reinterpret_cast<ptp_port_identity *>(memory);
+    const vela_type_info *record = &_ptp_port_identity_type_info_internal;
+    ptp_port_identity_initialize(handle, test_class, identity, record, 1, 0, VELA_FLAG_NESTED, nullptr, &err);
+    expect_error(VELA_EINVAL);
+    expect_trace("ptp_port_identity", BITLOG_ERROR,
+                 "sttr_base can not be NULL in NESTED case. Please check the parent object and provide the correct "
+                 "state tracking base pointer",
+                 4);
+    ptp_clock_identity *nested = ptp_port_identity_clock_identity_get(handle, test_class, identity, &err);
+    EXPECT_EQ(header(nested).type_info, nullptr) << "its fields are not initialised";
+    EXPECT_EQ(header(memory).flags, VELA_FLAG_NESTED | VELA_FLAG_TRACKED);
+
+    memset(memory, 0, sizeof memory);
+    ptp_port_identity_initialize(handle, test_class, identity, record, 1, 0, VELA_FLAG_NESTED, block, &err);
+    EXPECT_EQ(reinterpret_cast<u_int8 *>(nested) + velalib_get_sttr_offset(handle, test_class, nested), block + 1);
+    // Its own kept place, when it has one, comes before what the parent says.
+    velalib_update_sttr_offset(handle, test_class, identity, 70);
+    ptp_port_identity_initialize(handle, test_class, identity, record, 1, 0, VELA_FLAG_NESTED, block, &err);
+    EXPECT_EQ(reinterpret_cast<u_int8 *>(nested) + velalib_get_sttr_offset(handle, test_class, nested), memory + 71);
+
+    // Nothing of this matters while the handle does not track.
+    set_mode(VELA_STTR_OFF);
+    memset(memory, 0, sizeof memory);
+    ptp_port_identity_initialize(handle, test_class, identity, record, 1, 0, VELA_FLAG_NESTED, nullptr, &err);
+    EXPECT_EQ(header(nested).flags, VELA_FLAG_NESTED);
+}
+
+// ---- header operations -----------------------------------------------------------------------------------------------------
+
+TEST_F(lifecycle_test, embedded_mark_reaches_every_embedded_field) {
+    owned<ptp_clock_params> params = own(ptp_clock_params_create(handle, test_class), ptp_clock_params_destroy);
+    ptp_clock_quality *quality = ptp_clock_params_clock_quality_get(handle, test_class, params.get(), &err);
+    ptp_clock_accuracy *accuracy = ptp_clock_quality_clock_accuracy_get(handle, test_class, quality, &err);
+    watch(params.get(), 72);
+    ptp_clock_params_set_instance_embedded(handle, test_class, params.get());
+    expect_announced(params.get(), {flags_at(distance(params.get(), accuracy)),
+                                    flags_at(distance(params.get(), quality)), flags_at(0)});
+    EXPECT_EQ(header(accuracy).flags, VELA_FLAG_EMBEDDED | VELA_FLAG_NESTED);
+    EXPECT_EQ(header(quality).flags, VELA_FLAG_EMBEDDED | VELA_FLAG_NESTED);
+    EXPECT_EQ(header(params.get()).flags, VELA_FLAG_EMBEDDED);
+
+    ptp_clock_params_set_instance_embedded(handle, test_class, nullptr);
+    expect_trace("ptp_clock_params", BITLOG_ERROR, "Invalid object pointer passed in to set instance flag", 8);
+}
+
+TEST_F(lifecycle_test, structures_hold_no_object_identifiers_themselves) {
+    owned<ptp_clock_quality> quality = make_quality();
+    void *output = &output;
+    EXPECT_EQ(ptp_clock_quality_get_oid_count(handle, test_class, quality.get(), &err), 0u);
+    ptp_clock_quality_get_object_references(handle, test_class, quality.get(), &output, 1, &err);
+    EXPECT_EQ(output, &output);
+    expect_ok();
+    ptp_clock_quality_get_oid_count(handle, test_class, nullptr, &err);
+    expect_error(VELA_EINVAL);
+    expect_trace("ptp_clock_quality", BITLOG_ERROR, "Invalid object passed in to get object oid count", 10);
+    ptp_clock_quality_get_object_references(handle, test_class, nullptr, &output, 1, &err);
+    expect_error(VELA_EINVAL);
+    expect_trace("ptp_clock_quality", BITLOG_ERROR, "Cannot get table references. Invalid object passed on", 12);
+    err = VELA_ENOMEM;
+    ptp_clock_quality_get_oid_count(handle, test_class, nullptr, &err);
+    expect_trace("ptp_clock_quality", BITLOG_ERROR, "Error already present in call to get object oid count", 9);
+    ptp_clock_quality_get_object_references(handle, test_class, nullptr, &output, 1, &err);
+    expect_trace("ptp_clock_quality", BITLOG_ERROR, "Error present in call to get table references from object", 11);
+    EXPECT_EQ(err, u_int32{VELA_ENOMEM});
+    err = 0;
+
+    u_int8 luid[16];
+    ptp_clock_quality_get_luid(handle, test_class, quality.get(), luid, &err);
+    EXPECT_EQ(memcmp(luid, _ptp_clock_quality_type_info_internal.luid, sizeof luid), 0);
+    EXPECT_EQ(ptp_clock_quality_adjust_variant(handle, test_class, quality.get(), &err), 0u);
+}
+
+// ---- destroy ---------------------------------------------------------------------------------------------------------------
+
+TEST_F(lifecycle_test, destroy_announces_the_first_word_and_counts_nested_instances_first) {
+    open(VELA_STTR_ON);
+    watch_new_blocks();
+    ptp_port_identity *identity = ptp_port_identity_create(handle, test_class);
+    take_announced(identity);
+    counters.clear();
+    ptp_port_identity_destroy(handle, test_class, identity);
+    expect_announced(identity, {{0, 8}});
+    expect_counted(&row(_ptp_clock_identity_type_info_internal).destroyed);
+    expect_counted(&row(_ptp_port_identity_type_info_internal).destroyed);
+
+    ptp_port_identity_destroy(handle, test_class, nullptr);
+    ptp_port_identity_destroy_internal(handle, test_class, nullptr, 1);
+    EXPECT_TRUE(counters.empty());
+}
+
+TEST_F(lifecycle_test, destroy_frees_a_block_that_the_first_word_owns) {
+    vela_type_info *record =
+        static_cast<vela_type_info *>(handle->alloc(handle->cookie, test_class, sizeof(vela_type_info)));
+    *record = _ptp_clock_quality_type_info_internal;
+    ptp_clock_quality *quality = ptp_clock_quality_create(handle, test_class);
+    header(quality).type_info = record;
+    header(quality).flags |= VELA_FLAG_OWNED_BLOCK;
+    ptp_clock_quality_destroy_internal(handle, test_class, quality, 0);
+    EXPECT_EQ(blocks_out(), 2u);
+    ptp_clock_quality_destroy(handle, test_class, quality);
+    EXPECT_EQ(blocks_out(), 0u);
+}
+
+TEST_F(lifecycle_test, destroy_leaves_mappings_alone_where_the_handle_keeps_none) {
+    open(VELA_STTR_ON);
+    alignas(8) u_int8 memory[75] = {};
+    ptp_port_identity *identity = reinterpret_cast<ptp_port_identity *>(memory);
+    ptp_port_identity_initialize(handle, test_class, identity, &_ptp_port_identity_type_info_internal, 1, 0, 0, nullptr,
+                                 &err);
+    const ptp_clock_identity *nested = ptp_port_identity_clock_identity_get(handle, test_class, identity, &err);
+    handle->hd_mapping = 0;
+    ptp_port_identity_destroy_internal(handle, test_class, identity, 0);
+    EXPECT_NE(velalib_get_sttr_offset(handle, test_class, nested), 0);
+}
+
+// ---- chains ----------------------------------------------------------------------------------------------------------------
+
+TEST_F(lifecycle_test, chained_life) {
+    open(VELA_STTR_ON);
+    chain();
+    ptp_clock_quality *quality = ptp_clock_quality_create_cr(handle);
+    EXPECT_EQ(handle->chained_mode, 0u);
+    EXPECT_EQ(block_size(quality), 43u);
+    EXPECT_EQ(ptp_clock_quality_len_cr(handle, quality), ptp_clock_quality_len(handle, chained_class, quality));
+    EXPECT_EQ(ptp_clock_quality_is_valid_cr(handle, quality, 2), 1u);
+    ptp_clock_quality *copy = ptp_clock_quality_clone_cr(handle, quality);
+    ptp_clock_quality_copy_cr(handle, quality, copy);
+    EXPECT_EQ(ptp_clock_quality_compare(quality, copy), 0);
+    ptp_clock_quality_destroy_cr(handle, copy);
+    ptp_clock_quality_destroy_cr(handle, quality);
+    EXPECT_EQ(blocks_out(), 0u);
+}
+
+TEST_F(lifecycle_test, a_chain_goes_on_with_the_static_instance) {
+    chain();
+    fail_allocation(1);
+    ptp_port *port = ptp_port_create_cr(handle);
+    EXPECT_EQ(handle->chained_err, u_int32{VELA_ENOMEM});
+    EXPECT_EQ(handle->last_error.code, u_int32{VELA_ENOMEM});
+    EXPECT_EQ(ptp_port_create_cr(handle), port);
+    ptp_clock_identity *identity = ptp_clock_identity_create_cr(handle);
+    ptp_virtual_port *virtual_port = ptp_virtual_port_create_cr(handle);
+
+    EXPECT_EQ(ptp_port_port_name_set_cr(handle, port, "uplink", 6), u_int32{VELA_ENOMEM});
+    EXPECT_EQ(ptp_virtual_port_v_port_name_set_cr(handle, virtual_port, "gnss", 4), u_int32{VELA_ENOMEM});
+    EXPECT_EQ(ptp_clock_identity_ptp_clk_id_set_mem_cr(handle, identity, "12345678", 8), u_int32{VELA_ENOMEM});
+    ptp_port_port_num_set_value(handle, chained_class, port, 7, &handle->chained_err);
+    char buffer[256];
+    EXPECT_EQ(ptp_port_len_cr(handle, port), 0u);
+    EXPECT_EQ(ptp_port_print_cr(handle, buffer, 0, "port", port, sizeof buffer), 0xFFFFFFFFu);
+    EXPECT_EQ(ptp_port_toxml_cr(handle, "port", buffer, port, sizeof buffer, 0), 0xFFFFFFFFu);
+    EXPECT_EQ(ptp_port_clone_cr(handle, port), nullptr);
+    ptp_port_copy_cr(handle, port, port);
+    ptp_clock_cfg_message *message = ptp_clock_cfg_message_create_cr(handle);
+    ASSERT_NE(message, nullptr);
+    ptp_clock_cfg_message_destroy(handle, chained_class, message);
+    ptp_port_destroy_cr(handle, port);
+    ptp_port_destroy(handle, chained_class, port);
+    ptp_clock_identity_destroy_internal(handle, chained_class, identity, 1);
+
+    EXPECT_EQ(blocks_out(), 0u);
+    EXPECT_TRUE(counters.empty());
+    EXPECT_EQ(announced_elsewhere, 0u);
+    EXPECT_EQ(handle->chained_err, u_int32{VELA_ENOMEM});
+    for (u_int32 i = 0; i < 288; ++i) {
+        EXPECT_EQ(byte_at(port, i), 0) << i;
+    }
+    handle->chained_err = 0;
+    vela_clear_last_error(handle);
+}
+
+}  // namespace
+}  // namespace ptp_cfg_test
