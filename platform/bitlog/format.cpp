@@ -11,7 +11,7 @@ namespace {
 
 // Counts everything, keeps what fits.
 class text_writer {
- public:
+  public:
     text_writer(char *buffer, size_t room) : buffer_(buffer), room_(room) {}
 
     void put(const char *text, size_t length) {
@@ -30,7 +30,7 @@ class text_writer {
         return used_;
     }
 
- private:
+  private:
     char *buffer_;
     size_t room_;
     size_t used_ = 0;

@@ -29,7 +29,7 @@ std::atomic<uint16_t> module_count;
 pthread_mutex_t modules_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 class modules_lock {
- public:
+  public:
     modules_lock() { pthread_mutex_lock(&modules_mutex); }
     ~modules_lock() { pthread_mutex_unlock(&modules_mutex); }
     modules_lock(const modules_lock &) = delete;
@@ -41,7 +41,9 @@ module_entry *entry_of(uint16_t module_id) {
     return known ? &modules[module_id - 1] : nullptr;
 }
 
-bool fits(const char *name) { return strnlen(name, name_room) < name_room; }
+bool fits(const char *name) {
+    return strnlen(name, name_room) < name_room;
+}
 
 // Number of the module of that name, 0 when it is new. Needs the lock.
 uint16_t number_of(const char *name) {
@@ -61,9 +63,9 @@ uint16_t add_module(const char *name, const bitlog_descriptor *descriptor) {
         return 0;
     }
     module_entry &entry = modules[count];
-    strcpy(entry.name, name);
+    memcpy(entry.name, name, strlen(name) + 1);
     if (descriptor != nullptr && descriptor->text_section != nullptr) {
-        strcpy(entry.section, descriptor->text_section);
+        memcpy(entry.section, descriptor->text_section, strlen(descriptor->text_section) + 1);
     }
     entry.descriptor.store(descriptor, std::memory_order_relaxed);
     module_count.store(static_cast<uint16_t>(count + 1), std::memory_order_release);

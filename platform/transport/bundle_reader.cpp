@@ -42,7 +42,8 @@ void vela_bundle_read(vela_bundle_reader *reader, const u_int8 *bytes, u_int32 l
         reader->count = 1;
         reader->state = at_single_message;
     } else if (bundle_fault(bytes, length) != nullptr) {
-        bool cut = length < VELA_BUNDLE_HEADER || (load_u32(bytes) == VELA_BUNDLE_MAGIC && load_u32(bytes + 12) > length);
+        bool cut =
+            length < VELA_BUNDLE_HEADER || (load_u32(bytes) == VELA_BUNDLE_MAGIC && load_u32(bytes + 12) > length);
         *err = cut ? VELA_EMSGSIZE : VELA_EINVAL;
     } else {
         reader->count = load_u32(bytes + 8);
@@ -64,9 +65,10 @@ u_int32 vela_bundle_next(vela_bundle_reader *reader, vela_bundle_item *item) {
     if (left == 0 || reader->index == reader->count) {
         bool complete = left == 0 && reader->index == reader->count;
         reader->state = at_end;
-        return complete ? 0
-                        : finish(*reader, *item, VELA_EINVAL,
-                                 left == 0 ? "the bundle ends before its last message" : "bytes after the last message");
+        return complete
+                   ? 0
+                   : finish(*reader, *item, VELA_EINVAL,
+                            left == 0 ? "the bundle ends before its last message" : "bytes after the last message");
     }
     if (left < VELA_BUNDLE_PREFIX) {
         return finish(*reader, *item, VELA_EMSGSIZE, "the bundle ends within the length of a message");

@@ -108,9 +108,9 @@ u_int32 vela_bundle_commit(vela_handle *handle, u_int32 length, u_int32 *err) {
     }
     u_int8 *place = bundle->bytes + bundle->used;
     const u_int8 *message = place + VELA_BUNDLE_PREFIX;
-    bool expected = message_fault(message, length) == nullptr &&
-                    (step != vela_bundle::counted ||
-                     memcmp(message + message_luid_offset, bundle->luid, sizeof bundle->luid) == 0);
+    bool expected =
+        message_fault(message, length) == nullptr &&
+        (step != vela_bundle::counted || memcmp(message + message_luid_offset, bundle->luid, sizeof bundle->luid) == 0);
     if (!expected) {
         return fail(handle, VELA_EINVAL, err);
     }

@@ -14,20 +14,20 @@ using namespace vela::transport;
 
 namespace {
 
-constexpr u_int32 most_per_call = 1024;  // messages, when the caller sets no limit
-constexpr u_int32 most_per_turn = 64;    // messages of one peer before the next has its turn
-constexpr u_int32 most_quick_turns = 16;  // calls that look at one peer only before all are looked at
+constexpr u_int32 most_per_call = 1024;   // messages, when the caller sets no limit
+constexpr u_int32 most_per_turn = 64;     // messages of one peer before the next has its turn
+constexpr u_int32 most_quick_turns = 32;  // calls that look at one peer only before all are looked at
 constexpr int most_events = 64;
 
 // Sets a flag for the time of a call.
 class call_mark {
- public:
+  public:
     explicit call_mark(bool &flag) : flag_(flag), before_(flag) { flag = true; }
     ~call_mark() { flag_ = before_; }
     call_mark(const call_mark &) = delete;
     call_mark &operator=(const call_mark &) = delete;
 
- private:
+  private:
     bool &flag_;
     bool before_;
 };
@@ -275,8 +275,8 @@ u_int32 vela_channel::process(const delivery &to, u_int32 limit) {
         delivered += process_all(to, most - delivered);
     }
     // Frames that wait in a link's buffer are not seen by the descriptor: let the timer make it readable.
-    bool holds = std::any_of(peers_.begin(), peers_.end(),
-                             [](const auto &each) { return each->connection().holds_frame(); });
+    bool holds =
+        std::any_of(peers_.begin(), peers_.end(), [](const auto &each) { return each->connection().holds_frame(); });
     if (holds && !is_timer_due_) {
         set_timer(0);
     }

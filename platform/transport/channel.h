@@ -11,7 +11,7 @@
 
 // Everything may throw std::bad_alloc; the channel then goes on with what it has.
 struct vela_channel {
- public:
+  public:
     struct delivery {
         vela_handle *handle;
         u_int32 mem_class;
@@ -41,7 +41,7 @@ struct vela_channel {
     const std::string &uri() const { return uri_; }
     vela_channel_statistics statistics() const;
 
- private:
+  private:
     using peer = vela::transport::peer;
 
     bool open_descriptors(vela::transport::failure &why);

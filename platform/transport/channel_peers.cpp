@@ -13,8 +13,8 @@ using namespace vela::transport;
 
 namespace {
 
-constexpr int most_accepts = 16;            // before the peers have their turn
-constexpr u_int32 accept_pause_ms = 100;    // when descriptors run out
+constexpr int most_accepts = 16;          // before the peers have their turn
+constexpr u_int32 accept_pause_ms = 100;  // when descriptors run out
 
 u_int64 now_ms() {
     timespec now = {};

@@ -8,7 +8,7 @@
 namespace vela::transport {
 
 class file_descriptor {
- public:
+  public:
     file_descriptor() = default;
     explicit file_descriptor(int fd) : fd_(fd) {}
     file_descriptor(file_descriptor &&other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
@@ -24,7 +24,7 @@ class file_descriptor {
     int get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
 
- private:
+  private:
     int fd_ = -1;
 };
 

@@ -14,7 +14,7 @@ struct queue_limits {
 };
 
 class frame_queue {
- public:
+  public:
     struct entry {
         std::vector<u_int8> bytes;
         u_int32 progress;  // the link's count of how far it got
@@ -50,7 +50,7 @@ class frame_queue {
         }
     }
 
- private:
+  private:
     std::deque<entry> entries_;
     u_int64 bytes_ = 0;
 };

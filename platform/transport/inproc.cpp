@@ -19,7 +19,9 @@ constexpr size_t most_frames = 64;
 constexpr size_t most_bytes = 1024 * 1024;
 constexpr size_t most_waiting_links = 64;
 
-file_descriptor make_event() { return file_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)); }
+file_descriptor make_event() {
+    return file_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+}
 
 void signal(const file_descriptor &event) {
     u_int64 one = 1;
@@ -48,7 +50,7 @@ struct inbox_pair {
 };
 
 class inproc_link : public peer_link {
- public:
+  public:
     inproc_link(std::shared_ptr<inbox_pair> pair, int own, const std::string &name)
         : pair_(std::move(pair)), own_(pair_->boxes[own]), other_(pair_->boxes[1 - own]), peer_("inproc:" + name) {}
 
@@ -104,7 +106,7 @@ class inproc_link : public peer_link {
 
     const std::string &peer() const override { return peer_; }
 
- private:
+  private:
     std::shared_ptr<inbox_pair> pair_;
     inbox &own_;
     inbox &other_;
@@ -128,7 +130,7 @@ meeting_place &place() {
 }
 
 class inproc_mechanism : public mechanism {
- public:
+  public:
     explicit inproc_mechanism(const std::string &name) : name_(name) {}
 
     ~inproc_mechanism() override {
@@ -185,7 +187,7 @@ class inproc_mechanism : public mechanism {
 
     std::string uri() const override { return "inproc:" + name_; }
 
- private:
+  private:
     std::string name_;
     bool listens_ = false;
 };

@@ -22,7 +22,7 @@ struct frame_view {
 
 // A connection to one peer. Nothing here blocks.
 class peer_link {
- public:
+  public:
     virtual ~peer_link() = default;
 
     // Readable when there is something to receive or the peer is gone.
@@ -57,7 +57,7 @@ struct mechanism_options {
 
 // A named place that links lead to. May throw std::bad_alloc.
 class mechanism {
- public:
+  public:
     virtual ~mechanism() = default;
 
     // Starts to listen; the descriptor is readable when accept() has a link. -1 with the reason.

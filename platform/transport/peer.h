@@ -6,7 +6,7 @@
 namespace vela::transport {
 
 class peer {
- public:
+  public:
     enum class outcome { sent, queued, full, no_memory };
 
     peer(std::unique_ptr<peer_link> connection, int epoll) : connection_(std::move(connection)), epoll_(epoll) {}
@@ -33,7 +33,7 @@ class peer {
     peer_link &connection() { return *connection_; }
     frame_queue &queue() { return queue_; }
 
- private:
+  private:
     void want_output(bool wanted);
     void break_output(int error);
 

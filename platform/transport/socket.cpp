@@ -15,7 +15,9 @@ void set_buffers(int fd, const mechanism_options &options) {
 }
 
 // A shortage of memory in the system passes, as a full buffer does.
-bool passes(int code) { return code == EAGAIN || code == EWOULDBLOCK || code == ENOBUFS || code == ENOMEM; }
+bool passes(int code) {
+    return code == EAGAIN || code == EWOULDBLOCK || code == ENOBUFS || code == ENOMEM;
+}
 
 io failed(int code, int &error) {
     if (passes(code)) {
@@ -27,7 +29,9 @@ io failed(int code, int &error) {
 
 }  // namespace
 
-failure system_failure(int code, const std::string &what) { return {code, what + ": " + strerror(code)}; }
+failure system_failure(int code, const std::string &what) {
+    return {code, what + ": " + strerror(code)};
+}
 
 file_descriptor open_socket(int family, int type, const mechanism_options &options, failure &why) {
     file_descriptor fd(socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
@@ -50,6 +54,18 @@ file_descriptor accept_socket(int listening, const mechanism_options &options, f
     }
     set_buffers(fd, options);
     return file_descriptor(fd);
+}
+
+io send_bytes(int fd, const void *bytes, size_t length, size_t &sent, int &error) {
+    ssize_t result;
+    do {
+        result = send(fd, bytes, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+    } while (result < 0 && errno == EINTR);
+    if (result < 0) {
+        return failed(errno, error);
+    }
+    sent = static_cast<size_t>(result);
+    return io::done;
 }
 
 io send_parts(int fd, iovec *parts, size_t count, size_t &sent, int &error) {

@@ -15,7 +15,8 @@ file_descriptor open_socket(int family, int type, const mechanism_options &optio
 // Accepts a connection. Empty with the reason, which is EAGAIN when there is none.
 file_descriptor accept_socket(int listening, const mechanism_options &options, failure &why);
 
-// sendmsg without signals and interruptions; `error` is set when the result is `ended`.
+// send and sendmsg without signals and interruptions; `error` is set when the result is `ended`.
+io send_bytes(int fd, const void *bytes, size_t length, size_t &sent, int &error);
 io send_parts(int fd, iovec *parts, size_t count, size_t &sent, int &error);
 
 // recv in the same manner. With the flag MSG_TRUNC `length` is that of a whole packet, also when the room was less.

@@ -23,7 +23,9 @@ constexpr size_t least_room = 64 * 1024;
 constexpr int most_reads_at_once = 16;
 constexpr int backlog = 64;
 
-void set_option(int fd, int level, int option, int value) { setsockopt(fd, level, option, &value, sizeof value); }
+void set_option(int fd, int level, int option, int value) {
+    setsockopt(fd, level, option, &value, sizeof value);
+}
 
 // A peer that was switched off is noticed within half a minute, in whatever state the connection is.
 void set_timeouts(int fd) {
@@ -36,7 +38,7 @@ void set_timeouts(int fd) {
 }
 
 class tcp_link : public peer_link {
- public:
+  public:
     tcp_link(file_descriptor fd, const mechanism_options &options, bool is_established, std::string peer)
         : fd_(std::move(fd)),
           is_established_(is_established),
@@ -119,7 +121,7 @@ class tcp_link : public peer_link {
         return length >= prefix && length - prefix >= (load_u32(buffer_.get() + begin_) & ~confirmation);
     }
 
- private:
+  private:
     // The next frame of the buffer, or the fault of one that is too long; false when more bytes are needed.
     bool take_frame(frame_view &frame) {
         for (;;) {
@@ -173,9 +175,9 @@ class tcp_link : public peer_link {
     io finish_confirmation(int &error) {
         io result = io::done;
         while (result == io::done && confirmation_left_ > 0) {
-            iovec part = {confirmation_ + prefix - confirmation_left_, confirmation_left_};
             size_t sent = 0;
-            result = send_parts(fd_.get(), &part, 1, sent, error);
+            const u_int8 *rest = confirmation_ + prefix - confirmation_left_;
+            result = send_bytes(fd_.get(), rest, confirmation_left_, sent, error);
             confirmation_left_ -= static_cast<u_int32>(sent);
         }
         return result;
@@ -238,7 +240,7 @@ bool parse_address(const std::string &text, tcp_address &result) {
 }
 
 class tcp_mechanism : public mechanism {
- public:
+  public:
     tcp_mechanism(const tcp_address &address, const mechanism_options &options)
         : address_(address), options_(options) {}
 
@@ -284,7 +286,7 @@ class tcp_mechanism : public mechanism {
 
     std::string uri() const override { return "tcp:" + text_of(address_); }
 
- private:
+  private:
     tcp_address address_;
     mechanism_options options_;
     file_descriptor listening_;
@@ -295,8 +297,9 @@ class tcp_mechanism : public mechanism {
 std::unique_ptr<mechanism> make_tcp(const std::string &address, const mechanism_options &options, failure &why) {
     tcp_address parsed;
     if (!parse_address(address, parsed)) {
-        why = {VELA_EINVAL, "'tcp:" + address + "': expected a numeric address and a port, tcp:127.0.0.1:4711 or "
-                            "tcp:[::1]:4711"};
+        why = {VELA_EINVAL, "'tcp:" + address +
+                                "': expected a numeric address and a port, tcp:127.0.0.1:4711 or "
+                                "tcp:[::1]:4711"};
         return nullptr;
     }
     return std::make_unique<tcp_mechanism>(parsed, options);

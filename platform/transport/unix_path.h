@@ -14,7 +14,7 @@ namespace vela::transport {
 sockaddr_un unix_address(const std::string &path);
 
 class socket_file {
- public:
+  public:
     socket_file() = default;
     socket_file(const socket_file &) = delete;
     socket_file &operator=(const socket_file &) = delete;
@@ -25,7 +25,7 @@ class socket_file {
     // is in the way is EADDRINUSE.
     bool claim(int fd, const std::string &path, u_int32 mode, failure &why);
 
- private:
+  private:
     std::string path_;
     struct stat identity_ = {};
 };

@@ -21,6 +21,7 @@ namespace {
 constexpr u_int8 first_part = 0x01;
 constexpr u_int8 next_part = 0x02;
 constexpr size_t most_packet = 64 * 1024;
+constexpr u_int32 look_every = 256;       // frames sent, before the system is asked whether they were read
 constexpr int most_packets_at_once = 64;  // parts of a frame, before others have their turn
 
 // What one packet may hold. The system refuses a packet that exceeds its buffer.
@@ -33,7 +34,7 @@ size_t packet_room(int fd) {
 }
 
 class unix_link : public peer_link {
- public:
+  public:
     unix_link(file_descriptor fd, const mechanism_options &options, std::string peer)
         : fd_(std::move(fd)),
           packet_room_(packet_room(fd_.get())),
@@ -48,15 +49,14 @@ class unix_link : public peer_link {
     io send(frame_view frame, u_int32 &progress, int &error) override {
         io result = io::done;
         if (frame.length <= packet_room_) {
-            iovec part = {const_cast<u_int8 *>(frame.bytes), frame.length};
             size_t sent = 0;
-            result = send_parts(fd_.get(), &part, 1, sent, error);
+            result = send_bytes(fd_.get(), frame.bytes, frame.length, sent, error);
         } else {
             while (result == io::done && progress < frame.length) {
                 result = send_next_part(frame, progress, error);
             }
         }
-        if (result == io::done && ++in_flight_ % 64 == 0) {
+        if (result == io::done && ++in_flight_ % look_every == 0) {
             forget_read_frames();
         }
         was_reset_ |= result == io::ended && error == ECONNRESET;
@@ -86,7 +86,7 @@ class unix_link : public peer_link {
     // A peer that ends with packets left to read resets the connection; one that has read all closes it.
     u_int32 unread() override { return was_reset_ ? in_flight_ : 0; }
 
- private:
+  private:
     io send_next_part(frame_view frame, u_int32 &progress, int &error) {
         u_int8 head[5] = {first_part};
         store_u32(head + 1, frame.length);
@@ -187,7 +187,7 @@ bool is_welcome(int fd, const mechanism_options &options, std::string &peer, fai
 }
 
 class unix_mechanism : public mechanism {
- public:
+  public:
     unix_mechanism(const std::string &path, const mechanism_options &options) : path_(path), options_(options) {}
 
     int listen(failure &why) override {
@@ -214,7 +214,7 @@ class unix_mechanism : public mechanism {
 
     std::string uri() const override { return "unix:" + path_; }
 
- private:
+  private:
     std::unique_ptr<peer_link> make_link(file_descriptor fd, failure &why) {
         std::string peer;
         if (!fd || !is_welcome(fd.get(), options_, peer, why)) {

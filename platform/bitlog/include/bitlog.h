@@ -17,12 +17,7 @@ extern "C" {
 #define BITLOG_API __attribute__((visibility("default")))
 
 /** Severity, as syslog numbers it, in the top byte of a level word. */
-enum {
-    BITLOG_EMERGENCY = 0,
-    BITLOG_ERROR = 0x3000000,
-    BITLOG_INFORMATIONAL = 0x6000000,
-    BITLOG_DEBUG = 0x7000000
-};
+enum { BITLOG_EMERGENCY = 0, BITLOG_ERROR = 0x3000000, BITLOG_INFORMATIONAL = 0x6000000, BITLOG_DEBUG = 0x7000000 };
 
 /** The trace points of one subject (a type of the module); the first argument of every entry point. */
 typedef struct bitlog_trace_points {
@@ -33,7 +28,7 @@ typedef struct bitlog_trace_points {
 
 /** What a module says of itself. */
 typedef struct bitlog_descriptor {
-    const char *module;       /**< "vela_ptp_cfg" */
+    const char *module; /**< "vela_ptp_cfg" */
     /**
      * Section of the module's file that holds its message texts, or NULL. Its content is compressed with bzip2: one
      * line per message, "NUMBER<TAB>TEXT", where TEXT may hold %s, %d, %u, %p and %%.
@@ -46,13 +41,13 @@ typedef struct bitlog_record {
     const bitlog_trace_points *points;
     uint32_t number;
     uint16_t module_id;
-    uint32_t level;         /**< BITLOG_... */
+    uint32_t level; /**< BITLOG_... */
     uint32_t argument_count;
-    char kind[4];           /**< per argument '1', '4' or '5' */
+    char kind[4]; /**< per argument '1', '4' or '5' */
     union {
-        const char *text;   /**< '1'; may be NULL */
-        uint32_t number;    /**< '4' */
-        const void *address;/**< '5' */
+        const char *text;    /**< '1'; may be NULL */
+        uint32_t number;     /**< '4' */
+        const void *address; /**< '5' */
     } argument[4];
 } bitlog_record;
 

@@ -44,8 +44,8 @@ VELA_BEGIN_C
 
 /** Widths of a bundle's parts. */
 enum {
-    VELA_BUNDLE_HEADER = 16,  /**< before the first message */
-    VELA_BUNDLE_PREFIX = 4,   /**< length before each message */
+    VELA_BUNDLE_HEADER = 16, /**< before the first message */
+    VELA_BUNDLE_PREFIX = 4,  /**< length before each message */
     VELA_BUNDLE_LEAST_MESSAGE = VELA_WIRE_MESSAGE_HEADER + VELA_WIRE_LUID
 };
 

@@ -55,10 +55,10 @@ VELA_API u_int32 osprey_bundle_handler_unregister(void);
 
 /** Error words of the transport, beside those of velalib/types.h. */
 enum {
-    VELA_EAGAIN = 11,      /**< the queue is full: process the channel and send again later */
-    VELA_EACCES = 13,      /**< the peer belongs to another user */
-    VELA_EADDRINUSE = 98,  /**< another program listens there */
-    VELA_ENOTCONN = 107    /**< there is no peer to reply to */
+    VELA_EAGAIN = 11,     /**< the queue is full: process the channel and send again later */
+    VELA_EACCES = 13,     /**< the peer belongs to another user */
+    VELA_EADDRINUSE = 98, /**< another program listens there */
+    VELA_ENOTCONN = 107   /**< there is no peer to reply to */
 };
 
 typedef struct vela_channel vela_channel;
@@ -86,36 +86,36 @@ typedef void (*vela_channel_event_fn)(void *cookie, vela_channel *channel, const
 
 /** How a channel is to be opened. Zero-fill it, set `size`, then what you need; 0 takes the default. */
 typedef struct vela_channel_options {
-    size_t size;               /**< sizeof(vela_channel_options) */
-    u_int32 max_message;       /**< bytes of the longest message or bundle, at most 64 MiB; default 1 MiB */
-    u_int32 queue_messages;    /**< messages that wait per peer; default 1024 */
-    u_int32 queue_bytes;       /**< bytes that wait per peer; default 8 MiB, never less than one longest message */
-    u_int32 max_peers;         /**< peers of a listening end; default 64 */
-    u_int32 socket_mode;       /**< permission bits of a unix: socket; default 0600 */
-    u_int32 allow_other_users; /**< non-zero: peers of a unix: channel may belong to another user */
-    u_int32 socket_buffer;     /**< bytes that the system buffers per socket; default: to fit max_message */
-    u_int32 reconnect_first_ms;/**< wait before a second attempt to connect, doubled at each; default 10 */
-    u_int32 reconnect_most_ms; /**< longest wait; default 1000 */
+    size_t size;                 /**< sizeof(vela_channel_options) */
+    u_int32 max_message;         /**< bytes of the longest message or bundle, at most 64 MiB; default 1 MiB */
+    u_int32 queue_messages;      /**< messages that wait per peer; default 1024 */
+    u_int32 queue_bytes;         /**< bytes that wait per peer; default 8 MiB, never less than one longest message */
+    u_int32 max_peers;           /**< peers of a listening end; default 64 */
+    u_int32 socket_mode;         /**< permission bits of a unix: socket; default 0600 */
+    u_int32 allow_other_users;   /**< non-zero: peers of a unix: channel may belong to another user */
+    u_int32 socket_buffer;       /**< bytes that the system buffers per socket; default: to fit max_message */
+    u_int32 reconnect_first_ms;  /**< wait before a second attempt to connect, doubled at each; default 10 */
+    u_int32 reconnect_most_ms;   /**< longest wait; default 1000 */
     vela_channel_event_fn event; /**< NULL: none */
     void *event_cookie;
 } vela_channel_options;
 
 /** Counters of a channel since it was opened, and what it holds now. */
 typedef struct vela_channel_statistics {
-    u_int64 sent;           /**< messages handed over to peers, whole */
+    u_int64 sent; /**< messages handed over to peers, whole */
     u_int64 sent_bytes;
-    u_int64 received;       /**< messages delivered to the handler */
+    u_int64 received; /**< messages delivered to the handler */
     u_int64 received_bytes;
-    u_int64 refused;        /**< sends refused because a queue was full */
-    u_int64 lost;           /**< accepted messages that were given up */
-    u_int64 unread;         /**< upper bound of messages that were sent to peers which ended before they read them */
-    u_int64 dropped;        /**< received messages that were not delivered */
-    u_int64 connects;       /**< peers that came, or connections that were made */
+    u_int64 refused;  /**< sends refused because a queue was full */
+    u_int64 lost;     /**< accepted messages that were given up */
+    u_int64 unread;   /**< upper bound of messages that were sent to peers which ended before they read them */
+    u_int64 dropped;  /**< received messages that were not delivered */
+    u_int64 connects; /**< peers that came, or connections that were made */
     u_int64 disconnects;
-    u_int64 reconnects;     /**< connections made after the first */
+    u_int64 reconnects; /**< connections made after the first */
     u_int64 refused_peers;
-    u_int32 peers;          /**< connected now */
-    u_int32 queued;         /**< messages that wait now */
+    u_int32 peers;  /**< connected now */
+    u_int32 queued; /**< messages that wait now */
     u_int64 queued_bytes;
 } vela_channel_statistics;
 
