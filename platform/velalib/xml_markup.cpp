@@ -32,16 +32,17 @@ bool is_name_character(char c) {
            c == '.';
 }
 
-/** Blanks the words of <NAME value out of range/> at `tag`. */
-void blank_words(char *tag, size_t length) {
+/** Blanks the words of <NAME value out of range/> at `tag`; false when another thing stands there. */
+bool blank_words(char *tag, size_t length) {
     size_t at = 1;
     while (at < length && is_name_character(tag[at])) ++at;
     const std::string_view rest(tag + at, length - at);
     if (at == 1 || !rest.starts_with(out_of_range_words) ||
         !rest.substr(out_of_range_words.size()).starts_with("/>")) {
-        return;
+        return false;
     }
     memset(tag + at, ' ', out_of_range_words.size());
+    return true;
 }
 
 /** The number of a reference such as "#38" or "#x26"; false for anything else. */
@@ -81,21 +82,27 @@ bool is_reference(std::string_view text) {
 
 }  // namespace
 
-const char *prepare_markup(char *text, size_t length, const char **reason) {
+bool blank_values_out_of_range(char *text, size_t length) {
     const std::string_view whole(text, length);
-    const bool has_words = whole.find(out_of_range_words) != std::string_view::npos;
-    if (!has_words && whole.find('&') == std::string_view::npos) return nullptr;
+    bool found = false;
+    for (size_t at = whole.find('<'); at != std::string_view::npos; at = whole.find('<', at)) {
+        const size_t skipped = skip_unparsed(whole.substr(at));
+        if (skipped == 0 && blank_words(text + at, length - at)) found = true;
+        at += skipped != 0 ? skipped : 1;
+    }
+    return found;
+}
+
+const char *find_bad_reference(const char *text, size_t length) {
+    const std::string_view whole(text, length);
+    if (whole.find('&') == std::string_view::npos) return nullptr;
     for (size_t at = whole.find_first_of("<&"); at != std::string_view::npos; at = whole.find_first_of("<&", at)) {
         if (text[at] == '&') {
-            if (!is_reference(whole.substr(at))) {
-                *reason = "an '&' that starts none of XML's own references; write it as &amp;";
-                return text + at;
-            }
+            if (!is_reference(whole.substr(at))) return text + at;
             ++at;
             continue;
         }
         const size_t skipped = skip_unparsed(whole.substr(at));
-        if (skipped == 0) blank_words(text + at, length - at);
         at += skipped != 0 ? skipped : 1;
     }
     return nullptr;

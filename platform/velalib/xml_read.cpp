@@ -7,8 +7,6 @@
 
 namespace {
 
-using velalib::max_xml_depth;
-
 /** Writes "line L, column C: REASON" for a position in the text. */
 void report(char *error_text, size_t error_room, const char *text, size_t position, const char *reason) {
     if (error_text == nullptr || error_room == 0) return;
@@ -53,56 +51,38 @@ objection check_top(pugi::xml_node document) {
     return roots == 0 ? objection{"there is no element", 0} : objection{};
 }
 
-objection check_depth(pugi::xml_node document) {
-    u_int32 depth = 0;
-    pugi::xml_node node = document;
-    while (true) {
-        if (pugi::xml_node child = node.first_child()) {
-            node = child;
-            // Text may stand one level below the deepest element.
-            if (++depth > max_xml_depth && node.type() == pugi::node_element) {
-                return {"elements are nested too deeply", position_of(node)};
-            }
-            continue;
-        }
-        while (!node.next_sibling()) {
-            if (node == document) return {};
-            node = node.parent();
-            --depth;
-        }
-        node = node.next_sibling();
-    }
-}
-
-objection parse(vela_xml_document &document, size_t length) {
-    objection bad;
-    if (const char *at = velalib::prepare_markup(document.source.get(), length, &bad.reason)) {
-        bad.position = static_cast<size_t>(at - document.source.get());
-        return bad;
-    }
+objection parse_text(vela_xml_document &document, size_t length) {
     constexpr unsigned options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_doctype |
                                  pugi::parse_fragment | pugi::parse_ws_pcdata_single;
     const pugi::xml_parse_result result =
         document.tree.load_buffer_inplace(document.source.get(), length, options, pugi::encoding_utf8);
-    if (!result) return {result.description(), static_cast<size_t>(result.offset < 0 ? 0 : result.offset)};
-    bad = check_top(document.tree);
-    return bad.reason != nullptr ? bad : check_depth(document.tree);
+    if (result) return {};
+    return {result.description(), static_cast<size_t>(result.offset < 0 ? 0 : result.offset)};
 }
 
-/** The text of an element: that of its one text node, or of several, joined. */
-const char *text_of(vela_xml_document &document, pugi::xml_node element) {
-    const pugi::xml_node first = element.first_child();
-    if (!first) return "";
-    const auto is_text = [](pugi::xml_node node) {
-        return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-    };
-    if (!first.next_sibling()) return is_text(first) ? first.value() : "";
-    std::string joined;
-    for (pugi::xml_node node = first; node; node = node.next_sibling()) {
-        if (is_text(node)) joined += node.value();
+objection parse(vela_xml_document &document, const char *text, size_t length) {
+    if (const char *at = velalib::find_bad_reference(text, length)) {
+        return {"an '&' that starts none of XML's own references; write it as &amp;", static_cast<size_t>(at - text)};
     }
-    if (joined.empty()) return "";
-    return document.joined_texts.emplace_front(std::move(joined)).c_str();
+    document.source = std::make_unique_for_overwrite<char[]>(length);
+    memcpy(document.source.get(), text, length);
+    objection bad = parse_text(document, length);
+    if (bad.reason != nullptr) {  // perhaps for a value out of range, which is not well-formed
+        memcpy(document.source.get(), text, length);
+        if (velalib::blank_values_out_of_range(document.source.get(), length)) bad = parse_text(document, length);
+    }
+    if (bad.reason == nullptr) bad = check_top(document.tree);
+    if (bad.reason != nullptr) return bad;
+    const pugi::xml_node too_deep = document.index.build(document.tree, length);
+    return too_deep ? objection{"elements are nested too deeply", position_of(too_deep)} : objection{};
+}
+
+/** The node before another one in document order; null before the first. */
+pugi::xml_node previous_in_document(pugi::xml_node node) {
+    pugi::xml_node previous = node.previous_sibling();
+    if (!previous) return node.parent();
+    while (previous.last_child()) previous = previous.last_child();
+    return previous;
 }
 
 /** Asks XPath, for a path that the cursor does not know. Returns 0 or 22. */
@@ -115,23 +95,31 @@ u_int32 query(vela_xml_document &document, const char *path, pugi::xpath_node_se
     }
 }
 
-u_int32 find_element(vela_xml_document &document, const char *path, pugi::xml_node *element) {
-    if (document.cursor.find(path, element)) return *element ? VELA_OK : VELA_ENOENT;
+/** The text of the first element that a general XPath expression names. */
+u_int32 query_text(vela_xml_document &document, const char *path, const char **text) {
     pugi::xpath_node_set found;
     if (query(document, path, &found) != VELA_OK) return VELA_EINVAL;
-    *element = found.first().node();
-    return element->type() == pugi::node_element ? VELA_OK : VELA_ENOENT;
+    const pugi::xml_node node = found.first().node();
+    if (node.type() != pugi::node_element) return VELA_ENOENT;
+    // The index has all elements in document order, so the node's position among them finds its text.
+    u_int32 position = 0;
+    for (pugi::xml_node at = node; at; at = previous_in_document(at)) position += at.type() == pugi::node_element;
+    *text = document.index[position].text;
+    return VELA_OK;
 }
 
 }  // namespace
 
 u_int32 velalib::find_text(vela_xml_document *document, const char *path, const char **text) {
     if (document == nullptr || path == nullptr) return VELA_EINVAL;
+    u_int32 element = 0;
+    if (document->cursor.find(path, &element)) {
+        if (element == 0) return VELA_ENOENT;
+        *text = document->index[element].text;
+        return VELA_OK;
+    }
     try {
-        pugi::xml_node element;
-        const u_int32 result = find_element(*document, path, &element);
-        if (result == VELA_OK) *text = text_of(*document, element);
-        return result;
+        return query_text(*document, path, text);
     } catch (const std::bad_alloc &) {
         return VELA_ENOMEM;
     }
@@ -150,9 +138,7 @@ vela_xml_document *vela_xml_parse(const char *text, size_t length, char *error_t
     }
     try {
         auto document = std::make_unique<vela_xml_document>();
-        document->source = std::make_unique_for_overwrite<char[]>(length);
-        memcpy(document->source.get(), text, length);
-        const objection bad = parse(*document, length);
+        const objection bad = parse(*document, text, length);
         if (bad.reason == nullptr) return document.release();
         report(error_text, error_room, text, bad.position < length ? bad.position : length, bad.reason);
     } catch (const std::bad_alloc &) {

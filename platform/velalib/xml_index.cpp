@@ -1,0 +1,87 @@
+#include "xml_index.h"
+
+#include <bit>
+#include <cstring>
+
+namespace velalib {
+
+namespace {
+
+/** What the node's own test for null says, without a call. */
+bool is_null(pugi::xml_node node) {
+    static_assert(sizeof node == sizeof(const void *));
+    return std::bit_cast<const void *>(node) == nullptr;
+}
+
+template <typename T>
+u_int64 load(const char *at) {
+    T value;
+    memcpy(&value, at, sizeof value);
+    return value;
+}
+
+/** The first and last bytes of a name, up to eight of each; names differ there as a rule. */
+u_int64 both_ends(const char *name, size_t length) {
+    if (length >= 8) return load<u_int64>(name) * 31 + load<u_int64>(name + length - 8);
+    if (length >= 4) return load<u_int32>(name) << 32 | load<u_int32>(name + length - 4);
+    if (length == 0) return 0;
+    return load<u_int8>(name) << 16 | load<u_int8>(name + length / 2) << 8 | load<u_int8>(name + length - 1);
+}
+
+}  // namespace
+
+u_int32 hash_element_name(const char *name, size_t length) {
+    constexpr u_int64 odd = 0x9E3779B97F4A7C15;
+    return static_cast<u_int32>(((both_ends(name, length) + length) * odd) >> 32);
+}
+
+u_int32 xml_index::add(const char *name, u_int32 previous_sibling) {
+    const u_int32 element = size();
+    const size_t length = strlen(name);
+    elements_.push_back({name, "", static_cast<u_int32>(length), hash_element_name(name, length), 0, element + 1});
+    if (previous_sibling != 0) elements_[previous_sibling].next_sibling = element;
+    return element;
+}
+
+void xml_index::add_text(u_int32 element, const char *text) {
+    const char *&known = elements_[element].text;
+    known = known[0] == '\0' ? text : joined_texts_.emplace_back(std::string(known) + text).c_str();
+}
+
+pugi::xml_node xml_index::build(pugi::xml_node document, size_t source_length) {
+    constexpr size_t usual_element_length = 24;
+    elements_.reserve(source_length / usual_element_length + 2);
+    struct {
+        pugi::xml_node node;
+        u_int32 element;
+        u_int32 last_child;
+    } open[max_xml_depth + 1];
+    u_int32 depth = 0;
+    open[0] = {document, add("", 0), 0};
+    pugi::xml_node node = document.first_child();
+    while (true) {
+        if (is_null(node)) {  // all of the innermost open element is done
+            elements_[open[depth].element].end = size();
+            if (depth == 0) return pugi::xml_node();
+            node = open[depth--].node.next_sibling();
+            continue;
+        }
+        const pugi::xml_node_type type = node.type();
+        if (type == pugi::node_element) {
+            if (depth == max_xml_depth) return node;
+            const u_int32 element = add(node.name(), open[depth].last_child);
+            open[depth].last_child = element;
+            const pugi::xml_node child = node.first_child();
+            if (!is_null(child)) {
+                open[++depth] = {node, element, 0};
+                node = child;
+                continue;
+            }
+        } else if (type == pugi::node_pcdata || type == pugi::node_cdata) {
+            add_text(open[depth].element, node.value());
+        }
+        node = node.next_sibling();
+    }
+}
+
+}  // namespace velalib
