@@ -127,9 +127,12 @@ struct delivery {
     void *context;
 };
 
-/** Decodes a message, records it when recording is on, and delivers it to callback, handler or nobody (error 38). */
+/**
+ * Decodes a message, records it when recording is on, and delivers it to callback, handler or nobody (error 38).
+ * `out` is nullptr or the address of the caller's pointer to the message, of whatever type; it is set before delivery.
+ */
 u_int32 message_receive(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
-                        u_int32 mem_class, const delivery &to, void **out, const u_int8 *buffer, u_int32 length,
+                        u_int32 mem_class, const delivery &to, void *out, const u_int8 *buffer, u_int32 length,
                         u_int32 *err);
 
 }  // namespace ptp_cfg

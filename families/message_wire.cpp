@@ -134,6 +134,9 @@ u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wir
                                                 signed_room(length - count), 0, err);
         }
     }
+    if (*err != 0) {
+        VELA_CALL(vela_store_err)(handle, *err);  // creating a payload after the failure has cleared it
+    }
     *out = message;
     return count;
 }
@@ -178,25 +181,28 @@ static void record(const message_descriptor &type, vela_handle *handle, u_int32 
     }
 }
 
+/** Stores a message where the caller asked for it, if it did. */
+static void hand_out(void *out, void *message) {
+    if (out != nullptr) {
+        memcpy(out, &message, sizeof message);  // the caller's pointer has the message's own type
+    }
+}
+
 u_int32 message_receive(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
-                        u_int32 mem_class, const delivery &to, void **out, const u_int8 *buffer, u_int32 length,
+                        u_int32 mem_class, const delivery &to, void *out, const u_int8 *buffer, u_int32 length,
                         u_int32 *err) {
     if (*err != 0) {
         emit(type.trace, trace::message::unmarshal_error, type.name, error_text(*err));
         return 0;
     }
     clear_last_error(handle);
-    if (out != nullptr) {
-        *out = nullptr;
-    }
+    hand_out(out, nullptr);
     void *message = nullptr;
     const u_int32 count = message_unmarshal_only(type, wire, handle, mem_class, &message, buffer, length, err);
     if (*err != 0) {
         return count;  // the partly built message stays with the handle's allocator: nobody may own it
     }
-    if (out != nullptr) {
-        *out = message;
-    }
+    hand_out(out, message);
     if (velalib_msg_recorder_get_state() != 0) {
         record(type, handle, mem_class, message);
     }
