@@ -9,8 +9,8 @@ namespace velalib {
 namespace {
 
 constexpr size_t granule = 16;
-constexpr size_t largest_fine_size = 512;    // up to here a class every 16 bytes
-constexpr size_t largest_class_size = 16384; // up to here four classes per doubling, above blocks of their own
+constexpr size_t largest_fine_size = 512;     // up to here a class every 16 bytes
+constexpr size_t largest_class_size = 16384;  // up to here four classes per doubling, above blocks of their own
 constexpr uint32_t fine_classes = largest_fine_size / granule;
 constexpr size_t largest_chunk_size = 256 * 1024;
 

@@ -22,7 +22,7 @@ constexpr bool blocks_apart = VELALIB_BLOCKS_APART != 0;
 
 /** Blocks are aligned to 16 bytes and never moved. A chunk is only returned with the whole allocator. */
 class block_allocator {
-public:
+  public:
     block_allocator() = default;
     ~block_allocator();
     block_allocator(const block_allocator &) = delete;
@@ -39,7 +39,7 @@ public:
     uint64_t blocks() const { return blocks_; }
     uint64_t bytes() const { return bytes_; }
 
-private:
+  private:
     struct block_header;
     struct apart_block;
     struct free_block;

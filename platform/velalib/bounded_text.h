@@ -10,7 +10,7 @@ namespace velalib {
 
 /** Appends to a buffer, cuts at its end and remembers that it had to. It writes no terminator. */
 class bounded_text {
-public:
+  public:
     bounded_text(char *buffer, u_int32 room) : buffer_(buffer), room_(buffer == nullptr ? 0 : room) {}
 
     void append(const char *text, size_t length) {
@@ -56,7 +56,7 @@ public:
         return length_;
     }
 
-private:
+  private:
     char *buffer_;
     u_int32 room_;
     u_int32 length_ = 0;

@@ -9,16 +9,16 @@
 
 struct vela_domain {
     std::string name;
-    std::unordered_map<std::string, int8> variants;     // by type name
-    std::unordered_set<std::string> forbidden_messages; // by type name of the message
-    u_int64 stamp = 0;                                  // unique to this content of this domain
+    std::unordered_map<std::string, int8> variants;      // by type name
+    std::unordered_set<std::string> forbidden_messages;  // by type name of the message
+    u_int64 stamp = 0;                                   // unique to this content of this domain
 };
 
 namespace velalib {
 
 /** Answers of a domain by record; an entry holds as long as the domain keeps the stamp it was made under. */
 class variant_cache {
-public:
+  public:
     /** The entry of a record; it is valid when `record` and `stamp` match, else it may be overwritten. */
     struct entry {
         const vela_type_info *record = nullptr;
@@ -30,7 +30,7 @@ public:
         return entries_[(reinterpret_cast<uintptr_t>(record) / sizeof(vela_type_info)) % entry_count];
     }
 
-private:
+  private:
     static constexpr size_t entry_count = 256;
     entry entries_[entry_count];
 };

@@ -22,8 +22,8 @@ struct reference_list {
 };
 
 struct object_references {
-    pointer_map<oid_mapping> mappings;  // by instance
-    pointer_map<reference_list> fields; // by address of the field
+    pointer_map<oid_mapping> mappings;   // by instance
+    pointer_map<reference_list> fields;  // by address of the field
 
     object_references() = default;
     ~object_references();

@@ -16,7 +16,7 @@ template <typename Value>
 class pointer_map {
     static_assert(std::is_trivially_copyable_v<Value>);
 
-public:
+  public:
     pointer_map() = default;
     ~pointer_map() { std::free(slots_); }
     pointer_map(const pointer_map &) = delete;
@@ -73,7 +73,7 @@ public:
         }
     }
 
-private:
+  private:
     struct slot {
         const void *key;
         Value value;

@@ -18,33 +18,45 @@ size_t utf8_length(const u_int8 *at, size_t left) {
     for (size_t i = 1; i < length; ++i) {
         if (!is_continuation(at[i])) return 0;
     }
-    if (first == 0xE0 && at[1] < 0xA0) return 0;                      // longer than need be
-    if (first == 0xED && at[1] > 0x9F) return 0;                      // half of a surrogate pair
-    if (first == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) return 0;    // U+FFFE, U+FFFF
-    if (first == 0xF0 && at[1] < 0x90) return 0;                      // longer than need be
-    if (first == 0xF4 && at[1] > 0x8F) return 0;                      // beyond the last character
+    if (first == 0xE0 && at[1] < 0xA0) return 0;                    // longer than need be
+    if (first == 0xED && at[1] > 0x9F) return 0;                    // half of a surrogate pair
+    if (first == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) return 0;  // U+FFFE, U+FFFF
+    if (first == 0xF0 && at[1] < 0x90) return 0;                    // longer than need be
+    if (first == 0xF4 && at[1] > 0x8F) return 0;                    // beyond the last character
     return length;
 }
 
 const char *xml_escape(char c) {
     switch (c) {
-        case '&': return "&amp;";
-        case '<': return "&lt;";
-        case '>': return "&gt;";
-        case '\r': return "&#13;";  // a plain one would be read back as a line feed
-        case '\\': return "\\\\";
-        default: return nullptr;
+        case '&':
+            return "&amp;";
+        case '<':
+            return "&lt;";
+        case '>':
+            return "&gt;";
+        case '\r':
+            return "&#13;";  // a plain one would be read back as a line feed
+        case '\\':
+            return "\\\\";
+        default:
+            return nullptr;
     }
 }
 
 const char *line_escape(char c) {
     switch (c) {
-        case '"': return "\\\"";
-        case '\\': return "\\\\";
-        case '\n': return "\\n";
-        case '\r': return "\\r";
-        case '\t': return "\\t";
-        default: return nullptr;
+        case '"':
+            return "\\\"";
+        case '\\':
+            return "\\\\";
+        case '\n':
+            return "\\n";
+        case '\r':
+            return "\\r";
+        case '\t':
+            return "\\t";
+        default:
+            return nullptr;
     }
 }
 

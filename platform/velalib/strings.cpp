@@ -210,7 +210,7 @@ char *char_get(vela_handle *handle, u_int32, char *value, u_int32 *err) {
 void char_set(vela_handle *handle, u_int32 mem_class, char *destination, const char *characters, u_int32 count,
               u_int32 *err) {
     if (*err != 0 || !are_given(handle, destination, characters, err)) return;
-    const size_t length = strlen(characters);
+    const size_t length = strnlen(characters, size_t{count} + 1);
     if (length > count) {
         vela_inline::fail(handle, err, VELA_ENOSPC);
         return;

@@ -6,7 +6,7 @@
 namespace velalib {
 
 class type_table {
-public:
+  public:
     type_table() = default;
     ~type_table();
     type_table(const type_table &) = delete;
@@ -16,7 +16,7 @@ public:
     bool insert(const char *luid_text, vela_type_info *record);
     vela_type_info *lookup(const char *luid_text) const;
 
-private:
+  private:
     struct entry {
         char text[32];
         vela_type_info *record;  // nullptr: unused

@@ -4,8 +4,7 @@
 
 void vela_get_luid(vela_handle *handle, u_int32, const void *instance, u_int8 *luid, u_int32 *err) {
     if (*err != 0) return;
-    const vela_type_info *record =
-        instance == nullptr ? nullptr : vela_inline::vela_get_manifested_type_info(instance);
+    const vela_type_info *record = instance == nullptr ? nullptr : vela_inline::vela_get_manifested_type_info(instance);
     if (record == nullptr || luid == nullptr) {
         vela_inline::fail(handle, err, VELA_EINVAL);
         return;

@@ -10,7 +10,7 @@ namespace velalib {
  * path usually shares all but its last step, and names the child after the last one found.
  */
 class xml_cursor {
-public:
+  public:
     explicit xml_cursor(const xml_index &index) : index_(index) {}
 
     /**
@@ -22,7 +22,7 @@ public:
     /** Counts the elements that such a path names; false when it has another form. */
     bool count(const char *path, u_int32 *count);
 
-private:
+  private:
     /** A set of names that may claim one it does not hold, but never misses one. */
     struct name_set {
         u_int64 bits[4];
@@ -45,10 +45,10 @@ private:
     /** An element on the way, and what is known of its children. */
     struct level {
         u_int32 element;
-        u_int32 path_end;      // the characters of the path that lead here
-        u_int32 last;          // the child found last, number last_ordinal of its name; 0: none
+        u_int32 path_end;  // the characters of the path that lead here
+        u_int32 last;      // the child found last, number last_ordinal of its name; 0: none
         u_int32 last_ordinal;
-        u_int32 frontier;      // every child up to this one is in `seen`; 0: none is
+        u_int32 frontier;  // every child up to this one is in `seen`; 0: none is
         name_set seen;
     };
 
@@ -67,9 +67,9 @@ private:
     u_int32 count_named_like(u_int32 element) const;
 
     const xml_index &index_;
-    u_int32 depth_ = 0;         // levels in use
+    u_int32 depth_ = 0;  // levels in use
     level levels_[max_levels];
-    char path_[max_path];       // path of the last of them
+    char path_[max_path];  // path of the last of them
 };
 
 }  // namespace velalib

@@ -27,7 +27,7 @@ struct xml_element {
 
 /** Element 0 stands for the document; its child is the root element. */
 class xml_index {
-public:
+  public:
     /**
      * Enters all elements of a document.
      * @return null, or an element that is nested too deeply
@@ -39,7 +39,7 @@ public:
     /** The first child of an element, 0 when it has none. */
     u_int32 first_child(u_int32 element) const { return elements_[element].end > element + 1 ? element + 1 : 0; }
 
-private:
+  private:
     u_int32 add(const char *name, u_int32 previous_sibling);
     void add_text(u_int32 element, const char *text);
 

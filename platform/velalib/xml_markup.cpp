@@ -18,9 +18,8 @@ size_t skip_section(std::string_view text, std::string_view open, std::string_vi
 
 /** Position after a comment, CDATA section or processing instruction at `text`; 0 when there is none. */
 size_t skip_unparsed(std::string_view text) {
-    for (const auto &[open, close] : {std::pair<std::string_view, std::string_view>{"<!--", "-->"},
-                                      {"<![CDATA[", "]]>"},
-                                      {"<?", "?>"}}) {
+    for (const auto &[open, close] :
+         {std::pair<std::string_view, std::string_view>{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}}) {
         const size_t end = skip_section(text, open, close);
         if (end != std::string_view::npos) return end;
     }
@@ -37,8 +36,7 @@ bool blank_words(char *tag, size_t length) {
     size_t at = 1;
     while (at < length && is_name_character(tag[at])) ++at;
     const std::string_view rest(tag + at, length - at);
-    if (at == 1 || !rest.starts_with(out_of_range_words) ||
-        !rest.substr(out_of_range_words.size()).starts_with("/>")) {
+    if (at == 1 || !rest.starts_with(out_of_range_words) || !rest.substr(out_of_range_words.size()).starts_with("/>")) {
         return false;
     }
     memset(tag + at, ' ', out_of_range_words.size());

@@ -71,9 +71,9 @@ objection parse(vela_xml_document &document, const char *text, size_t length) {
         memcpy(document.source.get(), text, length);
         if (velalib::blank_values_out_of_range(document.source.get(), length)) bad = parse_text(document, length);
     }
-    if (bad.reason == nullptr) bad = check_top(document.tree);
+    if (bad.reason == nullptr) bad = check_top(document.tree.root());
     if (bad.reason != nullptr) return bad;
-    const pugi::xml_node too_deep = document.index.build(document.tree, length);
+    const pugi::xml_node too_deep = document.index.build(document.tree.root(), length);
     return too_deep ? objection{"elements are nested too deeply", position_of(too_deep)} : objection{};
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 /** The attribute that carries a state flag, with the blank before it; empty for flag 0. */
 class state_attribute {
-public:
+  public:
     explicit state_attribute(u_int8 flag) {
         if (flag == 0) return;
         constexpr char prefix[] = " state=\"";
@@ -24,7 +24,7 @@ public:
     const char *text() const { return text_; }
     size_t length() const { return length_; }
 
-private:
+  private:
     char text_[16];
     size_t length_ = 0;
 };
@@ -101,9 +101,9 @@ u_int32 start_tag_timestamp(vela_handle *handle, u_int32, char *buffer, const ch
     tm utc = {};
     gmtime_r(&now.tv_sec, &utc);
     char attribute[96];
-    const int length = snprintf(attribute, sizeof attribute, " time=\"%04d-%02d-%02dT%02d:%02d:%02d.%09ldZ\"",
-                                utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
-                                static_cast<long>(now.tv_nsec));
+    const int length =
+        snprintf(attribute, sizeof attribute, " time=\"%04d-%02d-%02dT%02d:%02d:%02d.%09ldZ\"", utc.tm_year + 1900,
+                 utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, static_cast<long>(now.tv_nsec));
     return write_start_tag(handle, buffer, name, attribute, static_cast<size_t>(length), room, err);
 }
 

@@ -8,7 +8,7 @@ namespace velalib_test {
 namespace {
 
 class domain_test : public handle_test {
-protected:
+  protected:
     int8 variant_of(const vela_type_info &record) {
         const int8 exported = vela_domain_lookup_variant(handle, &handle->variant_domain, &record, &err);
         EXPECT_EQ(vela_inline::vela_domain_lookup_variant(handle, &handle->variant_domain, &record, &err), exported);

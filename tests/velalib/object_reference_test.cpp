@@ -8,13 +8,14 @@ namespace {
 std::vector<std::pair<void *, u_int32>> destroyed;  // instance and memory class
 
 class object_reference_test : public handle_test {
-protected:
+  protected:
     void SetUp() override {
         handle_test::SetUp();
         destroyed.clear();
         vela_oid_mapping_attach(
             handle, test_class, &object,
-            [](vela_handle *, u_int32 mem_class, void *instance) { destroyed.emplace_back(instance, mem_class); }, &err);
+            [](vela_handle *, u_int32 mem_class, void *instance) { destroyed.emplace_back(instance, mem_class); },
+            &err);
         ASSERT_EQ(err, 0u);
         seen.stores.clear();
     }

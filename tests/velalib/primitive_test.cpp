@@ -29,12 +29,15 @@ struct primitive_case {
 };
 
 #define FORMS(P)                                                                                                     \
-    {operations<P>{P##_marshal, P##_unmarshal, P##_len, P##_compare, P##_hash, P##_get, P##_set},                    \
-     operations<P>{vela_inline::P##_marshal, vela_inline::P##_unmarshal, vela_inline::P##_len,                       \
-                   vela_inline::P##_compare, vela_inline::P##_hash, vela_inline::P##_get, vela_inline::P##_set}}
+    {                                                                                                                \
+        operations<P>{P##_marshal, P##_unmarshal, P##_len, P##_compare, P##_hash, P##_get, P##_set}, operations<P> { \
+            vela_inline::P##_marshal, vela_inline::P##_unmarshal, vela_inline::P##_len, vela_inline::P##_compare,    \
+                vela_inline::P##_hash, vela_inline::P##_get, vela_inline::P##_set                                    \
+        }                                                                                                            \
+    }
 
 class primitive_test : public handle_test {
-protected:
+  protected:
     template <typename P>
     void check(const primitive_case<P> &test) {
         for (const operations<P> &form : test.forms) {
@@ -52,7 +55,7 @@ protected:
         EXPECT_EQ(test.forms[0].hash(&test.rising[0], 77), test.forms[1].hash(&test.rising[0], 77));
     }
 
-private:
+  private:
     template <typename P>
     void check_wire(const operations<P> &form, const P &value, const bytes &wire) {
         const u_int32 width = static_cast<u_int32>(wire.size());
@@ -127,10 +130,10 @@ private:
 TEST_F(primitive_test, Integers) {
     check<u_int8>({FORMS(u_int8), {0, 0x12, 255}, {{0}, {0x12}, {255}}});
     check<u_int16>({FORMS(u_int16), {0, 0x1234, 0xFFFF}, {{0, 0}, {0x12, 0x34}, {255, 255}}});
-    check<u_int32>({FORMS(u_int32), {0, 0x12345678, 0xFFFFFFFF}, {{0, 0, 0, 0}, {0x12, 0x34, 0x56, 0x78}, bytes(4, 255)}});
-    check<u_int64>({FORMS(u_int64),
-                    {0, 0x0102030405060708, UINT64_MAX},
-                    {bytes(8, 0), {1, 2, 3, 4, 5, 6, 7, 8}, bytes(8, 255)}});
+    check<u_int32>(
+        {FORMS(u_int32), {0, 0x12345678, 0xFFFFFFFF}, {{0, 0, 0, 0}, {0x12, 0x34, 0x56, 0x78}, bytes(4, 255)}});
+    check<u_int64>(
+        {FORMS(u_int64), {0, 0x0102030405060708, UINT64_MAX}, {bytes(8, 0), {1, 2, 3, 4, 5, 6, 7, 8}, bytes(8, 255)}});
     check<int8>({FORMS(int8), {-128, -1, 0, 127}, {{0x80}, {0xFF}, {0}, {0x7F}}});
     check<int16>({FORMS(int16), {-32768, -2, 0, 32767}, {{0x80, 0}, {0xFF, 0xFE}, {0, 0}, {0x7F, 0xFF}}});
     check<int32>({FORMS(int32),

@@ -13,10 +13,13 @@ struct text_operations {
     void (*from_xml)(vela_handle *, u_int32, const char *, vela_xml_document *, P *, u_int32 *, char *, u_int32);
 };
 
-#define TEXT_FORMS(P) text_operations<P>{P##_print, P##_to_xml, P##_from_xml}
+#define TEXT_FORMS(P)                       \
+    text_operations<P> {                    \
+        P##_print, P##_to_xml, P##_from_xml \
+    }
 
 class primitive_text_test : public handle_test {
-protected:
+  protected:
     template <typename P>
     std::string print(const text_operations<P> &form, const P &value) {
         char out[200];
@@ -78,7 +81,8 @@ protected:
         }
         std::string reason;
         P value = 9;
-        for (const char *text : {"", " ", "1 2", "abc", "0x", "0xg", "--1", "1.0", "1e3", "+-1", "18446744073709551616"}) {
+        for (const char *text :
+             {"", " ", "1 2", "abc", "0x", "0xg", "--1", "1.0", "1e3", "+-1", "18446744073709551616"}) {
             EXPECT_EQ(read(form, text, &value, &reason), static_cast<u_int32>(VELA_EINVAL)) << text;
         }
         for (const char *text : bad) {

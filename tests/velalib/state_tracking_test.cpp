@@ -10,7 +10,7 @@ namespace velalib_test {
 namespace {
 
 class state_tracking_test : public handle_test {
-protected:
+  protected:
     void SetUp() override {
         options.tracking = VELA_STTR_ON;
         handle_test::SetUp();

@@ -6,7 +6,7 @@ namespace velalib_test {
 namespace {
 
 class strings_test : public handle_test {
-protected:
+  protected:
     void TearDown() override {
         var_string_destroy_internal(handle, test_class, &text, 1);
         handle_test::TearDown();
@@ -36,7 +36,7 @@ protected:
         char reason[200] = "";
         var_string_from_xml(handle, test_class, "//r/name", parsed, &back, &count, &err, reason, sizeof reason);
         EXPECT_EQ(err, 0u) << reason << parsed.reason();
-        const std::string result(back == nullptr ? "" : back, count);
+        std::string result(back == nullptr ? "" : back, count);
         var_string_destroy_internal(handle, test_class, &back, 0);
         return result;
     }
@@ -149,10 +149,29 @@ TEST_F(strings_test, XmlCarriesEveryByte) {
     EXPECT_EQ(xml("a<b>&\"c'"), "<name>a&lt;b&gt;&amp;\"c'</name>");
     EXPECT_EQ(xml(std::string("\x01\0\\", 3)), "<name>\\x01\\x00\\\\</name>");
     EXPECT_EQ(xml("\xC3\xA4\xC3"), "<name>\xC3\xA4\\xC3</name>");
-    std::vector<std::string> hostile = {"",  " ", "  leading and trailing  ", "\t", "\n", "\r\n", "\r", "]]>", "<!--",
-                                        "&amp;", "&#0;", "\\x41", "\\", "\\\\x", "<name value out of range/>",
-                                        "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xEF\xBF\xBF", "\xE2\x82\xAC",
-                                        "\xF0\x9F\x95\x92", "\xF0\x9F\x95", "\xE2\x82"};
+    std::vector<std::string> hostile = {"",
+                                        " ",
+                                        "  leading and trailing  ",
+                                        "\t",
+                                        "\n",
+                                        "\r\n",
+                                        "\r",
+                                        "]]>",
+                                        "<!--",
+                                        "&amp;",
+                                        "&#0;",
+                                        "\\x41",
+                                        "\\",
+                                        "\\\\x",
+                                        "<name value out of range/>",
+                                        "\xC0\x80",
+                                        "\xED\xA0\x80",
+                                        "\xF4\x90\x80\x80",
+                                        "\xEF\xBF\xBF",
+                                        "\xE2\x82\xAC",
+                                        "\xF0\x9F\x95\x92",
+                                        "\xF0\x9F\x95",
+                                        "\xE2\x82"};
     for (int byte = 0; byte < 256; ++byte) hostile.push_back("<" + std::string(1, static_cast<char>(byte)) + "x");
     std::minstd_rand random(3);
     for (int i = 0; i < 300; ++i) {

@@ -56,7 +56,7 @@ inline vela_handle_options default_options() {
 
 /** A handle whose stores are witnessed; what it still holds at the end is a failure. */
 class handle_test : public testing::Test {
-protected:
+  protected:
     void SetUp() override {
         options.cookie = &seen;
         options.pre_write = see_store;
@@ -107,7 +107,7 @@ protected:
 
 /** A parsed document. */
 class document {
-public:
+  public:
     explicit document(const std::string &text) {
         parsed_ = vela_xml_parse(text.data(), text.size(), reason_, sizeof reason_);
     }
@@ -117,7 +117,7 @@ public:
     operator vela_xml_document *() const { return parsed_; }
     std::string reason() const { return reason_; }
 
-private:
+  private:
     vela_xml_document *parsed_;
     char reason_[200] = "";
 };

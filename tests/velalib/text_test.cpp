@@ -7,7 +7,7 @@ namespace velalib_test {
 namespace {
 
 class text_test : public handle_test {
-protected:
+  protected:
     /** Formats at every room: a prefix of the text, exactly as long as there is room, and 90 when it is cut. */
     template <typename... Arguments>
     void check(const std::string &expected, const char *format, Arguments... arguments) {

@@ -30,7 +30,7 @@ void register_module(vela_handle *handle, u_int32 mem_class, u_int32 *err) {
 }
 
 class type_table_test : public handle_test {
-protected:
+  protected:
     void SetUp() override {
         handle_test::SetUp();
         initialize_calls = 0;
@@ -114,7 +114,7 @@ TEST_F(type_table_test, CountersAreAnnouncedAndStopAtAnError) {
         EXPECT_EQ(record.rows[0].created, 4u);
         EXPECT_EQ(record.rows[0].destroyed, 3u);
         EXPECT_EQ(seen.counters, (std::vector<announcement>{{&record.rows[0].created, 1, test_class},
-                                                           {&record.rows[0].destroyed, 1, test_class}}));
+                                                            {&record.rows[0].destroyed, 1, test_class}}));
         err = VELA_ENOMEM;
         velalib_type_stats_create_object(handle, test_class, &record.info, &record.rows[0], &err);
         EXPECT_EQ(record.rows[0].created, 4u);
@@ -127,9 +127,9 @@ TEST(TypeCounters, StaticRecordsCountRightFromManyThreads) {
     type_record record("contended");
     record.rows[0].created = 0;
     constexpr u_int64 rounds = 200000;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&record] {
+    std::vector<std::thread> threads(4);
+    for (std::thread &thread : threads) {
+        thread = std::thread([&record] {
             u_int32 err = 0;
             vela_handle *handle = vela_handle_create(nullptr, &err);
             for (u_int64 j = 0; j < rounds; ++j) {

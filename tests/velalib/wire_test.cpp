@@ -7,7 +7,7 @@ namespace {
 using bytes = std::vector<u_int8>;
 
 class wire_test : public handle_test {
-protected:
+  protected:
     /** Writes at every room: nothing below the width, exactly the bytes from there on. */
     template <typename Write>
     void check_write(const bytes &expected, Write write) {

@@ -77,7 +77,7 @@ TEST(XmlCursor, LeavesOtherPathsToXPath) {
 
 // XPath is the oracle: (//NAME)[1]/... says the same in a form that the cursor does not take.
 class random_document {
-public:
+  public:
     explicit random_document(unsigned seed) : random_(seed) { text_ = element("r", 4); }
 
     const std::string &text() const { return text_; }
@@ -90,7 +90,7 @@ public:
         return path;
     }
 
-private:
+  private:
     std::string element(const std::string &name, int depth) {
         std::string text = "<" + name + ">" + std::to_string(++number_);
         if (depth > 0) {
@@ -110,10 +110,11 @@ TEST(XmlCursor, AgreesWithXPathOnRandomDocuments) {
         document parsed(made.text());
         ASSERT_NE(parsed, nullptr) << parsed.reason();
         for (int i = 0; i < 100; ++i) {
-            const std::string first = made.name();
+            const std::string anchor = "//" + made.name();
             const std::string steps = made.steps();
-            ASSERT_EQ(value_of(parsed, "//" + first + steps), value_of(parsed, "(//" + first + ")[1]" + steps))
-                << made.text() << " //" << first << steps;
+            std::string general = "(";
+            general.append(anchor).append(")[1]").append(steps);
+            ASSERT_EQ(value_of(parsed, anchor + steps), value_of(parsed, general)) << general << made.text();
         }
     }
 }

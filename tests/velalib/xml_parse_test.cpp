@@ -24,8 +24,9 @@ std::string value_of(vela_xml_document *parsed, const char *path) {
 }
 
 TEST(XmlParse, AcceptsOneElementWithWhatXmlPutsAroundIt) {
-    for (const char *text : {"<a/>", "<?xml version=\"1.0\"?>\n<!-- c --><a/>\n<!-- d -->", "\xEF\xBB\xBF<a/>",
-                             "<a b='&lt;&#65;'/>", "<a><![CDATA[&x;<b value out of range/>]]></a>", "<a>&#x1F552;</a>"}) {
+    for (const char *text :
+         {"<a/>", "<?xml version=\"1.0\"?>\n<!-- c --><a/>\n<!-- d -->", "\xEF\xBB\xBF<a/>", "<a b='&lt;&#65;'/>",
+          "<a><![CDATA[&x;<b value out of range/>]]></a>", "<a>&#x1F552;</a>"}) {
         EXPECT_EQ(reason_for(text), "accepted") << text;
     }
     EXPECT_EQ(reason_for(nested(64, "text")), "accepted");
@@ -42,7 +43,8 @@ TEST(XmlParse, SaysWhereADocumentIsWrong) {
     EXPECT_NE(reason_for("<!DOCTYPE a [<!ENTITY b 'c'>]><a>&amp;</a>").find("document type"), std::string::npos);
     EXPECT_NE(reason_for(nested(65, "")).find("nested too deeply"), std::string::npos);
     EXPECT_NE(reason_for(nested(200000, "")).find("nested too deeply"), std::string::npos);
-    for (const char *reference : {"&b;", "&", "&#0;", "&#x1F;", "&#xD800;", "&#x110000;", "&#x99999999;", "&#;", "&lt"}) {
+    for (const char *reference :
+         {"&b;", "&", "&#0;", "&#x1F;", "&#xD800;", "&#x110000;", "&#x99999999;", "&#;", "&lt"}) {
         EXPECT_NE(reason_for(std::string("<a>") + reference + "</a>").find("'&'"), std::string::npos) << reference;
     }
     for (const char *text : {"<", "<a", "<a b/>", "<a></b>", "<a b='c></a>", "<a><![CDATA[</a>", "<!-- <a/>", "</a>"}) {
@@ -57,8 +59,9 @@ TEST(XmlParse, AcceptsAValueOutOfRangeAndNothingLikeIt) {
     ASSERT_NE(parsed, nullptr) << parsed.reason();
     EXPECT_EQ(value_of(parsed, "//r/state/ptp_state"), "");
     EXPECT_EQ(value_of(parsed, "//r/after"), "1");
-    for (const char *text : {"<r><a value out of range></r>", "<r><a value out of range /></r>", "<r><a value out/></r>",
-                             "<r>< value out of range/></r>", "<r><a b value out of range/></r>"}) {
+    for (const char *text :
+         {"<r><a value out of range></r>", "<r><a value out of range /></r>", "<r><a value out/></r>",
+          "<r>< value out of range/></r>", "<r><a b value out of range/></r>"}) {
         EXPECT_NE(reason_for(text), "accepted") << text;
     }
     document quoted("<r><![CDATA[<a value out of range/>]]></r>");

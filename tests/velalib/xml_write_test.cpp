@@ -8,7 +8,7 @@ namespace velalib_test {
 namespace {
 
 class xml_write_test : public handle_test {
-protected:
+  protected:
     using writer = std::function<u_int32(char *buffer, u_int32 room)>;
 
     /** Writes at every room: the whole item, or nothing of it and 90. */
@@ -27,7 +27,8 @@ protected:
         }
     }
     writer start(const char *name, u_int8 flag) {
-        return [=, this](char *out, u_int32 room) { return start_tag(handle, test_class, out, name, room, flag, &err); };
+        return
+            [=, this](char *out, u_int32 room) { return start_tag(handle, test_class, out, name, room, flag, &err); };
     }
 };
 
@@ -36,7 +37,8 @@ TEST_F(xml_write_test, TagsAreWholeOrAbsent) {
     check("<clock state=\"2\">", start("clock", 2));
     check("<clock state=\"10\">", start("clock", 10));
     check("<clock state=\"205\">", start("clock", 205));
-    check("</clock>", [this](char *out, u_int32 room) { return end_tag(handle, test_class, out, "clock", room, &err); });
+    check("</clock>",
+          [this](char *out, u_int32 room) { return end_tag(handle, test_class, out, "clock", room, &err); });
     check("<VELA_X/>", [this](char *out, u_int32 room) {
         return xml_enum_print(handle, test_class, out, "<VELA_X/> and more", room, 9, &err);
     });

@@ -7,11 +7,11 @@
 #ifndef VELALIB_H
 #define VELALIB_H
 
-#include "velalib/types.h"
 #include "velalib/handle.h"
-#include "velalib/runtime.h"
-#include "velalib/primitives.h"
-#include "velalib/strings.h"
 #include "velalib/object_reference.h"
+#include "velalib/primitives.h"
+#include "velalib/runtime.h"
+#include "velalib/strings.h"
+#include "velalib/types.h"
 
 #endif

@@ -62,13 +62,13 @@ typedef struct vela_instance_header {
 
 /** Bits of an instance's flag byte. */
 enum {
-    VELA_FLAG_OID = 0x01,        /**< the instance has an object-identifier mapping */
-    VELA_FLAG_EMBEDDED = 0x02,   /**< part of another object: never freed by itself */
-    VELA_FLAG_NESTED = 0x04,     /**< a field of a parent instance */
-    VELA_FLAG_TRACKED = 0x08,    /**< owns a state-flag block */
-    VELA_FLAG_EXTRA_DATA = 0x20, /**< carries extra runtime data on the wire */
-    VELA_FLAG_STTR_OFFSET = 0x40,/**< its state-flag block lies at an offset that the runtime keeps */
-    VELA_FLAG_OWNED_BLOCK = 0x80 /**< the header's first word owns a block that destroy frees */
+    VELA_FLAG_OID = 0x01,         /**< the instance has an object-identifier mapping */
+    VELA_FLAG_EMBEDDED = 0x02,    /**< part of another object: never freed by itself */
+    VELA_FLAG_NESTED = 0x04,      /**< a field of a parent instance */
+    VELA_FLAG_TRACKED = 0x08,     /**< owns a state-flag block */
+    VELA_FLAG_EXTRA_DATA = 0x20,  /**< carries extra runtime data on the wire */
+    VELA_FLAG_STTR_OFFSET = 0x40, /**< its state-flag block lies at an offset that the runtime keeps */
+    VELA_FLAG_OWNED_BLOCK = 0x80  /**< the header's first word owns a block that destroy frees */
 };
 
 struct vela_handle;
@@ -118,34 +118,34 @@ typedef struct vela_handle {
     void *type_table_cookie;
     void *shared_alloc_cookie;
     vela_variant_domain variant_domain;
-    u_int32 chained_err;       /**< error word of every _cr operation; the application resets it to 0 */
-    u_int32 chained_mem_class; /**< memory class of every _cr operation; set by the application */
-    u_int32 chained_mode;      /**< 1 while a create_cr runs */
-    vela_sttr_record *sttr_record; /**< NULL: no state tracking */
-    u_int32 hd_mapping;            /**< non-zero: destroying a structure drops its runtime mapping */
+    u_int32 chained_err;             /**< error word of every _cr operation; the application resets it to 0 */
+    u_int32 chained_mem_class;       /**< memory class of every _cr operation; set by the application */
+    u_int32 chained_mode;            /**< 1 while a create_cr runs */
+    vela_sttr_record *sttr_record;   /**< NULL: no state tracking */
+    u_int32 hd_mapping;              /**< non-zero: destroying a structure drops its runtime mapping */
     struct vela_bundle *bundle_open; /**< non-NULL while a bundle is being packed */
     u_int32 msg_header_word;         /**< sent in the header of every message; set by the application */
     char domain_name[64];            /**< name of the domain, for diagnostics */
     vela_last_error last_error;
-    u_int64 wire_paths[2]; /**< test builds only: structures that went the fast and the exact path of the wire */
+    u_int64 wire_paths[2];        /**< test builds only: structures that went the fast and the exact path of the wire */
     struct vela_runtime *runtime; /**< the runtime's own state */
 } vela_handle;
 
 /** How a handle is to be made. Zero-fill it, set `size`, then what you need; all else has a default. */
 typedef struct vela_handle_options {
-    size_t size;                   /**< sizeof(vela_handle_options) */
-    vela_alloc_fn alloc;           /**< NULL: the handle's own allocator, which returns everything at destroy */
-    vela_free_fn free;             /**< together with alloc */
-    vela_alloc_fn shared_alloc;    /**< NULL: the handle's own memory, not part of its report */
-    void *cookie;                  /**< what alloc, free, pre_write and pre_write_counter receive */
+    size_t size;                /**< sizeof(vela_handle_options) */
+    vela_alloc_fn alloc;        /**< NULL: the handle's own allocator, which returns everything at destroy */
+    vela_free_fn free;          /**< together with alloc */
+    vela_alloc_fn shared_alloc; /**< NULL: the handle's own memory, not part of its report */
+    void *cookie;               /**< what alloc, free, pre_write and pre_write_counter receive */
     void *shared_alloc_cookie;
-    vela_pre_write_fn pre_write;   /**< NULL: none */
+    vela_pre_write_fn pre_write;         /**< NULL: none */
     vela_pre_write_fn pre_write_counter; /**< NULL: none */
-    u_int32 tracking;              /**< 0: no record, VELA_STTR_OFF or VELA_STTR_ON */
-    u_int32 shared_type_info;      /**< non-zero: keep type information in copies of this handle's own */
-    u_int32 msg_header_word;       /**< sent in every message header */
-    const struct vela_domain *domain; /**< NULL: newest variants; the caller keeps it alive */
-    u_int32 work_buffer_size;      /**< bytes of the buffer that clone_cr and copy_cr use; 0: 65536 */
+    u_int32 tracking;                    /**< 0: no record, VELA_STTR_OFF or VELA_STTR_ON */
+    u_int32 shared_type_info;            /**< non-zero: keep type information in copies of this handle's own */
+    u_int32 msg_header_word;             /**< sent in every message header */
+    const struct vela_domain *domain;    /**< NULL: newest variants; the caller keeps it alive */
+    u_int32 work_buffer_size;            /**< bytes of the buffer that clone_cr and copy_cr use; 0: 65536 */
 } vela_handle_options;
 
 /** What a handle still held when it was destroyed. All of it has been returned. */

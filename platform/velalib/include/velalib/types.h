@@ -66,14 +66,14 @@ typedef struct vrf_info {
 /** Error words that the library and its runtime store. The numbers are Linux errno values where one fits. */
 enum {
     VELA_OK = 0,
-    VELA_ENOENT = 2,         /**< an element or index that must exist is absent */
-    VELA_ENOMEM = 12,        /**< no memory, or no buffer (a length below 1) */
-    VELA_EINVAL = 22,        /**< a null instance, a bad argument, an untracked instance where tracking is needed */
-    VELA_ENOSPC = 28,        /**< a text does not fit its destination */
-    VELA_ENOSYS = 38,        /**< a message arrived for which the application has no handler */
-    VELA_EEPOCH = 43,        /**< the instance's or the domain's variant does not have that field or value */
-    VELA_EDOMAIN = 52,       /**< the current domain does not allow this message */
-    VELA_EMSGSIZE = 90       /**< a buffer is too short to write to, or ends too early to read from */
+    VELA_ENOENT = 2,   /**< an element or index that must exist is absent */
+    VELA_ENOMEM = 12,  /**< no memory, or no buffer (a length below 1) */
+    VELA_EINVAL = 22,  /**< a null instance, a bad argument, an untracked instance where tracking is needed */
+    VELA_ENOSPC = 28,  /**< a text does not fit its destination */
+    VELA_ENOSYS = 38,  /**< a message arrived for which the application has no handler */
+    VELA_EEPOCH = 43,  /**< the instance's or the domain's variant does not have that field or value */
+    VELA_EDOMAIN = 52, /**< the current domain does not allow this message */
+    VELA_EMSGSIZE = 90 /**< a buffer is too short to write to, or ends too early to read from */
 };
 
 #endif

@@ -67,8 +67,8 @@ VELA_INLINE void velalib_type_stats_create_object(vela_handle *handle, u_int32 m
     if (*err == 0) count_object(handle, mem_class, record, &row->created);
 }
 
-VELA_INLINE void velalib_type_stats_destroy_object(vela_handle *handle, u_int32 mem_class,
-                                                   const vela_type_info *record, vela_variant_row *row, u_int32 *err) {
+VELA_INLINE void velalib_type_stats_destroy_object(vela_handle *handle, u_int32 mem_class, const vela_type_info *record,
+                                                   vela_variant_row *row, u_int32 *err) {
     if (*err == 0) count_object(handle, mem_class, record, &row->destroyed);
 }
 

@@ -154,7 +154,8 @@ VELA_INLINE u_int32 form_len(const typename Form::type *value) {
 /** A null value comes before every other one. */
 template <typename Form>
 VELA_INLINE int32 form_compare(const typename Form::type *a, const typename Form::type *b) {
-    if (a == nullptr || b == nullptr) [[unlikely]] return order(a != nullptr, b != nullptr);
+    if (a == nullptr || b == nullptr) [[unlikely]]
+        return order(a != nullptr, b != nullptr);
     return Form::compare(a, b);
 }
 
@@ -167,7 +168,8 @@ VELA_INLINE u_int32 form_hash(const typename Form::type *value, u_int32 seed) {
 template <typename P>
 VELA_INLINE P *value_get(vela_handle *handle, P *value, u_int32 *err) {
     if (*err != 0) return nullptr;
-    if (value == nullptr) [[unlikely]] fail(handle, err, VELA_ENOENT);
+    if (value == nullptr) [[unlikely]]
+        fail(handle, err, VELA_ENOENT);
     return value;
 }
 
@@ -185,7 +187,8 @@ VELA_INLINE void value_set(vela_handle *handle, u_int32 mem_class, P *destinatio
 template <typename P>
 VELA_INLINE P number_get(vela_handle *handle, const P *value, u_int32 *err) {
     if (*err != 0) return 0;
-    if (value == nullptr) [[unlikely]] return static_cast<P>(fail(handle, err, VELA_ENOENT));
+    if (value == nullptr) [[unlikely]]
+        return static_cast<P>(fail(handle, err, VELA_ENOENT));
     return *value;
 }
 
@@ -219,7 +222,8 @@ template <>
 VELA_INLINE void primitive_destroy<en_address>(vela_handle *handle, u_int32 mem_class, en_address *value,
                                                u_int32 free) {
     if (value == nullptr) return;
-    if (has_address_references(handle)) [[unlikely]] vela_address_references_drop(handle, value);
+    if (has_address_references(handle)) [[unlikely]]
+        vela_address_references_drop(handle, value);
     if (free != 0) handle->free(handle->cookie, mem_class, value);
 }
 

@@ -34,7 +34,8 @@ VELA_INLINE T take(const u_int8 *in) {
 /** True when an item of `width` bytes may be written or read; else *err is set, unless it was. */
 VELA_INLINE bool fits(vela_handle *handle, u_int32 width, u_int32 room, u_int32 *err) {
     if (*err != 0) return false;
-    if (room >= width) [[likely]] return true;
+    if (room >= width) [[likely]]
+        return true;
     fail(handle, err, VELA_EMSGSIZE);
     return false;
 }
