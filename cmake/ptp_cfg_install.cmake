@@ -22,6 +22,9 @@ endforeach()
 install(DIRECTORY "${PROJECT_BINARY_DIR}/generated/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
         FILES_MATCHING PATTERN "*.h")
 
+install(DIRECTORY "${PROJECT_BINARY_DIR}/generated/docs/reference/"
+        DESTINATION "${CMAKE_INSTALL_DOCDIR}/reference" FILES_MATCHING PATTERN "*.md")
+
 if(TARGET ptpcfg)
     install(TARGETS ptpcfg RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()

@@ -33,6 +33,9 @@ void emit_manifest(const generation &input, output_set &files);
 /** Trace points, and the message texts with their section. */
 void emit_traces(const generation &input, output_set &files);
 
+/** Reference pages: one per type and message, and their index. */
+void emit_reference(const generation &input, output_set &files);
+
 /** First comment of a generated file. `inputs` names what it is made of. */
 std::string generated_note(const std::string &inputs);
 /** A function's documentation as a Doxygen comment. */

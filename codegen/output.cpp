@@ -24,6 +24,10 @@ void output_set::add(const std::string &path, std::string content) {
     }
 }
 
+void output_set::own(const std::string &directory) {
+    owned_.push_back(directory);
+}
+
 void output_set::list(std::ostream &stream) const {
     for (const auto &[path, content] : files_) {
         stream << path << '\n';
@@ -42,6 +46,21 @@ void output_set::write(const std::filesystem::path &directory) const {
         stream.close();
         if (!stream) {
             throw std::runtime_error(file.generic_string() + ": cannot be written; check the directory and its space");
+        }
+    }
+    remove_others(directory);
+}
+
+void output_set::remove_others(const std::filesystem::path &directory) const {
+    for (const std::string &owned : owned_) {
+        std::vector<std::filesystem::path> others;
+        for (const auto &entry : std::filesystem::directory_iterator(directory / owned)) {
+            if (!files_.contains(owned + "/" + entry.path().filename().generic_string())) {
+                others.push_back(entry.path());
+            }
+        }
+        for (const std::filesystem::path &other : others) {
+            std::filesystem::remove(other);
         }
     }
 }

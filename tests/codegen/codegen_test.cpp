@@ -41,7 +41,7 @@ std::vector<std::string> lines(const std::string &text) {
 
 /** A copy of the good schema and templates in a directory of its own, and the generator run on it. */
 class generator : public testing::Test {
-protected:
+  protected:
     void SetUp() override {
         std::string name = fs::temp_directory_path() / "codegen_test_XXXXXX";
         ASSERT_NE(mkdtemp(name.data()), nullptr);
@@ -57,9 +57,8 @@ protected:
     int run(const std::string &out, const std::string &more = "") {
         const std::string command = std::string(more.starts_with("env ") ? more : "") + "'" CODEGEN "' --schema '" +
                                     (root_ / "schema").string() + "' --templates '" + (root_ / "templates").string() +
-                                    "' --out '" + (root_ / out).string() + "' " +
-                                    (more.starts_with("--") ? more : "") + " >'" + (root_ / "stdout").string() +
-                                    "' 2>'" + (root_ / "stderr").string() + "'";
+                                    "' --out '" + (root_ / out).string() + "' " + (more.starts_with("--") ? more : "") +
+                                    " >'" + (root_ / "stdout").string() + "' 2>'" + (root_ / "stderr").string() + "'";
         const int status = std::system(command.c_str());
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
@@ -103,8 +102,7 @@ std::vector<std::string> rules() {
     return names;
 }
 
-INSTANTIATE_TEST_SUITE_P(rule, bad_schema, testing::ValuesIn(rules()),
-                         [](const auto &info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(rule, bad_schema, testing::ValuesIn(rules()), [](const auto &info) { return info.param; });
 
 TEST_F(generator, writes_the_same_twice_and_what_it_lists) {
     ASSERT_EQ(run("out"), 0) << read(root_ / "stderr");
@@ -217,6 +215,45 @@ TEST_F(generator, numbers_and_compresses_trace_texts) {
     unsigned length = unpacked.size();
     ASSERT_EQ(BZ2_bzBuffToBuffDecompress(unpacked.data(), &length, packed.data(), packed.size(), 0, 0), BZ_OK);
     EXPECT_EQ(unpacked.substr(0, length), texts);
+}
+
+TEST_F(generator, draws_encodings_in_the_reference) {
+    ASSERT_EQ(run("out"), 0);
+    // Worked out by hand: a point takes 8 bytes, with state flags 10; n stands for the title.
+    const std::string drawing = generated("docs/reference/drawing.md");
+    for (const char *rows :
+         {"| 2 | 4 | `jump` | 43 + n: bytes up to offset 45 + n |\n| 6 | 1 | `visible` |",
+          "| 14 | 4 | `corners[0]/jump` | 6: bytes up to offset 20 |\n| 18 | 1 | `corners[0]/x` |",
+          "| 20 | 8 | `corners[1...]` | 1 further element, 8 bytes each |\n| 28 | 3 | `octets` |",
+          "| 32 | n | `title` | as many characters as `title_size` says |\n| 32 + n | 6 | `printer` |",
+          "| 40 + n | 1 | `class/variant` | 0 to 1 |\n| 41 + n | 4 | `class` | number of [`color`]",
+          "| 34 | 3 | `corners state` | flag of the whole array, then one per element |", "| 40 | 4 | `octets state` |",
+          "| 44 | 1 | `title_size` |", "| 45 + n | 1 | `title state` |",
+          "| 2 | 1 | `corners` as a whole |\n| 3 | 2 | elements of `corners`, one each |\n"
+          "| 5 | 4 | block of [`point`](point.md) in `corners`, 2 bytes per element |\n| 9 | 1 |",
+          "- field title: `drawing_title_get`\n"}) {
+        EXPECT_THAT(drawing, HasSubstr(rows));
+    }
+    const std::string message = generated("docs/reference/point_cfg_message.md");
+    EXPECT_THAT(message, HasSubstr("| 12 | 4 | `header/length` | 52: bytes of the whole message |"));
+    EXPECT_THAT(message, HasSubstr("| 51 | 1 | `vela_boolean` |"));
+    EXPECT_THAT(generated("docs/reference/point.md"),
+                HasSubstr("- [`drawing`](drawing.md), field `corners`\n- [`point_cfg_message`](point_cfg_message.md)"));
+}
+
+TEST_F(generator, keeps_the_reference_to_the_types_there_are) {
+    const std::string before = read(root_ / "schema/letters.toml");
+    std::ofstream(root_ / "schema/letters.toml", std::ios::app)
+        << "\n[[message]]\nname = \"more\"\nluid = \"000000000000000000000000000000ff\"\ntrace = 99\n"
+           "doc = \"On|off, <or> *not*.\"\npayloads = [\"point\"]\n";
+    ASSERT_EQ(run("out"), 0);
+    EXPECT_THAT(generated("docs/reference/index.md"), HasSubstr("| message | On\\|off, \\<or\\> \\*not\\* |\n"));
+    EXPECT_TRUE(fs::exists(root_ / "out/docs/reference/more_message.md"));
+    std::ofstream(root_ / "schema/letters.toml") << before;
+    ASSERT_EQ(run("out"), 0);
+    EXPECT_FALSE(fs::exists(root_ / "out/docs/reference/more_message.md"));
+    EXPECT_TRUE(fs::exists(root_ / "out/docs/reference/point_cfg_message.md"));
+    EXPECT_THAT(generated("docs/reference/index.md"), Not(HasSubstr("more_message")));
 }
 
 }  // namespace
