@@ -1,4 +1,5 @@
 // Structures: size, create, initialise in place, destroy, instance counters, and chains that go on after a failure.
+#include "layout.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {
@@ -28,18 +29,6 @@ std::vector<range> operator+(std::vector<range> a, const std::vector<range> &b) 
 
 vela_variant_row &row(const vela_type_info &record, int index = 0) {
     return record.variant_table->rows[index];
-}
-
-/** Bytes of state flags that a structure needs, from its fields alone. */
-u_int32 block_length(const ptp_cfg_type *type) {
-    u_int32 length = 0;
-    for (u_int32 i = 0; i < describe(type).field_count; ++i) {
-        const ptp_cfg_field_description field = describe_field(type, i);
-        length += field.is_read_only ? 0 : 1;
-        length += field.is_array ? field.capacity : 0;
-        length += field.kind == PTP_CFG_FIELD_STRUCTURE ? field.capacity * block_length(field.type) : 0;
-    }
-    return length;
 }
 
 // ---- size ------------------------------------------------------------------------------------------------------------

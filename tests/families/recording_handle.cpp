@@ -143,11 +143,11 @@ size_t family_test::block_size(const void *block) const {
 
 // ---- announcements -----------------------------------------------------------------------------------------------------
 
-/** The watched region that begins at an address; the newest, where memory was used again. */
+/** The watched region that begins at an address, or nullptr. */
 family_test::watched *family_test::find(const void *instance) {
-    for (auto region = regions.rbegin(); region != regions.rend(); ++region) {
-        if (region->address == instance) {
-            return &*region;
+    for (watched &region : regions) {
+        if (region.address == instance) {
+            return &region;
         }
     }
     return nullptr;
@@ -155,6 +155,7 @@ family_test::watched *family_test::find(const void *instance) {
 
 void family_test::watch(void *instance, size_t size) {
     u_int8 *first = static_cast<u_int8 *>(instance);
+    std::erase_if(regions, [&](const watched &region) { return region.address == first; });
     regions.push_back({first, {first, first + size}, std::vector<bool>(size), {}, std::vector<bool>(size), true});
     announced_elsewhere = 0;
 }
@@ -211,8 +212,10 @@ std::vector<range> family_test::take_announced(const void *instance) {
 }
 
 void family_test::expect_untouched() {
-    for (size_t i = 0; i < regions.size(); ++i) {
-        expect_announced(regions[i].address, {});
+    for (const watched &region : regions) {
+        if (region.alive) {
+            expect_announced(region.address, {});
+        }
     }
 }
 

@@ -91,7 +91,7 @@ class family_test : public testing::Test {
 
     // ---- announcements ----
 
-    /** Follows the bytes of an instance from now on. */
+    /** Follows the bytes of an instance from now on, and forgets what was noted of that address before. */
     void watch(void *instance, size_t size);
     /** Follows every block from its allocation, as if it had been zeroed without announcement. */
     void watch_new_blocks() { watching_new_blocks = true; }
