@@ -23,9 +23,7 @@ void add_conversion_options(CLI::App &command, conversion &options) {
     add_domain_option(command, options.session);
 }
 
-const ptp_cfg_type *bare_type_of(const std::string &name) {
-    return name.empty() ? nullptr : type_named(name);
-}
+const ptp_cfg_type *bare_type_of(const std::string &name) { return name.empty() ? nullptr : type_named(name); }
 
 format input_format(const std::string &from, const std::string &path, const std::string &content) {
     if (!from.empty()) {

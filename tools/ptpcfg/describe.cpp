@@ -45,9 +45,7 @@ const char *kind_name(ptp_cfg_type_kind kind) {
     }
 }
 
-std::string text_or_nothing(const char *text) {
-    return text == nullptr ? "" : text;
-}
+std::string text_or_nothing(const char *text) { return text == nullptr ? "" : text; }
 
 std::string first_sentence(const char *doc) {
     std::string text = text_or_nothing(doc);
@@ -55,9 +53,7 @@ std::string first_sentence(const char *doc) {
     return text.ends_with('.') ? text.substr(0, text.size() - 1) : text;
 }
 
-std::string variants(int newest) {
-    return newest == 0 ? "0" : "0 to " + std::to_string(newest);
-}
+std::string variants(int newest) { return newest == 0 ? "0" : "0 to " + std::to_string(newest); }
 
 std::string type_text(const ptp_cfg_field_description &field) {
     return field.is_array != 0 ? std::string(field.type_name) + "[" + std::to_string(field.capacity) + "]"

@@ -112,9 +112,7 @@ void replace_file(const std::string &name, const std::string &target, std::strin
 
 }  // namespace
 
-std::string input_name(const std::string &path) {
-    return path == "-" ? "standard input" : path;
-}
+std::string input_name(const std::string &path) { return path == "-" ? "standard input" : path; }
 
 std::string read_input(const std::string &path) {
     if (path == "-") {
@@ -150,8 +148,6 @@ void write_output(const std::string &path, std::string_view content) {
     replace_file(path, exists ? final_path(path) : path, content, exists ? status.st_mode & 07777 : default_mode());
 }
 
-bool output_is_terminal(const std::string &path) {
-    return path == "-" && ::isatty(STDOUT_FILENO) != 0;
-}
+bool output_is_terminal(const std::string &path) { return path == "-" && ::isatty(STDOUT_FILENO) != 0; }
 
 }  // namespace ptpcfg

@@ -23,9 +23,7 @@ int digit_value(char c) {
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-bool is_separator(char c) {
-    return std::isspace(static_cast<unsigned char>(c)) != 0 || c == ',' || c == ':';
-}
+bool is_separator(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0 || c == ',' || c == ':'; }
 
 /** Line and column, from 1, of a position in a text. */
 std::string place_of(std::string_view text, size_t position) {

@@ -28,9 +28,7 @@ struct listen_options {
 
 volatile std::sig_atomic_t stopped = 0;
 
-void on_signal(int) {
-    stopped = 1;
-}
+void on_signal(int) { stopped = 1; }
 
 /** Without SA_RESTART: a signal ends the wait. */
 void end_at_signals() {

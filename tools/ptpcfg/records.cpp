@@ -6,9 +6,7 @@
 namespace ptpcfg {
 namespace {
 
-const u_int8 *octets(std::string_view bytes) {
-    return reinterpret_cast<const u_int8 *>(bytes.data());
-}
+const u_int8 *octets(std::string_view bytes) { return reinterpret_cast<const u_int8 *>(bytes.data()); }
 
 [[noreturn]] void fail_decoding(const std::string &name, const wire_walk &walk, u_int32 err) {
     if (walk.problem.empty()) {

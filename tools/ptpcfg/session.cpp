@@ -19,13 +19,9 @@ record::~record() {
     }
 }
 
-void session::destroy_domain::operator()(vela_domain *domain) const {
-    vela_domain_destroy(domain);
-}
+void session::destroy_domain::operator()(vela_domain *domain) const { vela_domain_destroy(domain); }
 
-void session::destroy_handle::operator()(vela_handle *handle) const {
-    vela_handle_destroy(handle, nullptr);
-}
+void session::destroy_handle::operator()(vela_handle *handle) const { vela_handle_destroy(handle, nullptr); }
 
 session::session(const session_options &options) : tracked_(options.tracked) {
     if (!options.domain.empty()) {

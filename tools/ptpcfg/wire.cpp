@@ -15,9 +15,7 @@ enum : u_int8 { extra_data_flag = VELA_FLAG_EXTRA_DATA, tracked_flag = VELA_FLAG
 /** Thrown inside a walk: the rest of the bytes cannot be placed. */
 struct lost {};
 
-std::string join(const std::string &path, const std::string &name) {
-    return path.empty() ? name : path + "/" + name;
-}
+std::string join(const std::string &path, const std::string &name) { return path.empty() ? name : path + "/" + name; }
 
 std::string counted(size_t count, const char *noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");

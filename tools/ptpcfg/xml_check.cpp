@@ -21,9 +21,7 @@ std::string path_of(pugi::xml_node node) {
     return path;
 }
 
-bool is_text(pugi::xml_node node) {
-    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
-}
+bool is_text(pugi::xml_node node) { return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata; }
 
 /** All characters of an element, of which there may be several stretches. */
 std::string text_of(pugi::xml_node node) {

@@ -87,9 +87,7 @@ std::string xml_source::place(pugi::xml_node node) const {
     return offset < 0 ? name_ : place(static_cast<size_t>(offset));
 }
 
-std::string compact_text(pugi::xml_node node) {
-    return save(node, pugi::format_raw);
-}
+std::string compact_text(pugi::xml_node node) { return save(node, pugi::format_raw); }
 
 std::string pretty_text(const std::string &rendered) {
     const xml_source source("rendered XML", rendered);
