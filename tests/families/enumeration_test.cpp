@@ -25,9 +25,7 @@ class enumeration_test : public family_test {
     static u_int32 value_of(const void *instance) { return static_cast<const u_int32 *>(instance)[3]; }
 };
 
-vela_variant_row &row(const vela_type_info &record, int index = 0) {
-    return record.variant_table->rows[index];
-}
+vela_variant_row &row(const vela_type_info &record, int index = 0) { return record.variant_table->rows[index]; }
 
 // ---- life ----------------------------------------------------------------------------------------------------------
 

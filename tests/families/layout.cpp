@@ -15,8 +15,6 @@ u_int32 flag_position(const ptp_cfg_type *type, u_int32 index) {
     return position;
 }
 
-u_int32 block_length(const ptp_cfg_type *type) {
-    return flag_position(type, describe(type).field_count);
-}
+u_int32 block_length(const ptp_cfg_type *type) { return flag_position(type, describe(type).field_count); }
 
 }  // namespace ptp_cfg_test

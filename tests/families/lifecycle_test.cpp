@@ -19,17 +19,13 @@ class lifecycle_test : public family_test {
 std::vector<range> header_at(size_t offset) {
     return {{offset + 9, 1}, {offset + 8, 1}, {offset, 8}, {offset + 10, 1}};
 }
-range flags_at(size_t offset) {
-    return {offset + 10, 1};
-}
+range flags_at(size_t offset) { return {offset + 10, 1}; }
 std::vector<range> operator+(std::vector<range> a, const std::vector<range> &b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
 }
 
-vela_variant_row &row(const vela_type_info &record, int index = 0) {
-    return record.variant_table->rows[index];
-}
+vela_variant_row &row(const vela_type_info &record, int index = 0) { return record.variant_table->rows[index]; }
 
 // ---- size ------------------------------------------------------------------------------------------------------------
 

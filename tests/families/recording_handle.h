@@ -154,15 +154,11 @@ class family_test : public testing::Test {
 };
 
 /** Byte `offset` of an instance. */
-inline u_int8 &byte_at(void *instance, size_t offset) {
-    return static_cast<u_int8 *>(instance)[offset];
-}
+inline u_int8 &byte_at(void *instance, size_t offset) { return static_cast<u_int8 *>(instance)[offset]; }
 inline const vela_instance_header &header(const void *instance) {
     return *static_cast<const vela_instance_header *>(instance);
 }
-inline vela_instance_header &header(void *instance) {
-    return *static_cast<vela_instance_header *>(instance);
-}
+inline vela_instance_header &header(void *instance) { return *static_cast<vela_instance_header *>(instance); }
 /** Distance of a field from the start of its instance. */
 inline size_t distance(const void *instance, const void *field) {
     return static_cast<size_t>(static_cast<const u_int8 *>(field) - static_cast<const u_int8 *>(instance));

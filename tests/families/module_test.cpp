@@ -1,0 +1,445 @@
+// The library as a module: loading and unloading, type registration, diagnosis, and what its file holds.
+//
+// This program does not link the library, so that it can be loaded and unloaded.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <link.h>
+
+#include <cstdarg>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+
+#include "bitlog.h"
+#include "elf_file.h"
+#include "ptp_cfg/module.h"
+
+namespace {
+/** Calls of vela_update_variant_info, by their last argument. */
+int merges[2];
+}  // namespace
+
+/** Stands before the runtime's own, and counts. */
+extern "C" void vela_update_variant_info(vela_handle *handle, u_int32 mem_class, vela_type_info *table_record,
+                                         const vela_type_info *static_record, u_int32 inserted) {
+    ++merges[inserted != 0];
+    using function = void (*)(vela_handle *, u_int32, vela_type_info *, const vela_type_info *, u_int32);
+    static const function next = reinterpret_cast<function>(dlsym(RTLD_NEXT, "vela_update_variant_info"));
+    next(handle, mem_class, table_record, static_record, inserted);
+}
+
+namespace ptp_cfg_test {
+namespace {
+
+constexpr size_t structure_count = 60;
+constexpr size_t enumeration_count = 28;
+constexpr size_t message_count = 47;
+constexpr size_t type_count = structure_count + enumeration_count + message_count;
+
+class loaded_library {
+  public:
+    loaded_library() : library_(dlopen(PTP_CFG_LIBRARY, RTLD_NOW)) { EXPECT_NE(library_, nullptr) << dlerror(); }
+    ~loaded_library() { close(); }
+    void close() {
+        if (library_ != nullptr) {
+            dlclose(library_);
+        }
+        library_ = nullptr;
+    }
+    template <class T>
+    T *find(const char *name) const {
+        T *found = reinterpret_cast<T *>(dlsym(library_, name));
+        EXPECT_NE(found, nullptr) << name;
+        return found;
+    }
+    /** Runs all functions of the library's list for load (or unload) once more. */
+    void run(decltype(DT_INIT_ARRAY) list, decltype(DT_INIT_ARRAYSZ) size_tag) const {
+        link_map *map = nullptr;
+        ASSERT_EQ(dlinfo(library_, RTLD_DI_LINKMAP, &map), 0);
+        ElfW(Addr) address = 0;
+        size_t size = 0;
+        for (const ElfW(Dyn) *entry = map->l_ld; entry->d_tag != DT_NULL; ++entry) {
+            address = entry->d_tag == list ? entry->d_un.d_ptr : address;
+            size = entry->d_tag == size_tag ? entry->d_un.d_val : size;
+        }
+        using function = void (*)();
+        const function *functions = reinterpret_cast<const function *>(map->l_addr + address);
+        for (size_t i = 0; i < size / sizeof(function); ++i) {
+            functions[i]();
+        }
+    }
+    void run_constructors() const { run(DT_INIT_ARRAY, DT_INIT_ARRAYSZ); }
+    void run_destructors() const { run(DT_FINI_ARRAY, DT_FINI_ARRAYSZ); }
+
+  private:
+    void *library_;
+};
+
+/** Names of the modules in the runtime's list, which must hold together. */
+std::vector<std::string> linked_modules() {
+    std::vector<std::string> names;
+    vela_module **link = &vela_module_tot_root.first;
+    for (; *link != nullptr; link = &(*link)->next) {
+        EXPECT_EQ((*link)->previous_next, link);
+        names.emplace_back((*link)->name);
+    }
+    EXPECT_EQ(vela_module_tot_root.last_next, link);
+    EXPECT_EQ(vela_module_tot_root.count, names.size());
+    return names;
+}
+
+using names = std::vector<std::string>;
+
+// ---- the list of loaded modules --------------------------------------------------------------------------------------
+
+TEST(module_test, links_at_load_and_unlinks_at_unload_however_often) {
+    EXPECT_EQ(linked_modules(), names{});
+    for (int i = 0; i < 3; ++i) {
+        loaded_library library;
+        EXPECT_EQ(linked_modules(), names{"ptp_cfg"});
+        loaded_library again;
+        EXPECT_EQ(linked_modules(), names{"ptp_cfg"});
+        library.close();
+        EXPECT_EQ(linked_modules(), names{"ptp_cfg"});
+        again.close();
+        EXPECT_EQ(dlopen(PTP_CFG_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr) << "it cannot be unloaded";
+        EXPECT_EQ(linked_modules(), names{});
+    }
+}
+
+TEST(module_test, unlinks_from_between_others) {
+    vela_module before = {"before", nullptr, nullptr, &vela_module_tot_root.first};
+    vela_module after = {"after", nullptr, nullptr, nullptr};
+    vela_module_tot_root = {1, &before, &before.next};
+    loaded_library library;
+    after.previous_next = vela_module_tot_root.last_next;
+    *vela_module_tot_root.last_next = &after;
+    vela_module_tot_root.last_next = &after.next;
+    ++vela_module_tot_root.count;
+    EXPECT_EQ(linked_modules(), (names{"before", "ptp_cfg", "after"}));
+    library.close();
+    EXPECT_EQ(linked_modules(), (names{"before", "after"}));
+    vela_module_tot_root = {0, nullptr, &vela_module_tot_root.first};
+}
+
+TEST(module_test, a_constructor_that_runs_twice_links_once) {
+#ifdef PTP_CFG_SANITIZED
+    GTEST_SKIP() << "the sanitizer's own constructors cannot run twice";
+#endif
+    loaded_library library;
+    library.run_constructors();
+    EXPECT_EQ(linked_modules(), names{"ptp_cfg"});
+    library.run_destructors();
+    EXPECT_EQ(linked_modules(), names{});
+    library.run_destructors();
+    library.run_constructors();
+    EXPECT_EQ(linked_modules(), names{}) << "a module that has been unlinked stays so";
+    library.close();
+    EXPECT_EQ(linked_modules(), names{});
+}
+
+// ---- type-information records -------------------------------------------------------------------------------------------
+
+std::vector<vela_type_info *> records() {
+    std::vector<vela_type_info *> all;
+    if (vela_module_tot_root.first == nullptr) {
+        ADD_FAILURE() << "no module is linked";
+        return all;
+    }
+    for (vela_type_info *const *type = vela_module_tot_root.first->types; *type != nullptr; ++type) {
+        all.push_back(*type);
+    }
+    return all;
+}
+
+TEST(module_test, records_of_all_types) {
+    static_assert(sizeof(vela_type_info) == 272 && sizeof(vela_type_info_copy) == 288);
+    loaded_library library;
+    const std::vector<vela_type_info *> all = records();
+    ASSERT_EQ(all.size(), type_count);
+    std::set<std::string> luids;
+    for (size_t i = 0; i < all.size(); ++i) {
+        const vela_type_info &record = *all[i];
+        SCOPED_TRACE(record.type_name);
+        EXPECT_EQ(record.magic, 0xbeeff00du);
+        EXPECT_STREQ(record.module_name, "ptp_cfg");
+        EXPECT_STREQ(record.kind, i < structure_count                       ? "type"
+                                  : i < structure_count + enumeration_count ? "enum"
+                                                                            : "message");
+        EXPECT_EQ(record.signed_word, -1);
+        EXPECT_EQ(record.shared, 0u);
+        char text[33];
+        for (size_t byte = 0; byte < sizeof record.luid; ++byte) {
+            snprintf(text + 2 * byte, 3, "%02x", record.luid[byte]);
+        }
+        EXPECT_STREQ(record.luid_text, text);
+        EXPECT_TRUE(luids.insert(text).second);
+        const std::string symbol = std::string("_") + record.type_name + "_type_info_internal";
+        EXPECT_EQ(library.find<vela_type_info>(symbol.c_str()), &record);
+        ASSERT_NE(record.variant_table, nullptr);
+        for (int row = 0; row < record.variant_table->count; ++row) {
+            EXPECT_EQ(record.variant_table->rows[row].variant, static_cast<u_int32>(row));
+            EXPECT_EQ(record.variant_table->rows[row].reserved, 0u);
+        }
+    }
+}
+
+std::string printed;
+
+int print(const char *format, ...) {
+    char line[128];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    printed += line;
+    return length;
+}
+
+TEST(module_test, variant_dump_prints_a_row_per_variant) {
+    printed.clear();
+    loaded_library library;
+    auto *dump = library.find<void(ptp_cfg_print_fn)>("ptp_cfg_type_variant_dump");
+    dump(&print);
+    // Only types with several variants: each as its used lengths and what is left of the instance.
+    using text = std::string;
+    EXPECT_NE(printed.find("n_variants 3\n"
+                           "variant 0 used length 14 alloc slop 26\n"
+                           "variant 1 used length 22 alloc slop 18\n"
+                           "variant 2 used length 28 alloc slop 12\n"),
+              text::npos);
+    EXPECT_NE(printed.find("n_variants 2\n"
+                           "variant 0 used length 264 alloc slop 24\n"
+                           "variant 1 used length 268 alloc slop 20\n"),
+              text::npos);
+    EXPECT_NE(printed.find("n_variants 3\n"
+                           "variant 0 used length 52 alloc slop 116\n"
+                           "variant 1 used length 54 alloc slop 114\n"
+                           "variant 2 used length 152 alloc slop 16\n"),
+              text::npos);
+    std::map<text, int> lines;
+    std::istringstream stream(printed);
+    for (text line; std::getline(stream, line);) {
+        ++lines[line];
+    }
+    EXPECT_EQ(lines["n_variants 1"], 26 + 54 + 47);
+    EXPECT_EQ(lines["n_variants 2"], 2 + 4);
+    EXPECT_EQ(lines["n_variants 3"], 2);
+    EXPECT_EQ(lines["variant 0 used length 16 alloc slop 0"], 28);
+    EXPECT_EQ(lines["variant 0 used length 40 alloc slop 0"] + lines["variant 0 used length 48 alloc slop 0"], 47);
+
+    // A record without a table is traced, and the others are printed all the same.
+    vela_type_info &damaged = *records()[3];
+    vela_variant_table *table = damaged.variant_table;
+    damaged.variant_table = nullptr;
+    static std::vector<text> traces;
+    traces.clear();
+    bitlog_set_sink(
+        [](void *, const bitlog_record *record) {
+            char traced[128];
+            bitlog_format(record, traced, sizeof traced);
+            traces.push_back(text(bitlog_level_name(record->level)) + ": " + traced);
+        },
+        nullptr);
+    library.find<void()>("vela_ptp_cfg_trace_init")();
+    const text complete = printed;
+    printed.clear();
+    dump(&print);
+    bitlog_set_sink(nullptr, nullptr);
+    damaged.variant_table = table;
+    EXPECT_EQ(traces, (std::vector<text>{"error: type variant cached info is NULL during usage dump"}));
+    EXPECT_LT(printed.size(), complete.size());
+}
+
+// ---- a handle's type table ------------------------------------------------------------------------------------------------
+
+/** A type table and its memory, counted. */
+struct counting_table {
+    std::map<std::string, vela_type_info *> entries;
+    std::vector<std::unique_ptr<vela_type_info_copy>> copies;
+    int lookups = 0;
+    int allocations_left = -1;
+
+    static void *allocate(void *cookie, u_int32 mem_class, size_t size) {
+        counting_table &table = *static_cast<counting_table *>(cookie);
+        EXPECT_EQ(mem_class, 0xFFFFFFFFu);
+        EXPECT_EQ(size, 288u);
+        if (table.allocations_left == 0) {
+            return nullptr;
+        }
+        --table.allocations_left;
+        table.copies.push_back(std::make_unique<vela_type_info_copy>());
+        memset(table.copies.back().get(), 0xA5, sizeof(vela_type_info_copy));
+        return table.copies.back().get();
+    }
+    static void insert(void *cookie, u_int32 mem_class, const char *luid_text, vela_type_info *record) {
+        counting_table &table = *static_cast<counting_table *>(cookie);
+        EXPECT_EQ(mem_class, 7u);
+        EXPECT_EQ(luid_text, record->luid_text) << "the key must live as long as the entry";
+        EXPECT_TRUE(table.entries.emplace(luid_text, record).second);
+    }
+    static vela_type_info *lookup(void *cookie, u_int32 mem_class, const char *luid_text) {
+        counting_table &table = *static_cast<counting_table *>(cookie);
+        EXPECT_EQ(mem_class, 7u);
+        ++table.lookups;
+        const auto found = table.entries.find(luid_text);
+        return found == table.entries.end() ? nullptr : found->second;
+    }
+};
+
+class type_table_test : public testing::TestWithParam<u_int32> {
+  protected:
+    type_table_test() {
+        u_int32 err = 0;
+        handle = vela_handle_create(nullptr, &err);
+        handle->shared_alloc = &counting_table::allocate;
+        handle->shared_alloc_cookie = &table;
+        handle->type_table_insert = &counting_table::insert;
+        handle->type_table_lookup = &counting_table::lookup;
+        handle->type_table_cookie = &table;
+        handle->shared_type_info = GetParam();
+        merges[0] = merges[1] = 0;
+    }
+    ~type_table_test() override { vela_handle_destroy(handle, nullptr); }
+    void initialize(u_int32 *err) {
+        library.find<void(vela_handle *, u_int32, u_int32 *)>("ptp_cfg_typeinfo_initialize")(handle, 7, err);
+    }
+
+    loaded_library library;
+    counting_table table;
+    vela_handle *handle;
+};
+
+TEST_P(type_table_test, every_record_is_entered_once) {
+    u_int32 err = 77;  // not read on entry
+    initialize(&err);
+    EXPECT_EQ(err, 77u);
+    EXPECT_EQ(table.entries.size(), type_count);
+    EXPECT_EQ(table.lookups, static_cast<int>(type_count));
+    EXPECT_EQ(merges[1], static_cast<int>(type_count));
+    EXPECT_EQ(merges[0], 0);
+    for (const vela_type_info *record : records()) {
+        const vela_type_info_copy *copy = reinterpret_cast<vela_type_info_copy *>(table.entries[record->luid_text]);
+        EXPECT_EQ(memcmp(&copy->info, record, offsetof(vela_type_info, variant_table)), 0);
+        EXPECT_EQ(copy->info.variant_table == record->variant_table, GetParam() == 0);
+        EXPECT_EQ(copy->info.shared, GetParam());
+        EXPECT_EQ(copy->word[0] | copy->word[1], 0u);
+    }
+
+    initialize(&err);
+    EXPECT_EQ(table.copies.size(), type_count);
+    EXPECT_EQ(merges[1], static_cast<int>(type_count));
+    EXPECT_EQ(merges[0], static_cast<int>(type_count));
+}
+
+TEST_P(type_table_test, without_memory_what_was_entered_stays) {
+    u_int32 err = 0;
+    table.allocations_left = 50;
+    initialize(&err);
+    EXPECT_EQ(err, u_int32{VELA_ENOMEM});
+    EXPECT_EQ(handle->last_error.code, u_int32{VELA_ENOMEM});
+    EXPECT_EQ(table.entries.size(), 50u);
+    table.allocations_left = -1;
+    merges[0] = merges[1] = 0;
+    initialize(&err);
+    EXPECT_EQ(table.entries.size(), type_count);
+    EXPECT_EQ(merges[0], 50);
+    EXPECT_EQ(merges[1], static_cast<int>(type_count) - 50);
+}
+
+INSTANTIATE_TEST_SUITE_P(module_test, type_table_test, testing::Values(0u, 1u));
+
+// ---- the file ----------------------------------------------------------------------------------------------------------------
+
+/** One record of the manifest section; a length of 0 ends them. */
+struct section_record {
+    u_int32 length = 0;
+    u_int32 type = 0;
+    std::string text;
+};
+
+section_record read_record(const std::string &section, size_t *position) {
+    section_record record;
+    if (section.size() < *position + 8) {
+        ADD_FAILURE() << "the section ends without an end";
+        return record;
+    }
+    memcpy(&record.length, section.data() + *position, 4);
+    memcpy(&record.type, section.data() + *position + 4, 4);
+    record.text = section.substr(*position + 8, record.length);
+    *position += (8 + record.length + 3) / 4 * 4;
+    return record;
+}
+
+TEST(module_test, manifest_lists_every_type) {
+    const elf_file::section section = elf_file(PTP_CFG_LIBRARY).find(".zenta");
+    ASSERT_TRUE(section.found);
+    EXPECT_FALSE(section.loaded);
+    size_t position = 0;
+    const section_record manifest = read_record(section.content, &position);
+    EXPECT_EQ(manifest.type, 2u);
+    EXPECT_EQ(manifest.text.find('\0'), manifest.text.size() - 1);
+    EXPECT_EQ(position % 4, 0u);
+
+    loaded_library library;
+    std::istringstream lines(manifest.text.substr(0, manifest.text.size() - 1));
+    std::string line;
+    std::getline(lines, line);
+    EXPECT_EQ(line, "# ptp_cfg.tyman");
+    const std::regex form("([0-9a-f]{32}):[0-9a-f]{32}(type|enum|mess)00([012]):([0-9]{5})N");
+    for (const vela_type_info *record : records()) {
+        std::getline(lines, line);
+        std::smatch parts;
+        ASSERT_TRUE(std::regex_match(line, parts, form)) << line;
+        EXPECT_EQ(parts[1], record->luid_text);
+        EXPECT_EQ(parts[2], std::string(record->kind).substr(0, 4));
+        EXPECT_EQ(std::stoi(parts[3]), record->variant_table->count - 1);
+        const vela_variant_row &row = record->variant_table->rows[0];
+        EXPECT_EQ(static_cast<u_int32>(std::stoi(parts[4])), parts[2] == "mess" ? 0 : row.used_length + row.alloc_slop);
+    }
+    EXPECT_FALSE(std::getline(lines, line)) << line;
+
+    // What other tools have on file of these types.
+    for (const char *known : {"c13fd0a548290cdc1c1ff084c3c98eb1:b8e89f27f197dbec0747035d97502babtype000:00024N",
+                              "313ec5be9ab02fb1218821bfe24c6198:9175e349803cb8d402cfb340a4f6090denum001:00016N",
+                              "852bda6c079d58af443fbd15f53e084c:06fb4259751f049c4dae74babd4bdbf1enum000:00016N"}) {
+        EXPECT_NE(manifest.text.find(std::string("\n") + known + "\n"), std::string::npos) << known;
+    }
+
+    const section_record build = read_record(section.content, &position);
+    EXPECT_EQ(build.type, 1u);
+    EXPECT_TRUE(std::regex_match(build.text.substr(0, build.text.size() - 1),
+                                 std::regex("ptp_cfg\nbuilt by: .*\non host: .*\npid: .*\nat: .*\ncomment: .*\n")))
+        << build.text;
+    const section_record end = read_record(section.content, &position);
+    EXPECT_EQ(end.length, 0u);
+    EXPECT_EQ(position, section.content.size());
+}
+
+TEST(module_test, exports_what_the_version_script_names) {
+    std::ifstream script(PTP_CFG_MAP);
+    std::set<std::string> named;
+    bool global = false;
+    for (std::string word; script >> word;) {
+        global = word == "global:" || (global && word != "local:");
+        if (global && word.ends_with(';')) {
+            named.insert(word.substr(0, word.size() - 1));
+        }
+    }
+    EXPECT_GT(named.size(), 6478u + type_count + 3 * message_count);
+    EXPECT_EQ(elf_file(PTP_CFG_LIBRARY).exported(), named);
+}
+
+TEST(module_test, needs_nothing_but_the_runtime_and_the_trace_library) {
+#ifdef PTP_CFG_SANITIZED
+    GTEST_SKIP() << "a sanitizer brings libraries of its own";
+#endif
+    std::vector<std::string> needed = elf_file(PTP_CFG_LIBRARY).needed();
+    std::sort(needed.begin(), needed.end());
+    EXPECT_EQ(needed, (names{"libbitlog.so.1", "libc.so.6", "libvela.so.1"}));
+}
+
+}  // namespace
+}  // namespace ptp_cfg_test
