@@ -15,9 +15,10 @@ struct xml_parse {
     u_int32 *err;
 };
 
-/** An element path; one that does not fit is cut, and then names nothing. */
+/** An element path. One that does not fit is not to be used: cut, it could name another element. */
 struct element_path {
     char text[path_size];
+    bool fits = true;
 
     element_path(const char *parent, const char *name) { end = append(append(0, parent), "/", name); }
     /** Adds a position, counted from 1. */
@@ -42,6 +43,7 @@ private:
         const size_t length = wanted < path_size - 1 - from ? wanted : path_size - 1 - from;
         memcpy(text + from, part, length);
         text[from + length] = '\0';
+        fits = fits && length == wanted;
         return from + length;
     }
     size_t append(size_t from, const char *first, const char *second) { return append(append(from, first), second); }
@@ -85,9 +87,12 @@ void parse_value(const xml_parse &parse, const field_descriptor &field, void *in
     }
 }
 
-/** One field of a structure. An element that is absent leaves the field as it was. */
+/** One field of a structure. An element that is absent, or too deep to be named, leaves the field as it was. */
 void parse_field(const xml_parse &parse, const field_descriptor &field, void *instance, const char *parent) {
     const element_path path(parent, field.name);
+    if (!path.fits) {
+        return;
+    }
     if (!has_field(field, instance)) {
         if (count_nodes(parse, path.text) > 0) {
             fail_epoch(parse.handle, VELA_EEPOCH, parse.err);
@@ -100,6 +105,9 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
     for (u_int32 element = 0; field.is_array && element < field.capacity && *parse.err == 0; ++element) {
         element_path position = path;
         position.index(element + 1);
+        if (!position.fits) {
+            break;
+        }
         parse_value(parse, field, instance, element, position.text);
     }
     if (*parse.err == VELA_ENOENT) {
@@ -118,7 +126,8 @@ void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handl
     for (u_int32 i = 0; i < type.value_count; ++i) {
         const element_path literal(path, type.values[i].literal);
         char value[value_size];
-        *err = xml_get_element_value(source.document, literal.text, value, value_size, 0);
+        *err = literal.fits ? xml_get_element_value(source.document, literal.text, value, value_size, 0)
+                           : u_int32{VELA_ENOENT};
         if (*err == 0) {
             *value_of(instance) = type.values[i].number;  // neither announced nor tested against the variant
             return;
