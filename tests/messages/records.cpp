@@ -309,7 +309,17 @@ void fill_leaf(vela_handle *handle, const leaf &where, filling how, u_int64 seed
 }
 
 void set_flags(const record_type &type, vela_handle *handle, void *instance) {
-    set_flags_from(type, handle, instance, 0);
+    if (type.about.kind == PTP_CFG_STRUCTURE) {
+        set_flags_from(type, handle, instance, 0);
+        return;
+    }
+    for (u_int32 index = 0; index < type.fields.size(); ++index) {
+        u_int32 err = 0;
+        void *payload = ptp_cfg_field_get(type.type, index, handle, mem_class, instance, 0, &err);
+        if (type.fields[index].type != nullptr) {
+            set_flags_from(record_type::of(type.fields[index].type), handle, payload, 0);
+        }
+    }
 }
 
 // ---- bytes and documents --------------------------------------------------------------------------------------------
@@ -344,8 +354,6 @@ guarded_memory::guarded_memory(size_t size) {
     mprotect(end_, page, PROT_NONE);
 }
 
-guarded_memory::~guarded_memory() {
-    munmap(start_, mapped_);
-}
+guarded_memory::~guarded_memory() { munmap(start_, mapped_); }
 
 }  // namespace ptp_cfg_test

@@ -96,7 +96,7 @@ enum class filling { minimum, maximum, random };
 /** Gives every leaf of a structure or message a value; random ones differ from the defaults and from their like. */
 void fill(const record_type &type, vela_handle *handle, void *instance, filling how, u_int64 seed = 1);
 void fill_leaf(vela_handle *handle, const leaf &where, filling how, u_int64 seed = 1);
-/** Gives every state flag of a structure a number of its own. */
+/** Gives every state flag of a structure, or of a message's payloads, a number of its own. */
 void set_flags(const record_type &type, vela_handle *handle, void *instance);
 
 /** A parsed document. */

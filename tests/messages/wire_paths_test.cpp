@@ -40,9 +40,7 @@ class path_pair {
 };
 
 #ifdef PTP_CFG_COUNT_PATHS
-u_int64 fast_runs(vela_handle *handle) {
-    return handle->wire_paths[0];
-}
+u_int64 fast_runs(vela_handle *handle) { return handle->wire_paths[0]; }
 #endif
 
 outcome marshal(const record_type &type, vela_handle *handle, const void *instance, u_int32 room) {
