@@ -91,12 +91,22 @@ TEST_F(array_test, structure_elements_read_checked_and_written_unchecked) {
     // No source is no error, and is looked at before the place it would go to.
     ptp_ipv4_streams_arr_streams_set(handle, test_class, streams.get(), 0, nullptr, &err);
     ptp_ipv4_streams_arr_streams_set(handle, test_class, streams.get(), 0xFFFFFFFF, nullptr, &err);
+    expect_ok();
     err = VELA_ENOSPC;
     ptp_ipv4_streams_arr_streams_set(handle, test_class, streams.get(), 0, stream.get(), &err);
     err = 0;
     expect_untouched();
     ptp_ipv4_streams_arr_streams_set(handle, test_class, nullptr, 0, stream.get(), &err);
     expect_epoch_error();
+
+    // Behind the last element lies whatever the caller has there.
+    std::vector<u_int64> room((11296 + 88) / 8);
+    memcpy(room.data(), streams.get(), 11296);
+    element = reinterpret_cast<ptp_ipv4_stream_id *>(&byte_at(room.data(), 16 + 128 * 88));
+    ptp_ipv4_streams_arr_streams_set(handle, test_class, reinterpret_cast<ptp_ipv4_streams_arr *>(room.data()), 128,
+                                     stream.get(), &err);
+    expect_ok();
+    EXPECT_EQ(memcmp(element, stream.get(), 88), 0);
 
     // Reflection does check.
     ptp_cfg_field_set(type_named("ptp_ipv4_streams_arr"), 0, handle, test_class, streams.get(), 128, stream.get(), 0,

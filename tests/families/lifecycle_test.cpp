@@ -1,6 +1,10 @@
 // Structures: size, create, initialise in place, destroy, instance counters, and chains that go on after a failure.
+#include <cerrno>
+#include <cstring>
+
 #include "layout.h"
 #include "recording_handle.h"
+#include "runtime_failures.h"
 
 namespace ptp_cfg_test {
 namespace {
@@ -183,6 +187,30 @@ TEST_F(lifecycle_test, create_without_memory) {
         expect_ok();
     }
     EXPECT_TRUE(counters.empty());
+}
+
+TEST_F(lifecycle_test, create_that_cannot_initialise_leaves_nothing) {
+    const old_domain domain({{"ptp_clock", 0}});
+    open(VELA_STTR_ON, 0, domain);
+    const std::string reason = strerror(EIO);
+    failures.variant_lookup = EIO;
+    EXPECT_EQ(ptp_clock_quality_create(handle, test_class), nullptr);
+    expect_trace("ptp_clock_quality", BITLOG_ERROR, "error in ptp_clock_quality create: " + reason, 0);
+    EXPECT_EQ(blocks_out(), 0u);
+    EXPECT_TRUE(counters.empty());
+    // An enumeration goes on without one.
+    owned<ptp_clock_version> version = own(ptp_clock_version_create(handle, test_class), ptp_clock_version_destroy);
+    expect_trace("ptp_clock_version", BITLOG_ERROR, "error in ptp_clock_version create " + reason, 0);
+    failures.variant_lookup = 0;
+
+    // The second of three nested blocks finds no place; what was kept for the first is dropped again.
+    failures.kept_offset = 2;
+    EXPECT_EQ(ptp_port_data_set_create(handle, test_class), nullptr);
+    EXPECT_EQ(failures.kept_offset, 0);
+    expect_trace("ptp_port_data_set", BITLOG_ERROR,
+                 std::string("error in ptp_port_data_set create: ") + strerror(ENOMEM), 0);
+    EXPECT_EQ(blocks_out(), 1u);
+    vela_clear_last_error(handle);
 }
 
 // ---- variants and counters -----------------------------------------------------------------------------------------------
@@ -411,6 +439,22 @@ TEST_F(lifecycle_test, destroy_leaves_mappings_alone_where_the_handle_keeps_none
     handle->hd_mapping = 0;
     ptp_port_identity_destroy_internal(handle, test_class, identity, 0);
     EXPECT_NE(velalib_get_sttr_offset(handle, test_class, nested), 0);
+}
+
+TEST_F(lifecycle_test, destroy_stops_where_the_runtime_cannot_forget_the_instance) {
+    ptp_clock_quality *quality = ptp_clock_quality_create(handle, test_class);
+    handle->hd_mapping = 1;
+    header(quality).flags = VELA_FLAG_EXTRA_DATA;
+    failures.mapping_removal = EIO;
+    ptp_clock_quality_destroy(handle, test_class, quality);
+    failures.mapping_removal = 0;
+    expect_trace(
+        "ptp_clock_quality", BITLOG_ERROR,
+        std::string("ptp_clock_quality destroy: Failed to remove oid mapping for object. Error ") + strerror(EIO), 13);
+    EXPECT_EQ(handle->last_error.code, static_cast<u_int32>(EIO));
+    vela_clear_last_error(handle);
+    EXPECT_EQ(blocks_out(), 1u);
+    ptp_clock_quality_destroy(handle, test_class, quality);
 }
 
 // ---- chains ----------------------------------------------------------------------------------------------------------------

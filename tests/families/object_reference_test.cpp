@@ -134,6 +134,8 @@ TEST_F(object_reference_test, addresses_of_nested_instances_and_elements_release
                                     ptp_ipv4_stream_id_mac_addr_get(handle, test_class, element, &err), object, &err);
     }
     EXPECT_EQ(vela_oid_reference_count(handle, object), 2u);
+    ptp_ipv4_streams_arr_destroy_internal(handle, test_class, array.get(), 0);
+    EXPECT_EQ(vela_oid_reference_count(handle, object), 0u) << "released once, not again with the array";
     array.reset();
     EXPECT_EQ(vela_oid_reference_count(handle, object), 0u);
 
