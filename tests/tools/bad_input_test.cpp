@@ -1,6 +1,8 @@
 // Bad input: the fault is named with its place, the exit code is right, and nothing is left behind.
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "shell.h"
 
 using testing::HasSubstr;
@@ -58,6 +60,24 @@ TEST_F(bad_input, xml_that_the_types_do_not_know_is_refused_with_its_place) {
         EXPECT_THAT(result.err, MatchesRegex("ptpcfg: in\\.xml:[0-9]+:[0-9]+: ptp_clock_cfg.*\n")) << fault.fields;
         EXPECT_EQ(listing(), "in.xml") << fault.fields;
     }
+}
+
+TEST_F(bad_input, a_text_holds_255_characters_whatever_they_take_in_xml) {
+    const auto port = [](size_t count, const std::string &character) {
+        std::string name;
+        for (size_t index = 0; index < count; ++index) {
+            name += character;
+        }
+        return "<ptp_port_cfg><ptp_port><port_name>" + name + "</port_name></ptp_port></ptp_port_cfg>";
+    };
+    for (const char *character : {"x", "&amp;", "\\\\", "\\xFF"}) {
+        write("in.xml", port(255, character));
+        EXPECT_EQ(sh("ptpcfg encode in.xml -o a.bin && ptpcfg decode a.bin | ptpcfg encode | cmp a.bin -").err, "");
+        write("in.xml", port(256, character));
+        EXPECT_THAT(sh("ptpcfg encode in.xml").err, HasSubstr("port_name: the text is longer than the 255 characters"));
+    }
+    write("in.xml", port(1, "\\q"));
+    EXPECT_EQ(sh("ptpcfg encode in.xml").status, 1);
 }
 
 TEST_F(bad_input, all_faults_of_a_file_are_told_at_once) {
@@ -134,6 +154,40 @@ TEST_F(bad_input, bytes_that_lie_are_refused) {
     }
     EXPECT_EQ(sh("head -c 3000 /dev/urandom | ptpcfg decode --from bin").status, 1);
     EXPECT_THAT(sh("echo 'bc 0' | ptpcfg decode").err, HasSubstr("standard input:1:4: a pair of hexadecimal digits"));
+}
+
+TEST_F(bad_input, damaged_bytes_end_in_a_fault_or_a_record_never_in_a_crash) {
+    ASSERT_EQ(sh("for option in '' --tracked; do for name in ptp_port_cfg ptp_bmca_data_msg ptp_port_data_set_info; do "
+                 "ptpcfg describe --xml $name | ptpcfg encode $option -o $name$option.bin || exit; done; done")
+                  .status,
+              0);
+    std::mt19937 random(1588);
+    int number = 0;
+    for (const char *name : {"ptp_port_cfg", "ptp_bmca_data_msg", "ptp_port_data_set_info"}) {
+        for (const char *option : {"", "--tracked"}) {
+            const std::string good = read(std::string(name) + option + ".bin");
+            for (int round = 0; round < 12; ++round) {
+                std::string bytes = good;
+                for (int change = 0; change <= round % 3; ++change) {
+                    const size_t at = round % 2 == 0 ? 43 + random() % (bytes.size() - 43) : random() % bytes.size();
+                    bytes[at] = static_cast<char>(random());
+                }
+                write("damaged" + std::to_string(number++), bytes);
+            }
+        }
+    }
+    const outcome result = sh(R"(
+        for file in damaged*; do
+            for command in decode "decode --explain" print; do
+                ptpcfg $command --from bin $file >out.txt 2>err.txt
+                case $? in
+                0) test ! -s err.txt || echo "$command $file wrote a fault and succeeded" ;;
+                1) grep -q "^ptpcfg: $file: offset" err.txt || { echo "$command $file"; cat err.txt; } ;;
+                *) echo "$command $file ended with $?"; cat err.txt ;;
+                esac
+            done
+        done)");
+    EXPECT_EQ(result.out, "");
 }
 
 TEST_F(bad_input, files_that_cannot_be_used_are_named) {

@@ -67,6 +67,19 @@ TEST_F(convert, several_messages_stand_in_one_stream) {
     EXPECT_THAT(read("three.xml"), StartsWith("<ptp_cfg>\n  <ptp_clock_cfg>\n"));
 }
 
+TEST_F(convert, a_bundle_reads_as_its_messages) {
+    const auto number = [](size_t value) {
+        return std::string({0, 0, static_cast<char>(value >> 8), static_cast<char>(value)});
+    };
+    const std::string clock = read("clock.bin");
+    const std::string frame = number(clock.size()) + clock;
+    write("bundle.bin",
+          "VBND" + std::string("\1\0\0\0", 4) + number(2) + number(16 + 2 * frame.size()) + frame + frame);
+    EXPECT_EQ(sh("cat clock.bin clock.bin >two.bin; ptpcfg encode --from bin bundle.bin | cmp two.bin -").err, "");
+    EXPECT_EQ(sh("ptpcfg decode --explain bundle.bin").status, 0);
+    EXPECT_EQ(sh("head -c 100 bundle.bin | ptpcfg decode").status, 1);
+}
+
 TEST_F(convert, a_record_travels_without_a_message_when_its_type_is_named) {
     write("quality.xml",
           "<ptp_clock_quality><clock_class>6</clock_class>"

@@ -15,6 +15,8 @@ TEST_F(describe, lists_every_type_and_describes_each) {
             ptpcfg describe $name >one.txt && ptpcfg describe $name --variant 0 --tracked >layout.txt || exit
             head -n 1 one.txt | grep -q "^$name: $kind$" || { echo "$name"; exit 1; }
             grep -q bytes layout.txt || { echo "$name"; exit 1; }
+            type=; test $kind = message || type="--type $name"
+            ptpcfg describe --xml $name | ptpcfg encode $type --tracked | ptpcfg decode $type >back.xml || exit
         done)");
     EXPECT_EQ(result.status, 0) << result.out << result.err;
     EXPECT_THAT(sh("ptpcfg describe ptp_clock_quality").out, HasSubstr("40 bytes in memory, 43 with state flags"));

@@ -99,7 +99,7 @@ std::string members_text(const ptp_cfg_type *type, const ptp_cfg_type_descriptio
 std::string details_text(const ptp_cfg_type *type) {
     const ptp_cfg_type_description description = describe(type);
     std::string text = std::string(description.short_name) + ": " + kind_name(description.kind) + "\n";
-    if (text_or_nothing(description.doc).empty() == false) {
+    if (!text_or_nothing(description.doc).empty()) {
         text += std::string(description.doc) + "\n";
     }
     table facts;
@@ -223,19 +223,30 @@ std::string layout_text(const ptp_cfg_type *type, int variant, bool tracked) {
     return layout.text();
 }
 
+/** A record with every field at its default, to start from. */
+std::string sample_text(const ptp_cfg_type *type) {
+    const session session(session_options{});
+    std::vector<record> records;
+    records.push_back(new_record(type, session.handle(false)));
+    return render(records, format::xml);
+}
+
 struct describe_options {
     std::string name;
     int variant = -1;
     bool tracked = false;
+    bool xml = false;
 };
 
-void run_describe(const describe_options &options, bool wants_layout) {
+std::string answer(const describe_options &options, bool wants_layout) {
     if (options.name.empty()) {
-        write_output("-", list_text());
-        return;
+        return list_text();
     }
     const ptp_cfg_type *type = type_named(options.name);
-    write_output("-", wants_layout ? layout_text(type, options.variant, options.tracked) : details_text(type));
+    if (options.xml) {
+        return sample_text(type);
+    }
+    return wants_layout ? layout_text(type, options.variant, options.tracked) : details_text(type);
 }
 
 }  // namespace
@@ -250,7 +261,10 @@ void add_describe(CLI::App &app) {
                                ->type_name("N")
                                ->needs(name);
     command->add_flag("--tracked", options->tracked, "with state flags")->needs(variant);
-    command->callback([options, variant] { run_describe(*options, variant->count() > 0); });
+    command->add_flag("--xml", options->xml, "show it as XML with every field at its default, to start from")
+        ->needs(name)
+        ->excludes(variant);
+    command->callback([options, variant] { write_output("-", answer(*options, variant->count() > 0)); });
 }
 
 }  // namespace ptpcfg

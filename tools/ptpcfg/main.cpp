@@ -36,6 +36,7 @@ void to_stderr(void *, const bitlog_record *record) {
 
 void add_global_options(CLI::App &app) {
     app.require_subcommand(1);
+    app.fallthrough();
     app.set_version_flag("--version", std::string("ptpcfg ") + PTPCFG_VERSION);
     app.add_flag_callback(
            "--trace", [] { bitlog_set_sink(to_stderr, nullptr); },

@@ -30,7 +30,17 @@ constexpr primitive make(const char *name) {
             }};
 }
 
+void text_from_xml(vela_handle *handle, const char *path, vela_xml_document *document, u_int32 *err, char *reason,
+                   u_int32 room) {
+    var_string text = nullptr;
+    u_int8 count = 0;
+    var_string_from_xml(handle, memory_class, path, document, &text, &count, err, reason, room);
+    var_string_destroy_internal(handle, memory_class, &text, 1);
+}
+
 constexpr primitive primitives[] = {
+    // Texts are shown by wire.cpp, which knows their length.
+    {"var_string", text_from_xml, nullptr},
     make<u_int8, u_int8_from_xml, u_int8_unmarshal, u_int8_to_xml>("u_int8"),
     make<u_int16, u_int16_from_xml, u_int16_unmarshal, u_int16_to_xml>("u_int16"),
     make<u_int32, u_int32_from_xml, u_int32_unmarshal, u_int32_to_xml>("u_int32"),
@@ -72,22 +82,27 @@ std::string expectation(const ptp_cfg_field_description &field) {
 
 }  // namespace
 
-std::string check_value(const ptp_cfg_field_description &field, const std::string &content, vela_handle *handle) {
+std::string check_value(const ptp_cfg_field_description &field, const std::string &element, const std::string &text,
+                        vela_handle *handle) {
     const primitive *row = primitive_of(field);
     if (row == nullptr) {
         return "";
     }
-    const std::string text = "<v>" + content + "</v>";
-    u_int32 err = 0;
+    const std::string path = std::string("//") + field.name;
+    u_int32 err = VELA_EINVAL;
     char reason[160] = "";
-    if (vela_xml_document *document = vela_xml_parse(text.c_str(), text.size(), reason, sizeof reason)) {
-        row->from_xml(handle, "//v", document, &err, reason, sizeof reason);
+    if (vela_xml_document *document = vela_xml_parse(element.data(), element.size(), reason, sizeof reason)) {
+        err = 0;
+        row->from_xml(handle, path.c_str(), document, &err, reason, sizeof reason);
         vela_xml_destroy(document);
-        if (err == 0) {
-            return "";
-        }
     }
-    return "'" + content + "' is not " + expectation(field);
+    if (err == 0) {
+        return "";
+    }
+    if (err == VELA_ENOSPC) {
+        return "the text is longer than the 255 characters that fit";
+    }
+    return field.kind == PTP_CFG_FIELD_TEXT ? reason : "'" + text + "' is not " + expectation(field);
 }
 
 u_int64 read_number(std::string_view bytes) {
@@ -100,7 +115,7 @@ u_int64 read_number(std::string_view bytes) {
 
 std::string value_text(const ptp_cfg_field_description &field, std::string_view bytes, vela_handle *handle) {
     const primitive *row = primitive_of(field);
-    if (row == nullptr) {
+    if (row == nullptr || row->wire_to_xml == nullptr) {
         return "";
     }
     char buffer[512];

@@ -10,10 +10,13 @@
 namespace ptpcfg {
 
 /**
- * Checks that the runtime reads `text` as a value of a primitive field.
+ * Checks that the runtime reads an element as a value of a primitive field.
+ * @param element  XML of the element, which has the field's name
+ * @param text     its characters, for the answer
  * @return what is wrong with it, or an empty text
  */
-std::string check_value(const ptp_cfg_field_description &field, const std::string &text, vela_handle *handle);
+std::string check_value(const ptp_cfg_field_description &field, const std::string &element, const std::string &text,
+                        vela_handle *handle);
 
 /** The value that the bytes of a primitive hold, as people read it. */
 std::string value_text(const ptp_cfg_field_description &field, std::string_view bytes, vela_handle *handle);

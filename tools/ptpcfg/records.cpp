@@ -34,14 +34,6 @@ record message_from_bytes(const std::string &name, std::string_view bytes, messa
     return result;
 }
 
-record create(const ptp_cfg_type *type, vela_handle *handle) {
-    void *instance = describe(type).operations->create(handle, memory_class);
-    if (instance == nullptr) {
-        throw failure(exit_code::io, "there is no memory for a record");
-    }
-    return {type, instance, handle};
-}
-
 record type_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *type,
                        const session &session) {
     const bool has_flags = describe(type).kind == PTP_CFG_STRUCTURE && bytes.size() > 1 &&
@@ -51,7 +43,7 @@ record type_from_bytes(const std::string &name, std::string_view bytes, const pt
     if (!walk.problem.empty()) {
         fail_decoding(name, walk, 0);
     }
-    record result = create(type, handle);
+    record result = new_record(type, handle);
     u_int32 err = 0;
     result.operations().unmarshal(handle, memory_class, octets(bytes), result.instance(),
                                   static_cast<u_int32>(bytes.size()), &err);
@@ -98,7 +90,7 @@ record record_from_element(const xml_source &source, const xml_record &element, 
         check();
         return {element.type, message, handle};
     }
-    record result = create(element.type, handle);
+    record result = new_record(element.type, handle);
     const std::string path = std::string("//") + type.name;
     type.operations->from_xml(handle, memory_class, path.c_str(), document.get(), result.instance(), &err, reason,
                               sizeof reason);
@@ -128,6 +120,14 @@ std::string filled(const record &record, char blank, const char *doing, call ope
 }
 
 }  // namespace
+
+record new_record(const ptp_cfg_type *type, vela_handle *handle) {
+    void *instance = describe(type).operations->create(handle, memory_class);
+    if (instance == nullptr) {
+        throw failure(exit_code::io, "there is no memory for a record");
+    }
+    return {type, instance, handle};
+}
 
 std::vector<record> records_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *bare_type,
                                        const session &session) {

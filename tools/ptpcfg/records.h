@@ -11,6 +11,9 @@
 
 namespace ptpcfg {
 
+/** A record with every field at its default. */
+record new_record(const ptp_cfg_type *type, vela_handle *handle);
+
 /** Decodes every message of an input, or one record of `bare_type`; fails at the first byte that is wrong. */
 std::vector<record> records_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *bare_type,
                                        const session &session);

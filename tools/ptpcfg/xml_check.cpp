@@ -10,7 +10,6 @@ namespace ptpcfg {
 namespace {
 
 constexpr size_t most_faults = 20;
-constexpr size_t longest_text = 255;
 constexpr const char *recorder_element = "ptp_cfg";
 
 std::string path_of(pugi::xml_node node) {
@@ -207,14 +206,7 @@ void checker::value(pugi::xml_node node, const ptp_cfg_field_description &field)
     if (!no_children(node)) {
         return;
     }
-    if (field.kind == PTP_CFG_FIELD_TEXT) {
-        const size_t length = text_of(node).size();
-        if (length > longest_text) {
-            fault(node, "the text has " + std::to_string(length) + " bytes, at most 255 fit");
-        }
-        return;
-    }
-    const std::string reason = check_value(field, text_of(node), session_.handle(false));
+    const std::string reason = check_value(field, compact_text(node), text_of(node), session_.handle(false));
     if (!reason.empty()) {
         fault(node, reason);
     }

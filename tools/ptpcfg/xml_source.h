@@ -16,7 +16,7 @@ inline constexpr const char *lost_value_attribute = "value-out-of-range";
 class xml_source {
   public:
     /** Parses; fails with the place and the reason when the text is no XML, or declares a document type. */
-    xml_source(std::string name, std::string text);
+    xml_source(std::string name, const std::string &text);
 
     const std::string &name() const { return name_; }
     pugi::xml_node root() const { return document_; }
