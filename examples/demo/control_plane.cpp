@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "demo.h"
+#include "reports.h"
 
 namespace {
 
@@ -109,7 +109,11 @@ void on_bundle(vela_handle *handle, u_int32 mem_class, const u_int8 *bundle, u_i
         description.operations->unmarshal_only(handle, mem_class, &message, item.message, item.length, &err);
         demo::check(err, "read a report");
         demo::say(std::string("the daemon reports ") + description.short_name + ":");
-        demo::show(demo::printed(type, handle, message));
+        if (type == ptp_cfg_type_find("ptp_stream_runtime_state_msg")) {
+            demo::show_streams(handle, static_cast<ptp_stream_runtime_state_msg_message *>(message));  // 600 lines else
+        } else {
+            demo::show(demo::printed(type, handle, message));
+        }
         description.operations->destroy(handle, mem_class, message);
     }
     ++self->reports;

@@ -1,4 +1,4 @@
-// Plays a PTP daemon: receives the configuration of a clock, keeps it, and answers with the clock's data set.
+// Plays a PTP daemon: receives the configuration of a clock, keeps it, and answers with the clock's state.
 //
 //     demo_daemon SOCKET RECORD     SOCKET: where to listen; RECORD: file for the received messages as XML
 //
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "demo.h"
+#include "reports.h"
 
 namespace {
 
@@ -77,7 +77,7 @@ void ptp_cfg_ptp_clock_cfg_message_handler(vela_handle *handle, u_int32 mem_clas
     demo::show(demo::printed(ptp_cfg_type_find("ptp_clock_cfg_message"), handle, message));
     state->clock = ptp_clock_cfg_message_ptp_clock_get_detach(handle, mem_class, message, err);
     ptp_clock_cfg_message_destroy(handle, mem_class, message);
-    report_data_set(*state);
+    demo::report_state(handle, state->channel, data_set_of(*state, err));
 }
 
 void ptp_cfg_ptp_clock_modify_cmd_message_handler(vela_handle *handle, u_int32 mem_class, void *context,

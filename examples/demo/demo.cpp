@@ -11,9 +11,7 @@ std::string speaker;
 
 }  // namespace
 
-void introduce(const std::string &name) {
-    speaker = name;
-}
+void introduce(const std::string &name) { speaker = name; }
 
 void say(const std::string &line) {
     std::printf("%-15s %s\n", ("[" + speaker + "]").c_str(), line.c_str());
