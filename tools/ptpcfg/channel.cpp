@@ -21,18 +21,12 @@ constexpr domain_entry domains[] = {
 
 }  // namespace
 
-void add_channel_options(CLI::App &command, channel_options &options, const char *timeout_help) {
-    command.add_option("uri", options.uri, "where the channel is, for example unix:/run/ptp.sock")
-        ->type_name("URI")
-        ->required();
+std::vector<std::string> channel_names() {
     std::vector<std::string> names;
     for (const domain_entry &row : domains) {
         names.emplace_back(row.name);
     }
-    command.add_option("--channel", options.channel, "which of the transport's channels it is")
-        ->check(CLI::IsMember(names))
-        ->capture_default_str();
-    command.add_option("--timeout", options.timeout, timeout_help)->type_name("SECONDS")->check(CLI::NonNegativeNumber);
+    return names;
 }
 
 channel open_channel(open_channel_fn open, const channel_options &options, vela_channel_event_fn event, void *cookie) {

@@ -1,9 +1,9 @@
 // A transport channel that closes itself, for send and listen.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "vela_transport.h"
 
@@ -20,8 +20,8 @@ struct close_channel {
 };
 using channel = std::unique_ptr<vela_channel, close_channel>;
 
-/** URI, --channel and --timeout. */
-void add_channel_options(CLI::App &command, channel_options &options, const char *timeout_help);
+/** Names of the transport's channels. */
+std::vector<std::string> channel_names();
 
 using open_channel_fn = vela_channel *(*)(const char *domain, const char *uri, const vela_channel_options *options,
                                           char *error_text, size_t room, u_int32 *err);

@@ -1,27 +1,9 @@
-#include "command.h"
+#include "commands.h"
 #include "failure.h"
 #include "files.h"
+#include "records.h"
 
 namespace ptpcfg {
-
-void add_domain_option(CLI::App &command, session_options &options) {
-    command
-        .add_option("--domain", options.domain,
-                    "variant of a type that an older peer knows, for example ptp_port=0; may be repeated")
-        ->type_name("TYPE=VARIANT")
-        ->allow_extra_args(false);
-}
-
-void add_conversion_options(CLI::App &command, conversion &options) {
-    command.add_option("input", options.input, "file to read; - is standard input")->type_name("FILE");
-    command.add_option("-o,--output", options.output, "file to write; - is standard output")->type_name("FILE");
-    command.add_option("--from", options.from, std::string("format of the input: ") + input_formats)
-        ->type_name("FORMAT");
-    command.add_option("--to", options.to, std::string("format of the output: ") + output_formats)->type_name("FORMAT");
-    command.add_option("--type", options.type, "the input is one record of this type, without a message around it")
-        ->type_name("NAME");
-    add_domain_option(command, options.session);
-}
 
 const ptp_cfg_type *bare_type_of(const std::string &name) { return name.empty() ? nullptr : type_named(name); }
 

@@ -1,8 +1,9 @@
 #include <algorithm>
 
-#include "command.h"
+#include "commands.h"
 #include "failure.h"
 #include "files.h"
+#include "records.h"
 
 namespace ptpcfg {
 namespace {
@@ -231,14 +232,7 @@ std::string sample_text(const ptp_cfg_type *type) {
     return render(records, format::xml);
 }
 
-struct describe_options {
-    std::string name;
-    int variant = -1;
-    bool tracked = false;
-    bool xml = false;
-};
-
-std::string answer(const describe_options &options, bool wants_layout) {
+std::string answer(const describe_options &options) {
     if (options.name.empty()) {
         return list_text();
     }
@@ -246,25 +240,11 @@ std::string answer(const describe_options &options, bool wants_layout) {
     if (options.xml) {
         return sample_text(type);
     }
-    return wants_layout ? layout_text(type, options.variant, options.tracked) : details_text(type);
+    return options.variant >= 0 ? layout_text(type, options.variant, options.tracked) : details_text(type);
 }
 
 }  // namespace
 
-void add_describe(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("describe", "List all types and messages, or say all about one");
-    auto options = std::make_shared<describe_options>();
-    CLI::Option *name = command->add_option("name", options->name, "type or message")->type_name("TYPE|MESSAGE");
-    CLI::Option *variant = command
-                               ->add_option("--variant", options->variant,
-                                            "show the bytes of this variant; records within it are at their newest")
-                               ->type_name("N")
-                               ->needs(name);
-    command->add_flag("--tracked", options->tracked, "with state flags")->needs(variant);
-    command->add_flag("--xml", options->xml, "show it as XML with every field at its default, to start from")
-        ->needs(name)
-        ->excludes(variant);
-    command->callback([options, variant] { write_output("-", answer(*options, variant->count() > 0)); });
-}
+void describe(const describe_options &options) { write_output("-", answer(options)); }
 
 }  // namespace ptpcfg

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "command.h"
+#include "commands.h"
 #include "failure.h"
 #include "files.h"
 #include "vela_bundle.h"

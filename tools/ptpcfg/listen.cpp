@@ -8,23 +8,15 @@
 #include <deque>
 
 #include "channel.h"
-#include "command.h"
+#include "commands.h"
 #include "failure.h"
-#include "files.h"
+#include "records.h"
 #include "vela_bundle.h"
 
 namespace ptpcfg {
 namespace {
 
 using std::chrono::steady_clock;
-
-struct listen_options {
-    channel_options channel;
-    std::string to;
-    std::string output = "-";
-    std::string record;
-    u_int32 count = 0;
-};
 
 volatile std::sig_atomic_t stopped = 0;
 
@@ -215,7 +207,9 @@ class listener {
     size_t faults_ = 0;
 };
 
-void run_listen(const listen_options &options) {
+}  // namespace
+
+void listen(const listen_options &options) {
     end_at_signals();
     listener listener(options, output_format(options.to, options.output, format::text));
     listener.run();
@@ -223,21 +217,6 @@ void run_listen(const listen_options &options) {
         throw failure(exit_code::peer,
                       options.channel.uri + ": " + std::to_string(listener.faults()) + " faults, see above");
     }
-}
-
-}  // namespace
-
-void add_listen(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("listen", "Receive messages at a channel and show or keep them");
-    auto options = std::make_shared<listen_options>();
-    add_channel_options(*command, options->channel,
-                        "end after this time without a message; a fault when --count is not reached");
-    command->add_option("--to", options->to, std::string("format to write: ") + output_formats)->type_name("FORMAT");
-    command->add_option("-o,--output", options->output, "file to add to; - is standard output")->type_name("FILE");
-    command->add_option("--record", options->record, "file to add each message to, as XML with its time")
-        ->type_name("FILE");
-    command->add_option("--count", options->count, "end after this many messages")->type_name("N");
-    command->callback([options] { run_listen(*options); });
 }
 
 }  // namespace ptpcfg

@@ -1,22 +1,16 @@
 #include <chrono>
 
 #include "channel.h"
-#include "command.h"
+#include "commands.h"
 #include "failure.h"
 #include "files.h"
+#include "records.h"
 #include "wire.h"
 
 namespace ptpcfg {
 namespace {
 
 using std::chrono::steady_clock;
-
-struct send_options {
-    channel_options channel;
-    std::vector<std::string> files;
-    std::string from;
-    session_options session;
-};
 
 /** What happened on the channel, for the message when sending fails. */
 struct events {
@@ -105,7 +99,9 @@ class sender {
     steady_clock::time_point deadline_;
 };
 
-void run_send(const send_options &options) {
+}  // namespace
+
+void send(const send_options &options) {
     if (!options.from.empty()) {
         format_named(options.from, "--from", input_formats);
     }
@@ -116,23 +112,6 @@ void run_send(const send_options &options) {
         append_messages(path, options, session, messages);
     }
     sender(options, session).run(messages);
-}
-
-}  // namespace
-
-void add_send(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("send", "Send messages to the program that listens at a channel");
-    auto options = std::make_shared<send_options>();
-    options->channel.timeout = 5;
-    add_channel_options(*command, options->channel, "longest time that sending may take; default 5");
-    command->add_option("files", options->files, "messages as XML or bytes; - is standard input")
-        ->type_name("FILE")
-        ->required();
-    command->add_option("--from", options->from, std::string("format of the files: ") + input_formats)
-        ->type_name("FORMAT");
-    add_domain_option(*command, options->session);
-    command->add_flag("--tracked", options->session.tracked, "write state flags");
-    command->callback([options] { run_send(*options); });
 }
 
 }  // namespace ptpcfg

@@ -54,7 +54,8 @@ std::string save(pugi::xml_node node, unsigned flags) {
 
 }  // namespace
 
-xml_source::xml_source(std::string name, const std::string &text) : name_(std::move(name)), text_(repair_lost_values(text)) {
+xml_source::xml_source(std::string name, const std::string &text)
+    : name_(std::move(name)), text_(repair_lost_values(text)) {
     line_starts_.push_back(0);
     for (size_t at = 0; at < text_.size(); ++at) {
         if (text_[at] == '\n') {

@@ -1,0 +1,163 @@
+#include "command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include "bitlog.h"
+#include "commands.h"
+#include "failure.h"
+
+namespace ptpcfg {
+namespace {
+
+constexpr const char *exit_codes =
+    "Exit codes: 0 done; 1 the input is wrong; 2 the command line is wrong; 3 a file, a pipe or the memory failed;\n"
+    "4 the other end of a channel failed. Faults are named on standard error, a line each; output appears whole or\n"
+    "not at all.";
+
+void trace_to_stderr(void *, const bitlog_record *record) {
+    char text[512];
+    bitlog_format(record, text, sizeof text);
+    std::fprintf(stderr, "trace: %s: %s\n", record->points->subject, text);
+}
+
+void add_global_options(CLI::App &app) {
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.set_version_flag("--version", std::string("ptpcfg ") + PTPCFG_VERSION);
+    app.add_flag_callback(
+           "--trace", [] { bitlog_set_sink(trace_to_stderr, nullptr); },
+           "show the library's trace messages on standard error")
+        ->trigger_on_parse();
+    app.footer(exit_codes);
+    app.failure_message(CLI::FailureMessage::simple);
+}
+
+void add_domain_option(CLI::App &command, session_options &options) {
+    command
+        .add_option("--domain", options.domain,
+                    "variant of a type that an older peer knows, for example ptp_port=0; may be repeated")
+        ->type_name("TYPE=VARIANT")
+        ->allow_extra_args(false);
+}
+
+void add_from_option(CLI::App &command, std::string &from) {
+    command.add_option("--from", from, std::string("format of the input: ") + input_formats)->type_name("FORMAT");
+}
+
+CLI::Option *add_to_option(CLI::App &command, std::string &to) {
+    return command.add_option("--to", to, std::string("format of the output: ") + output_formats)->type_name("FORMAT");
+}
+
+CLI::Option *add_conversion_options(CLI::App &command, conversion &options) {
+    command.add_option("input", options.input, "file to read; - is standard input")->type_name("FILE");
+    command.add_option("-o,--output", options.output, "file to write; - is standard output")->type_name("FILE");
+    command.add_option("--type", options.type, "the input is one record of this type, without a message around it")
+        ->type_name("NAME");
+    add_from_option(command, options.from);
+    add_domain_option(command, options.session);
+    return add_to_option(command, options.to);
+}
+
+void add_encode(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("encode", "Turn XML into the bytes that travel");
+    auto options = std::make_shared<conversion>();
+    add_conversion_options(*command, *options);
+    command->add_flag("--tracked", options->session.tracked, "write state flags");
+    command->callback([options] { convert(*options, format::bin); });
+}
+
+void add_decode(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("decode", "Turn bytes into XML, or say what each of them means");
+    auto options = std::make_shared<conversion>();
+    CLI::Option *const to = add_conversion_options(*command, *options);
+    auto explained = std::make_shared<bool>(false);
+    command->add_flag("--explain", *explained, "list offset, bytes, field and value; also of damaged input")
+        ->excludes(to);
+    command->callback([options, explained] {
+        if (*explained) {
+            explain(*options);
+        } else {
+            convert(*options, format::xml);
+        }
+    });
+}
+
+void add_print(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("print", "Show messages as indented text");
+    auto options = std::make_shared<conversion>();
+    add_conversion_options(*command, *options);
+    command->callback([options] { convert(*options, format::text); });
+}
+
+void add_describe(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("describe", "List all types and messages, or say all about one");
+    auto options = std::make_shared<describe_options>();
+    CLI::Option *name = command->add_option("name", options->name, "type or message")->type_name("TYPE|MESSAGE");
+    CLI::Option *variant = command
+                               ->add_option("--variant", options->variant,
+                                            "show the bytes of this variant; records within it are at their newest")
+                               ->type_name("N")
+                               ->check(CLI::Range(0, 127))
+                               ->needs(name);
+    command->add_flag("--tracked", options->tracked, "with state flags")->needs(variant);
+    command->add_flag("--xml", options->xml, "show it as XML with every field at its default, to start from")
+        ->needs(name)
+        ->excludes(variant);
+    command->callback([options] { describe(*options); });
+}
+
+void add_channel_options(CLI::App &command, channel_options &options, const char *timeout_help) {
+    command.add_option("uri", options.uri, "where the channel is, for example unix:/run/ptp.sock")
+        ->type_name("URI")
+        ->required();
+    command.add_option("--channel", options.channel, "which of the transport's channels it is")
+        ->check(CLI::IsMember(channel_names()))
+        ->capture_default_str();
+    command.add_option("--timeout", options.timeout, timeout_help)->type_name("SECONDS")->check(CLI::NonNegativeNumber);
+}
+
+void add_send(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("send", "Send messages to the program that listens at a channel");
+    auto options = std::make_shared<send_options>();
+    options->channel.timeout = 5;
+    add_channel_options(*command, options->channel, "longest time that sending may take; default 5");
+    command->add_option("files", options->files, "messages as XML or bytes; - is standard input")
+        ->type_name("FILE")
+        ->required();
+    add_from_option(*command, options->from);
+    add_domain_option(*command, options->session);
+    command->add_flag("--tracked", options->session.tracked, "write state flags");
+    command->callback([options] { send(*options); });
+}
+
+void add_listen(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("listen", "Receive messages at a channel and show or keep them");
+    auto options = std::make_shared<listen_options>();
+    add_channel_options(*command, options->channel,
+                        "end after this time without a message; a fault when --count is not reached");
+    add_to_option(*command, options->to);
+    command->add_option("-o,--output", options->output, "file to add to; - is standard output")->type_name("FILE");
+    command->add_option("--record", options->record, "file to add each message to, as XML with its time")
+        ->type_name("FILE");
+    command->add_option("--count", options->count, "end after this many messages")->type_name("N");
+    command->callback([options] { listen(*options); });
+}
+
+}  // namespace
+
+int run_command_line(int argc, char **argv) {
+    CLI::App app("Configuration records of PTP clocks: encode, decode, print, describe, send and receive them.",
+                 "ptpcfg");
+    add_global_options(app);
+    for (const auto add : {add_encode, add_decode, add_print, add_describe, add_send, add_listen}) {
+        add(app);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? 0 : static_cast<int>(exit_code::usage);
+    }
+    return 0;
+}
+
+}  // namespace ptpcfg

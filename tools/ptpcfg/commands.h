@@ -1,0 +1,66 @@
+// The subcommands: what each is told, and what does it. Where they come from is command_line.cpp's business.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "channel.h"
+#include "formats.h"
+#include "session.h"
+
+namespace ptpcfg {
+
+/** encode, decode and print: one input, one output. */
+struct conversion {
+    std::string input = "-";
+    std::string output = "-";
+    std::string from;  // a format's name, or empty
+    std::string to;
+    std::string type;  // of a record without a message around it
+    session_options session;
+};
+
+/** Reads the input, converts it, writes the output; `fallback` is the format when neither --to nor an ending says. */
+void convert(const conversion &options, format fallback);
+
+/** decode --explain: what every byte of the input means. */
+void explain(const conversion &options);
+
+struct describe_options {
+    std::string name;  // empty: list everything
+    int variant = -1;  // from 0: show the bytes of that variant
+    bool tracked = false;
+    bool xml = false;
+};
+
+void describe(const describe_options &options);
+
+struct send_options {
+    channel_options channel;
+    std::vector<std::string> files;
+    std::string from;
+    session_options session;
+};
+
+void send(const send_options &options);
+
+struct listen_options {
+    channel_options channel;
+    std::string to;
+    std::string output = "-";
+    std::string record;  // file for recorder XML, or empty
+    u_int32 count = 0;   // 0: without end
+};
+
+void listen(const listen_options &options);
+
+/** The type that --type names, or nullptr. */
+const ptp_cfg_type *bare_type_of(const std::string &name);
+
+/** The format of an input: --from, else its ending, else its content. */
+format input_format(const std::string &from, const std::string &path, const std::string &content);
+
+/** The format of an output: --to, else its ending, else `fallback`. */
+format output_format(const std::string &to, const std::string &path, format fallback);
+
+}  // namespace ptpcfg
