@@ -1,9 +1,8 @@
 // The clock record's encoding written by hand: one bounds check, then stores or loads one after the other.
 #include "records/hand.h"
 
-#include "harness/contender.h"
 #include "records/clock.h"
-#include "records/records.h"
+#include "records/record.h"
 
 namespace bench {
 namespace {
@@ -103,44 +102,9 @@ using namespace hand;
     return clock_width;
 }
 
-/** The library's own bytes of the same record. */
-std::string library_bytes() {
-    vela_handle *handle = make_handle();
-    u_int32 err = 0;
-    std::string bytes(clock_width, '\0');
-    ptp_clock_marshal(handle, mem_class, reinterpret_cast<u_int8 *>(bytes.data()), make_clock(handle, example_clock),
-                      clock_width, &err);
-    vela_handle_destroy(handle, nullptr);
-    return bytes;
-}
-
-std::string check() {
-    u_int8 bytes[clock_width] = {};
-    encode_clock(bytes, sizeof bytes, example_clock);
-    if (library_bytes() != std::string(reinterpret_cast<const char *>(bytes), sizeof bytes)) {
-        return "the bytes are not the library's";
-    }
-    clock_values values{};
-    decode_clock(bytes, sizeof bytes, values);
-    return values == example_clock ? "" : "other values came back";
-}
-
-void encode(benchmark::State &state) {
-    u_int8 bytes[256];
-    benchmark::DoNotOptimize(&bytes);
-    repeat(state, [&] { return encode_clock(bytes, sizeof bytes, example_clock); });
-}
-
-void decode(benchmark::State &state) {
-    u_int8 bytes[256];
-    encode_clock(bytes, sizeof bytes, example_clock);
-    clock_values values{};
-    benchmark::DoNotOptimize(&values);
-    repeat(state, [&] { return decode_clock(bytes, clock_width, values); });
-}
-
-const contender entry("clock_record", "hand", check,
-                      {{"encode", encode}, {"decode", decode}, {"decode and read", decode}});
+const contender entry(
+    "clock_record", "hand", [] { return hand_fault<clock_record>(encode_clock, decode_clock); },
+    hand_works<clock_record>(encode_clock, decode_clock));
 
 }  // namespace
 }  // namespace bench

@@ -1,56 +1,35 @@
 // The clock record by the library's C functions.
-#include "harness/contender.h"
 #include "records/clock.h"
-#include "records/records.h"
+#include "records/record.h"
 
 namespace bench {
 namespace {
 
-struct fixture {
-    vela_handle *handle = make_handle();
-    ptp_clock *clock = make_clock(handle, example_clock);
-    ptp_clock *received = ptp_clock_create(handle, mem_class);
-    u_int8 bytes[256] = {};
-    u_int32 err = 0;
-
-    fixture() { ptp_clock_marshal(handle, mem_class, bytes, clock, sizeof bytes, &err); }
-};
-
-fixture &own() {
-    static fixture it;
+record_fixture<clock_record> &own() {
+    static record_fixture<clock_record> it(make_handle(), make_handle());
     return it;
 }
 
-std::string check() {
-    fixture &f = own();
-    const u_int32 consumed = ptp_clock_unmarshal(f.handle, mem_class, f.bytes, f.received, clock_width, 0, &f.err);
-    if (f.err != 0 || consumed != clock_width) {
-        return "error " + std::to_string(f.err);
-    }
-    return read_clock(f.handle, f.received, &f.err) == example_clock && f.err == 0 ? "" : "other values came back";
-}
-
-void encode(benchmark::State &state) {
-    fixture &f = own();
-    repeat(state, [&] { return ptp_clock_marshal(f.handle, mem_class, f.bytes, f.clock, sizeof f.bytes, &f.err); });
-}
-
-void decode(benchmark::State &state) {
-    fixture &f = own();
-    repeat(state,
-           [&] { return ptp_clock_unmarshal(f.handle, mem_class, f.bytes, f.received, clock_width, 0, &f.err); });
-}
-
-void decode_and_read(benchmark::State &state) {
-    fixture &f = own();
+void decode_and_read_by_field(benchmark::State &state) {
+    record_fixture<clock_record> &f = own();
     repeat(state, [&] {
-        ptp_clock_unmarshal(f.handle, mem_class, f.bytes, f.received, clock_width, 0, &f.err);
-        return read_clock(f.handle, f.received, &f.err);
+        f.unmarshal();
+        return read_clock_by_field(f.receiver, f.received, &f.err);
     });
 }
 
+std::string check() {
+    record_fixture<clock_record> &f = own();
+    const std::string fault = f.fault();
+    if (!fault.empty()) {
+        return fault;
+    }
+    return read_clock_by_field(f.receiver, f.received, &f.err) == example_clock ? "" : "fields read singly differ";
+}
+
 const contender entry("clock_record", "ours", check,
-                      {{"encode", encode}, {"decode", decode}, {"decode and read", decode_and_read}});
+                      codec_works(own) + std::vector<work>{{"decode and read by field", decode_and_read_by_field}} +
+                          instance_works(own));
 
 }  // namespace
 }  // namespace bench

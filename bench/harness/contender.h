@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -37,6 +38,16 @@ std::vector<contender> &contenders();
 template <class Step>
 void repeat(benchmark::State &state, Step &&step) {
     for ([[maybe_unused]] auto _ : state) {
+        auto result = step();
+        benchmark::DoNotOptimize(result);
+        benchmark::ClobberMemory();
+    }
+}
+
+/** The same where one step does the work of `batch` iterations. */
+template <class Step>
+void repeat_batch(benchmark::State &state, std::int64_t batch, Step &&step) {
+    while (state.KeepRunningBatch(batch)) {
         auto result = step();
         benchmark::DoNotOptimize(result);
         benchmark::ClobberMemory();

@@ -1,17 +1,24 @@
 // What the figures of one run must hold.
 #pragma once
 
+#include <string>
 #include <vector>
 
 namespace bench {
 
-/** The time of `contender` is at most `at_most` times that of `reference`, or with no reference that many ns. */
-struct limit {
+/** What was timed: a contender's piece of work in a scenario. */
+struct side {
     const char *scenario;
     const char *work;
     const char *contender;
-    const char *reference;
-    double at_most;
+};
+
+/** The left side takes at most `factor` times the time of the right one, plus `more` nanoseconds. */
+struct limit {
+    side left;
+    side right;
+    double factor;
+    double more;
 };
 
 const std::vector<limit> &limits();

@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "harness/contender.h"
-#include "harness/limits.h"
 
 namespace bench {
 namespace {
@@ -118,29 +117,40 @@ void report::write_scenario(std::ostream &out, const std::string &scenario) cons
     out << "\n";
 }
 
+bool report::evaluate(const limit &one, verdict &result) const {
+    const double left = median(benchmark_name(one.left.scenario, one.left.work, one.left.contender));
+    const double right = median(benchmark_name(one.right.scenario, one.right.work, one.right.contender));
+    if (left < 0 || right < 0) {
+        return false;
+    }
+    result.ratio = left / right;
+    result.difference = left - right;
+    result.holds = left <= one.factor * right + one.more;
+    return true;
+}
+
 void report::write_limits(std::ostream &out) const {
-    out << "### Limits\n\n| scenario | work | measured | limit | |\n|---|---|---:|---:|---|\n";
+    out << "### Limits\n\n| scenario | work | compared with | measured | at most | |\n|---|---|---|---:|---:|---|\n";
     for (const limit &one : limits()) {
-        const double time = median(benchmark_name(one.scenario, one.work, one.contender));
-        const double reference =
-            one.reference == nullptr ? 1 : median(benchmark_name(one.scenario, one.work, one.reference));
-        if (time < 0 || reference < 0) {
+        verdict result;
+        if (!evaluate(one, result)) {
             continue;
         }
-        const std::string unit = one.reference == nullptr ? " ns" : std::string(" x ") + one.reference;
-        out << "| " << one.scenario << " | " << one.work << ", " << one.contender << " | " << ratio(time / reference)
-            << unit << " | " << one.at_most << " | " << (time <= one.at_most * reference ? "holds" : "**missed**")
-            << " |\n";
+        const bool by_difference = one.more > 0;
+        out << "| " << one.left.scenario << " | " << one.left.work << ", " << one.left.contender << " | "
+            << (one.left.work == one.right.work ? std::string() : one.right.work + std::string(", "))
+            << one.right.contender << " | "
+            << (by_difference ? ratio(result.difference) + " ns more" : ratio(result.ratio) + " x") << " | "
+            << (by_difference ? ratio(one.more) + " ns more" : ratio(one.factor) + " x") << " | "
+            << (result.holds ? "holds" : "**missed**") << " |\n";
     }
     out << "\n";
 }
 
 bool report::limits_hold() const {
     return std::all_of(limits().begin(), limits().end(), [this](const limit &one) {
-        const double time = median(benchmark_name(one.scenario, one.work, one.contender));
-        const double reference =
-            one.reference == nullptr ? 1 : median(benchmark_name(one.scenario, one.work, one.reference));
-        return time < 0 || reference < 0 || time <= one.at_most * reference;
+        verdict result;
+        return !evaluate(one, result) || result.holds;
     });
 }
 

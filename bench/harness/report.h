@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "harness/limits.h"
+
 namespace bench {
 
 class report : public benchmark::BenchmarkReporter {
@@ -22,6 +24,15 @@ class report : public benchmark::BenchmarkReporter {
     bool limits_hold() const;
 
   private:
+    /** How a limit's two sides compare. */
+    struct verdict {
+        double ratio;
+        double difference;
+        bool holds;
+    };
+
+    /** False when one of the sides was not timed. */
+    bool evaluate(const limit &one, verdict &result) const;
     /** Median processor time of one iteration in nanoseconds; negative when it was not timed. */
     double median(const std::string &name) const;
     void write_scenario(std::ostream &out, const std::string &scenario) const;

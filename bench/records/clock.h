@@ -68,4 +68,27 @@ ptp_clock *make_clock(vela_handle *handle, const clock_values &values);
 /** Reads every field by the accessors for whole records, a call per structure. */
 clock_values read_clock(vela_handle *handle, ptp_clock *clock, u_int32 *err);
 
+/** Reads every field by an accessor of its own. */
+clock_values read_clock_by_field(vela_handle *handle, ptp_clock *clock, u_int32 *err);
+
+/** The clock as the scenarios of records see it. */
+struct clock_record {
+    using instance = ptp_clock;
+    using values = clock_values;
+    static constexpr u_int32 width = clock_width;
+    static constexpr u_int32 text_room = 8192;
+    static const values &example() { return example_clock; }
+    static constexpr auto make = make_clock;
+    static constexpr auto read = read_clock;
+    static constexpr auto create = ptp_clock_create;
+    static constexpr auto destroy = ptp_clock_destroy;
+    static constexpr auto marshal = ptp_clock_marshal;
+    static constexpr auto unmarshal = ptp_clock_unmarshal;
+    static constexpr auto clone = ptp_clock_clone_cr;
+    static constexpr auto copy = ptp_clock_copy_cr;
+    static constexpr auto compare = ptp_clock_compare;
+    static constexpr auto hash = ptp_clock_hash;
+    static constexpr auto print = ptp_clock_print;
+};
+
 }  // namespace bench

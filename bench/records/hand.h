@@ -39,9 +39,7 @@ inline u_int8 *put_header(u_int8 *out, u_int8 variant, u_int32 width) {
 }
 constexpr u_int32 header_width = 6;
 
-inline u_int8 *put_boolean(u_int8 *out, vela_boolean value) {
-    return put(out, static_cast<u_int8>(value));
-}
+inline u_int8 *put_boolean(u_int8 *out, vela_boolean value) { return put(out, static_cast<u_int8>(value)); }
 inline const u_int8 *take_boolean(const u_int8 *in, vela_boolean &value) {
     value = *in;
     return in + 1;
@@ -52,8 +50,6 @@ inline u_int8 *put_enumeration(u_int8 *out, u_int8 variant, u_int32 value) {
     *out = variant;
     return put(out + 1, value);
 }
-inline const u_int8 *take_enumeration(const u_int8 *in, u_int32 &value) {
-    return take(in + 1, value);
-}
+inline const u_int8 *take_enumeration(const u_int8 *in, u_int32 &value) { return take(in + 1, value); }
 
 }  // namespace bench::hand

@@ -19,6 +19,14 @@ vela_handle *make_hooked_handle() {
     return make_handle(&options);
 }
 
+vela_handle *make_domain_handle(const char *type, int8 variant) {
+    vela_domain *domain = vela_domain_create("bench");
+    require(domain != nullptr && vela_domain_set_variant(domain, type, variant) == 0, "set up a domain");
+    vela_handle *handle = make_handle();
+    vela_handle_set_domain(handle, domain);
+    return handle;
+}
+
 void require(bool sound, const std::string &what) {
     if (!sound) {
         std::fprintf(stderr, "cannot %s\n", what.c_str());

@@ -15,6 +15,9 @@ vela_handle *make_handle(const vela_handle_options *options = nullptr);
 /** A handle that announces its stores to a function that does nothing, and so reads on the exact path. */
 vela_handle *make_hooked_handle();
 
+/** A handle whose domain has `type` at another variant. */
+vela_handle *make_domain_handle(const char *type, int8 variant);
+
 /** Ends the program when a preparation failed. */
 void require(bool sound, const std::string &what);
 

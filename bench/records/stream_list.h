@@ -1,0 +1,50 @@
+// The values of the list of 128 streams that every contender carries.
+#pragma once
+
+#include <array>
+
+#include "ptp_cfg.h"
+
+namespace bench {
+
+struct stream_values {
+    u_int32 stream_id;
+    u_int16 port;
+    u_int32 address;
+    u_int8 state;
+    u_int32 encapsulation;
+    std::array<u_int8, 6> mac;
+    bool operator==(const stream_values &) const = default;
+};
+
+constexpr u_int32 stream_count = 128;
+using stream_list_values = std::array<stream_values, stream_count>;
+
+const stream_list_values &example_stream_list();
+
+ptp_ipv4_streams_arr *make_stream_list(vela_handle *handle, const stream_list_values &values);
+
+/** Reads every field by the accessors for whole records. The result stands until the next call. */
+const stream_list_values &read_stream_list(vela_handle *handle, ptp_ipv4_streams_arr *list, u_int32 *err);
+
+/** The list as the scenarios of records see it. */
+struct stream_list_record {
+    using instance = ptp_ipv4_streams_arr;
+    using values = stream_list_values;
+    static constexpr u_int32 width = 6 + stream_count * 34;
+    static constexpr u_int32 text_room = 131072;
+    static const values &example() { return example_stream_list(); }
+    static constexpr auto make = make_stream_list;
+    static constexpr auto read = read_stream_list;
+    static constexpr auto create = ptp_ipv4_streams_arr_create;
+    static constexpr auto destroy = ptp_ipv4_streams_arr_destroy;
+    static constexpr auto marshal = ptp_ipv4_streams_arr_marshal;
+    static constexpr auto unmarshal = ptp_ipv4_streams_arr_unmarshal;
+    static constexpr auto clone = ptp_ipv4_streams_arr_clone_cr;
+    static constexpr auto copy = ptp_ipv4_streams_arr_copy_cr;
+    static constexpr auto compare = ptp_ipv4_streams_arr_compare;
+    static constexpr auto hash = ptp_ipv4_streams_arr_hash;
+    static constexpr auto print = ptp_ipv4_streams_arr_print;
+};
+
+}  // namespace bench
