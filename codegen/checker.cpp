@@ -14,39 +14,41 @@ constexpr std::size_t longest_name = 63;  // a type-information record holds 64 
 constexpr std::uint32_t highest_variant = 126;
 constexpr std::uint32_t highest_trace = 0xFFFFFFFFu / trace_numbers_per_type;
 
-std::string number_text(std::size_t value) {
-    return std::to_string(value);
-}
+std::string number_text(std::size_t value) { return std::to_string(value); }
 
 /** Keeps who came first, so that a duplicate can name both. */
 class unique_names {
-public:
+  public:
     unique_names(std::string what, diagnostics &errors) : what_(std::move(what)), errors_(errors) {}
 
     void add(const std::string &name, const location &where, const std::string &subject) {
         const auto [found, inserted] = first_.emplace(name, where);
         if (!inserted && !name.empty()) {
-            errors_.report(where, subject, what_ + " '" + name + "' is taken",
-                           "choose another than the one in " + found->second.file + ":" +
-                               number_text(found->second.line));
+            errors_.report(
+                where, subject, what_ + " '" + name + "' is taken",
+                "choose another than the one in " + found->second.file + ":" + number_text(found->second.line));
         }
     }
 
-private:
+  private:
     std::string what_;
     diagnostics &errors_;
     std::map<std::string, location> first_;
 };
 
 class checker {
-public:
+  public:
     checker(model &schema, diagnostics &errors)
-        : schema_(schema), errors_(errors), type_names_("type name", errors), luids_("LUID", errors),
-          traces_("trace number", errors), literals_("literal", errors) {}
+        : schema_(schema),
+          errors_(errors),
+          type_names_("type name", errors),
+          luids_("LUID", errors),
+          traces_("trace number", errors),
+          literals_("literal", errors) {}
 
     void run();
 
-private:
+  private:
     void index_types();
     template <class type>
     void check_identity(const type &subject, const std::string &title, const std::string &name);
@@ -104,8 +106,9 @@ void checker::check_identifier(const std::string &name, const location &where, c
     }
     if (!is_identifier(name) || (!may_be_keyword && is_keyword(name))) {
         errors_.report(where, subject, "'" + name + "' is no identifier",
-                       may_be_keyword ? "use letters, digits and underscores, no digit first"
-                                      : "use letters, digits and underscores, no digit first, and no keyword of C or C++");
+                       may_be_keyword
+                           ? "use letters, digits and underscores, no digit first"
+                           : "use letters, digits and underscores, no digit first, and no keyword of C or C++");
     }
 }
 
@@ -297,10 +300,10 @@ void checker::check_companions(const structure &type) {
 void checker::check_sizes(const structure &type) {
     const std::string title = "structure " + type.name;
     if (type.stated_size != type.size) {
-        errors_.report(type.where, title,
-                       "size " + number_text(type.stated_size) + " is not what the layout gives, " +
-                           number_text(type.size),
-                       "correct the fields or the size");
+        errors_.report(
+            type.where, title,
+            "size " + number_text(type.stated_size) + " is not what the layout gives, " + number_text(type.size),
+            "correct the fields or the size");
     }
     if (type.stated_tracked_size != type.tracked_size()) {
         errors_.report(type.where, title,
@@ -363,7 +366,8 @@ bool checker::order_by_use(structure &type, std::vector<const structure *> &chai
 void checker::check_subject_cycles() {
     std::map<std::string, std::set<std::string>> uses = subject_uses(schema_);
     while (!uses.empty()) {
-        const auto free = std::find_if(uses.begin(), uses.end(), [](const auto &entry) { return entry.second.empty(); });
+        const auto free =
+            std::find_if(uses.begin(), uses.end(), [](const auto &entry) { return entry.second.empty(); });
         if (free == uses.end()) {
             std::vector<std::string> names;
             for (const auto &[name, used] : uses) {
@@ -414,8 +418,6 @@ void checker::run() {
 
 }  // namespace
 
-void check_and_resolve(model &schema, diagnostics &errors) {
-    checker(schema, errors).run();
-}
+void check_and_resolve(model &schema, diagnostics &errors) { checker(schema, errors).run(); }
 
 }  // namespace codegen

@@ -15,13 +15,13 @@ struct location {
 };
 
 class diagnostics {
-public:
+  public:
     /** Records "file:line: subject: problem; remedy". An empty subject is left out. */
     void report(const location &where, std::string_view subject, std::string_view problem, std::string_view remedy);
     bool empty() const { return messages_.empty(); }
     void print(std::ostream &stream) const;
 
-private:
+  private:
     std::vector<std::string> messages_;
 };
 

@@ -29,9 +29,10 @@ std::string variant_table(const type_data &type) {
         rows += "    {" + std::to_string(variant) + ", " + std::to_string(type.rows[variant].used) + ", " +
                 std::to_string(type.rows[variant].slop) + ", 0, 0, 0},\n";
     }
-    return fill("vela_variant_row {type}_variant_rows[] = {\n{rows}};\n"
-                "vela_variant_table {type}_variant_table = {\n    {count},\n    {type}_variant_rows,\n};\n\n",
-                {{"type", type.name}, {"rows", rows}, {"count", std::to_string(type.rows.size())}});
+    return fill(
+        "vela_variant_row {type}_variant_rows[] = {\n{rows}};\n"
+        "vela_variant_table {type}_variant_table = {\n    {count},\n    {type}_variant_rows,\n};\n\n",
+        {{"type", type.name}, {"rows", rows}, {"count", std::to_string(type.rows.size())}});
 }
 
 std::string record(const type_data &type, const std::string &module) {

@@ -5,9 +5,7 @@
 namespace codegen {
 namespace {
 
-std::string truth(bool value) {
-    return value ? "true" : "false";
-}
+std::string truth(bool value) { return value ? "true" : "false"; }
 
 std::string numbers(const std::vector<std::uint32_t> &values) {
     std::vector<std::string> parts;
@@ -30,7 +28,8 @@ std::string trace_points(const std::string &type_name, std::uint32_t trace) {
 std::string enumeration_descriptor(const enumeration &type) {
     std::string rows;
     for (const enumeration_value &value : type.values) {
-        rows += "    {" + std::to_string(value.number) + ", " + c_string(value.literal) + ", " + c_string(value.doc) + "},\n";
+        rows += "    {" + std::to_string(value.number) + ", " + c_string(value.literal) + ", " + c_string(value.doc) +
+                "},\n";
     }
     constexpr std::string_view text = R"(inline constexpr enumeration_value {type}_values[] = {
 {rows}};

@@ -7,9 +7,7 @@
 namespace codegen {
 namespace {
 
-std::string guard(const std::string &file) {
-    return "PTP_CFG_" + upper(file) + "_H";
-}
+std::string guard(const std::string &file) { return "PTP_CFG_" + upper(file) + "_H"; }
 
 std::string banner(const std::string &title, const std::string &doc, const std::string &inputs) {
     return "/**\n" + wrapped(title, " * ", " * ") + " *\n" + wrapped(doc, " * ", " * ") + " *\n" +
@@ -51,8 +49,8 @@ std::string function_declarations(const generation &input, const std::string &ty
 std::string enumeration_section(const generation &input, const enumeration &type) {
     std::string result = heading(type.name) + comment(type.doc) + "enum {\n";
     for (const enumeration_value &value : type.values) {
-        const std::string start = "    " + value.literal + " = " + std::to_string(value.number) +
-                                  (&value == &type.values.back() ? "" : ",");
+        const std::string start =
+            "    " + value.literal + " = " + std::to_string(value.number) + (&value == &type.values.back() ? "" : ",");
         const std::string since = value.since == 0 ? "" : " Since variant " + std::to_string(value.since) + ".";
         const std::string single = start + "  /**< " + value.doc + since + " */\n";
         result += single.size() <= line_width + 1
@@ -167,9 +165,10 @@ void emit_types(const generation &input, output_set &files) {
 }
 
 void emit_umbrella(const generation &input, output_set &files) {
-    std::string text = banner("The PTP configuration data model.",
-                              "One header for all of it; a source that needs less includes the headers of its subjects.",
-                              "schema/catalogue.toml");
+    std::string text =
+        banner("The PTP configuration data model.",
+               "One header for all of it; a source that needs less includes the headers of its subjects.",
+               "schema/catalogue.toml");
     text += "#ifndef PTP_CFG_H\n#define PTP_CFG_H\n\n#include \"ptp_cfg/module.h\"\n#include \"ptp_cfg/reflect.h\"\n";
     for (const subject &file : input.schema.subjects) {
         text += "#include \"ptp_cfg/" + file.name + ".h\"\n";

@@ -69,11 +69,12 @@ std::string record(record_type type, std::string text) {
 
 void emit_manifest(const generation &input, output_set &files) {
     const std::string text = manifest_text(input.schema);
-    const std::string content = record(manifest, text) + record(build_information, build_text(input.schema)) +
-                                word(0) + word(0);
+    const std::string content =
+        record(manifest, text) + record(build_information, build_text(input.schema)) + word(0) + word(0);
     files.add("private/manifest.txt", text);
-    files.add("private/manifest.cpp",
-              section_source("The type manifest: records of a length, a type and a text, little-endian.", ".zenta", content));
+    files.add(
+        "private/manifest.cpp",
+        section_source("The type manifest: records of a length, a type and a text, little-endian.", ".zenta", content));
 }
 
 }  // namespace codegen

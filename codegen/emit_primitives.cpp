@@ -6,11 +6,12 @@ namespace codegen {
 namespace {
 
 void emit_public(const generation &input, output_set &files) {
-    std::string text = "/**\n * Operations of the primitive types, one family for all of them.\n *\n"
-                       " * They follow the rules of runtime.h. Texts (var_string, char) have theirs in strings.h.\n *\n" +
-                       wrapped(generated_note("schema/primitives.toml"), " * ", " * ") +
-                       " */\n#ifndef VELALIB_PRIMITIVES_H\n#define VELALIB_PRIMITIVES_H\n\n"
-                       "#include \"velalib/runtime.h\"\n#include \"velalib/strings.h\"\n\nVELA_BEGIN_C\n\n";
+    std::string text =
+        "/**\n * Operations of the primitive types, one family for all of them.\n *\n"
+        " * They follow the rules of runtime.h. Texts (var_string, char) have theirs in strings.h.\n *\n" +
+        wrapped(generated_note("schema/primitives.toml"), " * ", " * ") +
+        " */\n#ifndef VELALIB_PRIMITIVES_H\n#define VELALIB_PRIMITIVES_H\n\n"
+        "#include \"velalib/runtime.h\"\n#include \"velalib/strings.h\"\n\nVELA_BEGIN_C\n\n";
     for (const primitive &type : input.schema.primitives) {
         const std::string start = "/* ---- " + type.name + ": " + type.doc + " ";
         text += start + std::string(line_width - 3 - std::min(start.size(), line_width - 3), '-') + " */\n\n";
@@ -39,7 +40,8 @@ void emit_definitions(const generation &input, output_set &files) {
     files.add("private/velalib_primitives.cpp", std::move(text));
 }
 
-constexpr std::string_view traits_start = R"(// The primitives as the algorithms of families/ see them: a kind per primitive and its operations under common names.
+constexpr std::string_view traits_start =
+    R"(// The primitives as the algorithms of families/ see them: a kind per primitive and its operations under common names.
 // {note}
 #pragma once
 
@@ -172,9 +174,7 @@ constexpr u_int32 primitive_width(field_kind kind) {
 }  // namespace ptp_cfg
 )";
 
-std::string truth(bool value) {
-    return value ? "true" : "false";
-}
+std::string truth(bool value) { return value ? "true" : "false"; }
 
 void emit_traits(const generation &input, output_set &files) {
     std::string kinds;
@@ -190,8 +190,9 @@ void emit_traits(const generation &input, output_set &files) {
         values["by_value"] = type.travels_by_value() ? fill(traits_by_value, values) : "";
         kinds += "    " + type.name + ",\n";
         bodies += fill(traits_body, values);
-        visits += fill("        case field_kind::{type}:\n            return f(primitive_traits<field_kind::{type}>{});\n",
-                       values);
+        visits +=
+            fill("        case field_kind::{type}:\n            return f(primitive_traits<field_kind::{type}>{});\n",
+                 values);
         names.push_back(c_string(type.name));
         widths.push_back(std::to_string(type.width));
     }

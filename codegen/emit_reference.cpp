@@ -243,13 +243,9 @@ std::string message_page(const generation &input, const message &type) {
 
 }  // namespace
 
-std::string subject_anchor(const std::string &subject) {
-    return "subject-" + subject;
-}
+std::string subject_anchor(const std::string &subject) { return "subject-" + subject; }
 
-std::string header_of(const std::string &subject) {
-    return "ptp_cfg/" + subject + ".h";
-}
+std::string header_of(const std::string &subject) { return "ptp_cfg/" + subject + ".h"; }
 
 void emit_reference(const generation &input, output_set &files) {
     const users places = find_users(input.schema);

@@ -4,17 +4,11 @@
 
 namespace codegen {
 
-std::string page_of(const std::string &type_name) {
-    return type_name + ".md";
-}
+std::string page_of(const std::string &type_name) { return type_name + ".md"; }
 
-std::string code(const std::string &text) {
-    return "`" + text + "`";
-}
+std::string code(const std::string &text) { return "`" + text + "`"; }
 
-std::string link(const std::string &type_name) {
-    return "[" + code(type_name) + "](" + page_of(type_name) + ")";
-}
+std::string link(const std::string &type_name) { return "[" + code(type_name) + "](" + page_of(type_name) + ")"; }
 
 std::string primitive_link(const std::string &name) {
     return "[" + code(name) + "](index.md#" + std::string(primitives_anchor) + ")";
@@ -48,9 +42,7 @@ std::string first_sentence(std::string_view text) {
     return prose(text.substr(0, text.find(". ")).substr(0, text.size() - (text.ends_with('.') ? 1 : 0)));
 }
 
-std::string variants_text(std::uint32_t newest) {
-    return newest == 0 ? "0" : "0 to " + std::to_string(newest);
-}
+std::string variants_text(std::uint32_t newest) { return newest == 0 ? "0" : "0 to " + std::to_string(newest); }
 
 std::string plural(std::size_t count, const std::string &noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
@@ -61,8 +53,6 @@ markdown_table::markdown_table(const std::vector<std::string> &headings) {
     row(std::vector<std::string>(headings.size(), "---"));
 }
 
-void markdown_table::row(const std::vector<std::string> &cells) {
-    text_ += "| " + join(cells, " | ") + " |\n";
-}
+void markdown_table::row(const std::vector<std::string> &cells) { text_ += "| " + join(cells, " | ") + " |\n"; }
 
 }  // namespace codegen

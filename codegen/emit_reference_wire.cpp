@@ -5,9 +5,7 @@
 namespace codegen {
 namespace {
 
-wire_size fixed(std::uint32_t width) {
-    return {width, false};
-}
+wire_size fixed(std::uint32_t width) { return {width, false}; }
 
 wire_size wire_size_of_element(const field &row, wire_form form) {
     switch (row.category) {
@@ -153,13 +151,9 @@ wire_size &wire_size::operator+=(const wire_size &other) {
     return *this;
 }
 
-wire_size operator+(wire_size a, const wire_size &b) {
-    return a += b;
-}
+wire_size operator+(wire_size a, const wire_size &b) { return a += b; }
 
-wire_size operator*(std::uint32_t count, const wire_size &size) {
-    return {count * size.fixed, size.has_texts};
-}
+wire_size operator*(std::uint32_t count, const wire_size &size) { return {count * size.fixed, size.has_texts}; }
 
 wire_size wire_size_of(const structure &type, std::uint32_t variant, wire_form form) {
     wire_size size = fixed(wire_variant_width + wire_flag_width + wire_jump_width);

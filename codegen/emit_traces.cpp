@@ -13,11 +13,12 @@ namespace codegen {
 namespace {
 
 void emit_lists(const model &schema, output_set &files) {
-    std::string text = "// The trace messages of each kind of type: a position in the type's numbers, and a level.\n// " +
-                       generated_note("schema/trace.toml") +
-                       "\n#pragma once\n\n#include \"bitlog.h\"\n#include \"velalib/types.h\"\n\n"
-                       "namespace ptp_cfg::trace {\n\n"
-                       "struct entry {\n    u_int8 position;\n    u_int32 level;\n};\n\n";
+    std::string text =
+        "// The trace messages of each kind of type: a position in the type's numbers, and a level.\n// " +
+        generated_note("schema/trace.toml") +
+        "\n#pragma once\n\n#include \"bitlog.h\"\n#include \"velalib/types.h\"\n\n"
+        "namespace ptp_cfg::trace {\n\n"
+        "struct entry {\n    u_int8 position;\n    u_int32 level;\n};\n\n";
     for (const auto &[kind, list] : schema.traces) {
         text += "namespace " + kind + " {\n";
         std::size_t position = 0;
@@ -31,7 +32,7 @@ void emit_lists(const model &schema, output_set &files) {
 }
 
 class text_collector {
-public:
+  public:
     explicit text_collector(const model &schema) : schema_(schema) {}
 
     void add(const char *kind, std::uint32_t trace, const placeholders &values) {
@@ -54,7 +55,7 @@ public:
         return result;
     }
 
-private:
+  private:
     const model &schema_;
     std::map<std::uint32_t, std::string> texts_;
 };

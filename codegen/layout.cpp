@@ -41,9 +41,7 @@ std::uint32_t flag_length(const field &row, const extent &element) {
 }
 
 /** An instance keeps room to grow, more when it is large. */
-std::uint32_t spare_bytes(std::uint32_t rounded) {
-    return rounded <= 64 ? 8 : 16;
-}
+std::uint32_t spare_bytes(std::uint32_t rounded) { return rounded <= 64 ? 8 : 16; }
 
 void link_companion(structure &type, std::size_t text) {
     if (text == 0 || type.fields[text].category != field_category::text) {

@@ -138,7 +138,7 @@ struct message {
 
 /** One file of the schema; the types stay where they are, so that others may point at them. */
 struct subject {
-    std::string name;   // of the file, without extension
+    std::string name;  // of the file, without extension
     std::string title;
     std::string doc;
     std::deque<codegen::enumeration> enumerations;

@@ -33,9 +33,7 @@ std::string value_type(const field &row) {
     return row.category == field_category::enumeration ? "u_int32" : storage_type(row);
 }
 
-std::string storage_type(const field &row) {
-    return row.category == field_category::text ? "char" : row.type_name;
-}
+std::string storage_type(const field &row) { return row.category == field_category::text ? "char" : row.type_name; }
 
 std::string kind_name(const field &row) {
     switch (row.category) {
@@ -71,13 +69,9 @@ std::vector<const field *> single_values(const structure &type, bool with_compan
     return rows;
 }
 
-std::string record_name(const std::string &type_name) {
-    return "_" + type_name + "_type_info_internal";
-}
+std::string record_name(const std::string &type_name) { return "_" + type_name + "_type_info_internal"; }
 
-std::string handler_name(const message &type) {
-    return "ptp_cfg_" + type.type_name() + "_handler";
-}
+std::string handler_name(const message &type) { return "ptp_cfg_" + type.type_name() + "_handler"; }
 
 placeholders primitive_placeholders(const primitive &type) {
     return {{"type", type.name}, {"type_doc", type.doc}, {"width", std::to_string(type.width)}};

@@ -24,9 +24,7 @@ void output_set::add(const std::string &path, std::string content) {
     }
 }
 
-void output_set::own(const std::string &directory) {
-    owned_.push_back(directory);
-}
+void output_set::own(const std::string &directory) { owned_.push_back(directory); }
 
 void output_set::list(std::ostream &stream) const {
     for (const auto &[path, content] : files_) {

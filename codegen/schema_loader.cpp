@@ -7,7 +7,7 @@ namespace {
 
 /** Loads one file of the schema after another. */
 class loader {
-public:
+  public:
     loader(std::filesystem::path directory, diagnostics &errors) : directory_(std::move(directory)), errors_(errors) {}
 
     model load() {
@@ -17,7 +17,7 @@ public:
         return std::move(model_);
     }
 
-private:
+  private:
     std::string path(const std::string &name) const { return (directory_ / (name + ".toml")).generic_string(); }
 
     void load_primitives();
@@ -123,7 +123,8 @@ void loader::load_subject(const std::string &name) {
     table_reader reader(*document, file, "", errors_);
     const std::string stated = reader.text("subject");
     if (stated != name && !stated.empty()) {
-        errors_.report({file, 1}, "", "key 'subject' says '" + stated + "'", "give the file's own name, '" + name + "'");
+        errors_.report({file, 1}, "", "key 'subject' says '" + stated + "'",
+                       "give the file's own name, '" + name + "'");
     }
     result.name = name;
     result.title = reader.text("title");

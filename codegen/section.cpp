@@ -8,9 +8,11 @@ namespace codegen {
 
 std::string section_source(const std::string &purpose, const std::string &section, const std::string &content) {
     constexpr std::size_t bytes_per_line = 24;
-    std::string text = "// " + purpose + "\n// " + generated_note("the schema") +
-                       "\n#ifdef __arm__\n#define PROGBITS \"%progbits\"\n#else\n#define PROGBITS \"@progbits\"\n#endif\n\n"
-                       "asm(\".pushsection " + section + ",\\\"\\\",\" PROGBITS \"\\n\"\n";
+    std::string text =
+        "// " + purpose + "\n// " + generated_note("the schema") +
+        "\n#ifdef __arm__\n#define PROGBITS \"%progbits\"\n#else\n#define PROGBITS \"@progbits\"\n#endif\n\n"
+        "asm(\".pushsection " +
+        section + ",\\\"\\\",\" PROGBITS \"\\n\"\n";
     for (std::size_t start = 0; start < content.size(); start += bytes_per_line) {
         const std::size_t end = std::min(start + bytes_per_line, content.size());
         text += "    \".byte ";

@@ -53,9 +53,7 @@ std::string table_reader::text(std::string_view key) {
     return value;
 }
 
-std::string table_reader::optional_text(std::string_view key) {
-    return has(key) ? text(key) : std::string();
-}
+std::string table_reader::optional_text(std::string_view key) { return has(key) ? text(key) : std::string(); }
 
 std::optional<std::uint32_t> table_reader::as_number(const toml::node &node, std::string_view key) {
     if (!node.is_integer()) {

@@ -1,12 +1,12 @@
 // Typed access to the keys of a TOML table, with an error for each that is missing, of another type or unknown.
 #pragma once
 
+#include <toml++/toml.h>
 #include <filesystem>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
-#include <toml++/toml.h>
 #include <vector>
 
 #include "diagnostics.h"
@@ -17,7 +17,7 @@ namespace codegen {
 std::optional<toml::table> parse_toml(const std::filesystem::path &file, diagnostics &errors);
 
 class table_reader {
-public:
+  public:
     /** `subject` names the table in errors ("structure ptp_clock"); `table` and `errors` outlive the reader. */
     table_reader(const toml::table &table, std::string file, std::string subject, diagnostics &errors);
 
@@ -28,11 +28,11 @@ public:
     location at(const toml::node &node) const;
     bool has(std::string_view key) const { return table_.contains(key); }
 
-    std::string text(std::string_view key);                   // required, not empty
-    std::string optional_text(std::string_view key);          // empty when absent
-    std::uint32_t number(std::string_view key);               // required
+    std::string text(std::string_view key);           // required, not empty
+    std::string optional_text(std::string_view key);  // empty when absent
+    std::uint32_t number(std::string_view key);       // required
     std::optional<std::uint32_t> optional_number(std::string_view key);
-    std::vector<std::string> texts(std::string_view key);     // required
+    std::vector<std::string> texts(std::string_view key);  // required
     std::optional<std::vector<std::uint32_t>> optional_numbers(std::string_view key);
     /** A table of texts; empty when absent. */
     std::vector<std::pair<std::string, std::string>> optional_text_table(std::string_view key);
@@ -42,7 +42,7 @@ public:
     /** Reports every key that was not asked for. Call it last. */
     void finish();
 
-private:
+  private:
     const toml::node *find(std::string_view key, bool required);
     void wrong_type(const toml::node &node, std::string_view key, std::string_view expected);
     std::optional<std::uint32_t> as_number(const toml::node &node, std::string_view key);

@@ -18,13 +18,13 @@ struct target {
 };
 
 class expander {
-public:
+  public:
     expander(const model &schema, const template_set &templates, diagnostics &errors)
         : schema_(schema), templates_(templates), errors_(errors) {}
 
     function_set run();
 
-private:
+  private:
     void add_group(const std::string &type, const std::string &title, const target &subject);
     function expand_operation(const operation &source, const target &subject);
     void add_parameters(const operation &source, const std::string &entry, const target &subject, function &result);
@@ -62,8 +62,8 @@ target structure_target(const structure &type) {
     const bool has_array = std::any_of(type.fields.begin(), type.fields.end(), [](const field &row) {
         return row.is_array() && row.category == field_category::structure;
     });
-    result.selectors = {"structure", has_array ? "structure_with_array_of_structures"
-                                               : "structure_without_array_of_structures"};
+    result.selectors = {"structure",
+                        has_array ? "structure_with_array_of_structures" : "structure_without_array_of_structures"};
     result.values = structure_placeholders(type);
     result.type = &type;
     return result;
@@ -123,8 +123,8 @@ void expander::add_parameters(const operation &source, const std::string &entry,
     if ((all_get || entry == "{set_all_parameters}") && subject.type != nullptr) {
         for (const field *row : single_values(*subject.type, all_get)) {
             const std::string name = parameter_name(*row);
-            result.parameters.push_back({value_type(*row) + (all_get ? " *" : " ") + name, name,
-                                         all_get ? "out" : "in", documented(*row)});
+            result.parameters.push_back(
+                {value_type(*row) + (all_get ? " *" : " ") + name, name, all_get ? "out" : "in", documented(*row)});
         }
         return;
     }
@@ -212,7 +212,8 @@ function_set expander::run() {
             const payload &row = type->payloads[index];
             add_group(name, name + ", payload " + row.type_name,
                       {{"payload", row.structure != nullptr ? "structure_payload" : "primitive_payload"},
-                       payload_placeholders(*type, index), nullptr});
+                       payload_placeholders(*type, index),
+                       nullptr});
         }
     }
     return std::move(result_);

@@ -8,11 +8,24 @@ namespace codegen {
 namespace {
 
 const std::set<std::string> selectors = {
-    "primitive", "value_primitive",
-    "enumeration", "structure", "structure_with_array_of_structures", "structure_without_array_of_structures",
-    "message", "payload", "primitive_payload", "structure_payload",
-    "scalar_field", "enumeration_field", "structure_field", "opaque_field", "text_field", "companion_field",
-    "scalar_array_field", "structure_array_field",
+    "primitive",
+    "value_primitive",
+    "enumeration",
+    "structure",
+    "structure_with_array_of_structures",
+    "structure_without_array_of_structures",
+    "message",
+    "payload",
+    "primitive_payload",
+    "structure_payload",
+    "scalar_field",
+    "enumeration_field",
+    "structure_field",
+    "opaque_field",
+    "text_field",
+    "companion_field",
+    "scalar_array_field",
+    "structure_array_field",
 };
 
 struct template_file {

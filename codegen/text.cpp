@@ -7,9 +7,7 @@
 namespace codegen {
 namespace {
 
-bool is_word(char character) {
-    return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_';
-}
+bool is_word(char character) { return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_'; }
 
 /** The length of the {name} that begins at `start`, braces included; 0 when there is none. */
 std::size_t placeholder_length(std::string_view text, std::size_t start) {

@@ -16,13 +16,13 @@ constexpr u_int32 no_flag = 0xFFFFFFFFu;
 struct field_descriptor {
     const char *name;
     const char *doc;
-    const char *unit;          // nullptr where there is none
-    u_int32 offset;            // from the instance's start
-    u_int32 flag_position;     // in the instance's state-flag block, or no_flag
-    u_int16 capacity;          // elements of an array, else 1
-    u_int16 stride;            // bytes from one element to the next
-    field_kind kind;           // of the field, or of its elements
-    u_int8 since;              // first variant that has it
+    const char *unit;       // nullptr where there is none
+    u_int32 offset;         // from the instance's start
+    u_int32 flag_position;  // in the instance's state-flag block, or no_flag
+    u_int16 capacity;       // elements of an array, else 1
+    u_int16 stride;         // bytes from one element to the next
+    field_kind kind;        // of the field, or of its elements
+    u_int8 since;           // first variant that has it
     bool is_array;
     bool is_companion;         // read-only length of the text in the next field
     u_int32 companion_offset;  // of a text: where its length (u_int8) lies; else 0
@@ -40,7 +40,7 @@ struct enumeration_descriptor {
     const char *name;
     const char *doc;
     vela_type_info *record;
-    void *error_instance;  // 16 zero bytes; returned by a chained create after a failure
+    void *error_instance;             // 16 zero bytes; returned by a chained create after a failure
     const enumeration_value *values;  // in rising order
     u_int32 value_count;
     const u_int32 *thresholds;  // thresholds[k]: first value that needs variant k + 1; newest + 1 of them

@@ -2,8 +2,8 @@
 
 namespace ptp_cfg {
 
-void *field_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
-                void *instance, u_int32 element, u_int32 *err) {
+void *field_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *instance,
+                u_int32 element, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
     if (!begin_get(field, handle, instance, err) || !within(field, element, handle, err)) {
         return nullptr;

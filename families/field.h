@@ -53,14 +53,14 @@ inline bool within(const field_descriptor &field, u_int32 element, vela_handle *
 }
 
 /** Storage of a field, or of an element of an array field. */
-void *field_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
-                void *instance, u_int32 element, u_int32 *err);
+void *field_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *instance,
+                u_int32 element, u_int32 *err);
 
 /** Value of a number or truth value of kind K, in a field or an element of one. */
 template <field_kind K>
-typename primitive_traits<K>::type field_get_value(const structure_descriptor &type, u_int32 index,
-                                                   vela_handle *handle, u_int32 mem_class, const void *instance,
-                                                   u_int32 element, u_int32 *err) {
+typename primitive_traits<K>::type field_get_value(const structure_descriptor &type, u_int32 index, vela_handle *handle,
+                                                   u_int32 mem_class, const void *instance, u_int32 element,
+                                                   u_int32 *err) {
     using P = primitive_traits<K>;
     const field_descriptor &field = type.fields[index];
     if (!begin_get(field, handle, instance, err) || !within(field, element, handle, err)) {

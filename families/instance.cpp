@@ -8,11 +8,11 @@ const header_traces enumeration_header_traces = {
     trace::enumeration::destroy_varinfo,  trace::enumeration::destroy_variant, trace::enumeration::create_varinfo,
     trace::enumeration::create_variant};
 
-const header_traces structure_header_traces = {
-    trace::structure::embedded_null,    trace::structure::oid_count_error, trace::structure::oid_count_null,
-    trace::structure::references_error, trace::structure::references_null, trace::structure::destroy_tinfo,
-    trace::structure::destroy_varinfo,  trace::structure::destroy_variant, trace::structure::create_varinfo,
-    trace::structure::create_variant};
+const header_traces structure_header_traces = {trace::structure::embedded_null,   trace::structure::oid_count_error,
+                                               trace::structure::oid_count_null,  trace::structure::references_error,
+                                               trace::structure::references_null, trace::structure::destroy_tinfo,
+                                               trace::structure::destroy_varinfo, trace::structure::destroy_variant,
+                                               trace::structure::create_varinfo,  trace::structure::create_variant};
 
 // Messages hold no header operations but create and destroy.
 const header_traces message_header_traces = {{},

@@ -14,9 +14,8 @@ void *message_create_payload(const payload_descriptor &payload, vela_handle *han
     if (payload.structure != nullptr) {
         return structure_create(*payload.structure, handle, mem_class);
     }
-    return visit_primitive(payload.kind, [&](auto primitive) -> void * {
-        return decltype(primitive)::create(handle, mem_class);
-    });
+    return visit_primitive(payload.kind,
+                           [&](auto primitive) -> void * { return decltype(primitive)::create(handle, mem_class); });
 }
 
 static void destroy_payload(const payload_descriptor &payload, vela_handle *handle, u_int32 mem_class, void *value) {

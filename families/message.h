@@ -41,15 +41,13 @@ void *message_value_payload(const message_descriptor &type, u_int32 index, trace
                             void *message, u_int32 *err);
 
 template <field_kind K>
-typename primitive_traits<K>::type message_get_value(const message_descriptor &type, u_int32 index,
-                                                     vela_handle *handle, u_int32 mem_class, void *message,
-                                                     u_int32 *err) {
+typename primitive_traits<K>::type message_get_value(const message_descriptor &type, u_int32 index, vela_handle *handle,
+                                                     u_int32 mem_class, void *message, u_int32 *err) {
     using P = primitive_traits<K>;
     void *payload = message_value_payload(type, index, index == 0 ? trace::message::get_1 : trace::message::get_2,
                                           handle, message, err);
-    return payload == nullptr
-               ? 0
-               : P::get_value(handle, mem_class, static_cast<const typename P::type *>(payload), err);
+    return payload == nullptr ? 0
+                              : P::get_value(handle, mem_class, static_cast<const typename P::type *>(payload), err);
 }
 
 template <field_kind K>

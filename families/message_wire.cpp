@@ -84,9 +84,9 @@ u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire
     message_instance *instance = static_cast<message_instance *>(message);
     const u_int32 count = write_body(type, wire, handle, mem_class, buffer, instance, room, err);
     if (*err != 0) {
-        const trace::entry failed{trace::message::marshal_failed.position,
-                                  velalib_suppress_messages_enabled() != 0 ? u_int32{BITLOG_DEBUG}
-                                                                           : u_int32{BITLOG_ERROR}};
+        const trace::entry failed{trace::message::marshal_failed.position, velalib_suppress_messages_enabled() != 0
+                                                                               ? u_int32{BITLOG_DEBUG}
+                                                                               : u_int32{BITLOG_ERROR}};
         emit(type.trace, failed, type.name, error_text(*err));
         return count;
     }
@@ -130,8 +130,8 @@ u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wir
         announce(handle, mem_class, &message->payload[i], sizeof payload);
         message->payload[i] = payload;
         if (*err == 0) {
-            count += wire.function[i].unmarshal(handle, mem_class, buffer + count, payload,
-                                                signed_room(length - count), 0, err);
+            count += wire.function[i].unmarshal(handle, mem_class, buffer + count, payload, signed_room(length - count),
+                                                0, err);
         }
     }
     if (*err != 0) {

@@ -46,9 +46,8 @@ void print_value(text &out, const field_descriptor &field, const void *instance,
                                             value, out.left(), out.err);
             break;
         case field_kind::var_string:
-            out.position += var_string_print(out.handle, out.mem_class, out.here(), depth, label,
-                                             as<var_string>(value), *at(instance, field.companion_offset), out.left(),
-                                             out.err);
+            out.position += var_string_print(out.handle, out.mem_class, out.here(), depth, label, as<var_string>(value),
+                                             *at(instance, field.companion_offset), out.left(), out.err);
             break;
         default:
             out.position += visit_primitive(field.kind, [&](auto primitive) {

@@ -159,7 +159,8 @@ static bool destroy_fields(const structure_descriptor &type, vela_handle *handle
                 case field_kind::var_string:
                     var_string_destroy_internal(handle, mem_class, as<var_string>(value), 0);
                     break;
-                default: break;
+                default:
+                    break;
             }
         }
     }

@@ -38,8 +38,8 @@ void structure_set(const structure_descriptor &type, vela_handle *handle, u_int3
 /** Gives an instance whose bytes were copied from another texts of its own. */
 void structure_own_texts(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance);
 /** Repeats the element type's set for every element of every array field. */
-void structure_set_elements(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                            void *destination, const void *source, u_int32 *err);
+void structure_set_elements(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
+                            const void *source, u_int32 *err);
 
 /** Values of integer, boolean and enumeration fields in declaration order, one pointer each. */
 void structure_get_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *instance,

@@ -39,8 +39,8 @@ static bool duplicate_text(const field_descriptor &field, vela_handle *handle, u
 }
 
 /** Duplicates the source's texts; false without memory, with what was made before left in `copies`. */
-static bool duplicate_texts(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                            void *destination, const void *source, text_copies &copies) {
+static bool duplicate_texts(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
+                            const void *source, text_copies &copies) {
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
         if (field.kind == field_kind::var_string) {
@@ -152,8 +152,8 @@ void structure_set(const structure_descriptor &type, vela_handle *handle, u_int3
     }
 }
 
-void structure_set_elements(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                            void *destination, const void *source, u_int32 *err) {
+void structure_set_elements(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
+                            const void *source, u_int32 *err) {
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
         if (field.kind == field_kind::structure && field.is_array) {

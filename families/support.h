@@ -76,9 +76,12 @@ inline tracking tracking_of(const vela_handle *handle, const bitlog_trace_points
         return tracking::none;
     }
     switch (handle->sttr_record->mode) {
-        case VELA_STTR_OFF: return tracking::off;
-        case VELA_STTR_ON: return tracking::on;
-        default: fatal(points, corrupted);
+        case VELA_STTR_OFF:
+            return tracking::off;
+        case VELA_STTR_ON:
+            return tracking::on;
+        default:
+            fatal(points, corrupted);
     }
 }
 
@@ -120,9 +123,7 @@ constexpr u_int32 enumeration_size = 16;
 constexpr u_int32 enumeration_value_offset = 12;
 constexpr u_int32 enumeration_wire_width = 5;
 
-PTP_CFG_INLINE u_int32 *value_of(void *enumeration) {
-    return as<u_int32>(at(enumeration, enumeration_value_offset));
-}
+PTP_CFG_INLINE u_int32 *value_of(void *enumeration) { return as<u_int32>(at(enumeration, enumeration_value_offset)); }
 PTP_CFG_INLINE const u_int32 *value_of(const void *enumeration) {
     return as<u_int32>(at(enumeration, enumeration_value_offset));
 }
@@ -180,9 +181,8 @@ PTP_CFG_INLINE int8 domain_variant(vela_handle *handle, const vela_type_info *re
 
 /** Lets the runtime bring an instance to the variant its record demands, as every write does first. */
 PTP_CFG_INLINE u_int32 adjust(vela_handle *handle, u_int32 mem_class, void *instance, int8 newest, u_int32 *err) {
-    return VELA_CALL(velalib_adjust_variant)(handle, mem_class, instance,
-                                             instance == nullptr ? nullptr : header_of(instance)->type_info, newest,
-                                             err);
+    return VELA_CALL(velalib_adjust_variant)(
+        handle, mem_class, instance, instance == nullptr ? nullptr : header_of(instance)->type_info, newest, err);
 }
 
 /** Counts an instance, after telling the owner of the counter; atomically where several handles share the record. */

@@ -12,7 +12,8 @@ template <const structure_descriptor &D, class Step>
 PTP_CFG_INLINE void for_each_field(Step &&step) {
     [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
         (step.template operator()<static_cast<u_int32>(I)>(), ...);
-    }(std::make_index_sequence<D.field_count>{});
+    }
+    (std::make_index_sequence<D.field_count>{});
 }
 
 /** The same until a step answers something else than 0, which is the result. */
@@ -21,7 +22,8 @@ PTP_CFG_INLINE int32 first_non_zero(Step &&step) {
     int32 result = 0;
     [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
         (void)(((result = step.template operator()<static_cast<u_int32>(I)>()) == 0) && ...);
-    }(std::make_index_sequence<D.field_count>{});
+    }
+    (std::make_index_sequence<D.field_count>{});
     return result;
 }
 

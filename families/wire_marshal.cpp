@@ -49,8 +49,8 @@ u_int32 write_enumeration(marshal_call &call, const enumeration_descriptor &type
         return 0;
     }
     const int8 variant = variant_to_write(call, type.record, instance, 0, type.newest, true);
-    u_int32 position = VELA_CALL(_vela_instance_variant_marshal)(handle, call.mem_class, buffer, variant, room,
-                                                                 call.err);
+    u_int32 position =
+        VELA_CALL(_vela_instance_variant_marshal)(handle, call.mem_class, buffer, variant, room, call.err);
     position += VELA_CALL(u_int32_marshal)(handle, call.mem_class, buffer + position, value_of(instance),
                                            room - position, call.err);
     return position;
@@ -130,15 +130,15 @@ u_int32 write_structure(marshal_call &call, const structure_descriptor &type, u_
     }
     const int8 variant = variant_to_write(call, type.record, instance, 1, type.newest, check);
     output out{buffer, room};
-    out.position += VELA_CALL(_vela_instance_variant_marshal)(handle, call.mem_class, out.here(), variant, out.left(),
-                                                              call.err);
+    out.position +=
+        VELA_CALL(_vela_instance_variant_marshal)(handle, call.mem_class, out.here(), variant, out.left(), call.err);
     const u_int8 *block = nullptr;
     const u_int8 flags = flags_to_write(call, type, instance, &block);
-    out.position += VELA_CALL(_vela_instance_obj_flag_marshal)(handle, call.mem_class, out.here(), flags, out.left(),
-                                                               call.err);
+    out.position +=
+        VELA_CALL(_vela_instance_obj_flag_marshal)(handle, call.mem_class, out.here(), flags, out.left(), call.err);
     if ((flags & VELA_FLAG_EXTRA_DATA) != 0) {
-        out.position += VELA_CALL(_vela_instance_ra_data_marshal)(handle, call.mem_class, out.here(), 0, 0,
-                                                                  out.left(), call.err);
+        out.position +=
+            VELA_CALL(_vela_instance_ra_data_marshal)(handle, call.mem_class, out.here(), 0, 0, out.left(), call.err);
     }
     const u_int32 jump_position = out.position;
     out.position += VELA_CALL(_vela_variant_jump_marshal)(handle, call.mem_class, out.here(), 0, out.left(), call.err);
@@ -193,8 +193,7 @@ u_int32 structure_marshal_exact(const structure_descriptor &type, vela_handle *h
     }
     clear_last_error(handle);
     marshal_call call{handle, mem_class, err};
-    const u_int32 count =
-        write_structure(call, type, buffer, instance, positive(room), check == domain_check::always);
+    const u_int32 count = write_structure(call, type, buffer, instance, positive(room), check == domain_check::always);
     report_newer(call);
     return count;
 }
@@ -205,8 +204,10 @@ static u_int32 value_len(const field_descriptor &field, vela_handle *handle, u_i
                          u_int32 element) {
     const u_int8 *value = storage(field, instance, element);
     switch (field.kind) {
-        case field_kind::enumeration: return enumeration_wire_width;
-        case field_kind::structure: return structure_len(*field.structure, handle, mem_class, value);
+        case field_kind::enumeration:
+            return enumeration_wire_width;
+        case field_kind::structure:
+            return structure_len(*field.structure, handle, mem_class, value);
         case field_kind::var_string:
             return var_string_len(handle, mem_class, as<var_string>(value), *at(instance, field.companion_offset));
         default:

@@ -41,8 +41,8 @@ void set_type(unmarshal_call &call, void *instance, const vela_type_info *record
     *VELA_CALL(vela_get_manifested_type_info_ptr_mem)(instance) = record_for(call.handle, call.mem_class, record);
 }
 
-u_int32 read_enumeration(unmarshal_call &call, const enumeration_descriptor &type, const u_int8 *buffer,
-                         void *instance, u_int32 length) {
+u_int32 read_enumeration(unmarshal_call &call, const enumeration_descriptor &type, const u_int8 *buffer, void *instance,
+                         u_int32 length) {
     vela_handle *handle = call.handle;
     if (*call.err != 0) {
         return 0;
@@ -52,8 +52,8 @@ u_int32 read_enumeration(unmarshal_call &call, const enumeration_descriptor &typ
         return 0;
     }
     int8 variant = 0;
-    u_int32 position = VELA_CALL(_vela_instance_variant_unmarshal)(handle, call.mem_class, buffer, &variant, length,
-                                                                   call.err);
+    u_int32 position =
+        VELA_CALL(_vela_instance_variant_unmarshal)(handle, call.mem_class, buffer, &variant, length, call.err);
     header_of(instance)->variant = cap_variant(variant, type.newest);
     set_type(call, instance, type.record);
     position += VELA_CALL(u_int32_unmarshal)(handle, call.mem_class, buffer + position, value_of(instance),
@@ -82,8 +82,8 @@ wire_prefix read_prefix(unmarshal_call &call, input &in) {
                                                                    in.left(), call.err);
     }
     prefix.jump_position = in.position;
-    in.position += VELA_CALL(_vela_variant_jump_unmarshal)(handle, call.mem_class, in.here(), &prefix.jump, in.left(),
-                                                           call.err);
+    in.position +=
+        VELA_CALL(_vela_variant_jump_unmarshal)(handle, call.mem_class, in.here(), &prefix.jump, in.left(), call.err);
     return prefix;
 }
 
@@ -121,9 +121,9 @@ u_int32 read_text(unmarshal_call &call, const field_descriptor &field, void *ins
         return 0;  // the companion has not been read either
     }
     u_int8 *companion = at(instance, field.companion_offset);
-    const u_int32 count = var_string_unmarshal(call.handle, call.mem_class, in.here(),
-                                               as<var_string>(storage(field, instance)), *companion, in.left(),
-                                               call.mode, call.err);
+    const u_int32 count =
+        var_string_unmarshal(call.handle, call.mem_class, in.here(), as<var_string>(storage(field, instance)),
+                             *companion, in.left(), call.mode, call.err);
     if (*call.err != 0) {
         *companion = 0;
     }
@@ -136,7 +136,8 @@ u_int32 read_value(unmarshal_call &call, const field_descriptor &field, void *in
     switch (field.kind) {
         case field_kind::enumeration:
             return read_enumeration(call, *field.enumeration, in.here(), value, in.left());
-        case field_kind::structure: return read_structure(call, *field.structure, in.here(), value, in.left());
+        case field_kind::structure:
+            return read_structure(call, *field.structure, in.here(), value, in.left());
         default:
             return visit_primitive(field.kind, [&](auto primitive) {
                 using P = decltype(primitive);

@@ -35,7 +35,7 @@ struct element_path {
         append(end, digits + at);
     }
 
-private:
+  private:
     size_t end = 0;
 
     size_t append(size_t from, const char *part) {
@@ -127,7 +127,7 @@ void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handl
         const element_path literal(path, type.values[i].literal);
         char value[value_size];
         *err = literal.fits ? xml_get_element_value(source.document, literal.text, value, value_size, 0)
-                           : u_int32{VELA_ENOENT};
+                            : u_int32{VELA_ENOENT};
         if (*err == 0) {
             *value_of(instance) = type.values[i].number;  // neither announced nor tested against the variant
             return;
@@ -181,8 +181,8 @@ static void parse_payload(const xml_parse &parse, const payload_descriptor &payl
     });
 }
 
-void *message_from_xml(const message_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                       const xml_source &source, u_int32 *err) {
+void *message_from_xml(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const xml_source &source,
+                       u_int32 *err) {
     if (*err != 0) {
         emit(type.trace, trace::message::from_xml_error, strerror(static_cast<int>(*err)));
         return nullptr;

@@ -31,13 +31,12 @@ void render_value(xml_output &out, const field_descriptor &field, const void *in
                                                value, out.left(), out.err);
             break;
         case field_kind::structure:
-            out.position += structure_to_xml(*field.structure, out.handle, out.mem_class, field.name, out.here(),
-                                             value, out.left(), state_flag, out.err);
+            out.position += structure_to_xml(*field.structure, out.handle, out.mem_class, field.name, out.here(), value,
+                                             out.left(), state_flag, out.err);
             break;
         case field_kind::var_string:
-            out.position += var_string_to_xml(out.handle, out.mem_class, field.name, out.here(),
-                                              as<var_string>(value), *at(instance, field.companion_offset), out.left(),
-                                              state_flag, out.err);
+            out.position += var_string_to_xml(out.handle, out.mem_class, field.name, out.here(), as<var_string>(value),
+                                              *at(instance, field.companion_offset), out.left(), state_flag, out.err);
             break;
         default:
             out.position += visit_primitive(field.kind, [&](auto primitive) {
@@ -50,8 +49,8 @@ void render_value(xml_output &out, const field_descriptor &field, const void *in
 
 }  // namespace
 
-u_int32 enumeration_to_xml(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                           const char *name, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
+u_int32 enumeration_to_xml(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *name,
+                           char *buffer, const void *instance, u_int32 room, u_int32 *err) {
     if (*err != 0) {
         return 0;
     }
@@ -61,10 +60,9 @@ u_int32 enumeration_to_xml(const enumeration_descriptor &type, vela_handle *hand
     constexpr size_t text_size = 160;
     char text[text_size];
     const char *literal = instance == nullptr ? nullptr : enumeration_literal(type, *value_of(instance));
-    const u_int32 length =
-        literal != nullptr
-            ? vela_snprintf(handle, mem_class, text, text_size, err, "<%s/>", literal)
-            : vela_snprintf(handle, mem_class, text, text_size, err, "<%s value out of range/>", type.name);
+    const u_int32 length = literal != nullptr ? vela_snprintf(handle, mem_class, text, text_size, err, "<%s/>", literal)
+                                              : vela_snprintf(handle, mem_class, text, text_size, err,
+                                                              "<%s value out of range/>", type.name);
     out.position += xml_enum_print(handle, mem_class, out.here(), text, out.left(), length, err);
     out.end(name);
     return out.position;

@@ -57,8 +57,7 @@ static vela_type_info *enter(vela_handle *handle, u_int32 mem_class, const vela_
 extern "C" void ptp_cfg_typeinfo_initialize(vela_handle *handle, u_int32 mem_class, u_int32 *err) {
     using namespace ptp_cfg;
     for (vela_type_info *const *record = type_table; *record != nullptr; ++record) {
-        vela_type_info *entry =
-            handle->type_table_lookup(handle->type_table_cookie, mem_class, (*record)->luid_text);
+        vela_type_info *entry = handle->type_table_lookup(handle->type_table_cookie, mem_class, (*record)->luid_text);
         u_int32 inserted = 0;
         if (entry == nullptr) {
             entry = enter(handle, mem_class, *record);

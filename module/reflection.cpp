@@ -16,9 +16,12 @@ const message_descriptor &message_of(const ptp_cfg_type *type) {
 
 const vela_type_info &record_of(const ptp_cfg_type *type) {
     switch (type->kind) {
-        case PTP_CFG_STRUCTURE: return *structure_of(type).record;
-        case PTP_CFG_ENUMERATION: return *enumeration_of(type).record;
-        default: return *message_of(type).record;
+        case PTP_CFG_STRUCTURE:
+            return *structure_of(type).record;
+        case PTP_CFG_ENUMERATION:
+            return *enumeration_of(type).record;
+        default:
+            return *message_of(type).record;
     }
 }
 
@@ -33,10 +36,14 @@ const ptp_cfg_type *type_with(const void *descriptor) {
 
 ptp_cfg_field_class class_of(field_kind kind) {
     switch (kind) {
-        case field_kind::var_string: return PTP_CFG_FIELD_TEXT;
-        case field_kind::enumeration: return PTP_CFG_FIELD_ENUMERATION;
-        case field_kind::structure: return PTP_CFG_FIELD_STRUCTURE;
-        default: break;
+        case field_kind::var_string:
+            return PTP_CFG_FIELD_TEXT;
+        case field_kind::enumeration:
+            return PTP_CFG_FIELD_ENUMERATION;
+        case field_kind::structure:
+            return PTP_CFG_FIELD_STRUCTURE;
+        default:
+            break;
     }
     return visit_primitive(kind, [](auto primitive) {
         using P = decltype(primitive);
@@ -158,8 +165,8 @@ void set_payload_value(const message_descriptor &type, u_int32 index, vela_handl
     }
     visit_value(type.payloads[index].kind, handle, err, [&](auto primitive) -> u_int64 {
         using P = decltype(primitive);
-        P::set_value(handle, mem_class, static_cast<typename P::type *>(payload),
-                     static_cast<typename P::type>(value), err);
+        P::set_value(handle, mem_class, static_cast<typename P::type *>(payload), static_cast<typename P::type>(value),
+                     err);
         return 0;
     });
 }
@@ -253,8 +260,8 @@ u_int32 ptp_cfg_literal_describe(const ptp_cfg_type *type, u_int32 index, ptp_cf
     return 1;
 }
 
-void *ptp_cfg_field_get(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
-                        void *instance, u_int32 element, u_int32 *err) {
+void *ptp_cfg_field_get(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *instance,
+                        u_int32 element, u_int32 *err) {
     if (type->kind == PTP_CFG_MESSAGE) {
         if (*err == 0 && index >= message_of(type).payload_count) {
             fail(handle, VELA_ENOENT, err);
@@ -288,8 +295,8 @@ u_int64 ptp_cfg_field_get_value(const ptp_cfg_type *type, u_int32 index, vela_ha
         return field_get_enumeration(*structure, index, handle, instance, err);
     }
     return visit_value(kind, handle, err, [&](auto primitive) {
-        const auto value = field_get_value<decltype(primitive)::kind>(*structure, index, handle, mem_class, instance,
-                                                                      element, err);
+        const auto value =
+            field_get_value<decltype(primitive)::kind>(*structure, index, handle, mem_class, instance, element, err);
         return static_cast<u_int64>(static_cast<int64_t>(value));
     });
 }

@@ -44,35 +44,37 @@ inline constexpr ptp_cfg_operations structure_operations = {
     .instance_size = [](vela_handle *handle) { return structure_sizeof(D, handle); },
     .len = [](vela_handle *handle, u_int32 mem_class,
               const void *instance) { return structure_len(D, handle, mem_class, instance); },
-    .marshal = [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, u_int32 room,
-                  u_int32 *err) {
-        return structure_marshal<D>(handle, mem_class, buffer, instance, signed_length(room), err);
-    },
-    .unmarshal = [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, u_int32 length,
-                    u_int32 *err) {
-        return structure_unmarshal<D>(handle, mem_class, buffer, instance, signed_length(length), 0, err);
-    },
+    .marshal =
+        [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, u_int32 room, u_int32 *err) {
+            return structure_marshal<D>(handle, mem_class, buffer, instance, signed_length(room), err);
+        },
+    .unmarshal =
+        [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, u_int32 length, u_int32 *err) {
+            return structure_unmarshal<D>(handle, mem_class, buffer, instance, signed_length(length), 0, err);
+        },
     .compare = structure_compare<D>,
     .hash = structure_hash<D>,
-    .clone = [](vela_handle *handle, u_int32 mem_class, const void *instance, u_int32 *err) {
-        void *copy = nullptr;
-        structure_copy(D, wire_of<D>, handle, mem_class, instance, &copy, err);
-        return copy;
-    },
+    .clone =
+        [](vela_handle *handle, u_int32 mem_class, const void *instance, u_int32 *err) {
+            void *copy = nullptr;
+            structure_copy(D, wire_of<D>, handle, mem_class, instance, &copy, err);
+            return copy;
+        },
     .copy = [](vela_handle *handle, u_int32 mem_class, const void *source, void **instance,
                u_int32 *err) { structure_copy(D, wire_of<D>, handle, mem_class, source, instance, err); },
-    .print = [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room,
-                u_int32 *err) {
-        return structure_print(D, handle, mem_class, buffer, printed_indent, D.name, instance, room, err);
-    },
-    .to_xml = [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room,
-                 u_int32 *err) {
-        return structure_to_xml(D, handle, mem_class, D.name, buffer, instance, room, 0, err);
-    },
-    .from_xml = [](vela_handle *handle, u_int32 mem_class, const char *path, vela_xml_document *document,
-                   void *instance, u_int32 *err, char *error_text, u_int32 error_room) {
-        structure_from_xml(D, handle, mem_class, path, {document, error_text, error_room}, instance, err);
-    },
+    .print =
+        [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
+            return structure_print(D, handle, mem_class, buffer, printed_indent, D.name, instance, room, err);
+        },
+    .to_xml =
+        [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
+            return structure_to_xml(D, handle, mem_class, D.name, buffer, instance, room, 0, err);
+        },
+    .from_xml =
+        [](vela_handle *handle, u_int32 mem_class, const char *path, vela_xml_document *document, void *instance,
+           u_int32 *err, char *error_text, u_int32 error_room) {
+            structure_from_xml(D, handle, mem_class, path, {document, error_text, error_room}, instance, err);
+        },
     .from_document = nullptr,
     .unmarshal_only = nullptr,
     .receive = nullptr,
@@ -87,30 +89,31 @@ inline constexpr ptp_cfg_operations enumeration_operations = {
                   void *instance) { enumeration_destroy(E, handle, mem_class, instance, 1); },
     .instance_size = [](vela_handle *) { return enumeration_size; },
     .len = [](vela_handle *, u_int32, const void *) { return enumeration_wire_width; },
-    .marshal = [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, u_int32 room,
-                  u_int32 *err) {
-        return enumeration_marshal(E, handle, mem_class, buffer, instance, signed_length(room), err);
-    },
-    .unmarshal = [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, u_int32 length,
-                    u_int32 *err) {
-        return enumeration_unmarshal(E, handle, mem_class, buffer, instance, signed_length(length), 0, err);
-    },
+    .marshal =
+        [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, u_int32 room, u_int32 *err) {
+            return enumeration_marshal(E, handle, mem_class, buffer, instance, signed_length(room), err);
+        },
+    .unmarshal =
+        [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, u_int32 length, u_int32 *err) {
+            return enumeration_unmarshal(E, handle, mem_class, buffer, instance, signed_length(length), 0, err);
+        },
     .compare = [](const void *a, const void *b) { return enumeration_compare(a, b); },
     .hash = [](const void *instance, u_int32 seed) { return enumeration_hash(instance, seed); },
     .clone = nullptr,
     .copy = nullptr,
-    .print = [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room,
-                u_int32 *err) {
-        return enumeration_print(E, handle, mem_class, buffer, printed_indent, E.name, instance, room, err);
-    },
-    .to_xml = [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room,
-                 u_int32 *err) {
-        return enumeration_to_xml(E, handle, mem_class, E.name, buffer, instance, room, err);
-    },
-    .from_xml = [](vela_handle *handle, u_int32, const char *path, vela_xml_document *document, void *instance,
-                   u_int32 *err, char *error_text, u_int32 error_room) {
-        enumeration_from_xml(E, handle, path, {document, error_text, error_room}, instance, err);
-    },
+    .print =
+        [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
+            return enumeration_print(E, handle, mem_class, buffer, printed_indent, E.name, instance, room, err);
+        },
+    .to_xml =
+        [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
+            return enumeration_to_xml(E, handle, mem_class, E.name, buffer, instance, room, err);
+        },
+    .from_xml =
+        [](vela_handle *handle, u_int32, const char *path, vela_xml_document *document, void *instance, u_int32 *err,
+           char *error_text, u_int32 error_room) {
+            enumeration_from_xml(E, handle, path, {document, error_text, error_room}, instance, err);
+        },
     .from_document = nullptr,
     .unmarshal_only = nullptr,
     .receive = nullptr,
@@ -128,12 +131,12 @@ inline constexpr ptp_cfg_operations message_operations = {
     .instance_size = nullptr,
     .len = [](vela_handle *handle, u_int32 mem_class,
               const void *instance) { return message_len(M, handle, mem_class, instance); },
-    .marshal = [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, u_int32 room,
-                  u_int32 *err) {
-        // Marshal notes length and header word in the message, as the typed operation does.
-        return message_marshal(M, payload_wire_of<M>, handle, mem_class, buffer, const_cast<void *>(instance), room,
-                               err);
-    },
+    .marshal =
+        [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, u_int32 room, u_int32 *err) {
+            // Marshal notes length and header word in the message, as the typed operation does.
+            return message_marshal(M, payload_wire_of<M>, handle, mem_class, buffer, const_cast<void *>(instance), room,
+                                   err);
+        },
     .unmarshal = nullptr,
     .compare = nullptr,
     .hash = nullptr,
@@ -144,19 +147,21 @@ inline constexpr ptp_cfg_operations message_operations = {
     .to_xml = [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room,
                  u_int32 *err) { return message_to_xml(M, handle, mem_class, buffer, instance, room, err); },
     .from_xml = nullptr,
-    .from_document = [](vela_handle *handle, u_int32 mem_class, vela_xml_document *document, u_int32 *err,
-                        char *error_text, u_int32 error_room) {
-        return message_from_xml(M, handle, mem_class, {document, error_text, error_room}, err);
-    },
-    .unmarshal_only = [](vela_handle *handle, u_int32 mem_class, void **message, const u_int8 *buffer, u_int32 length,
-                         u_int32 *err) {
-        return message_unmarshal_only(M, payload_wire_of<M>, handle, mem_class, message, buffer, length, err);
-    },
-    .receive = [](vela_handle *handle, u_int32 mem_class, void *context, void **message, const u_int8 *buffer,
-                  u_int32 length, u_int32 *err) {
-        const delivery to{{nullptr, nullptr}, receiver_of(Handler), context};
-        return message_receive(M, payload_wire_of<M>, handle, mem_class, to, message, buffer, length, err);
-    },
+    .from_document =
+        [](vela_handle *handle, u_int32 mem_class, vela_xml_document *document, u_int32 *err, char *error_text,
+           u_int32 error_room) {
+            return message_from_xml(M, handle, mem_class, {document, error_text, error_room}, err);
+        },
+    .unmarshal_only =
+        [](vela_handle *handle, u_int32 mem_class, void **message, const u_int8 *buffer, u_int32 length, u_int32 *err) {
+            return message_unmarshal_only(M, payload_wire_of<M>, handle, mem_class, message, buffer, length, err);
+        },
+    .receive =
+        [](vela_handle *handle, u_int32 mem_class, void *context, void **message, const u_int8 *buffer, u_int32 length,
+           u_int32 *err) {
+            const delivery to{{nullptr, nullptr}, receiver_of(Handler), context};
+            return message_receive(M, payload_wire_of<M>, handle, mem_class, to, message, buffer, length, err);
+        },
     .create_shallow = [](vela_handle *handle,
                          u_int32 mem_class) { return message_create_shallow(M, handle, mem_class); },
 };

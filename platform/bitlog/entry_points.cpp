@@ -99,9 +99,7 @@ void bitlog_set_level(uint32_t level) {
     update_severity();
 }
 
-uint32_t bitlog_get_level(void) {
-    return level_set.load(std::memory_order_relaxed);
-}
+uint32_t bitlog_get_level(void) { return level_set.load(std::memory_order_relaxed); }
 
 void __BLf_0(const bitlog_trace_points *points, uint32_t number, uint16_t module_id, uint32_t level) {
     emit(points, number, module_id, level);

@@ -41,9 +41,7 @@ module_entry *entry_of(uint16_t module_id) {
     return known ? &modules[module_id - 1] : nullptr;
 }
 
-bool fits(const char *name) {
-    return strnlen(name, name_room) < name_room;
-}
+bool fits(const char *name) { return strnlen(name, name_room) < name_room; }
 
 // Number of the module of that name, 0 when it is new. Needs the lock.
 uint16_t number_of(const char *name) {

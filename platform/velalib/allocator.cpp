@@ -125,9 +125,7 @@ void block_allocator::release_apart(apart_block *block) {
     std::free(block);
 }
 
-void *block_allocator::allocate_for_good(size_t size) {
-    return carve((size + granule - 1) / granule * granule);
-}
+void *block_allocator::allocate_for_good(size_t size) { return carve((size + granule - 1) / granule * granule); }
 
 /** Takes the next `size` bytes, a multiple of the granule, from a chunk. */
 void *block_allocator::carve(size_t size) {

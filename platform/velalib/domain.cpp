@@ -15,9 +15,7 @@ u_int64 new_stamp() {
 }
 
 /** A name field of a record need not be terminated. */
-std::string field_text(const char (&field)[64]) {
-    return std::string(field, strnlen(field, sizeof field));
-}
+std::string field_text(const char (&field)[64]) { return std::string(field, strnlen(field, sizeof field)); }
 
 int8 newest_variant(const vela_type_info *record) {
     return record->variant_table == nullptr ? int8{0} : static_cast<int8>(record->variant_table->count - 1);
@@ -36,9 +34,7 @@ const velalib::variant_cache::entry &ask(vela_handle *handle, const vela_domain 
     return entry;
 }
 
-bool is_name(const char *name) {
-    return name != nullptr && name[0] != '\0';
-}
+bool is_name(const char *name) { return name != nullptr && name[0] != '\0'; }
 
 }  // namespace
 
@@ -54,9 +50,7 @@ vela_domain *vela_domain_create(const char *name) {
     }
 }
 
-void vela_domain_destroy(vela_domain *domain) {
-    delete domain;
-}
+void vela_domain_destroy(vela_domain *domain) { delete domain; }
 
 u_int32 vela_domain_set_variant(vela_domain *domain, const char *type_name, int8 variant) {
     if (domain == nullptr || !is_name(type_name) || variant < 0) return VELA_EINVAL;

@@ -20,9 +20,7 @@ void *default_alloc(void *cookie, u_int32, size_t size) {
     return static_cast<vela_runtime *>(cookie)->memory.allocate(size);
 }
 
-void default_free(void *cookie, u_int32, void *memory) {
-    static_cast<vela_runtime *>(cookie)->memory.release(memory);
-}
+void default_free(void *cookie, u_int32, void *memory) { static_cast<vela_runtime *>(cookie)->memory.release(memory); }
 
 void *default_shared_alloc(void *cookie, u_int32, size_t size) {
     return static_cast<vela_runtime *>(cookie)->memory.allocate_for_good(size);

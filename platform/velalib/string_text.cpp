@@ -6,9 +6,7 @@ namespace velalib {
 
 namespace {
 
-bool is_continuation(u_int8 byte) {
-    return (byte & 0xC0) == 0x80;
-}
+bool is_continuation(u_int8 byte) { return (byte & 0xC0) == 0x80; }
 
 /** Length of the UTF-8 character at `at`, or 0 when XML must not contain what stands there. */
 size_t utf8_length(const u_int8 *at, size_t left) {

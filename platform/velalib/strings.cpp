@@ -31,9 +31,7 @@ char *duplicate(vela_handle *handle, u_int32 mem_class, const void *characters, 
     return copy;
 }
 
-int32 sign(int difference) {
-    return difference < 0 ? -1 : difference > 0;
-}
+int32 sign(int difference) { return difference < 0 ? -1 : difference > 0; }
 
 u_int32 print_text(vela_handle *handle, char *buffer, u_int32 indent, const char *label, const char *type_name,
                    const char *text, u_int32 count, u_int32 room, u_int32 *err) {
@@ -234,9 +232,7 @@ u_int32 char_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, char 
     return count;
 }
 
-u_int32 char_len(vela_handle *, u_int32, const char *value, u_int32 count) {
-    return value == nullptr ? 0 : count;
-}
+u_int32 char_len(vela_handle *, u_int32, const char *value, u_int32 count) { return value == nullptr ? 0 : count; }
 
 int32 char_compare(const char *a, const char *b, u_int32 count) {
     if (a == nullptr || b == nullptr) return vela_inline::order(a != nullptr, b != nullptr);

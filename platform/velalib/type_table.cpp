@@ -10,9 +10,7 @@ namespace velalib {
 
 constexpr size_t text_length = 32;
 
-type_table::~type_table() {
-    std::free(slots_);
-}
+type_table::~type_table() { std::free(slots_); }
 
 type_table::entry *type_table::find_slot(entry *slots, u_int32 capacity, const char *luid_text) const {
     u_int32 i = vela_inline::SuperFastHash(luid_text, text_length, text_length) & (capacity - 1);

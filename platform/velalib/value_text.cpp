@@ -129,27 +129,13 @@ bool parse_v4_address(std::string_view text, ip_address *value) {
 
 }  // namespace
 
-u_int32 format_value(char *out, u_int8 value) {
-    return format_number(out, value);
-}
-u_int32 format_value(char *out, u_int16 value) {
-    return format_number(out, value);
-}
-u_int32 format_value(char *out, u_int32 value) {
-    return format_number(out, value);
-}
-u_int32 format_value(char *out, u_int64 value) {
-    return format_number(out, value);
-}
-u_int32 format_value(char *out, int8 value) {
-    return format_number(out, value);
-}
-u_int32 format_value(char *out, int16 value) {
-    return format_number(out, value);
-}
-u_int32 format_value(char *out, int32 value) {
-    return format_number(out, value);
-}
+u_int32 format_value(char *out, u_int8 value) { return format_number(out, value); }
+u_int32 format_value(char *out, u_int16 value) { return format_number(out, value); }
+u_int32 format_value(char *out, u_int32 value) { return format_number(out, value); }
+u_int32 format_value(char *out, u_int64 value) { return format_number(out, value); }
+u_int32 format_value(char *out, int8 value) { return format_number(out, value); }
+u_int32 format_value(char *out, int16 value) { return format_number(out, value); }
+u_int32 format_value(char *out, int32 value) { return format_number(out, value); }
 
 u_int32 format_boolean(char *out, vela_boolean value) {
     const std::string_view text = value != 0 ? "true" : "false";
@@ -210,27 +196,13 @@ u_int32 describe_value(char *out, const vrf_info &value) {
     return text.length();
 }
 
-bool parse_value(std::string_view text, u_int8 *value) {
-    return parse_number(text, value);
-}
-bool parse_value(std::string_view text, u_int16 *value) {
-    return parse_number(text, value);
-}
-bool parse_value(std::string_view text, u_int32 *value) {
-    return parse_number(text, value);
-}
-bool parse_value(std::string_view text, u_int64 *value) {
-    return parse_number(text, value);
-}
-bool parse_value(std::string_view text, int8 *value) {
-    return parse_number(text, value);
-}
-bool parse_value(std::string_view text, int16 *value) {
-    return parse_number(text, value);
-}
-bool parse_value(std::string_view text, int32 *value) {
-    return parse_number(text, value);
-}
+bool parse_value(std::string_view text, u_int8 *value) { return parse_number(text, value); }
+bool parse_value(std::string_view text, u_int16 *value) { return parse_number(text, value); }
+bool parse_value(std::string_view text, u_int32 *value) { return parse_number(text, value); }
+bool parse_value(std::string_view text, u_int64 *value) { return parse_number(text, value); }
+bool parse_value(std::string_view text, int8 *value) { return parse_number(text, value); }
+bool parse_value(std::string_view text, int16 *value) { return parse_number(text, value); }
+bool parse_value(std::string_view text, int32 *value) { return parse_number(text, value); }
 
 bool parse_boolean(std::string_view text, vela_boolean *value) {
     if (text == "true" || text == "1") {

@@ -16,9 +16,7 @@ int8 vela_get_instance_variant(const void *instance, u_int32 structure, u_int32 
     return vela_inline::vela_get_instance_variant(instance, structure, by_kind);
 }
 
-u_int8 vela_get_instance_obj_flag(const void *instance) {
-    return vela_inline::vela_get_instance_obj_flag(instance);
-}
+u_int8 vela_get_instance_obj_flag(const void *instance) { return vela_inline::vela_get_instance_obj_flag(instance); }
 
 u_int32 velalib_adjust_variant(vela_handle *handle, u_int32 mem_class, void *instance, const vela_type_info *record,
                                int32 newest, u_int32 *err) {

@@ -22,9 +22,7 @@ constexpr std::array<path_character, 256> path_characters = [] {
     return table;
 }();
 
-path_character classify(char c) {
-    return path_characters[static_cast<u_int8>(c)];
-}
+path_character classify(char c) { return path_characters[static_cast<u_int8>(c)]; }
 
 /** Reads "[n]" of at most nine digits; nullptr when it is none. */
 const char *parse_ordinal(const char *at, u_int32 *ordinal) {
@@ -37,9 +35,7 @@ bool have_same_name(const xml_element &a, const xml_element &b) {
     return a.name_hash == b.name_hash && a.name_length == b.name_length && memcmp(a.name, b.name, a.name_length) == 0;
 }
 
-bool ends_step(char c) {
-    return c == '/' || c == '\0';
-}
+bool ends_step(char c) { return c == '/' || c == '\0'; }
 
 }  // namespace
 

@@ -147,9 +147,7 @@ vela_xml_document *vela_xml_parse(const char *text, size_t length, char *error_t
     return nullptr;
 }
 
-void vela_xml_destroy(vela_xml_document *document) {
-    delete document;
-}
+void vela_xml_destroy(vela_xml_document *document) { delete document; }
 
 u_int32 xml_get_element_value(vela_xml_document *document, const char *path, char *value, u_int32 size, u_int32) {
     if (value == nullptr || size == 0) return VELA_EINVAL;

@@ -405,24 +405,12 @@ void check_all(ptp_cfg_type_kind kind, bool tracked) {
     }
 }
 
-TEST(Oracle, UntrackedStructures) {
-    check_all(PTP_CFG_STRUCTURE, false);
-}
-TEST(Oracle, TrackedStructures) {
-    check_all(PTP_CFG_STRUCTURE, true);
-}
-TEST(Oracle, UntrackedEnumerations) {
-    check_all(PTP_CFG_ENUMERATION, false);
-}
-TEST(Oracle, TrackedEnumerations) {
-    check_all(PTP_CFG_ENUMERATION, true);
-}
-TEST(Oracle, UntrackedMessages) {
-    check_all(PTP_CFG_MESSAGE, false);
-}
-TEST(Oracle, TrackedMessages) {
-    check_all(PTP_CFG_MESSAGE, true);
-}
+TEST(Oracle, UntrackedStructures) { check_all(PTP_CFG_STRUCTURE, false); }
+TEST(Oracle, TrackedStructures) { check_all(PTP_CFG_STRUCTURE, true); }
+TEST(Oracle, UntrackedEnumerations) { check_all(PTP_CFG_ENUMERATION, false); }
+TEST(Oracle, TrackedEnumerations) { check_all(PTP_CFG_ENUMERATION, true); }
+TEST(Oracle, UntrackedMessages) { check_all(PTP_CFG_MESSAGE, false); }
+TEST(Oracle, TrackedMessages) { check_all(PTP_CFG_MESSAGE, true); }
 
 TEST(Oracle, HasVectorsForEveryType) {
     std::set<std::string> with_vectors;

@@ -13,10 +13,8 @@ struct text_operations {
     void (*from_xml)(vela_handle *, u_int32, const char *, vela_xml_document *, P *, u_int32 *, char *, u_int32);
 };
 
-#define TEXT_FORMS(P)                       \
-    text_operations<P> {                    \
-        P##_print, P##_to_xml, P##_from_xml \
-    }
+#define TEXT_FORMS(P) \
+    text_operations<P> { P##_print, P##_to_xml, P##_from_xml }
 
 class primitive_text_test : public handle_test {
   protected:

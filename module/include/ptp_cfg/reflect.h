@@ -35,17 +35,17 @@ typedef enum ptp_cfg_field_class {
 typedef struct ptp_cfg_field_description {
     size_t size;
     const char *name;
-    const char *type_name;     /**< "u_int16", "ptp_clock_quality", ... */
-    ptp_cfg_field_class kind;  /**< of the field, or of its elements */
-    const ptp_cfg_type *type;  /**< of an enumeration or structure, else NULL */
-    u_int32 capacity;          /**< elements of an array; 1 for a single value */
+    const char *type_name;    /**< "u_int16", "ptp_clock_quality", ... */
+    ptp_cfg_field_class kind; /**< of the field, or of its elements */
+    const ptp_cfg_type *type; /**< of an enumeration or structure, else NULL */
+    u_int32 capacity;         /**< elements of an array; 1 for a single value */
     u_int8 is_array;
-    u_int8 is_read_only;       /**< the length companion of a text, which follows the text */
-    u_int8 since;              /**< first variant of the owner that has it */
-    u_int8 element_size;       /**< bytes in memory of a number or opaque value; 0 for others */
-    u_int32 wire_width;        /**< bytes on the wire of one primitive value or enumeration; 0 for others */
+    u_int8 is_read_only; /**< the length companion of a text, which follows the text */
+    u_int8 since;        /**< first variant of the owner that has it */
+    u_int8 element_size; /**< bytes in memory of a number or opaque value; 0 for others */
+    u_int32 wire_width;  /**< bytes on the wire of one primitive value or enumeration; 0 for others */
     const char *doc;
-    const char *unit;          /**< NULL where there is none */
+    const char *unit; /**< NULL where there is none */
 } ptp_cfg_field_description;
 
 /** A value of an enumeration. */
@@ -71,8 +71,8 @@ typedef struct ptp_cfg_operations {
     /** Into an existing instance; NULL for messages, which have receive. */
     u_int32 (*unmarshal)(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, u_int32 length,
                          u_int32 *err);
-    int32 (*compare)(const void *a, const void *b);          /**< NULL for messages */
-    u_int32 (*hash)(const void *instance, u_int32 seed);     /**< NULL for messages */
+    int32 (*compare)(const void *a, const void *b);      /**< NULL for messages */
+    u_int32 (*hash)(const void *instance, u_int32 seed); /**< NULL for messages */
     /** A deep duplicate by way of the handle's work buffer; NULL for messages and enumerations. */
     void *(*clone)(vela_handle *handle, u_int32 mem_class, const void *instance, u_int32 *err);
     /** Into an existing instance, which a failure destroys (*instance becomes NULL); NULL as clone. */
@@ -103,7 +103,7 @@ typedef struct ptp_cfg_type_description {
     const char *name;       /**< "ptp_clock", "ptp_clock_state", "ptp_clock_cfg_message" */
     const char *short_name; /**< of a message "ptp_clock_cfg", of others the name */
     const char *doc;
-    const u_int8 *luid;     /**< 16 bytes */
+    const u_int8 *luid; /**< 16 bytes */
     const char *luid_text;
     u_int8 newest_variant;
     u_int32 untracked_size; /**< bytes of an instance */
