@@ -17,7 +17,6 @@ namespace {
 constexpr u_int32 most_per_call = 1024;   // messages, when the caller sets no limit
 constexpr u_int32 most_per_turn = 64;     // messages of one peer before the next has its turn
 constexpr u_int32 most_quick_turns = 32;  // calls that look at one peer only before all are looked at
-constexpr int most_events = 64;
 
 // Sets a flag for the time of a call.
 class call_mark {
@@ -239,17 +238,35 @@ u_int32 vela_channel::serve(peer &of, u_int32 events, const delivery &to, u_int3
     return delivered;
 }
 
+int vela_channel::look(int timeout_ms) {
+    event_count_ = std::max(epoll_wait(epoll_.get(), events_, most_events, timeout_ms), 0);
+    return event_count_;
+}
+
+bool vela_channel::wait(int timeout_ms) {
+    if (look(timeout_ms) == 0) {
+        return false;
+    }
+    // The usual case: one peer has sent something. The next message is then looked for there.
+    void *source = events_[0].data.ptr;
+    if (event_count_ == 1 && source != &timer_ && source != &listening_ && static_cast<peer *>(source)->is_open()) {
+        last_sender_ = static_cast<peer *>(source);
+    }
+    return true;
+}
+
 u_int32 vela_channel::process_all(const delivery &to, u_int32 most) {
     u_int32 delivered = 0;
-    epoll_event events[most_events];
-    int count = epoll_wait(epoll_.get(), events, most_events, 0);
+    int count = event_count_ > 0 ? event_count_ : look(0);
+    event_count_ = 0;  // peers are retired below: what was told of them is not to be kept
     for (int i = 0; i < count; ++i) {
-        if (events[i].data.ptr == &timer_) {
+        epoll_event event = events_[i];
+        if (event.data.ptr == &timer_) {
             on_timer();
-        } else if (events[i].data.ptr == &listening_) {
+        } else if (event.data.ptr == &listening_) {
             accept_peers();
         } else if (delivered < most) {
-            delivered += serve(*static_cast<peer *>(events[i].data.ptr), events[i].events, to, most - delivered);
+            delivered += serve(*static_cast<peer *>(event.data.ptr), event.events, to, most - delivered);
         }
     }
     for (size_t i = 0; i < peers_.size(); ++i) {

@@ -32,6 +32,8 @@ struct vela_channel {
     u_int32 send(vela::transport::frame_view frame);
     u_int32 reply(vela::transport::frame_view frame);
 
+    // Whether something came to be done within that time; negative: no limit.
+    bool wait(int timeout_ms);
     bool is_processing() const { return is_processing_; }
     u_int32 process(const delivery &to, u_int32 limit);
     // Makes a last attempt to send, reports what is lost and says farewell to the peers.
@@ -44,6 +46,7 @@ struct vela_channel {
   private:
     using peer = vela::transport::peer;
 
+    int look(int timeout_ms);
     bool open_descriptors(vela::transport::failure &why);
     void watch_listening();
     void set_timer(u_int32 milliseconds);
@@ -89,6 +92,10 @@ struct vela_channel {
     peer *current_ = nullptr;               // whose message is being delivered
     bool is_processing_ = false;
     u_int32 quick_turns_ = 0;
+
+    static constexpr int most_events = 64;
+    epoll_event events_[most_events] = {};  // what the descriptor told last, for the next full turn
+    int event_count_ = 0;
 
     u_int32 next_wait_ms_;
     u_int64 connected_at_ms_ = 0;

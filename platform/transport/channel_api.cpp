@@ -1,6 +1,5 @@
 // The C face of channels: checks arguments, keeps exceptions in.
 #include <errno.h>
-#include <poll.h>
 #include <stdio.h>
 
 #include <new>
@@ -13,9 +12,7 @@ namespace {
 
 constexpr u_int32 most_message = 64u * 1024 * 1024;
 
-void set_default(u_int32 &value, u_int32 preset) {
-    value = value != 0 ? value : preset;
-}
+void set_default(u_int32 &value, u_int32 preset) { value = value != 0 ? value : preset; }
 
 // The options with defaults filled in; false when they are out of range.
 bool complete(const vela_channel_options *given, vela_channel_options &options, failure &why) {
@@ -132,17 +129,12 @@ void vela_channel_close(vela_channel *channel, vela_channel_statistics *statisti
     delete channel;
 }
 
-const char *vela_channel_uri(const vela_channel *channel) {
-    return channel->uri().c_str();
-}
+const char *vela_channel_uri(const vela_channel *channel) { return channel->uri().c_str(); }
 
-int vela_channel_fd(const vela_channel *channel) {
-    return channel->fd();
-}
+int vela_channel_fd(const vela_channel *channel) { return channel->fd(); }
 
 u_int32 vela_channel_wait(vela_channel *channel, int32 timeout_ms) {
-    pollfd wanted = {channel->fd(), POLLIN, 0};
-    return poll(&wanted, 1, timeout_ms < 0 ? -1 : timeout_ms) > 0 ? 1 : 0;
+    return channel->is_processing() ? 0 : channel->wait(timeout_ms < 0 ? -1 : timeout_ms);
 }
 
 u_int32 vela_channel_process(vela_channel *channel, vela_handle *handle, u_int32 mem_class, void *context,

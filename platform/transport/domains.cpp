@@ -35,28 +35,12 @@ const domain *find_domain(const char *name) {
 
 using namespace vela::transport;
 
-u_int32 gable_bundle_handler_register(vela_bundle_handler handler) {
-    return set_handler(gable, handler);
-}
-u_int32 wicket_bundle_handler_register(vela_bundle_handler handler) {
-    return set_handler(wicket, handler);
-}
-u_int32 skein_bundle_handler_register(vela_bundle_handler handler) {
-    return set_handler(skein, handler);
-}
-u_int32 osprey_bundle_handler_register(vela_bundle_handler handler) {
-    return set_handler(osprey, handler);
-}
+u_int32 gable_bundle_handler_register(vela_bundle_handler handler) { return set_handler(gable, handler); }
+u_int32 wicket_bundle_handler_register(vela_bundle_handler handler) { return set_handler(wicket, handler); }
+u_int32 skein_bundle_handler_register(vela_bundle_handler handler) { return set_handler(skein, handler); }
+u_int32 osprey_bundle_handler_register(vela_bundle_handler handler) { return set_handler(osprey, handler); }
 
-u_int32 gable_bundle_handler_unregister(void) {
-    return clear_handler(gable);
-}
-u_int32 wicket_bundle_handler_unregister(void) {
-    return clear_handler(wicket);
-}
-u_int32 skein_bundle_handler_unregister(void) {
-    return clear_handler(skein);
-}
-u_int32 osprey_bundle_handler_unregister(void) {
-    return clear_handler(osprey);
-}
+u_int32 gable_bundle_handler_unregister(void) { return clear_handler(gable); }
+u_int32 wicket_bundle_handler_unregister(void) { return clear_handler(wicket); }
+u_int32 skein_bundle_handler_unregister(void) { return clear_handler(skein); }
+u_int32 osprey_bundle_handler_unregister(void) { return clear_handler(osprey); }

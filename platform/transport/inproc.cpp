@@ -19,9 +19,7 @@ constexpr size_t most_frames = 64;
 constexpr size_t most_bytes = 1024 * 1024;
 constexpr size_t most_waiting_links = 64;
 
-file_descriptor make_event() {
-    return file_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
-}
+file_descriptor make_event() { return file_descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)); }
 
 void signal(const file_descriptor &event) {
     u_int64 one = 1;

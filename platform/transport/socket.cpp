@@ -15,9 +15,7 @@ void set_buffers(int fd, const mechanism_options &options) {
 }
 
 // A shortage of memory in the system passes, as a full buffer does.
-bool passes(int code) {
-    return code == EAGAIN || code == EWOULDBLOCK || code == ENOBUFS || code == ENOMEM;
-}
+bool passes(int code) { return code == EAGAIN || code == EWOULDBLOCK || code == ENOBUFS || code == ENOMEM; }
 
 io failed(int code, int &error) {
     if (passes(code)) {
@@ -29,9 +27,7 @@ io failed(int code, int &error) {
 
 }  // namespace
 
-failure system_failure(int code, const std::string &what) {
-    return {code, what + ": " + strerror(code)};
-}
+failure system_failure(int code, const std::string &what) { return {code, what + ": " + strerror(code)}; }
 
 file_descriptor open_socket(int family, int type, const mechanism_options &options, failure &why) {
     file_descriptor fd(socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));

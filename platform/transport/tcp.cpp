@@ -23,9 +23,7 @@ constexpr size_t least_room = 64 * 1024;
 constexpr int most_reads_at_once = 16;
 constexpr int backlog = 64;
 
-void set_option(int fd, int level, int option, int value) {
-    setsockopt(fd, level, option, &value, sizeof value);
-}
+void set_option(int fd, int level, int option, int value) { setsockopt(fd, level, option, &value, sizeof value); }
 
 // A peer that was switched off is noticed within half a minute, in whatever state the connection is.
 void set_timeouts(int fd) {

@@ -21,7 +21,8 @@ namespace {
 constexpr u_int8 first_part = 0x01;
 constexpr u_int8 next_part = 0x02;
 constexpr size_t most_packet = 64 * 1024;
-constexpr u_int32 look_every = 256;       // frames sent, before the system is asked whether they were read
+constexpr u_int32 look_after = 16;        // frames sent, before the system is asked whether they were read
+constexpr u_int32 look_every = 256;       // the same while nothing is received
 constexpr int most_packets_at_once = 64;  // parts of a frame, before others have their turn
 
 // What one packet may hold. The system refuses a packet that exceeds its buffer.
@@ -72,7 +73,9 @@ class unix_link : public peer_link {
                 continue;
             }
             if (result != io::done) {
-                forget_read_frames();
+                if (in_flight_ >= look_after) {
+                    forget_read_frames();
+                }
                 error = result == io::ended && was_reset_ ? ECONNRESET : error;
                 return result;
             }

@@ -157,7 +157,8 @@ VELA_API const char *vela_channel_uri(const vela_channel *channel);
 VELA_API int vela_channel_fd(const vela_channel *channel);
 
 /**
- * Waits for something to do.
+ * Waits for something to do; together with vela_channel_process() it is the shortest way from a message to its
+ * handler. Within a handler or an event it returns 0 at once.
  * @param timeout_ms  longest wait; negative: no limit
  * @return 1 when there is something to do, 0 when the time is over or a signal came
  */
@@ -167,7 +168,7 @@ VELA_API u_int32 vela_channel_wait(vela_channel *channel, int32 timeout_ms);
  * Does what there is to do, without waiting: delivers, sends, accepts, connects.
  * @param handle, mem_class, context  passed on to the bundle handler
  * @param limit  most messages to deliver; 0: what has arrived, in portions that leave other work its turn. With 1, a
- *               message that is there costs one system call.
+ *               message that is there costs one system call as a rule.
  * @param err    receives 22 when called from within a handler or an event
  * @return messages delivered; call again when it equals a limit above 0
  */
