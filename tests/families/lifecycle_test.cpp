@@ -205,8 +205,10 @@ TEST_F(lifecycle_test, create_that_cannot_initialise_leaves_nothing) {
 
     // The second of three nested blocks finds no place; what was kept for the first is dropped again.
     failures.kept_offset = 2;
+    failures.removals = 0;
     EXPECT_EQ(ptp_port_data_set_create(handle, test_class), nullptr);
     EXPECT_EQ(failures.kept_offset, 0);
+    EXPECT_EQ(failures.removals, 3);
     expect_trace("ptp_port_data_set", BITLOG_ERROR,
                  std::string("error in ptp_port_data_set create: ") + strerror(ENOMEM), 0);
     EXPECT_EQ(blocks_out(), 1u);
@@ -286,7 +288,9 @@ TEST_F(lifecycle_test, initialise_in_the_callers_memory) {
     ptp_port_identity *identity = reinterpret_cast<ptp_port_identity *>(memory);
     const vela_type_info *record = &_ptp_port_identity_type_info_internal;
     watch(memory, sizeof memory);
+    vela_store_err(handle, 99);
     ptp_port_identity_initialize(handle, test_class, identity, record, 0, 0, 0x20, nullptr, &err);
+    expect_ok();
     const ptp_clock_identity *nested = ptp_port_identity_clock_identity_get(handle, test_class, identity, &err);
     const size_t offset = distance(memory, nested);
     // Without hooks only the runtime announces, when it keeps the place of the nested block.

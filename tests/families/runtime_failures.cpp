@@ -37,6 +37,7 @@ extern "C" int8 vela_domain_lookup_variant(vela_handle *handle, const vela_varia
 
 extern "C" void vela_hd_mapping_destroy(vela_handle *handle, u_int32 mem_class, void *instance, u_int32 *err) {
     static const auto next = runtime_function(&vela_hd_mapping_destroy, "vela_hd_mapping_destroy");
+    ++failures.removals;
     if (failures.mapping_removal != 0) {
         *err = failures.mapping_removal;
         return;

@@ -14,6 +14,8 @@ struct runtime_failures {
     u_int32 variant_lookup = 0;
     /** Error of every removal of what the runtime keeps for an instance. */
     u_int32 mapping_removal = 0;
+    /** How many such removals were asked for. */
+    int removals = 0;
 };
 extern runtime_failures failures;
 
