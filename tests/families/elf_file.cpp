@@ -4,13 +4,14 @@
 
 #include <cstring>
 #include <fstream>
-#include <iterator>
 
 namespace ptp_cfg_test {
 
 elf_file::elf_file(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    bytes_.assign(std::istreambuf_iterator<char>(file), {});
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    bytes_.resize(file ? static_cast<size_t>(file.tellg()) : sizeof(Elf64_Ehdr));
+    file.seekg(0);
+    file.read(bytes_.data(), static_cast<std::streamsize>(bytes_.size()));
 }
 
 template <class T>
