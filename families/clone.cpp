@@ -18,7 +18,7 @@ void structure_clone_internal(const structure_descriptor &type, const wire_funct
         return;
     }
     if (*slot == nullptr) {
-        *slot = structure_create(type, handle, mem_class);
+        *slot = wire.create(handle, mem_class);
         if (*slot == nullptr) {
             fail(handle, VELA_ENOMEM, err);
             return;

@@ -8,30 +8,6 @@ static const message_instance *instance_of(const void *message) {
     return static_cast<const message_instance *>(message);
 }
 
-// ---- payloads ----------------------------------------------------------------------------------------------------------
-
-void *message_create_payload(const payload_descriptor &payload, vela_handle *handle, u_int32 mem_class) {
-    if (payload.structure != nullptr) {
-        return structure_create(*payload.structure, handle, mem_class);
-    }
-    return visit_primitive(payload.kind,
-                           [&](auto primitive) -> void * { return decltype(primitive)::create(handle, mem_class); });
-}
-
-static void destroy_payload(const payload_descriptor &payload, vela_handle *handle, u_int32 mem_class, void *value) {
-    if (value == nullptr) {
-        return;
-    }
-    if (payload.structure != nullptr) {
-        structure_destroy(*payload.structure, handle, mem_class, value);
-        return;
-    }
-    visit_primitive(payload.kind, [&](auto primitive) {
-        using P = decltype(primitive);
-        P::destroy(handle, mem_class, static_cast<typename P::type *>(value));
-    });
-}
-
 static void store_slot(vela_handle *handle, u_int32 mem_class, void **slot, void *value) {
     announce(handle, mem_class, slot, sizeof *slot);
     *slot = value;
@@ -64,13 +40,14 @@ static void initialize(const message_descriptor &type, vela_handle *handle, u_in
  * The static error instance holds the static error instances of its payloads, so that a chain of calls can go on.
  * Several threads may get here at once: slots are stored atomically, and only once.
  */
-static void *error_message(const message_descriptor &type, vela_handle *handle, u_int32 mem_class) {
+static void *error_message(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                           u_int32 mem_class) {
     message_instance *message = instance_of(type.error_instance);
     for (u_int32 i = 0; i < type.payload_count; ++i) {
         if (type.payloads[i].structure == nullptr) {
             continue;  // a primitive has no error instance; its accessors find an error in the handle anyway
         }
-        void *payload = message_create_payload(type.payloads[i], handle, mem_class);
+        void *payload = wire.function[i].create(handle, mem_class);
         if (__atomic_load_n(&message->payload[i], __ATOMIC_RELAXED) != payload) {
             __atomic_store_n(&message->payload[i], payload, __ATOMIC_RELAXED);
         }
@@ -78,11 +55,11 @@ static void *error_message(const message_descriptor &type, vela_handle *handle, 
     return message;
 }
 
-void *message_create(const message_descriptor &type, vela_handle *handle, u_int32 mem_class) {
+void *message_create(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class) {
     trace_initialize();
     const bool chained = handle->chained_mode != 0;
     if (chained && handle->chained_err != 0) {
-        return error_message(type, handle, mem_class);
+        return error_message(type, wire, handle, mem_class);
     }
     void *memory = handle->alloc(handle->cookie, mem_class, type.size);
     if (memory == nullptr) {
@@ -90,15 +67,15 @@ void *message_create(const message_descriptor &type, vela_handle *handle, u_int3
             return nullptr;
         }
         fail(handle, VELA_ENOMEM, &handle->chained_err);
-        return error_message(type, handle, mem_class);
+        return error_message(type, wire, handle, mem_class);
     }
     memset(memory, 0, type.size);
     message_instance *message = instance_of(memory);
     for (u_int32 i = 0; i < type.payload_count; ++i) {
-        void *payload = message_create_payload(type.payloads[i], handle, mem_class);
+        void *payload = wire.function[i].create(handle, mem_class);
         if (payload == nullptr) {
             while (i-- > 0) {
-                destroy_payload(type.payloads[i], handle, mem_class, message->payload[i]);
+                wire.function[i].destroy(handle, mem_class, message->payload[i]);
             }
             handle->free(handle->cookie, mem_class, message);
             return nullptr;
@@ -109,9 +86,9 @@ void *message_create(const message_descriptor &type, vela_handle *handle, u_int3
     return message;
 }
 
-void *message_create_cr(const message_descriptor &type, vela_handle *handle) {
+void *message_create_cr(const message_descriptor &type, const payload_wire &wire, vela_handle *handle) {
     handle->chained_mode = 1;
-    void *message = message_create(type, handle, handle->chained_mem_class);
+    void *message = message_create(type, wire, handle, handle->chained_mem_class);
     handle->chained_mode = 0;
     return message;
 }
@@ -126,14 +103,15 @@ void *message_create_shallow(const message_descriptor &type, vela_handle *handle
     return message;
 }
 
-void message_destroy(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, void *message) {
+void message_destroy(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class,
+                     void *message) {
     if (message == nullptr || message == type.error_instance) {
         return;
     }
     message_instance *instance = instance_of(message);
     for (u_int32 i = 0; i < type.payload_count; ++i) {
         if (instance->payload[i] != nullptr) {
-            destroy_payload(type.payloads[i], handle, mem_class, instance->payload[i]);
+            wire.function[i].destroy(handle, mem_class, instance->payload[i]);
             store_slot(handle, mem_class, &instance->payload[i], nullptr);
         }
     }
@@ -183,15 +161,17 @@ void message_set(const message_descriptor &type, u_int32 index, vela_handle *han
     }
 }
 
-void message_free_and_set(const message_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
-                          void *message, void *payload, u_int32 *err) {
+void message_free_and_set(const message_descriptor &type, const payload_wire &wire, u_int32 index, vela_handle *handle,
+                          u_int32 mem_class, void *message, void *payload, u_int32 *err) {
     const trace::entry text = index == 0 ? trace::message::free_and_set_1 : trace::message::free_and_set_2;
     if (!begin(type, text, handle, message, err)) {
         return;
     }
     void **slot = &instance_of(message)->payload[index];
     if (*slot != payload) {  // the payload that is already there stays alive
-        destroy_payload(type.payloads[index], handle, mem_class, *slot);
+        if (*slot != nullptr) {
+            wire.function[index].destroy(handle, mem_class, *slot);
+        }
         store_slot(handle, mem_class, slot, payload);
     }
 }

@@ -18,13 +18,16 @@ static_assert(offsetof(message_instance, block) == 12 && offsetof(message_instan
 
 constexpr u_int32 message_prefix = VELA_WIRE_MESSAGE_HEADER + VELA_WIRE_LUID;
 
-void *message_create(const message_descriptor &type, vela_handle *handle, u_int32 mem_class);
-void *message_create_cr(const message_descriptor &type, vela_handle *handle);
-void *message_create_shallow(const message_descriptor &type, vela_handle *handle, u_int32 mem_class);
-void message_destroy(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, void *message);
+/** Operations of a message's payloads: those of a structure, or of a primitive. */
+struct payload_wire {
+    wire_functions function[2];
+};
 
-/** A payload at its defaults; nullptr without memory. */
-void *message_create_payload(const payload_descriptor &payload, vela_handle *handle, u_int32 mem_class);
+void *message_create(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class);
+void *message_create_cr(const message_descriptor &type, const payload_wire &wire, vela_handle *handle);
+void *message_create_shallow(const message_descriptor &type, vela_handle *handle, u_int32 mem_class);
+void message_destroy(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class,
+                     void *message);
 
 /** Accessors of payload `index`. `get` lends, `detach` hands over, `set` takes without freeing what was there. */
 void *message_get(const message_descriptor &type, u_int32 index, vela_handle *handle, const void *message,
@@ -33,8 +36,8 @@ void *message_detach(const message_descriptor &type, u_int32 index, vela_handle 
                      void *message, u_int32 *err);
 void message_set(const message_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *message,
                  void *payload, u_int32 *err);
-void message_free_and_set(const message_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
-                          void *message, void *payload, u_int32 *err);
+void message_free_and_set(const message_descriptor &type, const payload_wire &wire, u_int32 index, vela_handle *handle,
+                          u_int32 mem_class, void *message, void *payload, u_int32 *err);
 
 /** The payload for get_value and set_value; nullptr with error 2, which replaces an earlier error. */
 void *message_value_payload(const message_descriptor &type, u_int32 index, trace::entry text, vela_handle *handle,
@@ -64,11 +67,6 @@ void message_set_value(const message_descriptor &type, u_int32 index, vela_handl
 u_int32 message_len(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *message);
 u_int32 message_is_valid(const message_descriptor &type, vela_handle *handle);
 
-/** Wire operations of a message's payloads: those of a structure, or of a primitive. */
-struct payload_wire {
-    wire_functions function[2];
-};
-
 u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
                         u_int32 mem_class, u_int8 *buffer, void *message, u_int32 room, u_int32 *err);
 u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
@@ -88,7 +86,11 @@ constexpr wire_functions payload_functions() {
             return P::marshal(handle, mem_class, buffer, static_cast<const T *>(value),
                               static_cast<u_int32>(room < 0 ? 0 : room), err);
         };
-        return {marshal, marshal,
+        return {[](vela_handle *handle, u_int32 mem_class) -> void * { return P::create(handle, mem_class); },
+                [](vela_handle *handle, u_int32 mem_class, void *value) {
+                    P::destroy(handle, mem_class, static_cast<T *>(value));
+                },
+                marshal, marshal,
                 [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *value, int32 length,
                    u_int32 mode, u_int32 *err) {
                     return P::unmarshal(handle, mem_class, buffer, static_cast<T *>(value),

@@ -122,7 +122,7 @@ u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wir
                     VELA_WIRE_LUID;
     count = count < length ? count : length;
     for (u_int32 i = 0; i < type.payload_count; ++i) {
-        void *payload = message_create_payload(type.payloads[i], handle, mem_class);
+        void *payload = wire.function[i].create(handle, mem_class);
         if (payload == nullptr) {
             fail(handle, VELA_ENOMEM, err);
             continue;

@@ -14,6 +14,7 @@ namespace ptp_cfg {
 /** Number of this module in the trace facility; 0 before trace_initialize(). */
 extern u_int16 trace_module_id;
 void trace_initialize();
+PTP_CFG_INLINE bool trace_is_initialized() { return __atomic_load_n(&trace_module_id, __ATOMIC_ACQUIRE) != 0; }
 
 // ---- traces: one overload per argument signature ------------------------------------------------------------
 

@@ -3,6 +3,7 @@
 // left is one check of everything that must hold, then straight-line stores or loads.
 #pragma once
 
+#include "families/lifecycle_fast.h"
 #include "families/unroll.h"
 #include "families/wire.h"
 
@@ -57,8 +58,7 @@ template <const structure_descriptor &D>
 inline constexpr prefix_bytes newest_prefix = [] {
     const u_int32 jump = newest_width(D) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG;
     return prefix_bytes{{static_cast<u_int8>(D.newest), 0, static_cast<u_int8>(jump >> 24),
-                         static_cast<u_int8>(jump >> 16), static_cast<u_int8>(jump >> 8),
-                         static_cast<u_int8>(jump)}};
+                         static_cast<u_int8>(jump >> 16), static_cast<u_int8>(jump >> 8), static_cast<u_int8>(jump)}};
 }();
 
 // ---- what must hold -------------------------------------------------------------------------------------------------
@@ -210,8 +210,8 @@ u_int32 structure_marshal_for_clone(vela_handle *handle, u_int32 mem_class, u_in
 }
 
 template <const structure_descriptor &D>
-u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
-                            int32 length, u_int32 mode, u_int32 *err) {
+u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, int32 length,
+                            u_int32 mode, u_int32 *err) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
         constexpr u_int32 width = newest_width(D);
@@ -228,8 +228,10 @@ u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8
     return structure_unmarshal_exact(D, handle, mem_class, buffer, instance, length, mode, err);
 }
 
-/** The wire operations of one structure, for code that knows it by its descriptor only. */
+/** The unrolled operations of one structure, for code that knows it by its descriptor only. */
 struct wire_functions {
+    void *(*create)(vela_handle *, u_int32);
+    void (*destroy)(vela_handle *, u_int32, void *);
     u_int32 (*marshal)(vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *);
     u_int32 (*marshal_for_clone)(vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *);
     u_int32 (*unmarshal)(vela_handle *, u_int32, const u_int8 *, void *, int32, u_int32, u_int32 *);
@@ -237,6 +239,7 @@ struct wire_functions {
 
 template <const structure_descriptor &D>
 inline constexpr wire_functions wire_of = {
+    structure_create<D>, structure_destroy<D>,
     [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, int32 room, u_int32 *err) {
         return structure_marshal<D>(handle, mem_class, buffer, instance, room, err);
     },

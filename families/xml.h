@@ -23,7 +23,7 @@ void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handl
                           const xml_source &source, void *instance, u_int32 *err);
 void structure_from_xml(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *path,
                         const xml_source &source, void *instance, u_int32 *err);
-void *message_from_xml(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const xml_source &source,
-                       u_int32 *err);
+void *message_from_xml(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class,
+                       const xml_source &source, u_int32 *err);
 
 }  // namespace ptp_cfg

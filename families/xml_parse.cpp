@@ -181,14 +181,14 @@ static void parse_payload(const xml_parse &parse, const payload_descriptor &payl
     });
 }
 
-void *message_from_xml(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const xml_source &source,
-                       u_int32 *err) {
+void *message_from_xml(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class,
+                       const xml_source &source, u_int32 *err) {
     if (*err != 0) {
         emit(type.trace, trace::message::from_xml_error, strerror(static_cast<int>(*err)));
         return nullptr;
     }
     clear_last_error(handle);
-    message_instance *message = static_cast<message_instance *>(message_create(type, handle, mem_class));
+    message_instance *message = static_cast<message_instance *>(message_create(type, wire, handle, mem_class));
     if (message == nullptr) {
         fail(handle, VELA_ENOMEM, err);
         return nullptr;

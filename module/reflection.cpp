@@ -34,6 +34,22 @@ const ptp_cfg_type *type_with(const void *descriptor) {
     return nullptr;
 }
 
+/** Types by the first byte of their identity, which is as good as random: chains of places, counted from 1. */
+struct luid_index {
+    static constexpr u_int32 most_types = 1024;
+    u_int16 first[256];
+    u_int16 next[most_types];
+};
+luid_index types_by_luid;
+
+__attribute__((constructor)) void fill_index() {
+    for (u_int32 i = 0; i < reflected_type_count && i < luid_index::most_types; ++i) {
+        u_int16 *first = &types_by_luid.first[record_of(&reflected_types[i]).luid[0]];
+        types_by_luid.next[i] = *first;
+        *first = static_cast<u_int16>(i + 1);
+    }
+}
+
 ptp_cfg_field_class class_of(field_kind kind) {
     switch (kind) {
         case field_kind::var_string:
@@ -197,9 +213,9 @@ const ptp_cfg_type *ptp_cfg_type_find(const char *name) {
 }
 
 const ptp_cfg_type *ptp_cfg_type_find_luid(const u_int8 *luid) {
-    for (u_int32 i = 0; i < reflected_type_count; ++i) {
-        if (memcmp(record_of(&reflected_types[i]).luid, luid, VELA_WIRE_LUID) == 0) {
-            return &reflected_types[i];
+    for (u_int32 i = types_by_luid.first[luid[0]]; i != 0; i = types_by_luid.next[i - 1]) {
+        if (memcmp(record_of(&reflected_types[i - 1]).luid, luid, VELA_WIRE_LUID) == 0) {
+            return &reflected_types[i - 1];
         }
     }
     return nullptr;

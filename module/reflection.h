@@ -38,9 +38,9 @@ inline int32 signed_length(u_int32 length) { return length > INT32_MAX ? INT32_M
 template <const structure_descriptor &D>
 inline constexpr ptp_cfg_operations structure_operations = {
     .size = sizeof(ptp_cfg_operations),
-    .create = [](vela_handle *handle, u_int32 mem_class) { return structure_create(D, handle, mem_class); },
+    .create = [](vela_handle *handle, u_int32 mem_class) { return structure_create<D>(handle, mem_class); },
     .destroy = [](vela_handle *handle, u_int32 mem_class,
-                  void *instance) { structure_destroy(D, handle, mem_class, instance); },
+                  void *instance) { structure_destroy<D>(handle, mem_class, instance); },
     .instance_size = [](vela_handle *handle) { return structure_sizeof(D, handle); },
     .len = [](vela_handle *handle, u_int32 mem_class,
               const void *instance) { return structure_len(D, handle, mem_class, instance); },
@@ -125,9 +125,10 @@ template <const message_descriptor &M, class Message,
           void (*Handler)(vela_handle *, u_int32, void *, Message *, u_int32 *)>
 inline constexpr ptp_cfg_operations message_operations = {
     .size = sizeof(ptp_cfg_operations),
-    .create = [](vela_handle *handle, u_int32 mem_class) { return message_create(M, handle, mem_class); },
+    .create = [](vela_handle *handle,
+                 u_int32 mem_class) { return message_create(M, payload_wire_of<M>, handle, mem_class); },
     .destroy = [](vela_handle *handle, u_int32 mem_class,
-                  void *instance) { message_destroy(M, handle, mem_class, instance); },
+                  void *instance) { message_destroy(M, payload_wire_of<M>, handle, mem_class, instance); },
     .instance_size = nullptr,
     .len = [](vela_handle *handle, u_int32 mem_class,
               const void *instance) { return message_len(M, handle, mem_class, instance); },
@@ -150,7 +151,7 @@ inline constexpr ptp_cfg_operations message_operations = {
     .from_document =
         [](vela_handle *handle, u_int32 mem_class, vela_xml_document *document, u_int32 *err, char *error_text,
            u_int32 error_room) {
-            return message_from_xml(M, handle, mem_class, {document, error_text, error_room}, err);
+            return message_from_xml(M, payload_wire_of<M>, handle, mem_class, {document, error_text, error_room}, err);
         },
     .unmarshal_only =
         [](vela_handle *handle, u_int32 mem_class, void **message, const u_int8 *buffer, u_int32 length, u_int32 *err) {

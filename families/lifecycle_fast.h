@@ -1,0 +1,149 @@
+// Create and destroy for the common case: a handle without hooks, state tracking, older domain or types of its own.
+// What differs from zero in a new instance is then constant, and so is which counters move; anything else goes the way
+// of structure.cpp, which says what has to happen and in which order.
+#pragma once
+
+#include "families/structure.h"
+#include "families/unroll.h"
+
+namespace ptp_cfg {
+
+/** Whether nothing on the handle asks for more than plain stores. */
+PTP_CFG_INLINE bool is_plain(const vela_handle *handle) {
+    return handle->pre_write == nullptr && handle->pre_write_counter == nullptr && handle->shared_type_info == 0 &&
+           handle->variant_domain.overrides == nullptr && handle->sttr_record == nullptr;
+}
+
+/** Whether the record's variants are those of this release, as the constant stores assume. */
+PTP_CFG_INLINE bool has_own_variants(const vela_type_info *record, int8 newest) {
+    return record->variant_table != nullptr && record->variant_table->count == newest + 1;
+}
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool all_own_variants() {
+    bool own = has_own_variants(D.record, D.newest);
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        if constexpr (field.kind == field_kind::structure) {
+            own = own && all_own_variants<*field.structure>();
+        } else if constexpr (field.kind == field_kind::enumeration) {
+            own = own && has_own_variants(field.enumeration->record, field.enumeration->newest);
+        }
+    });
+    return own;
+}
+
+template <int8 Newest>
+PTP_CFG_INLINE void stamp_header(vela_instance_header *header, const vela_type_info *record, u_int8 flags) {
+    header->type_info = record;
+    if constexpr (Newest != 0) {
+        header->variant = Newest;
+        header->allocated_variant = Newest;
+    }
+    header->flags = flags;
+}
+
+/** Writes the headers of a zeroed instance and of all that it embeds. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags) {
+    stamp_header<D.newest>(as<vela_instance_header>(instance), D.record, flags);
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        u_int8 *value = instance + field.offset;
+        if constexpr (field.kind == field_kind::enumeration) {
+            stamp_header<field.enumeration->newest>(as<vela_instance_header>(value), field.enumeration->record,
+                                                    VELA_FLAG_NESTED);
+        } else if constexpr (field.kind == field_kind::structure) {
+            for (u_int32 element = 0; element < field.capacity; ++element) {
+                stamp_instance<*field.structure>(value + element * field.stride, VELA_FLAG_NESTED);
+            }
+        }
+    });
+}
+
+/** Moves the counters of `Times` instances and of all that they embed, one step a type and place. */
+template <const structure_descriptor &D, u_int64 vela_variant_row::*Counter, u_int64 Times>
+PTP_CFG_INLINE void count_all() {
+    __atomic_fetch_add(&(D.record->variant_table->rows[D.newest].*Counter), Times, __ATOMIC_RELAXED);
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        if constexpr (field.kind == field_kind::structure) {
+            count_all<*field.structure, Counter, Times * field.capacity>();
+        }
+    });
+}
+
+/** Whether an instance and all that it embeds is of this release and owes nobody anything. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool owes_nothing(const u_int8 *instance) {
+    constexpr u_int8 debts = VELA_FLAG_OID | VELA_FLAG_EXTRA_DATA | VELA_FLAG_STTR_OFFSET | VELA_FLAG_OWNED_BLOCK;
+    const vela_instance_header *header = as<vela_instance_header>(instance);
+    bool nothing = header->type_info == D.record && header->variant == D.newest && (header->flags & debts) == 0;
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        if constexpr (field.kind == field_kind::structure) {
+            for (u_int32 element = 0; element < field.capacity; ++element) {
+                nothing &= owes_nothing<*field.structure>(instance + field.offset + element * field.stride);
+            }
+        }
+    });
+    return nothing;
+}
+
+/** Whether destroy gives anything back but memory: texts, or object references of addresses. */
+constexpr bool owns_values(const structure_descriptor &type) {
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        if (field.kind == field_kind::var_string ||
+            (field.kind == field_kind::structure && owns_values(*field.structure))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+constexpr bool holds_references(const structure_descriptor &type) {
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        if (field.kind == field_kind::en_address ||
+            (field.kind == field_kind::structure && holds_references(*field.structure))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+template <const structure_descriptor &D>
+void *structure_create(vela_handle *handle, u_int32 mem_class) {
+    if (trace_is_initialized() && handle->chained_mode == 0 && is_plain(handle) && all_own_variants<D>()) {
+        void *memory = handle->alloc(handle->cookie, mem_class, D.size);
+        if (memory == nullptr) {
+            return nullptr;
+        }
+        memset(memory, 0, D.size);
+        clear_last_error(handle);
+        stamp_instance<D>(static_cast<u_int8 *>(memory), 0);
+        count_all<D, &vela_variant_row::created, 1>();
+        return memory;
+    }
+    return structure_create(D, handle, mem_class);
+}
+
+template <const structure_descriptor &D>
+void structure_destroy(vela_handle *handle, u_int32 mem_class, void *instance) {
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+    if constexpr (!owns_values(D)) {
+        if (instance != nullptr && instance != D.error_instance && is_plain(handle) &&
+            !(holds_references(D) && vela_inline::has_address_references(handle)) &&
+            owes_nothing<D>(static_cast<const u_int8 *>(instance)) && all_own_variants<D>()) {
+            count_all<D, &vela_variant_row::destroyed, 1>();
+            header_of(instance)->type_info = nullptr;
+            handle->free(handle->cookie, mem_class, instance);
+            return;
+        }
+    }
+#endif
+    structure_destroy(D, handle, mem_class, instance);
+}
+
+}  // namespace ptp_cfg
