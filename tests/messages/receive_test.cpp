@@ -66,7 +66,10 @@ class Receive : public family_test {
         frees = 0;
         bytes = bytes_of(subject);
     }
-    ~Receive() override { velalib_msg_recorder_set(0, nullptr); }
+    void TearDown() override {
+        velalib_msg_recorder_set(0, nullptr);
+        family_test::TearDown();
+    }
 
     octets bytes_of(const char *name) {
         const record_type type(name);

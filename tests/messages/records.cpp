@@ -153,7 +153,7 @@ class leaf_values {
             case filling::maximum:
                 return count - 1;
             default:
-                return 1 + static_cast<u_int32>(next() % (count - 1));
+                return count > 1 ? 1 + static_cast<u_int32>(next() % (count - 1)) : 0;
         }
     }
     u_int8 octet() { return static_cast<u_int8>(number(false, 1)); }

@@ -16,13 +16,12 @@ struct setting {
     bool shared;
 };
 
-std::string name_of(const testing::TestParamInfo<setting> &info) {
-    const setting &it = info.param;
-    return (it.level == no_domain ? std::string("NoDomain") : "Level" + std::to_string(it.level)) +
-           (it.tracking == VELA_STTR_ON    ? "Tracked"
-            : it.tracking == VELA_STTR_OFF ? "Untracked"
-                                           : "") +
-           (it.shared ? "Shared" : "");
+std::ostream &operator<<(std::ostream &out, const setting &it) {
+    return out << (it.level == no_domain ? std::string("NoDomain") : "Level" + std::to_string(it.level))
+               << (it.tracking == VELA_STTR_ON    ? "Tracked"
+                   : it.tracking == VELA_STTR_OFF ? "Untracked"
+                                                  : "")
+               << (it.shared ? "Shared" : "");
 }
 
 std::vector<setting> all_settings() {
@@ -155,7 +154,7 @@ TEST_P(Sweep, Enumerations) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, Sweep, testing::ValuesIn(all_settings()), name_of);
+INSTANTIATE_TEST_SUITE_P(Types, Sweep, testing::ValuesIn(all_settings()), testing::PrintToStringParamName());
 
 // ---- bytes from others ----------------------------------------------------------------------------------------------
 
