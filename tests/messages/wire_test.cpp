@@ -167,6 +167,10 @@ void check_rooms(const record_type &type, u_int32 mode) {
             EXPECT_EQ(err, u_int32{VELA_ENOMEM});
         } else if (room + droppable >= len) {
             EXPECT_EQ(err, 0u) << room;
+            const auto read = type.create(handle);
+            EXPECT_EQ(type.operations->unmarshal(handle, mem_class, buffer, read.get(), count, &err), count);
+            EXPECT_EQ(err, 0u) << room << " bytes, flags cut off";
+            EXPECT_EQ(type.operations->compare(instance.get(), read.get()), 0);
         } else {
             EXPECT_TRUE(err == VELA_EMSGSIZE || err == VELA_ENOMEM) << room << " error " << err;
             EXPECT_EQ(handle->last_error.code, err);
