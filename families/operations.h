@@ -1,6 +1,7 @@
 // Everything that the generated one-line functions call.
 #pragma once
 
+#include "families/access_fast.h"
 #include "families/array.h"
 #include "families/clone.h"
 #include "families/compare_hash.h"

@@ -167,11 +167,6 @@ void structure_set_elements(const structure_descriptor &type, vela_handle *handl
 
 // ---- all values at once ------------------------------------------------------------------------------------------------
 
-/** Whether get_all and set_all take a field: single numbers, truth values and enumerations. */
-static bool is_value_field(const field_descriptor &field) {
-    return !field.is_array && (field.kind == field_kind::enumeration || field.kind <= field_kind::vela_boolean);
-}
-
 static void get_one(const field_descriptor &field, vela_handle *handle, u_int32 mem_class, const void *instance,
                     void *value, u_int32 *err) {
     const u_int8 *bytes = storage(field, instance);
