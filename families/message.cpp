@@ -55,32 +55,46 @@ static void *error_message(const message_descriptor &type, const payload_wire &w
     return message;
 }
 
-void *message_create(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class) {
-    trace_initialize();
-    const bool chained = handle->chained_mode != 0;
-    if (chained && handle->chained_err != 0) {
-        return error_message(type, wire, handle, mem_class);
+/** What a create without memory answers: a chain goes on with the static error instance. */
+static void *without_memory(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                            u_int32 mem_class) {
+    if (handle->chained_mode == 0) {
+        return nullptr;
     }
-    void *memory = handle->alloc(handle->cookie, mem_class, type.size);
-    if (memory == nullptr) {
-        if (!chained) {
-            return nullptr;
-        }
-        fail(handle, VELA_ENOMEM, &handle->chained_err);
-        return error_message(type, wire, handle, mem_class);
-    }
-    memset(memory, 0, type.size);
-    message_instance *message = instance_of(memory);
+    fail(handle, VELA_ENOMEM, &handle->chained_err);
+    return error_message(type, wire, handle, mem_class);
+}
+
+/** Fills the slots; false, with nothing left behind, when a payload cannot be created. */
+static bool create_payloads(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                            u_int32 mem_class, message_instance *message) {
     for (u_int32 i = 0; i < type.payload_count; ++i) {
         void *payload = wire.function[i].create(handle, mem_class);
         if (payload == nullptr) {
             while (i-- > 0) {
                 wire.function[i].destroy(handle, mem_class, message->payload[i]);
             }
-            handle->free(handle->cookie, mem_class, message);
-            return nullptr;
+            return false;
         }
         store_slot(handle, mem_class, &message->payload[i], payload);
+    }
+    return true;
+}
+
+void *message_create(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class) {
+    trace_initialize();
+    if (handle->chained_mode != 0 && handle->chained_err != 0) {
+        return error_message(type, wire, handle, mem_class);
+    }
+    void *memory = handle->alloc(handle->cookie, mem_class, type.size);
+    if (memory == nullptr) {
+        return without_memory(type, wire, handle, mem_class);
+    }
+    memset(memory, 0, type.size);
+    message_instance *message = instance_of(memory);
+    if (!create_payloads(type, wire, handle, mem_class, message)) {
+        handle->free(handle->cookie, mem_class, message);
+        return without_memory(type, wire, handle, mem_class);
     }
     initialize(type, handle, mem_class, message);
     return message;

@@ -120,6 +120,16 @@ TEST_F(Message, WithoutMemoryThereIsNone) {
     expect_ok();
 }
 
+TEST_F(Message, AChainGoesOnWhenAPrimitivePayloadHasNoMemory) {
+    chain();
+    fail_allocation(2);
+    auto *failed = ptp_1pps_input_state_message_create_cr(handle);
+    ASSERT_NE(failed, nullptr);
+    EXPECT_EQ(handle->chained_err, u_int32{VELA_ENOMEM});
+    EXPECT_EQ(blocks_out(), 0u);
+    ptp_1pps_input_state_message_destroy_cr(handle, failed);
+}
+
 TEST_F(Message, AChainGoesOnWithTheStaticMessage) {
     chain();
     fail_allocation(1);
