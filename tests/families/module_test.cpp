@@ -292,6 +292,9 @@ struct counting_table {
 };
 
 class type_table_test : public testing::TestWithParam<u_int32> {
+  public:
+    ~type_table_test() override { vela_handle_destroy(handle, nullptr); }
+
   protected:
     type_table_test() {
         u_int32 err = 0;
@@ -304,7 +307,6 @@ class type_table_test : public testing::TestWithParam<u_int32> {
         handle->shared_type_info = GetParam();
         merges[0] = merges[1] = 0;
     }
-    ~type_table_test() override { vela_handle_destroy(handle, nullptr); }
     void initialize(u_int32 *err) {
         library.find<void(vela_handle *, u_int32, u_int32 *)>("ptp_cfg_typeinfo_initialize")(handle, 7, err);
     }

@@ -59,9 +59,11 @@ using owned = std::unique_ptr<T, destroyer<T>>;
  * Memory is filled with 0xA5 before it is handed out, so that what the library forgets to zero shows.
  */
 class family_test : public testing::Test {
+  public:
+    ~family_test() override;
+
   protected:
     family_test();
-    ~family_test() override;
     void TearDown() override;
 
     // ---- the handle ----
