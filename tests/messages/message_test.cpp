@@ -128,6 +128,8 @@ TEST_F(Message, AChainGoesOnWhenAPrimitivePayloadHasNoMemory) {
     EXPECT_EQ(handle->chained_err, u_int32{VELA_ENOMEM});
     EXPECT_EQ(blocks_out(), 0u);
     ptp_1pps_input_state_message_destroy_cr(handle, failed);
+    handle->chained_err = 0;
+    vela_clear_last_error(handle);
 }
 
 TEST_F(Message, AChainGoesOnWithTheStaticMessage) {
