@@ -3,43 +3,13 @@
 // left is one check of everything that must hold, then straight-line stores or loads.
 #pragma once
 
+#include <bit>
+
 #include "families/lifecycle_fast.h"
 #include "families/unroll.h"
-#include "families/wire.h"
+#include "families/wire_layout.h"
 
 namespace ptp_cfg {
-
-// ---- the constant layout -------------------------------------------------------------------------------------------
-
-constexpr bool has_text(const structure_descriptor &type) {
-    for (u_int32 i = 0; i < type.field_count; ++i) {
-        const field_descriptor &field = type.fields[i];
-        if (field.kind == field_kind::var_string || (field.structure != nullptr && has_text(*field.structure))) {
-            return true;
-        }
-    }
-    return false;
-}
-
-constexpr u_int32 newest_width(const structure_descriptor &type);
-
-constexpr u_int32 element_width(const field_descriptor &field) {
-    if (field.kind == field_kind::structure) {
-        return newest_width(*field.structure);
-    }
-    return field.kind == field_kind::enumeration ? enumeration_wire_width : primitive_width(field.kind);
-}
-
-/** Where field `index` begins in an encoding at the newest variant. */
-constexpr u_int32 wire_offset(const structure_descriptor &type, u_int32 index) {
-    u_int32 offset = wire_header;
-    for (u_int32 i = 0; i < index; ++i) {
-        offset += type.fields[i].capacity * element_width(type.fields[i]);
-    }
-    return offset;
-}
-
-constexpr u_int32 newest_width(const structure_descriptor &type) { return wire_offset(type, type.field_count); }
 
 #ifdef PTP_CFG_EXPORTED_RUNTIME
 template <const structure_descriptor &>
@@ -48,18 +18,6 @@ inline constexpr bool has_fast_path = false;  // another runtime may encode the 
 
 template <const structure_descriptor &D>
 inline constexpr bool has_fast_path = !has_text(D);
-
-/** The six bytes that begin an instance. */
-struct prefix_bytes {
-    u_int8 byte[wire_header];
-};
-
-template <const structure_descriptor &D>
-inline constexpr prefix_bytes newest_prefix = [] {
-    const u_int32 jump = newest_width(D) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG;
-    return prefix_bytes{{static_cast<u_int8>(D.newest), 0, static_cast<u_int8>(jump >> 24),
-                         static_cast<u_int8>(jump >> 16), static_cast<u_int8>(jump >> 8), static_cast<u_int8>(jump)}};
-}();
 
 // ---- what must hold -------------------------------------------------------------------------------------------------
 
@@ -70,39 +28,121 @@ PTP_CFG_INLINE u_int32 header_differs(const u_int8 *instance, u_int8 flags) {
     return static_cast<u_int32>(static_cast<u_int8>(header->variant ^ V)) | (header->flags & flags);
 }
 
+/** Keeps the compiler from gathering single bytes of many elements into vectors, which is slower than to test them. */
+PTP_CFG_INLINE void one_by_one(u_int32 &differs) { asm("" : "+r"(differs)); }
+
 /** Non-zero when an instance needs the exact path to be written. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE u_int32 instance_differs(const u_int8 *instance) {
     u_int32 differs = header_differs<D.newest>(instance, VELA_FLAG_EXTRA_DATA);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
+        const u_int8 *value = instance + field.offset;
         if constexpr (field.kind == field_kind::enumeration) {
-            differs |= header_differs<field.enumeration->newest>(instance + field.offset, 0);
+            differs |= header_differs<field.enumeration->newest>(value, 0);
         } else if constexpr (field.kind == field_kind::structure) {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                differs |= instance_differs<*field.structure>(instance + field.offset + element * field.stride);
+            for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
+                differs |= instance_differs<*field.structure>(value);
+                one_by_one(differs);
             }
         }
     });
     return differs;
 }
 
-/** Non-zero when bytes are not an untracked encoding at the newest variants throughout. */
+typedef u_int64 word_pair __attribute__((vector_size(16)));
+
+template <class Word>
+PTP_CFG_INLINE Word word_at(const void *bytes) {
+    Word word;
+    memcpy(&word, bytes, sizeof word);
+    return word;
+}
+
+/** The same in a constant. */
+template <class Word>
+constexpr Word constant_word(const u_int8 *bytes) {
+    if constexpr (sizeof(Word) == sizeof(word_pair)) {
+        return Word{constant_word<u_int64>(bytes), constant_word<u_int64>(bytes + 8)};
+    } else {
+        std::array<u_int8, sizeof(Word)> copy{};
+        for (u_int32 i = 0; i < sizeof(Word); ++i) {
+            copy[i] = bytes[i];
+        }
+        return std::bit_cast<Word>(copy);
+    }
+}
+
+/** Bits that are not what they should be. */
+struct difference {
+    word_pair wide = {0, 0};
+    u_int64 narrow = 0;
+
+    template <class Word>
+    PTP_CFG_INLINE void add(Word bits) {
+        if constexpr (sizeof(Word) == sizeof(word_pair)) {
+            wide |= bits;
+        } else {
+            narrow |= static_cast<u_int64>(bits);
+        }
+    }
+    PTP_CFG_INLINE bool found() const { return (wide[0] | wide[1] | narrow) != 0; }
+};
+
+/** The widest word of at most `wanted` bytes, or the next wider, that an encoding of `width` bytes holds. */
+template <u_int32 wanted, u_int32 width>
+constexpr auto fitting_word() {
+    if constexpr (wanted > 8 && width >= 16) {
+        return word_pair{};
+    } else if constexpr (wanted > 4 && width >= 8) {
+        return u_int64{};
+    } else if constexpr (wanted > 1) {
+        return u_int32{};
+    } else {
+        return u_int8{};
+    }
+}
+
+/** Compares the known bits of an encoding from byte `start` on, a word after the other; words may overlap. */
+template <const structure_descriptor &D, u_int32 start = 0>
+PTP_CFG_INLINE void compare_known_bits(const u_int8 *bytes, difference &differs) {
+    constexpr u_int32 width = newest_width(D);
+    constexpr const known_bits<width> &known = known_bits_of<D>;
+    constexpr u_int32 next = known.next(start);
+    if constexpr (next < width) {
+        using word = decltype(fitting_word<known.span(next), width>());
+        constexpr u_int32 first = next + sizeof(word) <= width ? next : width - sizeof(word);
+        constexpr word mask = constant_word<word>(&known.mask[first]);
+        constexpr word value = constant_word<word>(&known.value[first]);
+        differs.add((word_at<word>(bytes + first) & mask) ^ value);
+        compare_known_bits<D, first + sizeof(word)>(bytes, differs);
+    }
+}
+
+/** Compares the known bits of all that stand in arrays of structures. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE u_int32 encoding_differs(const u_int8 *bytes) {
-    u_int32 differs = memcmp(bytes, &newest_prefix<D>, wire_header) != 0;
+PTP_CFG_INLINE void compare_elements(const u_int8 *bytes, difference &differs) {
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
-        constexpr u_int32 offset = wire_offset(D, I);
-        if constexpr (field.kind == field_kind::enumeration) {
-            differs |= static_cast<u_int8>(bytes[offset] ^ static_cast<u_int8>(field.enumeration->newest));
-        } else if constexpr (field.kind == field_kind::structure) {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                differs |= encoding_differs<*field.structure>(bytes + offset + element * element_width(field));
+        if constexpr (field.kind == field_kind::structure) {
+            const u_int8 *element = bytes + wire_offset(D, I);
+            for (u_int32 i = 0; i < field.capacity; ++i, element += element_width(field)) {
+                if constexpr (field.is_array) {
+                    compare_known_bits<*field.structure>(element, differs);
+                }
+                compare_elements<*field.structure>(element, differs);
             }
         }
     });
-    return differs;
+}
+
+/** Whether bytes are an untracked encoding at the newest variants throughout, its truth values 0 or 1. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool is_newest_encoding(const u_int8 *bytes) {
+    difference differs;
+    compare_known_bits<D>(bytes, differs);
+    compare_elements<D>(bytes, differs);
+    return !differs.found();
 }
 
 /** Whether a handle neither tracks state nor holds a mode that the exact path must stop on. */
@@ -114,7 +154,8 @@ PTP_CFG_INLINE bool is_untracked(const vela_handle *handle) {
 
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
-    memcpy(bytes, &newest_prefix<D>, wire_header);
+    constexpr prefix_bytes prefix = newest_prefix(D);
+    memcpy(bytes, prefix.data(), wire_header);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         u_int8 *out = bytes + wire_offset(D, I);
@@ -139,32 +180,73 @@ PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
     });
 }
 
+template <field_kind K>
+PTP_CFG_INLINE void load_primitive(const u_int8 *in, u_int8 *value) {
+    using P = primitive_traits<K>;
+    if constexpr (K == field_kind::vela_boolean) {
+        *as<vela_boolean>(value) = *in;  // 0 or 1: other truths are read on the exact path
+    } else {
+        P::load(in, as<typename P::type>(value));
+    }
+}
+
+template <bool headers>
+PTP_CFG_INLINE void load_header(u_int8 *instance, const vela_type_info *record, int8 newest) {
+    if constexpr (headers) {
+        as<vela_instance_header>(instance)->type_info = record;
+        as<vela_instance_header>(instance)->variant = newest;
+    }
+}
+
+/**
+ * Whether the elements of an array already have the records and variants that a decoding leaves there, as they have
+ * from their creation on. To read these is cheaper than to write them.
+ */
 template <const structure_descriptor &D>
+PTP_CFG_INLINE bool headers_stand(const u_int8 *element, u_int32 count, u_int32 stride) {
+    constexpr u_int8 compared[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    word_pair differs = {0, 0};
+    for (u_int32 i = 0; i < count; ++i, element += stride) {
+        [&]<size_t... H>(std::index_sequence<H...>) __attribute__((always_inline)) {
+            ((differs |=
+              word_at<word_pair>(element + headers_of<D>.offset[H]) ^ word_at<word_pair>(&headers_of<D>.image[H])),
+             ...);
+        }
+        (std::make_index_sequence<header_count(D)>{});
+    }
+    differs &= constant_word<word_pair>(compared);
+    return (differs[0] | differs[1]) == 0;
+}
+
+/** Loads all values, and with `headers` the type and variant of every instance outside arrays of structures. */
+template <const structure_descriptor &D, bool headers = true>
 PTP_CFG_INLINE void load_instance(const u_int8 *bytes, u_int8 *instance) {
-    vela_instance_header *header = as<vela_instance_header>(instance);
-    header->type_info = D.record;
-    header->variant = D.newest;
+    load_header<headers>(instance, D.record, D.newest);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         const u_int8 *in = bytes + wire_offset(D, I);
         u_int8 *value = instance + field.offset;
         if constexpr (field.kind == field_kind::enumeration) {
-            vela_instance_header *enumeration = as<vela_instance_header>(value);
-            enumeration->type_info = field.enumeration->record;
-            enumeration->variant = field.enumeration->newest;
+            load_header<headers>(value, field.enumeration->record, field.enumeration->newest);
             primitive_traits<field_kind::u_int32>::load(in + 1, value_of(static_cast<void *>(value)));
         } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
             memcpy(value, in, field.capacity);
-        } else {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                if constexpr (field.kind == field_kind::structure) {
-                    load_instance<*field.structure>(in, value);
-                } else {
-                    using P = primitive_traits<field.kind>;
-                    P::load(in, as<typename P::type>(value));
+        } else if constexpr (field.kind == field_kind::structure && field.is_array) {
+            constexpr const structure_descriptor &E = *field.structure;
+            if (headers_stand<E>(value, field.capacity, field.stride)) {
+                for (u_int32 i = 0; i < field.capacity; ++i) {
+                    load_instance<E, false>(in + i * element_width(field), value + i * field.stride);
                 }
-                in += element_width(field);
-                value += field.stride;
+            } else {
+                for (u_int32 i = 0; i < field.capacity; ++i) {
+                    load_instance<E, true>(in + i * element_width(field), value + i * field.stride);
+                }
+            }
+        } else if constexpr (field.kind == field_kind::structure) {
+            load_instance<*field.structure, headers>(in, value);
+        } else {
+            for (u_int32 i = 0; i < field.capacity; ++i) {
+                load_primitive<field.kind>(in + i * element_width(field), value + i * field.stride);
             }
         }
     });
@@ -183,6 +265,21 @@ PTP_CFG_INLINE void count_path(vela_handle *handle, bool fast) {
 
 // ---- the public operations ---------------------------------------------------------------------------------------------
 
+// The exact path is entered from a function of the same arguments, so that the fast path needs no stack frame.
+template <const structure_descriptor &D>
+[[gnu::noinline]] u_int32 structure_marshal_slow(vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
+                                                 const void *instance, int32 room, u_int32 *err, domain_check check) {
+    count_path(handle, false);
+    return structure_marshal_exact(D, handle, mem_class, buffer, instance, room, check, err);
+}
+
+template <const structure_descriptor &D>
+[[gnu::noinline]] u_int32 structure_unmarshal_slow(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                                   void *instance, int32 length, u_int32 mode, u_int32 *err) {
+    count_path(handle, false);
+    return structure_unmarshal_exact(D, handle, mem_class, buffer, instance, length, mode, err);
+}
+
 template <const structure_descriptor &D>
 u_int32 structure_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, int32 room,
                           u_int32 *err, domain_check check = domain_check::always) {
@@ -199,8 +296,7 @@ u_int32 structure_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer
         }
     }
 #endif
-    count_path(handle, false);
-    return structure_marshal_exact(D, handle, mem_class, buffer, instance, room, check, err);
+    return structure_marshal_slow<D>(handle, mem_class, buffer, instance, room, err, check);
 }
 
 template <const structure_descriptor &D>
@@ -216,7 +312,7 @@ u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8
     if constexpr (has_fast_path<D>) {
         constexpr u_int32 width = newest_width(D);
         if (*err == 0 && length >= static_cast<int32>(width) && instance != nullptr && handle->pre_write == nullptr &&
-            handle->shared_type_info == 0 && is_untracked(handle) && encoding_differs<D>(buffer) == 0) {
+            handle->shared_type_info == 0 && is_untracked(handle) && is_newest_encoding<D>(buffer)) {
             clear_last_error(handle);
             load_instance<D>(buffer, static_cast<u_int8 *>(instance));
             count_path(handle, true);
@@ -224,8 +320,7 @@ u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8
         }
     }
 #endif
-    count_path(handle, false);
-    return structure_unmarshal_exact(D, handle, mem_class, buffer, instance, length, mode, err);
+    return structure_unmarshal_slow<D>(handle, mem_class, buffer, instance, length, mode, err);
 }
 
 /** The unrolled operations of one structure, for code that knows it by its descriptor only. */
