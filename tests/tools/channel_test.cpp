@@ -61,7 +61,7 @@ TEST_F(channel, nothing_is_sent_when_one_file_is_bad) {
 
 TEST_F(channel, a_full_disk_ends_the_listener_with_whole_records) {
     const std::string send_twice =
-        "for n in 1 2 3 4 5 6; do ptpcfg send --timeout 2 unix:$PWD/s "
+        "for n in 1 2 3 4 5 6; do ptpcfg send --timeout 0.5 unix:$PWD/s "
         "$CLOCKS/g8275_1_boundary_clock.xml 2>/dev/null; done";
     // Blocks of 512 bytes: room for a record or two, not for six.
     const outcome result =
