@@ -8,23 +8,54 @@ limit beside(const char *scenario, const char *work, const char *contender, cons
     return {{scenario, work, contender}, {scenario, work, other}, factor, more};
 }
 
-std::vector<limit> make() {
-    std::vector<limit> all;
-    for (const char *scenario : {"clock_record", "stream_statistics", "stream_list"}) {
+const std::vector<const char *> large_records = {"clock_record", "stream_statistics", "stream_list"};
+const std::vector<const char *> all_records = {"one_field_command", "clock_record", "stream_statistics", "stream_list"};
+
+/** Beside code written for one record. */
+void add_hand(std::vector<limit> &all) {
+    for (const char *scenario : large_records) {
         for (const char *work : {"encode", "decode"}) {
             all.push_back(beside(scenario, work, "ours", "hand", 1.5));
         }
     }
+}
+
+/** Beside the peers whose records can evolve. */
+void add_peers(std::vector<limit> &all) {
+    for (const char *scenario : large_records) {
+        all.push_back(beside(scenario, "encode", "ours", "protobuf", 1 / 3.0));
+        all.push_back(beside(scenario, "decode", "ours", "protobuf", 1 / 8.0));
+    }
+    for (const char *scenario : all_records) {
+        for (const char *peer : {"flatbuffers", "capnproto"}) {
+            all.push_back(beside(scenario, "encode", "ours", peer, 1));
+        }
+        for (const char *peer : {"protobuf", "protobuf, arena", "flatbuffers", "capnproto"}) {
+            for (const char *work : {"fill and encode", "decode and read", "create and destroy", "clone and destroy",
+                                     "copy over another", "compare"}) {
+                all.push_back(beside(scenario, work, "ours", peer, 1));
+            }
+        }
+        all.push_back(beside(scenario, "print", "ours", "protobuf", 1));
+    }
+}
+
+std::vector<limit> make() {
+    std::vector<limit> all;
+    add_hand(all);
     for (const char *work : {"set a number", "set an enumeration", "get a number", "get an enumeration"}) {
         all.push_back(beside("field_access", work, "ours", "plain store", 1, 3));
     }
-    all.push_back(beside("clock_xml", "render", "ours", "pugixml", 1));
+    for (const char *peer : {"pugixml", "libxml2"}) {
+        all.push_back(beside("clock_xml", "render", "ours", peer, 1));
+    }
     all.push_back(beside("clock_xml", "parse", "ours", "pugixml", 2));
     all.push_back(beside("xml_list", "parse", "128 entries", "one entry", 140));
     all.push_back(beside("socket_message", "to handler", "ours", "raw bytes", 1.5));
     const char *per_message = "ours, per message";
     all.push_back(
         {{"message_stream", "10000 messages", per_message}, {"message_stream", "10 messages", per_message}, 1.5, 0});
+    add_peers(all);
     return all;
 }
 

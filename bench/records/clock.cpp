@@ -41,32 +41,36 @@ const clock_values example_clock = {
     .tracking_type = VELA_PTP_FREQUENCY_TRACKING_TYPE,
 };
 
+void fill_clock(vela_handle *handle, ptp_clock *clock, const clock_values &values, u_int32 *err) {
+    ptp_clock_set_all(handle, mem_class, clock, values.modify, values.version, values.profile, values.revertive,
+                      values.handle, values.type, values.mode, values.warm_restart, values.network_type,
+                      values.tracking_type, err);
+    const default_ds_values &ds = values.default_ds;
+    ptp_clock_default_ds *data_set = ptp_clock_default_data_set_get(handle, mem_class, clock, err);
+    ptp_clock_default_ds_set_all(handle, mem_class, data_set, ds.number_ports, ds.priority1, ds.priority2, ds.domain,
+                                 ds.two_step, ds.slave_only, ds.local_priority, err);
+    ptp_clock_identity_ptp_clk_id_set_mem(handle, mem_class,
+                                          ptp_clock_default_ds_clk_id_get(handle, mem_class, data_set, err),
+                                          ds.clock_id.data(), ds.clock_id.size(), err);
+    ptp_clock_quality_set_all(handle, mem_class,
+                              ptp_clock_default_ds_clock_quality_get(handle, mem_class, data_set, err),
+                              ds.quality.clock_class, ds.quality.offset_scaled_log_var, ds.quality.accuracy, err);
+    const time_properties_values &time = values.time_properties;
+    ptp_clock_time_properties_data_set_set_all(
+        handle, mem_class, ptp_clock_time_properties_get(handle, mem_class, clock, err), time.utc_offset,
+        time.utc_offset_valid, time.leap59, time.leap61, time.time_traceable, time.frequency_traceable,
+        time.ptp_timescale, time.time_source, time.v_port_index, err);
+    if (*err == VELA_EEPOCH) {  // an older record has no virtual port; numbers are set before enumerations
+        *err = 0;
+        ptp_clock_time_properties_data_set_timeSource_set_value(
+            handle, mem_class, ptp_clock_time_properties_get(handle, mem_class, clock, err), time.time_source, err);
+    }
+}
+
 ptp_clock *make_clock(vela_handle *handle, const clock_values &values) {
     u_int32 err = 0;
     ptp_clock *clock = ptp_clock_create(handle, mem_class);
-    ptp_clock_set_all(handle, mem_class, clock, values.modify, values.version, values.profile, values.revertive,
-                      values.handle, values.type, values.mode, values.warm_restart, values.network_type,
-                      values.tracking_type, &err);
-    const default_ds_values &ds = values.default_ds;
-    ptp_clock_default_ds *data_set = ptp_clock_default_data_set_get(handle, mem_class, clock, &err);
-    ptp_clock_default_ds_set_all(handle, mem_class, data_set, ds.number_ports, ds.priority1, ds.priority2, ds.domain,
-                                 ds.two_step, ds.slave_only, ds.local_priority, &err);
-    ptp_clock_identity_ptp_clk_id_set_mem(handle, mem_class,
-                                          ptp_clock_default_ds_clk_id_get(handle, mem_class, data_set, &err),
-                                          ds.clock_id.data(), ds.clock_id.size(), &err);
-    ptp_clock_quality_set_all(handle, mem_class,
-                              ptp_clock_default_ds_clock_quality_get(handle, mem_class, data_set, &err),
-                              ds.quality.clock_class, ds.quality.offset_scaled_log_var, ds.quality.accuracy, &err);
-    const time_properties_values &time = values.time_properties;
-    ptp_clock_time_properties_data_set_set_all(
-        handle, mem_class, ptp_clock_time_properties_get(handle, mem_class, clock, &err), time.utc_offset,
-        time.utc_offset_valid, time.leap59, time.leap61, time.time_traceable, time.frequency_traceable,
-        time.ptp_timescale, time.time_source, time.v_port_index, &err);
-    if (err == VELA_EEPOCH) {  // an older record has no virtual port; numbers are set before enumerations
-        err = 0;
-        ptp_clock_time_properties_data_set_timeSource_set_value(
-            handle, mem_class, ptp_clock_time_properties_get(handle, mem_class, clock, &err), time.time_source, &err);
-    }
+    fill_clock(handle, clock, values, &err);
     require(err == 0, "make a clock");
     return clock;
 }

@@ -62,6 +62,9 @@ extern const clock_values example_clock;
 /** Bytes of the record's encoding. */
 constexpr u_int32 clock_width = 109;
 
+/** Sets every field. */
+void fill_clock(vela_handle *handle, ptp_clock *clock, const clock_values &values, u_int32 *err);
+
 /** A clock with the values given. An error ends the program. */
 ptp_clock *make_clock(vela_handle *handle, const clock_values &values);
 
@@ -78,6 +81,7 @@ struct clock_record {
     static constexpr u_int32 width = clock_width;
     static constexpr u_int32 text_room = 8192;
     static const values &example() { return example_clock; }
+    static constexpr auto fill = fill_clock;
     static constexpr auto make = make_clock;
     static constexpr auto read = read_clock;
     static constexpr auto create = ptp_clock_create;

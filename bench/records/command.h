@@ -12,6 +12,8 @@ struct command_values {
 
 extern const command_values example_command;
 
+/** Sets every field. */
+void fill_command(vela_handle *handle, ptp_clock_delete *command, const command_values &values, u_int32 *err);
 ptp_clock_delete *make_command(vela_handle *handle, const command_values &values);
 command_values read_command(vela_handle *handle, ptp_clock_delete *command, u_int32 *err);
 
@@ -22,6 +24,7 @@ struct command_record {
     static constexpr u_int32 width = 7;
     static constexpr u_int32 text_room = 256;
     static const values &example() { return example_command; }
+    static constexpr auto fill = fill_command;
     static constexpr auto make = make_command;
     static constexpr auto read = read_command;
     static constexpr auto create = ptp_clock_delete_create;

@@ -54,6 +54,14 @@ std::vector<work> codec_works(record_fixture<R> &(*own)()) {
              record_fixture<R> &f = own();
              repeat(state, [&] { return f.marshal(); });
          }},
+        {"fill and encode",
+         [own](benchmark::State &state) {
+             record_fixture<R> &f = own();
+             repeat(state, [&] {
+                 R::fill(f.sender, f.record, R::example(), &f.err);
+                 return f.marshal();
+             });
+         }},
         {"decode",
          [own](benchmark::State &state) {
              record_fixture<R> &f = own();

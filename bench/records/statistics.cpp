@@ -55,30 +55,35 @@ const statistics_values &example_statistics() {
     return values;
 }
 
-ptp_stream_runtime_state_arr *make_statistics(vela_handle *handle, const statistics_values &values) {
-    u_int32 err = 0;
-    ptp_stream_runtime_state_arr *all = ptp_stream_runtime_state_arr_create(handle, mem_class);
-    ptp_stream_runtime_state_arr_set_all(handle, mem_class, all, values.count, &err);
+void fill_statistics(vela_handle *handle, ptp_stream_runtime_state_arr *statistics, const statistics_values &values,
+                     u_int32 *err) {
+    ptp_stream_runtime_state_arr_set_all(handle, mem_class, statistics, values.count, err);
     for (u_int32 i = 0; i < values.streams.size(); ++i) {
         const stream_state_values &from = values.streams[i];
-        auto *state = ptp_stream_runtime_state_arr_state_get(handle, mem_class, all, i, &err);
+        auto *state = ptp_stream_runtime_state_arr_state_get(handle, mem_class, statistics, i, err);
         ptp_stream_runtime_state_set_all(handle, mem_class, state, from.stream_id, from.encapsulation, from.l2_type,
-                                         from.l2_value, &err);
-        ptp_port_pd_hdl_set_all(handle, mem_class,
-                                ptp_stream_runtime_state_port_hdl_get(handle, mem_class, state, &err), from.port, &err);
+                                         from.l2_value, err);
+        ptp_port_pd_hdl_set_all(handle, mem_class, ptp_stream_runtime_state_port_hdl_get(handle, mem_class, state, err),
+                                from.port, err);
         ip_address address{};
         address.family = from.family;
         address.scope_id = from.scope_id;
         std::memcpy(address.bytes, from.address.data(), from.address.size());
-        ptp_stream_runtime_state_addr_set(handle, mem_class, state, &address, &err);
+        ptp_stream_runtime_state_addr_set(handle, mem_class, state, &address, err);
         en_address mac;
         std::memcpy(mac.octet, from.mac.data(), from.mac.size());
-        ptp_stream_runtime_state_mac_addr_set(handle, mem_class, state, &mac, &err);
-        set_counters(handle, ptp_stream_runtime_state_stats_get(handle, mem_class, state, &err), from.counters, &err,
+        ptp_stream_runtime_state_mac_addr_set(handle, mem_class, state, &mac, err);
+        set_counters(handle, ptp_stream_runtime_state_stats_get(handle, mem_class, state, err), from.counters, err,
                      counter_indices);
     }
+}
+
+ptp_stream_runtime_state_arr *make_statistics(vela_handle *handle, const statistics_values &values) {
+    u_int32 err = 0;
+    ptp_stream_runtime_state_arr *statistics = ptp_stream_runtime_state_arr_create(handle, mem_class);
+    fill_statistics(handle, statistics, values, &err);
     require(err == 0, "make statistics");
-    return all;
+    return statistics;
 }
 
 const statistics_values &read_statistics(vela_handle *handle, ptp_stream_runtime_state_arr *statistics, u_int32 *err) {

@@ -29,6 +29,9 @@ struct statistics_values {
 
 const statistics_values &example_statistics();
 
+/** Sets every field. */
+void fill_statistics(vela_handle *handle, ptp_stream_runtime_state_arr *statistics, const statistics_values &values,
+                     u_int32 *err);
 ptp_stream_runtime_state_arr *make_statistics(vela_handle *handle, const statistics_values &values);
 
 /** Reads every field by the accessors for whole records. The result stands until the next call. */
@@ -41,6 +44,7 @@ struct statistics_record {
     static constexpr u_int32 width = 4660;
     static constexpr u_int32 text_room = 131072;
     static const values &example() { return example_statistics(); }
+    static constexpr auto fill = fill_statistics;
     static constexpr auto make = make_statistics;
     static constexpr auto read = read_statistics;
     static constexpr auto create = ptp_stream_runtime_state_arr_create;

@@ -22,6 +22,8 @@ using stream_list_values = std::array<stream_values, stream_count>;
 
 const stream_list_values &example_stream_list();
 
+/** Sets every field. */
+void fill_stream_list(vela_handle *handle, ptp_ipv4_streams_arr *list, const stream_list_values &values, u_int32 *err);
 ptp_ipv4_streams_arr *make_stream_list(vela_handle *handle, const stream_list_values &values);
 
 /** Reads every field by the accessors for whole records. The result stands until the next call. */
@@ -34,6 +36,7 @@ struct stream_list_record {
     static constexpr u_int32 width = 6 + stream_count * 34;
     static constexpr u_int32 text_room = 131072;
     static const values &example() { return example_stream_list(); }
+    static constexpr auto fill = fill_stream_list;
     static constexpr auto make = make_stream_list;
     static constexpr auto read = read_stream_list;
     static constexpr auto create = ptp_ipv4_streams_arr_create;
