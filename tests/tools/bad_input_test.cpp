@@ -45,6 +45,7 @@ TEST_F(bad_input, xml_that_the_types_do_not_know_is_refused_with_its_place) {
         {"<clock_handle>1 2</clock_handle>", "'1 2' is not a number"},
         {"<warm_restart>maybe</warm_restart>", "'maybe' is not true or false"},
         {"<warm_restart colour=\"red\">true</warm_restart>", "unknown attribute colour"},
+        {"<warm_restart state=\"256\">true</warm_restart>", "state \"256\" is not a number from 0 to 255"},
         {"<warm_restart><b/></warm_restart>", "unknown element; a value is wanted in <warm_restart>"},
         {"stray", "text \"\\x0a  stray"},
         {"<default_data_set><clk_id><ptp_clk_id>1</ptp_clk_id><ptp_clk_id>2</ptp_clk_id><ptp_clk_id>3</ptp_clk_id>"

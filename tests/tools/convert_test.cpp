@@ -96,6 +96,21 @@ TEST_F(convert, a_record_travels_without_a_message_when_its_type_is_named) {
               "<ptp_clock_mode>\n  <VELA_PTP_CLOCK_MODE_BC_HYBRID/>\n</ptp_clock_mode>\n");
 }
 
+TEST_F(convert, state_flags_go_through_xml_when_they_are_asked_for) {
+    write("in.xml",
+          "<ptp_clock_cfg><ptp_clock><modify state=\"2\">true</modify><default_data_set state=\"1\">"
+          "<clk_id><ptp_clk_id>1</ptp_clk_id><ptp_clk_id state=\"7\">2</ptp_clk_id></clk_id>"
+          "<priority1 state=\"255\">3</priority1></default_data_set></ptp_clock></ptp_clock_cfg>");
+    ASSERT_EQ(sh("ptpcfg encode --tracked in.xml -o a.bin").err, "");
+    EXPECT_EQ(sh("ptpcfg decode a.bin | ptpcfg encode --tracked | cmp a.bin -").err, "");
+    const std::string states = lines_with(sh("ptpcfg decode a.bin").out, "state=");
+    EXPECT_THAT(states, HasSubstr("<modify state=\"2\">true"));
+    EXPECT_THAT(states, HasSubstr("<default_data_set state=\"1\">"));
+    EXPECT_THAT(states, HasSubstr("<ptp_clk_id state=\"7\">2"));
+    EXPECT_THAT(states, HasSubstr("<priority1 state=\"255\">3"));
+    EXPECT_EQ(std::count(states.begin(), states.end(), '\n'), 4);
+}
+
 TEST_F(convert, an_older_peer_is_spoken_to_in_its_variant) {
     write("old.xml",
           "<ptp_clk_time_properties_ds_msg><ptp_clock_time_properties_data_set>"

@@ -62,7 +62,7 @@ void add_encode(CLI::App &app) {
     CLI::App *command = app.add_subcommand("encode", "Turn XML into the bytes that travel");
     auto options = std::make_shared<conversion>();
     add_conversion_options(*command, *options);
-    command->add_flag("--tracked", options->session.tracked, "write state flags");
+    command->add_flag("--tracked", options->session.tracked, "write state flags, as state attributes give them");
     command->callback([options] { convert(*options, format::bin); });
 }
 
@@ -126,7 +126,7 @@ void add_send(CLI::App &app) {
         ->required();
     add_from_option(*command, options->from);
     add_domain_option(*command, options->session);
-    command->add_flag("--tracked", options->session.tracked, "write state flags");
+    command->add_flag("--tracked", options->session.tracked, "write state flags, as state attributes give them");
     command->callback([options] { send(*options); });
 }
 

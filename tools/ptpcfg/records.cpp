@@ -1,6 +1,7 @@
 #include "records.h"
 
 #include "failure.h"
+#include "state_flags.h"
 #include "wire.h"
 
 namespace ptpcfg {
@@ -158,6 +159,9 @@ std::vector<record> records_from_xml(const std::string &name, const std::string 
                                                     ", not a " + describe(bare_type).short_name);
         }
         records.push_back(record_from_element(source, element, session));
+        if (session.tracked()) {
+            set_state_flags(records.back(), element.node);
+        }
     }
     return records;
 }

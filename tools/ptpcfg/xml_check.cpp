@@ -1,6 +1,7 @@
 #include "xml_check.h"
 
 #include <algorithm>
+#include <charconv>
 #include <map>
 
 #include "failure.h"
@@ -21,6 +22,14 @@ std::string path_of(pugi::xml_node node) {
 }
 
 bool is_text(pugi::xml_node node) { return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata; }
+
+bool is_state_attribute(pugi::xml_attribute attribute) { return std::string_view(attribute.name()) == "state"; }
+
+bool is_state(std::string_view text) {
+    u_int8 flag = 0;
+    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), flag);
+    return problem == std::errc() && end == text.data() + text.size();
+}
 
 /** All characters of an element, of which there may be several stretches. */
 std::string text_of(pugi::xml_node node) {
@@ -119,6 +128,8 @@ void checker::attributes(pugi::xml_node node, const char *allowed) {
     for (const pugi::xml_attribute attribute : node.attributes()) {
         if (std::string_view(attribute.name()) != allowed) {
             fault(node, std::string("unknown attribute ") + attribute.name());
+        } else if (is_state_attribute(attribute) && !is_state(attribute.value())) {
+            fault(node, std::string("state ") + quoted(attribute.value()) + " is not a number from 0 to 255");
         }
     }
 }
