@@ -13,7 +13,8 @@ void structure_clone_internal(const structure_descriptor &type, const wire_funct
         fail(handle, VELA_ENOENT, err);
         return;
     }
-    const u_int32 count = wire.marshal_for_clone(handle, mem_class, buffer, source, length, err);
+    const bool plainly = wire.copies_plainly(handle, source, length);
+    const u_int32 count = plainly ? 0 : wire.marshal_for_clone(handle, mem_class, buffer, source, length, err);
     if (*err != 0) {
         return;
     }
@@ -23,6 +24,10 @@ void structure_clone_internal(const structure_descriptor &type, const wire_funct
             fail(handle, VELA_ENOMEM, err);
             return;
         }
+    }
+    if (plainly) {
+        wire.copy_plainly(handle, source, *slot);
+        return;
     }
     wire.unmarshal(handle, mem_class, buffer, *slot, static_cast<int32>(count), 0, err);
     if (*err != 0) {

@@ -251,6 +251,51 @@ PTP_CFG_INLINE void load_instance(const u_int8 *bytes, u_int8 *instance) {
         }
     });
 }
+// ---- copies --------------------------------------------------------------------------------------------------------
+
+/** Leaves what the value's encoding would leave; the compiler sees that bytes need not be turned round twice. */
+template <field_kind K>
+PTP_CFG_INLINE void copy_primitive(const u_int8 *from, u_int8 *to) {
+    using P = primitive_traits<K>;
+    using T = typename P::type;
+    u_int8 encoded[P::width];
+    P::store(encoded, as<T>(from));
+    P::load(encoded, as<T>(to));
+}
+
+/** Copies all values as an encoding at the newest variant carries them; `headers` as of load_instance(). */
+template <const structure_descriptor &D, bool headers = true>
+PTP_CFG_INLINE void copy_instance(const u_int8 *source, u_int8 *destination) {
+    load_header<headers>(destination, D.record, D.newest);
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        const u_int8 *from = source + field.offset;
+        u_int8 *to = destination + field.offset;
+        if constexpr (field.kind == field_kind::enumeration) {
+            load_header<headers>(to, field.enumeration->record, field.enumeration->newest);
+            *value_of(static_cast<void *>(to)) = *value_of(static_cast<const void *>(from));
+        } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
+            memcpy(to, from, field.capacity);
+        } else if constexpr (field.kind == field_kind::structure && field.is_array) {
+            constexpr const structure_descriptor &E = *field.structure;
+            if (headers_stand<E>(to, field.capacity, field.stride)) {
+                for (u_int32 i = 0; i < field.capacity; ++i) {
+                    copy_instance<E, false>(from + i * field.stride, to + i * field.stride);
+                }
+            } else {
+                for (u_int32 i = 0; i < field.capacity; ++i) {
+                    copy_instance<E, true>(from + i * field.stride, to + i * field.stride);
+                }
+            }
+        } else if constexpr (field.kind == field_kind::structure) {
+            copy_instance<*field.structure, headers>(from, to);
+        } else {
+            for (u_int32 i = 0; i < field.capacity; ++i) {
+                copy_primitive<field.kind>(from + i * field.stride, to + i * field.stride);
+            }
+        }
+    });
+}
 #endif
 
 /** Test builds count on the handle which path an encoding took; see vela_handle::wire_paths. */
@@ -323,6 +368,37 @@ u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8
     return structure_unmarshal_slow<D>(handle, mem_class, buffer, instance, length, mode, err);
 }
 
+/**
+ * Whether marshal and unmarshal of an instance would both take the fast path, so that copy_instance() does their work.
+ * @param room  bytes that its encoding may have
+ */
+template <const structure_descriptor &D>
+bool structure_copies_plainly([[maybe_unused]] const vela_handle *handle, [[maybe_unused]] const void *source,
+                              [[maybe_unused]] int32 room) {
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+    if constexpr (has_fast_path<D>) {
+        return source != nullptr && room >= static_cast<int32>(newest_width(D)) &&
+               handle->variant_domain.overrides == nullptr && handle->pre_write == nullptr &&
+               handle->shared_type_info == 0 && is_untracked(handle) &&
+               instance_differs<D>(static_cast<const u_int8 *>(source)) == 0;
+    }
+#endif
+    return false;
+}
+
+template <const structure_descriptor &D>
+void structure_copy_plainly([[maybe_unused]] vela_handle *handle, [[maybe_unused]] const void *source,
+                            [[maybe_unused]] void *destination) {
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+    if constexpr (has_fast_path<D>) {
+        clear_last_error(handle);
+        count_path(handle, true);
+        count_path(handle, true);
+        copy_instance<D>(static_cast<const u_int8 *>(source), static_cast<u_int8 *>(destination));
+    }
+#endif
+}
+
 /** The unrolled operations of one structure, for code that knows it by its descriptor only. */
 struct wire_functions {
     void *(*create)(vela_handle *, u_int32);
@@ -330,14 +406,21 @@ struct wire_functions {
     u_int32 (*marshal)(vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *);
     u_int32 (*marshal_for_clone)(vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *);
     u_int32 (*unmarshal)(vela_handle *, u_int32, const u_int8 *, void *, int32, u_int32, u_int32 *);
+    /** Of structures only. */
+    bool (*copies_plainly)(const vela_handle *, const void *, int32) = nullptr;
+    void (*copy_plainly)(vela_handle *, const void *, void *) = nullptr;
 };
 
 template <const structure_descriptor &D>
 inline constexpr wire_functions wire_of = {
-    structure_create<D>, structure_destroy<D>,
+    structure_create<D>,
+    structure_destroy<D>,
     [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, int32 room, u_int32 *err) {
         return structure_marshal<D>(handle, mem_class, buffer, instance, room, err);
     },
-    structure_marshal_for_clone<D>, structure_unmarshal<D>};
+    structure_marshal_for_clone<D>,
+    structure_unmarshal<D>,
+    structure_copies_plainly<D>,
+    structure_copy_plainly<D>};
 
 }  // namespace ptp_cfg
