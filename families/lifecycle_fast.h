@@ -64,7 +64,7 @@ PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags) {
 /** Moves the counters of `Times` instances and of all that they embed, one step a type and place. */
 template <const structure_descriptor &D, u_int64 vela_variant_row::*Counter, u_int64 Times>
 PTP_CFG_INLINE void count_all() {
-    __atomic_fetch_add(&(D.record->variant_table->rows[D.newest].*Counter), Times, __ATOMIC_RELAXED);
+    add_shared(&(D.record->variant_table->rows[D.newest].*Counter), Times);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         if constexpr (field.kind == field_kind::structure) {

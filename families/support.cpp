@@ -13,7 +13,7 @@ void count_instance(vela_handle *handle, u_int32 mem_class, const vela_type_info
     }
     // Static records are shared by all threads of the process; a handle's copies belong to that handle's thread.
     if (record->shared == 0) {
-        __atomic_fetch_add(counter, 1, __ATOMIC_RELAXED);
+        add_shared(counter, 1);
     } else {
         ++*counter;
     }

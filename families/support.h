@@ -3,6 +3,7 @@
 
 #include <stdlib.h>
 #include <string.h>
+#include <sys/single_threaded.h>
 
 #include "families/descriptors.h"
 #include "trace_lists.h"  // generated: trace::entry and one constant per message text
@@ -184,6 +185,15 @@ PTP_CFG_INLINE int8 domain_variant(vela_handle *handle, const vela_type_info *re
 PTP_CFG_INLINE u_int32 adjust(vela_handle *handle, u_int32 mem_class, void *instance, int8 newest, u_int32 *err) {
     return VELA_CALL(velalib_adjust_variant)(
         handle, mem_class, instance, instance == nullptr ? nullptr : header_of(instance)->type_info, newest, err);
+}
+
+/** Adds to a counter that all threads of the process share; the bus is locked only once there is a second thread. */
+PTP_CFG_INLINE void add_shared(u_int64 *counter, u_int64 count) {
+    if (__libc_single_threaded != 0) {
+        *counter += count;
+    } else {
+        __atomic_fetch_add(counter, count, __ATOMIC_RELAXED);
+    }
 }
 
 /** Counts an instance, after telling the owner of the counter; atomically where several handles share the record. */
