@@ -1,0 +1,156 @@
+// Makes each hot call of the library a number of times between two dumps of callgrind, named after the call.
+#include <valgrind/callgrind.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "records/clock.h"
+#include "records/messages.h"
+#include "records/records.h"
+#include "records/statistics.h"
+#include "records/stream_list.h"
+
+namespace bench {
+namespace {
+
+constexpr u_int32 repetitions = 20;
+
+/** Counts the instructions of `call`, once everything that is set up at a first call is there. */
+template <class Call>
+void count(const std::string &name, Call call) {
+    call();
+    CALLGRIND_ZERO_STATS;
+    for (u_int32 i = 0; i < repetitions; ++i) {
+        call();
+    }
+    CALLGRIND_DUMP_STATS_AT(name.c_str());
+}
+
+/** A record of type R, and the codec calls on handles of one kind. */
+template <class R>
+class record_calls {
+  public:
+    record_calls(std::string name, vela_handle *sender, vela_handle *receiver)
+        : name_(std::move(name)),
+          sender_(sender),
+          receiver_(receiver),
+          record_(R::make(sender, R::example())),
+          received_(R::create(receiver, mem_class)) {}
+
+    void count_codec() {
+        count(name_ + " marshal", [this] {
+            length_ = R::marshal(sender_, mem_class, bytes_.data(), record_, static_cast<int32>(bytes_.size()), &err_);
+        });
+        count(name_ + " unmarshal", [this] {
+            R::unmarshal(receiver_, mem_class, bytes_.data(), received_, static_cast<int32>(length_), 0, &err_);
+        });
+        require(err_ == 0, "count " + name_);
+    }
+
+    void count_instance() {
+        count(name_ + " read", [this] { R::read(receiver_, received_, &err_); });
+        count(name_ + " create and destroy", [this] { R::destroy(sender_, mem_class, R::create(sender_, mem_class)); });
+        count(name_ + " clone and destroy", [this] { R::destroy(sender_, mem_class, R::clone(sender_, record_)); });
+        count(name_ + " compare", [this] { require(R::compare(record_, received_) == 0, "compare"); });
+        count(name_ + " hash", [this] { hash_ = R::hash(record_, hash_); });
+        require(err_ == 0, "count " + name_);
+    }
+
+    void count_text() {
+        std::string text(R::text_room, ' ');
+        count(name_ + " print", [&] {
+            R::print(sender_, mem_class, text.data(), 0, "", record_, static_cast<u_int32>(text.size()), &err_);
+        });
+        require(err_ == 0, "count " + name_);
+    }
+
+  private:
+    std::string name_;
+    vela_handle *sender_;
+    vela_handle *receiver_;
+    typename R::instance *record_;
+    typename R::instance *received_;
+    std::vector<u_int8> bytes_ = std::vector<u_int8>(2 * R::width);
+    u_int32 length_ = 0;
+    u_int32 hash_ = 0;
+    u_int32 err_ = 0;
+};
+
+vela_handle *make_tracking_handle() {
+    vela_handle_options options{};
+    options.size = sizeof options;
+    options.tracking = VELA_STTR_ON;
+    return make_handle(&options);
+}
+
+template <class R>
+void count_record(const std::string &name) {
+    record_calls<R> calls(name, make_handle(), make_handle());
+    calls.count_codec();
+    calls.count_instance();
+}
+
+void count_clock_variations() {
+    record_calls<clock_record>("clock", make_handle(), make_handle()).count_text();
+    record_calls<clock_record>("clock on the exact path", make_domain_handle("no_such_type", 0), make_hooked_handle())
+        .count_codec();
+    record_calls<clock_record>("tracked clock", make_tracking_handle(), make_tracking_handle()).count_codec();
+}
+
+void count_xml() {
+    vela_handle *handle = make_handle();
+    ptp_clock *clock = make_clock(handle, example_clock);
+    std::string text(16384, '\0');
+    u_int32 length = 0;
+    u_int32 err = 0;
+    count("clock to XML", [&] {
+        length = ptp_clock_to_xml(handle, mem_class, "ptp_clock", text.data(), clock, static_cast<u_int32>(text.size()),
+                                  0, &err);
+    });
+    count("clock from XML", [&] {
+        vela_xml_document *document = vela_xml_parse(text.data(), length, nullptr, 0);
+        ptp_clock_from_xml(handle, mem_class, "//ptp_clock", document, clock, &err, nullptr, 0);
+        vela_xml_destroy(document);
+    });
+    require(err == 0, "count XML");
+}
+
+void count_fields() {
+    vela_handle *handle = make_handle();
+    ptp_clock *clock = make_clock(handle, example_clock);
+    u_int32 err = 0;
+    u_int64 number = 0;
+    count("number set", [&] { ptp_clock_clock_handle_set_value(handle, mem_class, clock, number, &err); });
+    count("number get", [&] { number += ptp_clock_clock_handle_get_value(handle, mem_class, clock, &err); });
+    count("enumeration set", [&] { ptp_clock_clk_mode_set_value(handle, mem_class, clock, 5, &err); });
+    count("enumeration get", [&] { number += ptp_clock_clk_mode_get_value(handle, mem_class, clock, &err); });
+    require(err == 0, "count fields");
+}
+
+void count_messages() {
+    vela_handle *handle = make_handle();
+    ptp_clock_cfg_message *message = make_clock_message(handle);
+    u_int8 bytes[clock_message_width];
+    receipt got;
+    u_int32 err = 0;
+    count("clock message marshal",
+          [&] { ptp_clock_cfg_message_marshal(handle, mem_class, bytes, message, sizeof bytes, &err); });
+    count("clock message to its handler",
+          [&] { ptp_cfg_dispatch(handle, mem_class, &got, nullptr, nullptr, bytes, sizeof bytes, &err); });
+    require(err == 0 && got.messages == repetitions + 1, "count messages");
+}
+
+}  // namespace
+}  // namespace bench
+
+int main() {
+    std::printf("%u\n", bench::repetitions);
+    bench::count_record<bench::clock_record>("clock");
+    bench::count_record<bench::statistics_record>("statistics");
+    bench::count_record<bench::stream_list_record>("list");
+    bench::count_clock_variations();
+    bench::count_xml();
+    bench::count_fields();
+    bench::count_messages();
+}
