@@ -23,4 +23,14 @@ struct limit {
 
 const std::vector<limit> &limits();
 
+/** A contender that is to be ahead of all others named. */
+struct race {
+    const char *scenario;
+    const char *work;
+    const char *contender;
+    std::vector<const char *> others;
+};
+
+const std::vector<race> &races();
+
 }  // namespace bench

@@ -72,6 +72,7 @@ void report::write(std::ostream &out) const {
         write_scenario(out, scenario);
     }
     write_limits(out);
+    write_races(out);
 }
 
 void report::write_scenario(std::ostream &out, const std::string &scenario) const {
@@ -143,6 +144,27 @@ void report::write_limits(std::ostream &out) const {
             << (by_difference ? ratio(result.difference) + " ns more" : ratio(result.ratio) + " x") << " | "
             << (by_difference ? ratio(one.more) + " ns more" : ratio(one.factor) + " x") << " | "
             << (result.holds ? "holds" : "**missed**") << " |\n";
+    }
+    out << "\n";
+}
+
+void report::write_races(std::ostream &out) const {
+    out << "### Ahead of the peers\n\n| scenario | work | fastest peer | ours takes | |\n|---|---|---|---:|---|\n";
+    for (const race &one : races()) {
+        const double own = median(benchmark_name(one.scenario, one.work, one.contender));
+        double best = -1;
+        std::string name;
+        for (const char *other : one.others) {
+            const double time = median(benchmark_name(one.scenario, one.work, other));
+            if (time >= 0 && (best < 0 || time < best)) {
+                best = time;
+                name = other;
+            }
+        }
+        if (own >= 0 && best > 0) {
+            out << "| " << one.scenario << " | " << one.work << " | " << name << " | " << ratio(own / best) << " x | "
+                << (own <= best ? "ahead" : "**behind**") << " |\n";
+        }
     }
     out << "\n";
 }

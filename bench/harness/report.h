@@ -18,7 +18,7 @@ class report : public benchmark::BenchmarkReporter {
     /** Takes the repetitions of one benchmark, whose name is scenario/work/contender. */
     void ReportRuns(const std::vector<Run> &runs) override;
 
-    /** One table per scenario, then the limits. Rows and columns are in the order in which contenders entered. */
+    /** One table per scenario, then the limits and the races. Rows and columns are in the order in which contenders entered. */
     void write(std::ostream &out) const;
     /** Whether every limit holds whose two sides were timed. */
     bool limits_hold() const;
@@ -37,6 +37,7 @@ class report : public benchmark::BenchmarkReporter {
     double median(const std::string &name) const;
     void write_scenario(std::ostream &out, const std::string &scenario) const;
     void write_limits(std::ostream &out) const;
+    void write_races(std::ostream &out) const;
 
     std::map<std::string, std::vector<double>> times_;
 };
