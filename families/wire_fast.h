@@ -8,6 +8,7 @@
 #include "families/lifecycle_fast.h"
 #include "families/unroll.h"
 #include "families/wire_layout.h"
+#include "families/wire_runs.h"
 
 namespace ptp_cfg {
 
@@ -79,11 +80,11 @@ struct difference {
     u_int64 narrow = 0;
 
     template <class Word>
-    PTP_CFG_INLINE void add(Word bits) {
+    PTP_CFG_INLINE void add(Word word, Word mask, Word value) {
         if constexpr (sizeof(Word) == sizeof(word_pair)) {
-            wide |= bits;
+            wide |= (word & mask) ^ value;
         } else {
-            narrow |= static_cast<u_int64>(bits);
+            narrow |= (u_int64{word} & mask) ^ value;
         }
     }
     PTP_CFG_INLINE bool found() const { return (wide[0] | wide[1] | narrow) != 0; }
@@ -114,7 +115,7 @@ PTP_CFG_INLINE void compare_known_bits(const u_int8 *bytes, difference &differs)
         constexpr u_int32 first = next + sizeof(word) <= width ? next : width - sizeof(word);
         constexpr word mask = constant_word<word>(&known.mask[first]);
         constexpr word value = constant_word<word>(&known.value[first]);
-        differs.add((word_at<word>(bytes + first) & mask) ^ value);
+        differs.add(word_at<word>(bytes + first), mask, value);
         compare_known_bits<D, first + sizeof(word)>(bytes, differs);
     }
 }
@@ -126,6 +127,7 @@ PTP_CFG_INLINE void compare_elements(const u_int8 *bytes, difference &differs) {
         constexpr const field_descriptor &field = D.fields[I];
         if constexpr (field.kind == field_kind::structure) {
             const u_int8 *element = bytes + wire_offset(D, I);
+#pragma GCC unroll 4
             for (u_int32 i = 0; i < field.capacity; ++i, element += element_width(field)) {
                 if constexpr (field.is_array) {
                     compare_known_bits<*field.structure>(element, differs);
@@ -180,77 +182,103 @@ PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
     });
 }
 
-template <field_kind K>
-PTP_CFG_INLINE void load_primitive(const u_int8 *in, u_int8 *value) {
-    using P = primitive_traits<K>;
-    if constexpr (K == field_kind::vela_boolean) {
-        *as<vela_boolean>(value) = *in;  // 0 or 1: other truths are read on the exact path
-    } else {
-        P::load(in, as<typename P::type>(value));
-    }
-}
+/** What of an instance's headers a load or copy writes. */
+enum class headers { none, records, all };
 
-template <bool headers>
+template <headers written>
 PTP_CFG_INLINE void load_header(u_int8 *instance, const vela_type_info *record, int8 newest) {
-    if constexpr (headers) {
+    if constexpr (written != headers::none) {
         as<vela_instance_header>(instance)->type_info = record;
+    }
+    if constexpr (written == headers::all) {
         as<vela_instance_header>(instance)->variant = newest;
     }
 }
 
-/**
- * Whether the elements of an array already have the records and variants that a decoding leaves there, as they have
- * from their creation on. To read these is cheaper than to write them.
- */
+/** Non-zero when the variant of an instance outside arrays of structures is not what a decoding leaves there. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE bool headers_stand(const u_int8 *element, u_int32 count, u_int32 stride) {
-    constexpr u_int8 compared[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-    word_pair differs = {0, 0};
-    for (u_int32 i = 0; i < count; ++i, element += stride) {
-        [&]<size_t... H>(std::index_sequence<H...>) __attribute__((always_inline)) {
-            ((differs |=
-              word_at<word_pair>(element + headers_of<D>.offset[H]) ^ word_at<word_pair>(&headers_of<D>.image[H])),
-             ...);
+PTP_CFG_INLINE u_int32 variants_differ(const u_int8 *instance) {
+    u_int32 differs = header_differs<D.newest>(instance, 0);
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        if constexpr (field.kind == field_kind::enumeration) {
+            differs |= header_differs<field.enumeration->newest>(instance + field.offset, 0);
+        } else if constexpr (field.kind == field_kind::structure && !field.is_array) {
+            differs |= variants_differ<*field.structure>(instance + field.offset);
         }
-        (std::make_index_sequence<header_count(D)>{});
-    }
-    differs &= constant_word<word_pair>(compared);
-    return (differs[0] | differs[1]) == 0;
+    });
+    return differs;
 }
 
-/** Loads all values, and with `headers` the type and variant of every instance outside arrays of structures. */
-template <const structure_descriptor &D, bool headers = true>
+/** Adds what the headers of an element, nested ones included, differ in from what a decoding leaves there. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE void compare_headers(const u_int8 *element, word_pair &differs) {
+    [&]<size_t... H>(std::index_sequence<H...>) __attribute__((always_inline)) {
+        ((differs |=
+          word_at<word_pair>(element + headers_of<D>.offset[H]) ^ word_at<word_pair>(&headers_of<D>.image[H])),
+         ...);
+    }
+    (std::make_index_sequence<header_count(D)>{});
+}
+
+/** Whether compare_headers() found a difference in a record or variant. */
+PTP_CFG_INLINE bool headers_differ(word_pair differs) {
+    constexpr u_int8 compared[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    differs &= constant_word<word_pair>(compared);
+    return (differs[0] | differs[1]) != 0;
+}
+
+/** Writes records and variants of the elements of an array. */
+template <const structure_descriptor &D>
+void write_headers(u_int8 *element, u_int32 count, u_int32 stride) {
+    for (u_int32 i = 0; i < count; ++i, element += stride) {
+        for (u_int32 h = 0; h < header_count(D); ++h) {
+            load_header<headers::all>(element + headers_of<D>.offset[h], headers_of<D>.image[h].record,
+                                      headers_of<D>.image[h].variant);
+        }
+    }
+}
+
+/** Loads all values, and of the instances outside arrays of structures what `written` says of their headers. */
+template <const structure_descriptor &D, headers written>
 PTP_CFG_INLINE void load_instance(const u_int8 *bytes, u_int8 *instance) {
-    load_header<headers>(instance, D.record, D.newest);
+    load_header<written>(instance, D.record, D.newest);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         const u_int8 *in = bytes + wire_offset(D, I);
         u_int8 *value = instance + field.offset;
-        if constexpr (field.kind == field_kind::enumeration) {
-            load_header<headers>(value, field.enumeration->record, field.enumeration->newest);
+        if constexpr (continues_run(D, I)) {
+            return;  // read with the field before it
+        } else if constexpr (field.kind == field_kind::enumeration) {
+            load_header<written>(value, field.enumeration->record, field.enumeration->newest);
             primitive_traits<field_kind::u_int32>::load(in + 1, value_of(static_cast<void *>(value)));
-        } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
-            memcpy(value, in, field.capacity);
+        } else if constexpr (is_octets(field.kind)) {
+            memcpy(value, in, run_length(D, I));
+        } else if constexpr (field.kind == field_kind::vela_boolean) {
+            load_truths<run_length(D, I)>(in, value);  // 0 or 1: other truths are read on the exact path
         } else if constexpr (field.kind == field_kind::structure && field.is_array) {
             constexpr const structure_descriptor &E = *field.structure;
-            if (headers_stand<E>(value, field.capacity, field.stride)) {
-                for (u_int32 i = 0; i < field.capacity; ++i) {
-                    load_instance<E, false>(in + i * element_width(field), value + i * field.stride);
-                }
-            } else {
-                for (u_int32 i = 0; i < field.capacity; ++i) {
-                    load_instance<E, true>(in + i * element_width(field), value + i * field.stride);
-                }
+            // Elements have their headers from their creation on; to see that is cheaper than to write them.
+            word_pair differs = {0, 0};
+#pragma GCC unroll 4
+            for (u_int32 i = 0; i < field.capacity; ++i) {
+                compare_headers<E>(value + i * field.stride, differs);
+                load_instance<E, headers::none>(in + i * element_width(field), value + i * field.stride);
+            }
+            if (headers_differ(differs)) {
+                write_headers<E>(value, field.capacity, field.stride);
             }
         } else if constexpr (field.kind == field_kind::structure) {
-            load_instance<*field.structure, headers>(in, value);
+            load_instance<*field.structure, written>(in, value);
         } else {
+            using P = primitive_traits<field.kind>;
             for (u_int32 i = 0; i < field.capacity; ++i) {
-                load_primitive<field.kind>(in + i * element_width(field), value + i * field.stride);
+                P::load(in + i * element_width(field), as<typename P::type>(value + i * field.stride));
             }
         }
     });
 }
+
 // ---- copies --------------------------------------------------------------------------------------------------------
 
 /** Leaves what the value's encoding would leave; the compiler sees that bytes need not be turned round twice. */
@@ -263,32 +291,31 @@ PTP_CFG_INLINE void copy_primitive(const u_int8 *from, u_int8 *to) {
     P::load(encoded, as<T>(to));
 }
 
-/** Copies all values as an encoding at the newest variant carries them; `headers` as of load_instance(). */
-template <const structure_descriptor &D, bool headers = true>
+/** Copies all values as an encoding at the newest variant carries them; `written` as of load_instance(). */
+template <const structure_descriptor &D, headers written = headers::all>
 PTP_CFG_INLINE void copy_instance(const u_int8 *source, u_int8 *destination) {
-    load_header<headers>(destination, D.record, D.newest);
+    load_header<written>(destination, D.record, D.newest);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         const u_int8 *from = source + field.offset;
         u_int8 *to = destination + field.offset;
         if constexpr (field.kind == field_kind::enumeration) {
-            load_header<headers>(to, field.enumeration->record, field.enumeration->newest);
+            load_header<written>(to, field.enumeration->record, field.enumeration->newest);
             *value_of(static_cast<void *>(to)) = *value_of(static_cast<const void *>(from));
         } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
             memcpy(to, from, field.capacity);
         } else if constexpr (field.kind == field_kind::structure && field.is_array) {
             constexpr const structure_descriptor &E = *field.structure;
-            if (headers_stand<E>(to, field.capacity, field.stride)) {
-                for (u_int32 i = 0; i < field.capacity; ++i) {
-                    copy_instance<E, false>(from + i * field.stride, to + i * field.stride);
-                }
-            } else {
-                for (u_int32 i = 0; i < field.capacity; ++i) {
-                    copy_instance<E, true>(from + i * field.stride, to + i * field.stride);
-                }
+            word_pair differs = {0, 0};
+            for (u_int32 i = 0; i < field.capacity; ++i) {
+                compare_headers<E>(to + i * field.stride, differs);
+                copy_instance<E, headers::none>(from + i * field.stride, to + i * field.stride);
+            }
+            if (headers_differ(differs)) {
+                write_headers<E>(to, field.capacity, field.stride);
             }
         } else if constexpr (field.kind == field_kind::structure) {
-            copy_instance<*field.structure, headers>(from, to);
+            copy_instance<*field.structure, written>(from, to);
         } else {
             for (u_int32 i = 0; i < field.capacity; ++i) {
                 copy_primitive<field.kind>(from + i * field.stride, to + i * field.stride);
@@ -312,22 +339,24 @@ PTP_CFG_INLINE void count_path(vela_handle *handle, bool fast) {
 
 // The exact path is entered from a function of the same arguments, so that the fast path needs no stack frame.
 template <const structure_descriptor &D>
-[[gnu::noinline]] u_int32 structure_marshal_slow(vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
-                                                 const void *instance, int32 room, u_int32 *err, domain_check check) {
+[[gnu::noinline, gnu::cold]] u_int32 structure_marshal_slow(vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
+                                                            const void *instance, int32 room, u_int32 *err,
+                                                            domain_check check) {
     count_path(handle, false);
     return structure_marshal_exact(D, handle, mem_class, buffer, instance, room, check, err);
 }
 
 template <const structure_descriptor &D>
-[[gnu::noinline]] u_int32 structure_unmarshal_slow(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
-                                                   void *instance, int32 length, u_int32 mode, u_int32 *err) {
+[[gnu::noinline, gnu::cold]] u_int32 structure_unmarshal_slow(vela_handle *handle, u_int32 mem_class,
+                                                              const u_int8 *buffer, void *instance, int32 length,
+                                                              u_int32 mode, u_int32 *err) {
     count_path(handle, false);
     return structure_unmarshal_exact(D, handle, mem_class, buffer, instance, length, mode, err);
 }
 
 template <const structure_descriptor &D>
-u_int32 structure_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, int32 room,
-                          u_int32 *err, domain_check check = domain_check::always) {
+PTP_CFG_INLINE u_int32 structure_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance,
+                                         int32 room, u_int32 *err, domain_check check = domain_check::always) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
         constexpr u_int32 width = newest_width(D);
@@ -351,15 +380,16 @@ u_int32 structure_marshal_for_clone(vela_handle *handle, u_int32 mem_class, u_in
 }
 
 template <const structure_descriptor &D>
-u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, int32 length,
-                            u_int32 mode, u_int32 *err) {
+PTP_CFG_INLINE u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
+                                           int32 length, u_int32 mode, u_int32 *err) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
         constexpr u_int32 width = newest_width(D);
         if (*err == 0 && length >= static_cast<int32>(width) && instance != nullptr && handle->pre_write == nullptr &&
-            handle->shared_type_info == 0 && is_untracked(handle) && is_newest_encoding<D>(buffer)) {
+            handle->shared_type_info == 0 && is_untracked(handle) &&
+            variants_differ<D>(static_cast<const u_int8 *>(instance)) == 0 && is_newest_encoding<D>(buffer)) {
             clear_last_error(handle);
-            load_instance<D>(buffer, static_cast<u_int8 *>(instance));
+            load_instance<D, headers::records>(buffer, static_cast<u_int8 *>(instance));
             count_path(handle, true);
             return width;
         }
