@@ -111,12 +111,14 @@ class tcp_link : public peer_link {
             }
             end_ += length;
         }
-        return io::again;
+        // What the last read brought may be the last that ever comes.
+        return take_frame(frame) ? io::done : io::again;
     }
 
     bool holds_frame() const override {
-        size_t length = end_ - begin_;
-        return length >= prefix && length - prefix >= (load_u32(buffer_.get() + begin_) & ~confirmation);
+        size_t skipped = std::min<size_t>(to_skip_, end_ - begin_);
+        size_t length = end_ - begin_ - skipped;
+        return length >= prefix && length - prefix >= (load_u32(buffer_.get() + begin_ + skipped) & ~confirmation);
     }
 
   private:
