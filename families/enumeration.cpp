@@ -80,18 +80,6 @@ u_int32 enumeration_get_value(vela_handle *handle, const void *instance, u_int32
     return *value_of(instance);
 }
 
-/** Prepares a store of `value`; false when the instance's variant does not have it. */
-static bool admits(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
-                   u_int32 value, u_int32 *err) {
-    adjust(handle, mem_class, instance, type.newest, err);
-    const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 0, 1);
-    if (variant_needed(type.thresholds, type.newest, value) > variant) {
-        fail_epoch(handle, VELA_EEPOCH, err);
-        return false;
-    }
-    return true;
-}
-
 void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                      const void *source, u_int32 *err) {
     if (*err != 0) {
@@ -102,28 +90,11 @@ void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_
         fail(handle, VELA_EINVAL, err);
         return;
     }
-    if (!admits(type, handle, mem_class, destination, *value_of(source), err)) {
+    if (!enumeration_admits(type, handle, mem_class, destination, *value_of(source), err)) {
         return;
     }
     announce(handle, mem_class, destination, enumeration_size);
     memmove(destination, source, enumeration_size);  // header included; source and destination may be the same
-}
-
-void enumeration_set_value(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
-                           u_int32 value, u_int32 *err) {
-    if (*err != 0) {
-        return;
-    }
-    clear_last_error(handle);
-    if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
-        return;
-    }
-    if (!admits(type, handle, mem_class, instance, value, err)) {
-        return;
-    }
-    announce(handle, mem_class, value_of(instance), sizeof(u_int32));
-    *value_of(instance) = value;
 }
 
 u_int32 enumeration_is_valid(const enumeration_descriptor &type, vela_handle *handle, u_int32 value) {

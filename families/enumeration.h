@@ -17,8 +17,6 @@ void enumeration_destroy(const enumeration_descriptor &type, vela_handle *handle
 u_int32 enumeration_get_value(vela_handle *handle, const void *instance, u_int32 *err);
 void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                      const void *source, u_int32 *err);
-void enumeration_set_value(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
-                           u_int32 value, u_int32 *err);
 u_int32 enumeration_is_valid(const enumeration_descriptor &type, vela_handle *handle, u_int32 value);
 
 /** A value's literal, or nullptr for a number without one. */
@@ -31,6 +29,40 @@ inline int8 variant_needed(const u_int32 *thresholds, int8 newest, u_int32 numbe
         ++needed;
     }
     return needed;
+}
+
+/** Whether an instance at `variant` may hold a value: variant_needed() in one look. */
+PTP_CFG_INLINE bool variant_admits(const u_int32 *thresholds, int8 newest, int8 variant, u_int32 number) {
+    return variant > newest || (variant >= 0 && number < thresholds[variant]);
+}
+
+/** Prepares a store of `value`; false when the instance's variant does not have it. */
+PTP_CFG_INLINE bool enumeration_admits(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                                       void *instance, u_int32 value, u_int32 *err) {
+    adjust(handle, mem_class, instance, type.newest, err);
+    const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 0, 1);
+    if (!variant_admits(type.thresholds, type.newest, variant, value)) {
+        fail_epoch(handle, VELA_EEPOCH, err);
+        return false;
+    }
+    return true;
+}
+
+PTP_CFG_INLINE void enumeration_set_value(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                                          void *instance, u_int32 value, u_int32 *err) {
+    if (*err != 0) {
+        return;
+    }
+    clear_last_error(handle);
+    if (instance == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+        return;
+    }
+    if (!enumeration_admits(type, handle, mem_class, instance, value, err)) {
+        return;
+    }
+    announce(handle, mem_class, value_of(instance), sizeof(u_int32));
+    *value_of(instance) = value;
 }
 
 PTP_CFG_INLINE int32 enumeration_compare(const void *a, const void *b) {

@@ -2,38 +2,6 @@
 
 namespace ptp_cfg {
 
-void *field_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *instance,
-                u_int32 element, u_int32 *err) {
-    const field_descriptor &field = type.fields[index];
-    if (!begin_get(field, handle, instance, err) || !within(field, element, handle, err)) {
-        return nullptr;
-    }
-    u_int8 *value = storage(field, instance, element);
-    if (field.kind >= field_kind::var_string) {
-        return value;
-    }
-    return visit_primitive(field.kind, [&](auto primitive) -> void * {
-        using P = decltype(primitive);
-        return P::get(handle, mem_class, as<typename P::type>(value), err);
-    });
-}
-
-u_int32 field_get_enumeration(const structure_descriptor &type, u_int32 index, vela_handle *handle,
-                              const void *instance, u_int32 *err) {
-    const field_descriptor &field = type.fields[index];
-    return begin_get(field, handle, instance, err) ? *value_of(static_cast<const void *>(storage(field, instance))) : 0;
-}
-
-void field_set_enumeration(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
-                           void *instance, u_int32 value, u_int32 *err) {
-    const field_descriptor &field = type.fields[index];
-    if (!begin_set(type, field, handle, mem_class, instance, err)) {
-        return;
-    }
-    enumeration_set_value(*field.enumeration, handle, mem_class, storage(field, instance), value, err);
-    mark_set(type, field, handle, mem_class, instance, 0, err);
-}
-
 void field_set(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class, void *instance,
                u_int32 element, const void *source, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
