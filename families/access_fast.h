@@ -1,6 +1,7 @@
-// Reading all values of an instance at once, where its variant has every field; otherwise field by field.
+// Reading and storing all values of an instance at once, where its variant has every field; otherwise field by field.
 #pragma once
 
+#include "families/enumeration.h"
 #include "families/structure.h"
 #include "families/unroll.h"
 
@@ -39,6 +40,65 @@ PTP_CFG_INLINE void structure_get_all(vela_handle *handle, u_int32 mem_class, co
             }
         }
     });
+}
+
+/** Whether set_all takes a field; the length of a text is not set by itself. */
+constexpr bool is_set_field(const field_descriptor &field) { return is_value_field(field) && !field.is_companion; }
+
+/** Place of field `index` among the values of set_all. */
+constexpr u_int32 set_place(const structure_descriptor &type, u_int32 index) {
+    u_int32 place = 0;
+    for (u_int32 i = 0; i < index; ++i) {
+        place += is_set_field(type.fields[i]) ? 1 : 0;
+    }
+    return place;
+}
+
+/** Whether the instance has every field, and every enumeration admits its value. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool admits_all(const void *instance, const u_int64 *values) {
+    bool admitted = header_of(instance)->variant >= D.newest;
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        if constexpr (is_set_field(field) && field.kind == field_kind::enumeration) {
+            const int8 variant = header_of(static_cast<const void *>(at(instance, field.offset)))->variant;
+            admitted &= variant_admits(field.enumeration->thresholds, field.enumeration->newest, variant,
+                                       static_cast<u_int32>(values[set_place(D, I)]));
+        }
+    });
+    return admitted;
+}
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE void structure_set_all([[maybe_unused]] vela_handle *handle, [[maybe_unused]] u_int32 mem_class,
+                                      [[maybe_unused]] void *instance, [[maybe_unused]] const u_int64 *values,
+                                      [[maybe_unused]] u_int32 *err) {
+    constexpr u_int32 count = set_place(D, D.field_count);
+    if constexpr (count > 0) {
+        if (*err != 0 || instance == nullptr || handle->pre_write != nullptr || !admits_all<D>(instance, values)) {
+            // A copy is passed on, so that otherwise the values need not be in memory.
+            u_int64 copy[count];
+            for (u_int32 i = 0; i < count; ++i) {
+                copy[i] = values[i];
+            }
+            structure_set_all(D, handle, mem_class, instance, copy, err);
+            return;
+        }
+        clear_last_error(handle);
+        for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+            constexpr const field_descriptor &field = D.fields[I];
+            if constexpr (is_set_field(field)) {
+                const u_int64 value = values[set_place(D, I)];
+                u_int8 *bytes = at(instance, field.offset);
+                if constexpr (field.kind == field_kind::enumeration) {
+                    *value_of(static_cast<void *>(bytes)) = static_cast<u_int32>(value);
+                } else {
+                    using T = typename primitive_traits<field.kind>::type;
+                    *as<T>(bytes) = static_cast<T>(value);
+                }
+            }
+        });
+    }
 }
 
 }  // namespace ptp_cfg
