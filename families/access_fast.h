@@ -16,30 +16,48 @@ constexpr u_int32 value_place(const structure_descriptor &type, u_int32 index) {
     return place;
 }
 
-template <const structure_descriptor &D>
-PTP_CFG_INLINE void structure_get_all(vela_handle *handle, u_int32 mem_class, const void *instance, void *const *values,
-                                      u_int32 *err) {
-    if (*err != 0 || instance == nullptr || header_of(instance)->variant < D.newest) {
-        structure_get_all(D, handle, mem_class, instance, values, err);
-        return;
+/**
+ * Calls `slow` with a copy of the values. Values that are handed on must be in memory; as it is a copy that is, those
+ * of the caller stay where they were passed.
+ */
+template <u_int32 count, class Value, class Slow>
+PTP_CFG_INLINE void with_copy(const Value *values, Slow &&slow) {
+    [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
+        const Value copy[] = {values[I]...};
+        slow(copy);
     }
-    clear_last_error(handle);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (is_value_field(field)) {
-            void *value = values[value_place(D, I)];
-            const u_int8 *bytes = at(instance, field.offset);
-            if (value == nullptr) {
-                return;
-            }
-            if constexpr (field.kind == field_kind::enumeration) {
-                *static_cast<u_int32 *>(value) = *value_of(static_cast<const void *>(bytes));
-            } else {
-                using T = typename primitive_traits<field.kind>::type;
-                *static_cast<T *>(value) = *as<T>(bytes);
-            }
+    (std::make_index_sequence<count>{});
+}
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE void structure_get_all([[maybe_unused]] vela_handle *handle, [[maybe_unused]] u_int32 mem_class,
+                                      [[maybe_unused]] const void *instance, [[maybe_unused]] void *const *values,
+                                      [[maybe_unused]] u_int32 *err) {
+    constexpr u_int32 count = value_place(D, D.field_count);
+    if constexpr (count > 0) {
+        if (!has_own_runtime || *err != 0 || instance == nullptr || header_of(instance)->variant < D.newest) {
+            with_copy<count>(values,
+                             [&](void *const *copy) { structure_get_all(D, handle, mem_class, instance, copy, err); });
+            return;
         }
-    });
+        clear_last_error(handle);
+        for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+            constexpr const field_descriptor &field = D.fields[I];
+            if constexpr (is_value_field(field)) {
+                void *value = values[value_place(D, I)];
+                const u_int8 *bytes = at(instance, field.offset);
+                if (value == nullptr) {
+                    return;
+                }
+                if constexpr (field.kind == field_kind::enumeration) {
+                    *static_cast<u_int32 *>(value) = *value_of(static_cast<const void *>(bytes));
+                } else {
+                    using T = typename primitive_traits<field.kind>::type;
+                    *static_cast<T *>(value) = *as<T>(bytes);
+                }
+            }
+        });
+    }
 }
 
 /** Whether set_all takes a field; the length of a text is not set by itself. */
@@ -75,13 +93,10 @@ PTP_CFG_INLINE void structure_set_all([[maybe_unused]] vela_handle *handle, [[ma
                                       [[maybe_unused]] u_int32 *err) {
     constexpr u_int32 count = set_place(D, D.field_count);
     if constexpr (count > 0) {
-        if (*err != 0 || instance == nullptr || handle->pre_write != nullptr || !admits_all<D>(instance, values)) {
-            // A copy is passed on, so that otherwise the values need not be in memory.
-            u_int64 copy[count];
-            for (u_int32 i = 0; i < count; ++i) {
-                copy[i] = values[i];
-            }
-            structure_set_all(D, handle, mem_class, instance, copy, err);
+        if (!has_own_runtime || *err != 0 || instance == nullptr || handle->pre_write != nullptr ||
+            !admits_all<D>(instance, values)) {
+            with_copy<count>(
+                values, [&](const u_int64 *copy) { structure_set_all(D, handle, mem_class, instance, copy, err); });
             return;
         }
         clear_last_error(handle);

@@ -60,7 +60,7 @@ PTP_CFG_INLINE void *field_get(const structure_descriptor &type, u_int32 index, 
         return nullptr;
     }
     u_int8 *value = storage(field, instance, element);
-    if (field.kind >= field_kind::var_string) {
+    if (has_own_runtime || field.kind >= field_kind::var_string) {
         return value;
     }
     return visit_primitive(field.kind, [&](auto primitive) -> void * {
@@ -79,7 +79,8 @@ typename primitive_traits<K>::type field_get_value(const structure_descriptor &t
     if (!begin_get(field, handle, instance, err) || !within(field, element, handle, err)) {
         return 0;
     }
-    return P::get_value(handle, mem_class, as<typename P::type>(storage(field, instance, element)), err);
+    const auto *value = as<typename P::type>(storage(field, instance, element));
+    return has_own_runtime ? *value : P::get_value(handle, mem_class, value, err);
 }
 
 /** Stores a number or truth value of kind K and marks the field as set. */

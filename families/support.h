@@ -12,6 +12,13 @@ namespace ptp_cfg {
 
 #define PTP_CFG_INLINE inline __attribute__((always_inline))
 
+/** Whether the primitives are the inline forms of the library's own runtime, so that what they do is known. */
+#ifdef PTP_CFG_EXPORTED_RUNTIME
+inline constexpr bool has_own_runtime = false;
+#else
+inline constexpr bool has_own_runtime = true;
+#endif
+
 /** Number of this module in the trace facility; 0 before trace_initialize(). */
 extern u_int16 trace_module_id;
 void trace_initialize();
