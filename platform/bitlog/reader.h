@@ -37,6 +37,7 @@ struct bitlog_reader {
     bitlog::ring_record before[bitlog::block_records];
     bitlog::ring_record records[bitlog::block_records];
     bitlog::ring_record after[bitlog::block_records];
+    char folder[1024];  // of libraries; empty for none
     bitlog::message_strings strings;
     bitlog_trace_points points;
     bitlog::reader_module modules[bitlog::most_modules];

@@ -55,14 +55,29 @@ bool is_same_build(reader_module &module, const ring_module &row) {
     return true;
 }
 
-void read_texts(reader_module &module, const ring_module &row) {
+/** The file of the same name in the folder that the reader was told, when it is the right build. */
+bool is_in_folder(const bitlog_reader &reader, reader_module &module, ring_module &row) {
+    ring_module other = row;
+    const char *slash = strrchr(row.path, '/');
+    const int length =
+        snprintf(other.path, sizeof other.path, "%s/%s", reader.folder, slash != nullptr ? slash + 1 : row.path);
+    if (reader.folder[0] == '\0' || length < 0 || static_cast<size_t>(length) >= sizeof other.path ||
+        !is_same_build(module, other)) {
+        return false;
+    }
+    row = other;
+    return true;
+}
+
+void read_texts(const bitlog_reader &reader, reader_module &module, ring_module &row) {
     if (row.path[0] == '\0' || row.section[0] == '\0') {
         set_fault(module, "module %s names no file with message texts", module.name);
         return;
     }
-    if (!is_same_build(module, row)) {
+    if (!is_in_folder(reader, module, row) && !is_same_build(module, row)) {
         return;
     }
+    module.fault[0] = '\0';
     module.texts = read_table(row.path, row.section);
     if (module.texts == nullptr) {
         set_fault(module, "%s: no message texts in section %s", row.path, row.section);
@@ -105,7 +120,7 @@ reader_module *module_of(bitlog_reader &reader, uint16_t module_id) {
         module.is_known = read_row(reader, module_id, row);
         if (module.is_known) {
             memcpy(module.name, row.name, sizeof module.name);
-            read_texts(module, row);
+            read_texts(reader, module, row);
         }
     }
     return module.is_known ? &module : nullptr;
@@ -130,6 +145,15 @@ void close_modules(bitlog_reader &reader) {
 
 using namespace bitlog;
 
+uint32_t bitlog_reader_look_in(bitlog_reader *reader, const char *folder) {
+    const size_t length = strlen(folder);
+    if (length >= sizeof reader->folder) {
+        return ENAMETOOLONG;
+    }
+    memcpy(reader->folder, folder, length + 1);
+    return 0;
+}
+
 size_t bitlog_reader_format(bitlog_reader *reader, const bitlog_entry *entry, char *buffer, size_t room) {
     const bitlog_record &record = entry->record;
     const reader_module *module = module_of(*reader, record.module_id);
@@ -147,7 +171,7 @@ const char *bitlog_reader_module(bitlog_reader *reader, uint16_t module_id) {
 const char *bitlog_reader_texts_fault(bitlog_reader *reader, uint16_t module_id) {
     const reader_module *module = module_of(*reader, module_id);
     if (module == nullptr) {
-        return "the ring does not name the module";
+        return "the ring does not name a module that traced";
     }
     return module->fault[0] != '\0' ? module->fault : nullptr;
 }

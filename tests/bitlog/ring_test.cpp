@@ -446,9 +446,15 @@ TEST_F(ring, leads_to_the_texts_of_the_library_that_traced) {
         << "arguments that are not the text's belong to another build";
     dlclose(loaded);
 
-    fs::rename(library, library + ".away");
+    fs::create_directory(folder_ / "libraries");
+    fs::rename(library, folder_ / "libraries" / fs::path(library).filename());
     EXPECT_THAT(fault(), HasSubstr(library + ": cannot open: No such file or directory"));
     EXPECT_EQ(texts(file_.c_str()), numbers_only);
+    const reader elsewhere = open(file_.c_str());
+    EXPECT_EQ(bitlog_reader_look_in(elsewhere.get(), (folder_ / "libraries").c_str()), 0u);
+    bitlog_entry entry;
+    ASSERT_EQ(bitlog_reader_next(elsewhere.get(), &entry, 0), 1);
+    EXPECT_EQ(text(elsewhere.get(), entry), "create failed: No such file");
     fs::copy_file(OTHER_MODULE, library);
     EXPECT_THAT(fault(), HasSubstr(library + ": another build than the one that traced"));
     EXPECT_EQ(texts(file_.c_str()), numbers_only);

@@ -175,6 +175,13 @@ BITLOG_API uint32_t bitlog_reader_open(const char *path, bitlog_reader **reader,
 /** Closes a reader; NULL is allowed. */
 BITLOG_API void bitlog_reader_close(bitlog_reader *reader);
 
+/**
+ * Looks in a folder first for the files of the libraries that traced, by their names: for a ring that comes from another
+ * machine. To be called before the first record is got.
+ * @return 0, or ENAMETOOLONG
+ */
+BITLOG_API uint32_t bitlog_reader_look_in(bitlog_reader *reader, const char *folder);
+
 /** The state of the ring now. */
 BITLOG_API void bitlog_reader_info(bitlog_reader *reader, bitlog_ring_info *info);
 
@@ -189,7 +196,7 @@ BITLOG_API int bitlog_reader_next(bitlog_reader *reader, bitlog_entry *entry, ui
 
 /**
  * Formats a record as bitlog_format() does, with the text from the file of the library that traced it. That file is
- * looked for where it was then, and must be the same build.
+ * looked for where it was then, see also bitlog_reader_look_in(), and must be the same build.
  */
 BITLOG_API size_t bitlog_reader_format(bitlog_reader *reader, const bitlog_entry *entry, char *buffer, size_t room);
 
