@@ -66,7 +66,6 @@ struct ring_record {
 };
 static_assert(sizeof(ring_record) == 128 && offsetof(ring_record, payload) == 36);
 
-constexpr size_t record_words = sizeof(ring_record) / 8;
 constexpr uint64_t ring_module_offset = sizeof(ring_header);
 constexpr uint64_t ring_record_offset = 77824;  // a multiple of the page size
 static_assert(ring_record_offset % 4096 == 0 &&
