@@ -49,7 +49,7 @@ bool take_slot(ring_record &slot, uint64_t position) {
 void store(ring_record &slot, const ring_record &record, size_t used) {
     auto *to = reinterpret_cast<uint64_t *>(&slot);
     auto *from = reinterpret_cast<const uint64_t *>(&record);
-    for (size_t word = 1; word < (used + 7) / 8; ++word) {
+    for (size_t word = 1; word < used / 8; ++word) {
         std::atomic_ref<uint64_t>(to[word]).store(from[word], std::memory_order_relaxed);
     }
 }

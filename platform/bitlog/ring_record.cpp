@@ -111,7 +111,11 @@ size_t pack(const bitlog_record &message, ring_record &record) {
             record.kind[i] = '0';
         }
     }
-    return static_cast<size_t>(at - reinterpret_cast<uint8_t *>(&record));
+    // Whole words are kept, and nothing in them that was on the stack before.
+    const size_t used = static_cast<size_t>(at - reinterpret_cast<uint8_t *>(&record));
+    const size_t whole = (used + 7) / 8 * 8;
+    memset(at, 0, whole - used);
+    return whole;
 }
 
 bool unpack(const ring_record &record, bitlog_record &message, message_strings &strings) {

@@ -6,7 +6,7 @@
 
 namespace bitlog {
 
-/** Fills all but sequence, time and thread. Returns the bytes of the record that are in use. */
+/** Fills all but sequence, time and thread. Returns the bytes of the record that are in use, whole words. */
 size_t pack(const bitlog_record &message, ring_record &record);
 
 /** Strings of an unpacked message, terminated. */

@@ -25,7 +25,11 @@ constexpr uint32_t patience_ms = 1000;
 constexpr const char *severities[] = {"emergency", "alert",  "critical",      "error",
                                       "warning",   "notice", "informational", "debug"};
 
+/** The least severe of all lets levels pass that have no name, too. */
 uint32_t severity_of(const std::string &name) {
+    if (name == severities[BITLOG_DEBUG >> 24]) {
+        return UINT32_MAX;
+    }
     uint32_t severity = 0;
     while (name != severities[severity]) {
         ++severity;

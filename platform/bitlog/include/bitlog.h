@@ -125,7 +125,8 @@ enum { BITLOG_DEFAULT_CAPACITY = 4096, BITLOG_MOST_CAPACITY = 1 << 20 };
  *
  * @param path      file to hold the ring, or NULL for memory. Its room on the disk is taken at once. A ring that is
  *                  there already becomes PATH.old, so that a process which is started again keeps what the one
- *                  before it traced; any other file is left alone. It must not be made shorter while it is open.
+ *                  before it traced (one that still runs goes on there); any other file is left alone. Nobody may
+ *                  make the file shorter while it is open.
  * @param capacity  records to keep, rounded up to a power of two; 0 stands for BITLOG_DEFAULT_CAPACITY
  * @return 0; EBUSY when a ring is open; EINVAL for a capacity beyond BITLOG_MOST_CAPACITY; EEXIST when the path is some
  *         other file; ENOMEM; or what creating the file came to, for example ENOSPC or EACCES
