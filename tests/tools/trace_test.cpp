@@ -39,11 +39,11 @@ TEST_F(trace, is_whole_when_the_process_was_killed_while_it_wrote) {
     const outcome all = sh("ptpcfg trace ring");
     EXPECT_EQ(all.status, 0);
     EXPECT_THAT(all.out, HasSubstr(" messages, the last 64 kept"));
-    // Three threads can have been at work on a record each.
+    // Three threads can have been at work on a record each, and have kept others out that came round again.
     const outcome counted =
         sh("ptpcfg trace ring | grep -c 'ptp_clock_quality: Invalid object pointer passed in to set "
            "instance flag$'");
-    EXPECT_GE(std::stoi(counted.out), 61);
+    EXPECT_GE(std::stoi(counted.out), 50);
 }
 
 TEST_F(trace, shows_what_made_a_process_abort) {
