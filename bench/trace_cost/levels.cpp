@@ -1,5 +1,7 @@
-// What tracing costs: nobody listens, the default sink at its level, and a sink that counts every message.
+// What tracing costs: nobody listens, the default sink at its level, a sink that counts every message, and rings.
+// All in one thread: once there was a second, the library would lock its counters in every other benchmark, too.
 #include <bitlog.h>
+#include <unistd.h>
 
 #include "harness/contender.h"
 #include "records/clock.h"
@@ -9,6 +11,14 @@
 namespace bench {
 namespace {
 
+const bitlog_trace_points points = {"bench", 0, 64};
+
+u_int16 own_module() {
+    static u_int16 id = 0;
+    bitlog_module_init_fn("bench", &id, nullptr);
+    return id;
+}
+
 /** Bytes of a clock that a newer peer could have sent: four more bytes behind the fields, which are traced. */
 struct fixture {
     vela_handle *handle = make_handle();
@@ -17,6 +27,7 @@ struct fixture {
     ptp_clock *received = ptp_clock_create(handle, mem_class);
     receipt got;
     u_int64 traced = 0;
+    u_int16 module = own_module();
     u_int32 err = 0;
 
     fixture() {
@@ -29,6 +40,14 @@ struct fixture {
         return ptp_cfg_dispatch(handle, mem_class, &got, nullptr, nullptr, message, sizeof message, &err);
     }
     u_int32 read_newer() { return ptp_clock_unmarshal(handle, mem_class, newer, received, sizeof newer, 0, &err); }
+    u_int32 trace_numbers() {
+        __BLf_44(&points, 1, module, BITLOG_DEBUG, 1, 2);
+        return 0;
+    }
+    u_int32 trace_texts() {
+        __BLf_111(&points, 2, module, BITLOG_DEBUG, "ptp_clock_cfg", "Operation not permitted", "core");
+        return 0;
+    }
 };
 
 fixture &own() {
@@ -38,24 +57,75 @@ fixture &own() {
 
 void count(void *cookie, const bitlog_record *) { ++*static_cast<u_int64 *>(cookie); }
 
+u_int64 traced_into_ring() {
+    bitlog_reader *reader = nullptr;
+    if (bitlog_reader_open(nullptr, &reader, nullptr, 0) != 0) {
+        return 0;
+    }
+    bitlog_ring_info info;
+    bitlog_reader_info(reader, &info);
+    bitlog_reader_close(reader);
+    return info.traced;
+}
+
+// ---- who listens: from the constructor on, until the destructor; traced() grows with what is heard -------------
+
 struct silence {
+    static constexpr bool hears = false;
     silence() { bitlog_set_level(BITLOG_EMERGENCY); }
     ~silence() { bitlog_set_level(BITLOG_DEBUG); }
+    static u_int64 traced() { return own().traced; }
 };
-struct defaults {};
+
+struct defaults {
+    static constexpr bool hears = false;
+    static u_int64 traced() { return own().traced; }
+};
+
 struct counting {
+    static constexpr bool hears = true;
     counting() { bitlog_set_sink(count, &own().traced); }
     ~counting() { bitlog_set_sink(nullptr, nullptr); }
+    static u_int64 traced() { return own().traced; }
+};
+
+struct ring_in_memory {
+    static constexpr bool hears = true;
+    ring_in_memory() { bitlog_ring_open(nullptr, 0); }
+    ~ring_in_memory() { bitlog_ring_close(); }
+    static u_int64 traced() { return traced_into_ring(); }
+};
+
+struct ring_in_file {
+    static constexpr bool hears = true;
+    ring_in_file() : path("/tmp/ptp_cfg_bench." + std::to_string(getpid())) { bitlog_ring_open(path.c_str(), 0); }
+    ~ring_in_file() {
+        bitlog_ring_close();
+        unlink(path.c_str());
+    }
+    static u_int64 traced() { return traced_into_ring(); }
+    std::string path;
+};
+
+/** The ring is open for others; the modules that are timed are silenced. */
+struct silenced_modules : ring_in_memory {
+    static constexpr bool hears = false;
+    silenced_modules() { set(BITLOG_EMERGENCY); }
+    ~silenced_modules() { set(BITLOG_COMMON_LEVEL); }
+    static void set(u_int32 level) {
+        bitlog_set_module_level("vela_ptp_cfg", level);
+        bitlog_set_module_level("bench", level);
+    }
 };
 
 template <class Setting>
 std::string check() {
     fixture &f = own();
     [[maybe_unused]] Setting setting;
-    const u_int64 before = f.traced;
+    const u_int64 before = Setting::traced();
     const bool whole = f.read_newer() == sizeof f.newer && read_clock(f.handle, f.received, &f.err) == example_clock;
-    const bool traced = f.traced != before;
-    return f.err == 0 && whole && traced == std::is_same_v<Setting, counting> ? "" : "reading or tracing failed";
+    const bool traced = Setting::traced() != before;
+    return f.err == 0 && whole && traced == Setting::hears ? "" : "reading or tracing failed";
 }
 
 template <class Setting, u_int32 (fixture::*Step)()>
@@ -70,10 +140,14 @@ contender of(const char *name) {
             name,
             check<Setting>,
             {{"a message to its handler", time_it<Setting, &fixture::receive>},
-             {"a newer peer's clock, one trace", time_it<Setting, &fixture::read_newer>}}};
+             {"a newer peer's clock, one trace", time_it<Setting, &fixture::read_newer>},
+             {"a trace point with two numbers", time_it<Setting, &fixture::trace_numbers>},
+             {"a trace point with three strings", time_it<Setting, &fixture::trace_texts>}}};
 }
 
-const contender entries[] = {of<silence>("silent"), of<defaults>("default sink"), of<counting>("counting sink")};
+const contender entries[] = {
+    of<silence>("silent"),         of<silenced_modules>("silent modules, ring"), of<defaults>("default sink"),
+    of<counting>("counting sink"), of<ring_in_memory>("ring in memory"),         of<ring_in_file>("ring in a file")};
 
 }  // namespace
 }  // namespace bench

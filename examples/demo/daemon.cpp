@@ -1,11 +1,16 @@
 // Plays a PTP daemon: receives the configuration of a clock, keeps it, and answers with the clock's state.
 //
-//     demo_daemon SOCKET RECORD     SOCKET: where to listen; RECORD: file for the received messages as XML
+//     demo_daemon SOCKET RECORD [--trace FILE]
+//
+// SOCKET: where to listen; RECORD: file for the received messages as XML; FILE: where the library's trace is kept, which
+// `ptpcfg trace FILE` shows, also after a crash.
 //
 // Messages reach the functions ptp_cfg_<message>_handler below because the library looks for them by name.
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
+#include "bitlog.h"
 #include "reports.h"
 
 namespace {
@@ -102,9 +107,13 @@ void ptp_cfg_ptp_clock_delete_cmd_message_handler(vela_handle *handle, u_int32 m
 
 int main(int argc, char **argv) {
     demo::introduce("daemon");
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: %s SOCKET RECORD\n", argv[0]);
+    const bool traces = argc == 5 && std::strcmp(argv[3], "--trace") == 0;
+    if (argc != 3 && !traces) {
+        std::fprintf(stderr, "usage: %s SOCKET RECORD [--trace FILE]\n", argv[0]);
         return 2;
+    }
+    if (traces) {
+        demo::check(bitlog_ring_open(argv[4], 0), std::string("trace into ") + argv[4]);
     }
     std::FILE *record = std::fopen(argv[2], "w");
     demo::check(record == nullptr ? u_int32{VELA_ENOENT} : 0, std::string("write ") + argv[2]);

@@ -7,6 +7,10 @@
 #include <atomic>
 
 #include "bitlog.h"
+#include "levels.h"
+#include "ring.h"
+
+using namespace bitlog;
 
 namespace {
 
@@ -42,17 +46,6 @@ void print_to_stderr(void *, const bitlog_record *record) {
 
 std::atomic<bitlog_sink_fn> sink{print_to_stderr};
 std::atomic<void *> sink_cookie{nullptr};
-std::atomic<uint32_t> level_set{BITLOG_DEBUG};
-// Least severe severity that anybody listens to: the level, or the default sink's own limit.
-std::atomic<uint32_t> severity_heard{BITLOG_ERROR >> 24};
-
-void update_severity() {
-    uint32_t severity = level_set.load(std::memory_order_relaxed) >> 24;
-    bool is_default = sink.load(std::memory_order_relaxed) == print_to_stderr;
-    uint32_t most = BITLOG_ERROR >> 24;
-    severity_heard.store(is_default && severity > most ? most : severity, std::memory_order_relaxed);
-}
-
 void add(bitlog_record &record, const char *text) {
     record.kind[record.argument_count] = '1';
     record.argument[record.argument_count++].text = text;
@@ -68,13 +61,10 @@ void add(bitlog_record &record, const void *address) {
     record.argument[record.argument_count++].address = address;
 }
 
-// Callers trace in the middle of failure paths: errno is theirs.
+// Callers trace in the middle of failure paths: errno is theirs. The ring comes first: a sink may end the process.
 template <typename... Arguments>
-void emit(const bitlog_trace_points *points, uint32_t number, uint16_t module_id, uint32_t level,
-          Arguments... arguments) {
-    if (level >> 24 > severity_heard.load(std::memory_order_relaxed)) {
-        return;
-    }
+[[gnu::noinline]] void deliver(const bitlog_trace_points *points, uint32_t number, uint16_t module_id, uint32_t level,
+                               Arguments... arguments) {
     int saved = errno;
     bitlog_record record = {};
     record.points = points;
@@ -82,8 +72,21 @@ void emit(const bitlog_trace_points *points, uint32_t number, uint16_t module_id
     record.module_id = module_id;
     record.level = level;
     (add(record, arguments), ...);
-    sink.load(std::memory_order_acquire)(sink_cookie.load(std::memory_order_relaxed), &record);
+    write_to_ring(record);
+    bitlog_sink_fn listener = sink.load(std::memory_order_acquire);
+    if (listener != print_to_stderr || level >> 24 <= default_limit) {
+        listener(sink_cookie.load(std::memory_order_relaxed), &record);
+    }
     errno = saved;
+}
+
+// What is not heard is over before anything is put down.
+template <typename... Arguments>
+[[gnu::always_inline]] inline void emit(const bitlog_trace_points *points, uint32_t number, uint16_t module_id,
+                                        uint32_t level, Arguments... arguments) {
+    if (is_heard(module_id, level)) {
+        deliver(points, number, module_id, level, arguments...);
+    }
 }
 
 }  // namespace
@@ -91,15 +94,8 @@ void emit(const bitlog_trace_points *points, uint32_t number, uint16_t module_id
 void bitlog_set_sink(bitlog_sink_fn new_sink, void *cookie) {
     sink_cookie.store(cookie, std::memory_order_relaxed);
     sink.store(new_sink != nullptr ? new_sink : print_to_stderr, std::memory_order_release);
-    update_severity();
+    set_sink_listens(new_sink != nullptr);
 }
-
-void bitlog_set_level(uint32_t level) {
-    level_set.store(level, std::memory_order_relaxed);
-    update_severity();
-}
-
-uint32_t bitlog_get_level(void) { return level_set.load(std::memory_order_relaxed); }
 
 void __BLf_0(const bitlog_trace_points *points, uint32_t number, uint16_t module_id, uint32_t level) {
     emit(points, number, module_id, level);

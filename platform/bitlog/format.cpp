@@ -1,10 +1,10 @@
-// Records as text.
+#include "format.h"
+
 #include <inttypes.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
 
-#include "bitlog.h"
 #include "modules.h"
 
 namespace {
@@ -98,15 +98,18 @@ void put_number(text_writer &writer, const bitlog_record &record) {
 
 }  // namespace
 
-size_t bitlog_format(const bitlog_record *record, char *buffer, size_t room) {
+size_t bitlog::format_record(const bitlog_record &record, const char *text, char *buffer, size_t room) {
     text_writer writer(buffer, room);
-    const char *text = bitlog::find_message_text(record->module_id, record->number);
     if (text != nullptr) {
-        put_text(writer, *record, text);
+        put_text(writer, record, text);
     } else {
-        put_number(writer, *record);
+        put_number(writer, record);
     }
     return writer.finish();
+}
+
+size_t bitlog_format(const bitlog_record *record, char *buffer, size_t room) {
+    return bitlog::format_record(*record, bitlog::find_message_text(record->module_id, record->number), buffer, room);
 }
 
 const char *bitlog_level_name(uint32_t level) {

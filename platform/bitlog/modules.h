@@ -1,12 +1,16 @@
-// The registered modules and their texts.
+// The registered modules and their message texts.
 #pragma once
 
 #include <stdint.h>
 
 namespace bitlog {
 
-// The text of a module's message, or null when the module or the text is not known. The first call for a module
-// reads its file; safe from any thread.
+struct ring_memory;
+
+/** Text of a message; null when it has none or its module's texts cannot be found. Thread-safe. */
 const char *find_message_text(uint16_t module_id, uint32_t number);
+
+/** Makes this the ring that is written, with all modules in its table; null for none. */
+void start_ring(ring_memory *ring);
 
 }  // namespace bitlog

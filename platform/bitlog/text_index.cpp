@@ -58,6 +58,14 @@ text_index *build_index(text_block block) {
     return index;
 }
 
+void destroy_index(text_index *index) {
+    if (index != nullptr) {
+        free(index->entries);
+        free(index->block.data);
+        free(index);
+    }
+}
+
 const char *find_text(const text_index &index, uint32_t number) {
     const text_entry *first = index.entries;
     const text_entry *end = first + index.count;

@@ -24,6 +24,9 @@ struct text_index {
 // block freed, when there is no memory.
 text_index *build_index(text_block block);
 
+// Frees an index and its block; null is allowed.
+void destroy_index(text_index *index);
+
 // The text of a number, or null.
 const char *find_text(const text_index &index, uint32_t number);
 

@@ -2,11 +2,13 @@
 
 #include <bzlib.h>
 #include <dlfcn.h>
+#include <errno.h>
 #include <fcntl.h>
 #include <gelf.h>
 #include <libelf.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace bitlog {
@@ -93,8 +95,22 @@ text_block read_section(Elf *elf, const char *name) {
     return {};
 }
 
-text_block read_file(const char *path, const char *section) {
-    int fd = open(path, O_RDONLY | O_CLOEXEC);
+}  // namespace
+
+// A path may come from elsewhere: opening must neither block nor read a device.
+int open_module_file(const char *path) {
+    int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    struct stat status;
+    if (fd >= 0 && (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode))) {
+        close(fd);
+        errno = EINVAL;
+        return -1;
+    }
+    return fd;
+}
+
+text_block read_file_texts(const char *path, const char *section) {
+    int fd = open_module_file(path);
     if (fd < 0) {
         return {};
     }
@@ -108,16 +124,14 @@ text_block read_file(const char *path, const char *section) {
     return block;
 }
 
-}  // namespace
-
 text_block read_module_texts(const void *address, const char *section) {
     Dl_info where;
     text_block block;
     if (dladdr(address, &where) != 0 && where.dli_fname != nullptr && where.dli_fname[0] != '\0') {
-        block = read_file(where.dli_fname, section);
+        block = read_file_texts(where.dli_fname, section);
     }
     // The main program is known by the name it was called with, which need not lead to its file.
-    return block.data != nullptr ? block : read_file("/proc/self/exe", section);
+    return block.data != nullptr ? block : read_file_texts("/proc/self/exe", section);
 }
 
 }  // namespace bitlog

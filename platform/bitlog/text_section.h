@@ -15,4 +15,10 @@ struct text_block {
 // caller frees the block. An empty block: no such file or section, a damaged one, or no memory.
 text_block read_module_texts(const void *address, const char *section);
 
+// The same from a file that is known.
+text_block read_file_texts(const char *path, const char *section);
+
+// Opens a file that may be a module; -1 and errno for what is no regular file, too.
+int open_module_file(const char *path);
+
 }  // namespace bitlog

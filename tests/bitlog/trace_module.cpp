@@ -7,6 +7,12 @@ asm(".section .trace_module_texts,\"\",@progbits\n"
     ".incbin \"" TEXTS_FILE
     "\"\n"
     ".zero 5\n"
+    ".section .trace_module_subjects,\"\",@progbits\n"
+    ".incbin \"" SUBJECTS_FILE
+    "\"\n"
+    ".section .trace_module_arguments,\"\",@progbits\n"
+    ".incbin \"" ARGUMENTS_FILE
+    "\"\n"
     ".section .damaged_texts,\"\",@progbits\n"
     ".ascii \"BZh91AY&SY and then something else\"\n"
     ".section .cut_texts,\"\",@progbits\n"

@@ -210,6 +210,12 @@ TEST_F(generator, numbers_and_compresses_trace_texts) {
     EXPECT_THAT(texts, HasSubstr("64\tno color\n128\tno drawing\n129\tdrawing stays: %s\n"));
     EXPECT_THAT(texts, HasSubstr("321\tpoint_cfg without vela_boolean\n322\tpoint_cfg_message handled\n"));
     EXPECT_THAT(texts, Not(HasSubstr("257\t")));  // there is no second payload
+    for (const char *table : {"levels", "arguments", "subjects"}) {
+        EXPECT_EQ(lines(generated("private/trace_" + std::string(table) + ".txt")).size(), lines(texts).size());
+    }
+    EXPECT_THAT(generated("private/trace_arguments.txt"), HasSubstr("128\t0\n129\t1\n"));
+    EXPECT_THAT(generated("private/trace_subjects.txt"), HasSubstr("321\tpoint_cfg_message\n"));
+    EXPECT_THAT(generated("private/trace_levels.txt"), HasSubstr("64\temergency\n128\terror\n"));
     std::string packed = generated("private/trace_texts.bz2");
     std::string unpacked(texts.size() + 1, '\0');
     unsigned length = unpacked.size();

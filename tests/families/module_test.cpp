@@ -379,6 +379,15 @@ section_record read_record(const std::string &section, size_t *position) {
     return record;
 }
 
+TEST(module_test, trace_points_are_told_outside_of_memory) {
+    for (const char *table : {"texts", "subjects", "arguments", "levels"}) {
+        const elf_file::section section = elf_file(PTP_CFG_LIBRARY).find(std::string(".vela_ptp_cfg_") + table);
+        ASSERT_TRUE(section.found) << table;
+        EXPECT_FALSE(section.loaded) << table;
+        EXPECT_EQ(section.content.substr(0, 3), "BZh") << table;
+    }
+}
+
 TEST(module_test, manifest_lists_every_type) {
     const elf_file::section section = elf_file(PTP_CFG_LIBRARY).find(".zenta");
     ASSERT_TRUE(section.found);

@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <cstring>
 
 #include "bitlog.h"
 #include "commands.h"
@@ -20,13 +21,27 @@ void trace_to_stderr(void *, const bitlog_record *record) {
     std::fprintf(stderr, "trace: %s: %s\n", record->points->subject, text);
 }
 
+/** What --trace says: "true" is the flag alone. */
+void start_trace(const std::string &where) {
+    if (where == "true") {
+        bitlog_set_sink(trace_to_stderr, nullptr);
+        return;
+    }
+    const uint32_t status = bitlog_ring_open(where.c_str(), 0);
+    if (status != 0) {
+        throw failure(exit_code::io, where + ": cannot trace there: " + std::strerror(static_cast<int>(status)));
+    }
+}
+
 void add_global_options(CLI::App &app) {
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", std::string("ptpcfg ") + PTPCFG_VERSION);
-    app.add_flag_callback(
-           "--trace", [] { bitlog_set_sink(trace_to_stderr, nullptr); },
-           "show the library's trace messages on standard error")
+    auto where = std::make_shared<std::string>();
+    app.add_flag("--trace", *where,
+                 "show the library's trace messages on standard error; with --trace=FILE keep them there instead, for "
+                 "ptpcfg trace")
+        ->each([where](const std::string &value) { start_trace(value); })
         ->trigger_on_parse();
     app.footer(exit_codes);
     app.failure_message(CLI::FailureMessage::simple);
@@ -143,13 +158,31 @@ void add_listen(CLI::App &app) {
     command->callback([options] { listen(*options); });
 }
 
+void add_trace(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("trace", "Print what a process traced into a file, also after its crash");
+    auto options = std::make_shared<trace_options>();
+    command->add_option("file", options->file, "where the process keeps its trace")->type_name("FILE")->required();
+    command->add_option("--level", options->level, "the least severe level to show")
+        ->type_name("LEVEL")
+        ->check(CLI::IsMember(trace_levels()))
+        ->capture_default_str();
+    command
+        ->add_option("--libraries", options->libraries,
+                     "where the libraries that traced are, if not where they were then")
+        ->type_name("FOLDER")
+        ->check(CLI::ExistingDirectory);
+    command->add_flag("--follow", options->follow, "go on with what comes, until SIGINT or SIGTERM");
+    command->add_flag("--json", options->json, "an object on each line");
+    command->callback([options] { print_trace(*options); });
+}
+
 }  // namespace
 
 int run_command_line(int argc, char **argv) {
     CLI::App app("Configuration records of PTP clocks: encode, decode, print, describe, send and receive them.",
                  "ptpcfg");
     add_global_options(app);
-    for (const auto add : {add_encode, add_decode, add_print, add_describe, add_send, add_listen}) {
+    for (const auto add : {add_encode, add_decode, add_print, add_describe, add_send, add_listen, add_trace}) {
         add(app);
     }
     try {

@@ -54,6 +54,20 @@ struct listen_options {
 
 void listen(const listen_options &options);
 
+struct trace_options {
+    std::string file;
+    std::string level = "debug";  // the least severe that is shown
+    std::string libraries;        // folder to look for texts in, or empty
+    bool follow = false;
+    bool json = false;
+};
+
+/** Names of the levels, the most severe first. */
+std::vector<std::string> trace_levels();
+
+/** Prints what a process traced into a file. */
+void print_trace(const trace_options &options);
+
 /** The type that --type names, or nullptr. */
 const ptp_cfg_type *bare_type_of(const std::string &name);
 

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstring>
 #include <deque>
 
@@ -11,24 +10,13 @@
 #include "commands.h"
 #include "failure.h"
 #include "records.h"
+#include "signals.h"
 #include "vela_bundle.h"
 
 namespace ptpcfg {
 namespace {
 
 using std::chrono::steady_clock;
-
-volatile std::sig_atomic_t stopped = 0;
-
-void on_signal(int) { stopped = 1; }
-
-/** Without SA_RESTART: a signal ends the wait. */
-void end_at_signals() {
-    struct sigaction action {};
-    action.sa_handler = on_signal;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-}
 
 /** A file or standard output to which whole records are added; one that does not fit is taken back. */
 class record_stream {
@@ -104,7 +92,7 @@ class listener {
 
     void run() {
         restart_clock();
-        while (stopped == 0 && !has_enough()) {
+        while (!stopped() && !has_enough()) {
             if (!wait()) {
                 finish_by_timeout();
                 return;

@@ -1,6 +1,13 @@
 /**
  * Binary trace: a call records a message number, a level and the arguments; texts are looked up by number later.
  *
+ * Traced messages reach a sink, a function of the program, and, when one is open, a ring: records of fixed size in
+ * memory or in a file, of which the newest are kept. What a process put into a file is there whatever becomes of the
+ * process. A reader gets the records back; `ptpcfg trace FILE` prints them.
+ *
+ * Functions that can fail return 0 or an error of <errno.h>, named with each. All leave errno alone that are called
+ * while tracing (__BLf_...).
+ *
  * The entry points are named after their arguments, one digit each: 1 a string, 4 a 32-bit number, 5 a pointer;
  * 0 alone means none.
  */
@@ -32,6 +39,10 @@ typedef struct bitlog_descriptor {
     /**
      * Section of the module's file that holds its message texts, or NULL. Its content is compressed with bzip2: one
      * line per message, "NUMBER<TAB>TEXT", where TEXT may hold %s, %d, %u, %p and %%.
+     *
+     * When its name ends with "texts", sections with "subjects", "arguments" and "levels" instead may say more, in the
+     * same form: the subject, the digits of the arguments ("44", "0") and the usual level of each number. Readers of a
+     * ring take subjects from there, and notice by the arguments when a record and a text do not belong together.
      */
     const char *text_section;
 } bitlog_descriptor;
@@ -61,12 +72,23 @@ typedef void (*bitlog_sink_fn)(void *cookie, const bitlog_record *record);
 BITLOG_API void bitlog_set_sink(bitlog_sink_fn sink, void *cookie);
 
 /**
- * Sets the least severe level that is traced, BITLOG_DEBUG at start; safe from any thread. A call below it costs one
- * comparison. The default sink stays at BITLOG_ERROR, or what is more severe.
+ * Sets the least severe level that is traced, BITLOG_DEBUG at start; safe from any thread, not from a signal handler.
+ * A call below it costs one load and one branch. The default sink stays at BITLOG_ERROR, or what is more severe.
  */
 BITLOG_API void bitlog_set_level(uint32_t level);
 /** The level last set. */
 BITLOG_API uint32_t bitlog_get_level(void);
+
+/** As a module's level: the module follows bitlog_set_level() again. */
+#define BITLOG_COMMON_LEVEL 0xFFFFFFFFu
+
+/**
+ * Sets the least severe level of one module, in place of the one of bitlog_set_level(); safe from any thread, not from
+ * a signal handler. The module need not be loaded yet.
+ * @param module  its name, for example "vela_ptp_cfg"
+ * @return 0, ENOMEM when no more modules fit, or EINVAL for a name that is missing or too long
+ */
+BITLOG_API uint32_t bitlog_set_module_level(const char *module, uint32_t level);
 
 /**
  * Registers a module; safe to repeat and to call from several threads. A name that is registered already keeps its
@@ -90,6 +112,103 @@ BITLOG_API const char *bitlog_level_name(uint32_t level);
  * @return characters that the whole text needs, as snprintf counts
  */
 BITLOG_API size_t bitlog_format(const bitlog_record *record, char *buffer, size_t room);
+
+/** Records of a ring unless another number is wanted, and the largest number. */
+enum { BITLOG_DEFAULT_CAPACITY = 4096, BITLOG_MOST_CAPACITY = 1 << 20 };
+
+/**
+ * Opens the process's ring: from now on every message that passes the levels is kept there, beside what the sink does
+ * with it. Threads share the ring without locks; when it is full the oldest record goes. A record takes 128 bytes;
+ * strings that do not fit are cut, the longest first. A child process of fork() goes on tracing into the same file.
+ *
+ * Not locked: open and close a ring while no other thread opens or closes one. Other threads may trace meanwhile.
+ *
+ * @param path      file to hold the ring, or NULL for memory. Its room on the disk is taken at once. A ring that is
+ *                  there already becomes PATH.old, so that a process which is started again keeps what the one
+ *                  before it traced (one that still runs goes on there); any other file is left alone. Nobody may
+ *                  make the file shorter while it is open.
+ * @param capacity  records to keep, rounded up to a power of two; 0 stands for BITLOG_DEFAULT_CAPACITY
+ * @return 0; EBUSY when a ring is open; EINVAL for a capacity beyond BITLOG_MOST_CAPACITY; EEXIST when the path is some
+ *         other file; ENOMEM; or what creating the file came to, for example ENOSPC or EACCES
+ */
+BITLOG_API uint32_t bitlog_ring_open(const char *path, uint32_t capacity);
+
+/**
+ * Closes the ring; a file keeps its records. No other thread may trace or read the ring meanwhile. A process that ends
+ * need not close it. Does nothing when none is open.
+ */
+BITLOG_API void bitlog_ring_close(void);
+
+/** A record as it was kept. */
+typedef struct bitlog_entry {
+    /** Its strings and points are valid until the reader is used again; points is NULL when the subject is unknown. */
+    bitlog_record record;
+    uint64_t position;    /**< counts from 0 since the ring was opened */
+    int64_t time_ns;      /**< since 1970 in UTC: the clock when the ring was opened, and what passed since then */
+    uint32_t thread;      /**< of the operating system */
+    uint32_t cut;         /**< bit I: argument I is a string that was cut */
+    uint64_t lost_before; /**< records between the one before and this that were overwritten, unfinished or damaged */
+} bitlog_entry;
+
+/** What a ring says of itself. */
+typedef struct bitlog_ring_info {
+    char program[56];    /**< that opened it */
+    uint32_t process_id; /**< that opened it */
+    uint32_t capacity;   /**< records */
+    int64_t opened_ns;   /**< since 1970 in UTC */
+    uint64_t traced;     /**< records so far, kept or not */
+    uint64_t dropped;    /**< of these, the ones that met a record of a whole turn before which was not finished yet */
+} bitlog_ring_info;
+
+/** Reads a ring from its oldest record on. A reader belongs to one thread at a time. */
+typedef struct bitlog_reader bitlog_reader;
+
+/**
+ * Opens a ring to read, also while a process is tracing into it. The file is not trusted: one that is damaged or made
+ * up is refused, or gives wrong records, and nothing worse.
+ * @param path    file, or NULL for the ring that this process has open, which is not to be closed before the reader
+ * @param reader  receives the reader, to be closed by bitlog_reader_close(); NULL after a failure
+ * @param reason  receives what is wrong, as one sentence without the path; may be NULL when `room` is 0
+ * @return 0; EINVAL when it is no ring or a damaged one; ENOENT when there is none of this process; ENOMEM; or what
+ *         opening or reading the file came to
+ */
+BITLOG_API uint32_t bitlog_reader_open(const char *path, bitlog_reader **reader, char *reason, size_t room);
+/** Closes a reader; NULL is allowed. */
+BITLOG_API void bitlog_reader_close(bitlog_reader *reader);
+
+/**
+ * Looks in a folder first for the files of the libraries that traced, by their names: for a ring that comes from another
+ * machine. To be called before the first record is got.
+ * @return 0, or ENAMETOOLONG
+ */
+BITLOG_API uint32_t bitlog_reader_look_in(bitlog_reader *reader, const char *folder);
+
+/** The state of the ring now. */
+BITLOG_API void bitlog_reader_info(bitlog_reader *reader, bitlog_ring_info *info);
+
+/**
+ * Gets the next record; when there is none now, later calls may find more.
+ * @param patience_ms  how long a record may take that a thread has begun to write. Until that time has passed in
+ *                     several calls there is no next record; then it counts as lost. 0 for the ring of a process that
+ *                     has ended.
+ * @return 1 when `entry` was filled, otherwise 0
+ */
+BITLOG_API int bitlog_reader_next(bitlog_reader *reader, bitlog_entry *entry, uint32_t patience_ms);
+
+/**
+ * Formats a record as bitlog_format() does, with the text from the file of the library that traced it. That file is
+ * looked for where it was then, see also bitlog_reader_look_in(), and must be the same build.
+ */
+BITLOG_API size_t bitlog_reader_format(bitlog_reader *reader, const bitlog_entry *entry, char *buffer, size_t room);
+
+/** Name of the module that a record is of, valid until the reader is closed; NULL when the ring does not name it. */
+BITLOG_API const char *bitlog_reader_module(bitlog_reader *reader, uint16_t module_id);
+
+/**
+ * Why the texts of a module cannot be shown, as one sentence that names the file; NULL when they can. Valid until the
+ * reader is closed.
+ */
+BITLOG_API const char *bitlog_reader_texts_fault(bitlog_reader *reader, uint16_t module_id);
 
 BITLOG_API void __BLf_0(const bitlog_trace_points *points, uint32_t number, uint16_t module_id, uint32_t level);
 BITLOG_API void __BLf_1(const bitlog_trace_points *points, uint32_t number, uint16_t module_id, uint32_t level,
