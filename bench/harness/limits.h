@@ -13,12 +13,16 @@ struct side {
     const char *contender;
 };
 
-/** The left side takes at most `factor` times the time of the right one, plus `more` nanoseconds. */
+/**
+ * The left side takes at most `factor` times the time of the right one, plus `more` nanoseconds. Where `base` names
+ * something, only what the left side takes longer than that counts.
+ */
 struct limit {
     side left;
     side right;
     double factor;
     double more;
+    side base = {};
 };
 
 const std::vector<limit> &limits();

@@ -26,6 +26,12 @@ std::string ratio(double value) {
     return text;
 }
 
+double middle_of(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const size_t middle = values.size() / 2;
+    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
 }  // namespace
 
 std::string benchmark_name(const std::string &scenario, const std::string &work, const std::string &contender) {
@@ -42,6 +48,9 @@ void report::ReportRuns(const std::vector<Run> &runs) {
             continue;
         }
         times_[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+        for (const auto &[quantile, value] : run.counters) {
+            quantiles_[run.run_name.function_name][quantile].push_back(value.value);
+        }
     }
     if (!runs.empty()) {
         const std::string &name = runs.front().run_name.function_name;
@@ -54,13 +63,7 @@ void report::ReportRuns(const std::vector<Run> &runs) {
 
 double report::median(const std::string &name) const {
     const auto found = times_.find(name);
-    if (found == times_.end()) {
-        return -1;
-    }
-    std::vector<double> times = found->second;
-    std::sort(times.begin(), times.end());
-    const size_t middle = times.size() / 2;
-    return times.size() % 2 == 1 ? times[middle] : (times[middle - 1] + times[middle]) / 2;
+    return found == times_.end() ? -1 : middle_of(found->second);
 }
 
 void report::write(std::ostream &out) const {
@@ -71,6 +74,7 @@ void report::write(std::ostream &out) const {
     for (const std::string &scenario : scenarios) {
         write_scenario(out, scenario);
     }
+    write_quantiles(out);
     write_limits(out);
     write_races(out);
 }
@@ -118,10 +122,35 @@ void report::write_scenario(std::ostream &out, const std::string &scenario) cons
     out << "\n";
 }
 
+void report::write_quantiles(std::ostream &out) const {
+    if (quantiles_.empty()) {
+        return;
+    }
+    out << "### Each timed by itself\n\n| ns | p50 | p99 | p99.9 |\n|---|---:|---:|---:|\n";
+    for (const contender &one : contenders()) {
+        for (const work &piece : one.works) {
+            const auto found = quantiles_.find(benchmark_name(one.scenario, piece.name, one.name));
+            if (found == quantiles_.end()) {
+                continue;
+            }
+            out << "| " << one.scenario << ", " << piece.name.substr(0, piece.name.find(',')) << ", " << one.name
+                << " |";
+            for (const auto &[quantile, values] : found->second) {
+                out << " " << number(middle_of(values)) << " |";
+            }
+            out << "\n";
+        }
+    }
+    out << "\n";
+}
+
+double report::median(const side &of) const { return median(benchmark_name(of.scenario, of.work, of.contender)); }
+
 bool report::evaluate(const limit &one, verdict &result) const {
-    const double left = median(benchmark_name(one.left.scenario, one.left.work, one.left.contender));
-    const double right = median(benchmark_name(one.right.scenario, one.right.work, one.right.contender));
-    if (left < 0 || right < 0) {
+    const double base = one.base.scenario == nullptr ? 0 : median(one.base);
+    const double left = median(one.left) - base;
+    const double right = median(one.right);
+    if (median(one.left) < 0 || right < 0 || base < 0) {
         return false;
     }
     result.ratio = left / right;
@@ -140,7 +169,8 @@ void report::write_limits(std::ostream &out) const {
         const bool by_difference = one.more > 0;
         out << "| " << one.left.scenario << " | " << one.left.work << ", " << one.left.contender << " | "
             << (one.left.work == one.right.work ? std::string() : one.right.work + std::string(", "))
-            << one.right.contender << " | "
+            << one.right.contender
+            << (one.base.scenario == nullptr ? "" : std::string(", beyond ") + one.base.contender) << " | "
             << (by_difference ? ratio(result.difference) + " ns more" : ratio(result.ratio) + " x") << " | "
             << (by_difference ? ratio(one.more) + " ns more" : ratio(one.factor) + " x") << " | "
             << (result.holds ? "holds" : "**missed**") << " |\n";

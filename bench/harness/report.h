@@ -35,11 +35,15 @@ class report : public benchmark::BenchmarkReporter {
     bool evaluate(const limit &one, verdict &result) const;
     /** Median processor time of one iteration in nanoseconds; negative when it was not timed. */
     double median(const std::string &name) const;
+    double median(const side &of) const;
     void write_scenario(std::ostream &out, const std::string &scenario) const;
+    /** What contenders counted: the times that a share of single passes stays below. */
+    void write_quantiles(std::ostream &out) const;
     void write_limits(std::ostream &out) const;
     void write_races(std::ostream &out) const;
 
     std::map<std::string, std::vector<double>> times_;
+    std::map<std::string, std::map<std::string, std::vector<double>>> quantiles_;
 };
 
 /** The name under which a benchmark is registered and reported. */
