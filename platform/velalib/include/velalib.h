@@ -8,6 +8,7 @@
 #define VELALIB_H
 
 #include "velalib/handle.h"
+#include "velalib/memory_use.h"
 #include "velalib/object_reference.h"
 #include "velalib/primitives.h"
 #include "velalib/runtime.h"
