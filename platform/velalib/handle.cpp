@@ -63,6 +63,7 @@ bool wants_accounts(const vela_handle_options &options) {
 bool are_valid(const vela_handle_options &options) {
     if ((options.alloc == nullptr) != (options.free == nullptr)) return false;
     if (options.alloc != nullptr && wants_accounts(options)) return false;
+    if (options.shared_alloc != nullptr && options.shared_types != nullptr) return false;
     if (options.work_buffer_size > INT32_MAX) return false;
     return options.tracking == 0 || options.tracking == VELA_STTR_OFF || options.tracking == VELA_STTR_ON;
 }
@@ -103,6 +104,18 @@ void set_tables(whole_handle &whole, const vela_handle_options &options) {
     handle.type_table_lookup = velalib::type_table_lookup;
     handle.type_table_cookie = &whole.runtime.types;
     handle.shared_type_info = options.shared_type_info;
+}
+
+/** Lets type information lie where several processes share it; an error code. */
+u_int32 set_shared_types(whole_handle &whole, vela_shared_types *types) {
+    if (types == nullptr) return VELA_OK;
+    vela_handle &handle = whole.handle;
+    handle.shared_alloc = velalib::shared_types_alloc;
+    handle.type_table_insert = velalib::shared_types_insert;
+    handle.type_table_lookup = velalib::shared_types_lookup;
+    handle.shared_alloc_cookie = handle.type_table_cookie = &whole.runtime.shared_types;
+    handle.shared_type_info = 1;
+    return whole.runtime.shared_types.start(types);
 }
 
 void set_tracking(whole_handle &whole, u_int32 mode) {
@@ -155,6 +168,11 @@ vela_handle *vela_handle_create(const vela_handle_options *given, u_int32 *err) 
     handle.runtime = &whole->runtime;
     set_callbacks(*whole, options);
     set_tables(*whole, options);
+    *err = set_shared_types(*whole, options.shared_types);
+    if (*err != 0) {
+        delete whole;
+        return nullptr;
+    }
     set_tracking(*whole, options.tracking);
     handle.msg_header_word = options.msg_header_word;
     vela_handle_set_domain(&handle, options.domain);

@@ -6,6 +6,7 @@
 #include "memory_account.h"
 #include "object_references.h"
 #include "pointer_map.h"
+#include "shared_types.h"
 #include "type_table.h"
 #include "velalib_inline.h"
 
@@ -15,6 +16,7 @@ struct vela_runtime {
     velalib::block_allocator memory;
     velalib::memory_account account{memory};
     velalib::type_table types;
+    velalib::shared_types_user shared_types;  // in place of `types`, when options name some
     velalib::variant_cache variants;
     velalib::pointer_map<int64_t> sttr_offsets;  // by instance: distance to its state-flag block
     velalib::object_references references;

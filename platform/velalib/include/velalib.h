@@ -12,6 +12,7 @@
 #include "velalib/object_reference.h"
 #include "velalib/primitives.h"
 #include "velalib/runtime.h"
+#include "velalib/shared_types.h"
 #include "velalib/strings.h"
 #include "velalib/types.h"
 
