@@ -167,9 +167,9 @@ void initialize(shared_types_file &file, u_int64 address, size_t size) {
 }
 
 /** Opens a file and finds its length; false with a report. */
-bool measure(const char *path, int fd, size_t *size, const failure_report &report) {
+bool measure(int fd, size_t *size, const failure_report &report) {
     struct stat status = {};
-    if (fd < 0 || fstat(fd, &status) != 0) return report.fail_by_system(path);
+    if (fd < 0 || fstat(fd, &status) != 0) return report.fail_by_system("cannot open");
     if (!S_ISREG(status.st_mode)) return report.fail(VELA_EINVAL, "this is no file");
     *size = static_cast<size_t>(status.st_size);
     if (*size < sizeof(shared_types_file)) return report.fail(VELA_EINVAL, "this is no file of shared types");
@@ -177,11 +177,11 @@ bool measure(const char *path, int fd, size_t *size, const failure_report &repor
     return true;
 }
 
-bool read_all(const char *path, int fd, void *memory, size_t size, const failure_report &report) {
+bool read_all(int fd, void *memory, size_t size, const failure_report &report) {
     for (size_t done = 0; done < size;) {
         const ssize_t count = pread(fd, static_cast<char *>(memory) + done, size - done, static_cast<off_t>(done));
         if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return report.fail_by_system(path);
+        if (count < 0) return report.fail_by_system("cannot read");
         if (count == 0) return report.fail(VELA_EINVAL, "it is being cut");
         done += static_cast<size_t>(count);
     }
@@ -189,13 +189,13 @@ bool read_all(const char *path, int fd, void *memory, size_t size, const failure
 }
 
 /** Bytes of a file in memory of this process's own; nullptr with a report. */
-shared_types_file *read_copy(const char *path, int fd, size_t length, const failure_report &report) {
+shared_types_file *read_copy(int fd, size_t length, const failure_report &report) {
     void *memory = std::malloc(length);
     if (memory == nullptr) {
         report.fail(VELA_ENOMEM, "there is no memory");
         return nullptr;
     }
-    if (!read_all(path, fd, memory, length, report)) {
+    if (!read_all(fd, memory, length, report)) {
         std::free(memory);
         return nullptr;
     }
@@ -220,14 +220,14 @@ vela_shared_types *vela_shared_types_create(const char *path, void *address, siz
     size = (size + page_size - 1) / page_size * page_size;
     const descriptor fd(open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0660));
     if (fd < 0) {
-        report.fail_by_system(path);
+        report.fail_by_system("cannot make it");
         return nullptr;
     }
     vela_shared_types *types = nullptr;
     // All of it at once: a file system that is full must not show as a SIGBUS later.
     errno = posix_fallocate(fd, 0, static_cast<off_t>(size));
     if (errno != 0) {
-        report.fail_by_system(path);
+        report.fail_by_system("cannot make it");
     } else {
         types = map(fd, place, size, report);
     }
@@ -248,8 +248,8 @@ vela_shared_types *vela_shared_types_open(const char *path, void *address, u_int
     }
     const descriptor fd(open(path, O_RDWR | O_CLOEXEC));
     size_t size = 0;
-    if (!measure(path, fd, &size, report)) return nullptr;
-    shared_types_file *head = read_copy(path, fd, sizeof(shared_types_file), report);
+    if (!measure(fd, &size, report)) return nullptr;
+    shared_types_file *head = read_copy(fd, sizeof(shared_types_file), report);
     if (head == nullptr) return nullptr;
     bool usable = check_head(*head, size, report);
     const u_int64 place = head->address;
@@ -275,8 +275,8 @@ vela_shared_types *vela_shared_types_read(const char *path, u_int32 *err, char *
     }
     const descriptor fd(open(path, O_RDONLY | O_CLOEXEC));
     size_t size = 0;
-    if (!measure(path, fd, &size, report)) return nullptr;
-    shared_types_file *copy = read_copy(path, fd, size, report);
+    if (!measure(fd, &size, report)) return nullptr;
+    shared_types_file *copy = read_copy(fd, size, report);
     if (copy == nullptr) return nullptr;
     vela_shared_types *types = new_types(copy, size, true, report);
     if (types == nullptr) {

@@ -41,7 +41,7 @@ typedef struct vela_shared_types vela_shared_types;
  * @param size     bytes, rounded up to whole pages; the types of this library need 64 KiB, others about 400 bytes each
  * @param err      0 on entry; receives 12 (no memory), 17 (the file exists, or the address is taken), 22 (no path, an
  *                 address or a size that will not do), or the system's error number of the call that failed
- * @param reason   NULL, or receives the failure in words
+ * @param reason   NULL, or receives the failure in words, without the path
  * @param room     bytes of `reason`
  * @return to be given to vela_handle_create() and vela_shared_types_close(), or NULL
  */
