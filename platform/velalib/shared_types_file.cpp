@@ -190,7 +190,7 @@ bool read_all(int fd, void *memory, size_t size, const failure_report &report) {
 
 /** Bytes of a file in memory of this process's own; nullptr with a report. */
 shared_types_file *read_copy(int fd, size_t length, const failure_report &report) {
-    void *memory = std::malloc(length);
+    void *memory = length == 0 ? nullptr : std::malloc(length);
     if (memory == nullptr) {
         report.fail(VELA_ENOMEM, "there is no memory");
         return nullptr;

@@ -48,7 +48,7 @@ typedef struct vela_shared_types vela_shared_types;
 VELA_API vela_shared_types *vela_shared_types_create(const char *path, void *address, size_t size, u_int32 *err,
                                                      char *reason, size_t room);
 /**
- * Maps a file that another process, or this one, has made.
+ * Maps a file that another process has made. A process maps it once, for all its handles and threads.
  * @param path     the same, or /proc/PID/fd/N when the file has no name
  * @param address  NULL: where the file says; another address than that is refused
  * @param err      as for create; also 2 (no such file), 11 (its maker has not finished it: try again), 22 (it is no such
