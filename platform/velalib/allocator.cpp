@@ -86,13 +86,23 @@ void *block_allocator::allocate(size_t size) {
     return memory;
 }
 
+[[noreturn, gnu::cold]] static void refuse(const void *memory) {
+    std::fprintf(stderr, "velalib: block %p is not allocated from this handle, or was freed before\n", memory);
+    std::abort();
+}
+
+[[gnu::always_inline]] inline bool block_allocator::is_out(const block_header &header) const {
+    return header.owner == this && header.state == block_out;
+}
+
+void block_allocator::check_out(const void *memory) const {
+    if (!is_out(static_cast<const block_header *>(memory)[-1])) refuse(memory);
+}
+
 void block_allocator::release(void *memory) {
     if (memory == nullptr) return;
     block_header &header = static_cast<block_header *>(memory)[-1];
-    if (header.owner != this || header.state != block_out) {
-        std::fprintf(stderr, "velalib: block %p is not allocated from this handle, or was freed before\n", memory);
-        std::abort();
-    }
+    if (!is_out(header)) refuse(memory);
     --blocks_;
     bytes_ -= header.size;
     header.state = block_free;

@@ -32,6 +32,8 @@ class block_allocator {
     void *allocate(size_t size);
     /** Takes back what allocate() gave; a block that is not out, or another allocator's, aborts the process. */
     void release(void *memory);
+    /** Aborts the process as release() would; changes nothing. */
+    void check_out(const void *memory) const;
     /** Memory that stays until the allocator goes and is not counted, or nullptr. */
     void *allocate_for_good(size_t size);
 
@@ -47,6 +49,7 @@ class block_allocator {
 
     static constexpr uint32_t class_count = 52;
 
+    bool is_out(const block_header &header) const;
     static uint32_t class_of(size_t size);
     static size_t class_size(uint32_t index);
     void *allocate_apart(size_t size);

@@ -73,6 +73,7 @@ const vela_type_info *vela_type_info_ptr_get(vela_handle *handle, u_int32 mem_cl
 
 void vela_update_variant_info(vela_handle *handle, u_int32, vela_type_info *table_record,
                               const vela_type_info *static_record, u_int32 inserted) {
+    if (handle->runtime->shared_types.is_on()) return;  // records there are complete before they are found
     const vela_variant_table *source = static_record->variant_table;
     if (inserted == 0 || table_record->shared == 0 || source == nullptr || source->count <= 0) return;
     const size_t row_bytes = static_cast<size_t>(source->count) * sizeof(vela_variant_row);

@@ -1,15 +1,21 @@
 #!/usr/bin/env python3
-"""Compares what the library offers with what was agreed: exported symbols and installed headers.
+"""Compares what the library offers and needs with what was agreed: symbols, installed headers, the runtime's contract.
 
     check.py exports LIBRARY GOLDEN     dynamic symbols that the library defines
     check.py headers BUILD GOLDEN       headers that an installation of the build folder brings
+    check.py contract LIBRARY PAGE SOURCES RUNTIME...
+                                        functions that the library takes from its runtime and the page must name
 
 With --update as last argument the golden file is written anew; its difference is then part of the change's review.
 """
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
+
+
+HANDLE_HEADER = "../platform/velalib/include/velalib/handle.h"
 
 
 def exports(library):
@@ -31,7 +37,43 @@ def headers(build):
         return sorted(str(path.relative_to(include)) for path in include.rglob("*.h"))
 
 
+def symbols(library, which):
+    text = subprocess.run(["nm", "-D", which, library], check=True, capture_output=True, text=True).stdout
+    return {line.split()[-1].split("@")[0] for line in text.splitlines()}
+
+
+def named(page):
+    """Names in the first column of the page's tables. A row T_print is one for each type that the page lists as T."""
+    text = pathlib.Path(page).read_text()
+    types = re.search(r"`T` is each of (.*?);", text, re.DOTALL)
+    letters = {"T": re.findall(r"`(\w+)`", types[1])}
+    letters["N"] = letters["T"][:-3]
+    names = set()
+    for row in re.findall(r"^\| (`.*?) \|", text.split("### The handle")[1].split("## Threat model")[0], re.MULTILINE):
+        for name in re.findall(r"`(\w+)`", row):
+            kind, _, rest = name.partition("_")
+            names |= {f"{each}_{rest}" for each in letters[kind]} if kind in letters else {name}
+    return names
+
+
+def contract(library, page, sources, *runtimes):
+    """Whether the page names what the library imports, also when built without the inline forms, and nothing else."""
+    offered = set().union(*(symbols(runtime, "--defined-only") for runtime in runtimes))
+    needed = symbols(library, "--undefined-only") & offered
+    for source in pathlib.Path(sources).glob("*.*"):
+        needed |= set(re.findall(r"VELA_CALL\((\w+)\)", source.read_text())) - {"name"}
+    names = named(page)
+    handle_members = set(re.findall(r"\w+", pathlib.Path(sources, HANDLE_HEADER).read_text()))
+    faults = [f"{page} does not name {name}" for name in sorted(needed - names)]
+    faults += [f"{page} names {name}, which the runtime does not have"
+               for name in sorted(names - offered - handle_members)]
+    print("\n".join(faults))
+    return 1 if faults else 0
+
+
 def main(arguments):
+    if arguments[0] == "contract":
+        return contract(*arguments[1:])
     update = arguments[-1:] == ["--update"]
     kind, source, golden = arguments[: 3]
     found = {"exports": exports, "headers": headers}[kind](source)

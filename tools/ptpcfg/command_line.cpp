@@ -33,7 +33,24 @@ void start_trace(const std::string &where) {
     }
 }
 
-void add_global_options(CLI::App &app) {
+/** Writes at its end, also after a fault, what the run created and destroyed. */
+class final_statistics {
+  public:
+    final_statistics() = default;
+    ~final_statistics() {
+        try {
+            if (wanted) std::fputs(statistics_of_this_run().c_str(), stderr);
+        } catch (const std::bad_alloc &) {
+            std::fputs("ptpcfg: there is no memory for --stats\n", stderr);
+        }
+    }
+    final_statistics(const final_statistics &) = delete;
+    final_statistics &operator=(const final_statistics &) = delete;
+
+    bool wanted = false;
+};
+
+void add_global_options(CLI::App &app, final_statistics &statistics) {
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", std::string("ptpcfg ") + PTPCFG_VERSION);
@@ -43,6 +60,8 @@ void add_global_options(CLI::App &app) {
                  "ptpcfg trace")
         ->each([where](const std::string &value) { start_trace(value); })
         ->trigger_on_parse();
+    app.add_flag("--stats", statistics.wanted,
+                 "show at the end, on standard error, how many instances of each type the run created and destroyed");
     app.footer(exit_codes);
     app.failure_message(CLI::FailureMessage::simple);
 }
@@ -176,13 +195,27 @@ void add_trace(CLI::App &app) {
     command->callback([options] { print_trace(*options); });
 }
 
+void add_statistics(CLI::App &app) {
+    CLI::App *command = app.add_subcommand(
+        "stats", "Show what the processes that share a file of types have created and destroyed, per type and variant");
+    auto options = std::make_shared<statistics_options>();
+    command->add_option("file", options->file, "the file, as their vela_shared_types_create() made it")
+        ->type_name("FILE")
+        ->required();
+    command->add_flag("--all", options->all, "also types of which nothing was created");
+    command->add_flag("--json", options->json, "as JSON: {\"types\": [{\"type\", \"variant\", ...}, ...]}");
+    command->callback([options] { show_statistics(*options); });
+}
+
 }  // namespace
 
 int run_command_line(int argc, char **argv) {
     CLI::App app("Configuration records of PTP clocks: encode, decode, print, describe, send and receive them.",
                  "ptpcfg");
-    add_global_options(app);
-    for (const auto add : {add_encode, add_decode, add_print, add_describe, add_send, add_listen, add_trace}) {
+    final_statistics statistics;
+    add_global_options(app, statistics);
+    for (const auto add :
+         {add_encode, add_decode, add_print, add_describe, add_send, add_listen, add_trace, add_statistics}) {
         add(app);
     }
     try {

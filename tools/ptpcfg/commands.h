@@ -68,6 +68,18 @@ std::vector<std::string> trace_levels();
 /** Prints what a process traced into a file. */
 void print_trace(const trace_options &options);
 
+struct statistics_options {
+    std::string file;  // of shared types
+    bool all = false;  // also types of which nothing was created
+    bool json = false;
+};
+
+/** stats: what the processes that share a file of types have created and destroyed. */
+void show_statistics(const statistics_options &options);
+
+/** The same of this process, as text. */
+std::string statistics_of_this_run();
+
 /** The type that --type names, or nullptr. */
 const ptp_cfg_type *bare_type_of(const std::string &name);
 

@@ -4,36 +4,10 @@
 #include "failure.h"
 #include "files.h"
 #include "records.h"
+#include "table.h"
 
 namespace ptpcfg {
 namespace {
-
-/** Lines of cells in columns that are as wide as they must be. */
-class table {
-  public:
-    void row(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
-    std::string text() const {
-        std::vector<size_t> widths;
-        for (const auto &cells : rows_) {
-            widths.resize(std::max(widths.size(), cells.size()));
-            for (size_t column = 0; column < cells.size(); ++column) {
-                widths[column] = std::max(widths[column], cells[column].size());
-            }
-        }
-        std::string text;
-        for (const auto &cells : rows_) {
-            std::string line;
-            for (size_t column = 0; column < cells.size(); ++column) {
-                line += cells[column] + std::string(widths[column] - cells[column].size() + 2, ' ');
-            }
-            text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
-        }
-        return text;
-    }
-
-  private:
-    std::vector<std::vector<std::string>> rows_;
-};
 
 const char *kind_name(ptp_cfg_type_kind kind) {
     switch (kind) {

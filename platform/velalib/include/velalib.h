@@ -8,9 +8,11 @@
 #define VELALIB_H
 
 #include "velalib/handle.h"
+#include "velalib/memory_use.h"
 #include "velalib/object_reference.h"
 #include "velalib/primitives.h"
 #include "velalib/runtime.h"
+#include "velalib/shared_types.h"
 #include "velalib/strings.h"
 #include "velalib/types.h"
 

@@ -7,6 +7,8 @@
 #ifndef VELALIB_HANDLE_H
 #define VELALIB_HANDLE_H
 
+#include "velalib/memory_use.h"
+#include "velalib/shared_types.h"
 #include "velalib/types.h"
 
 VELA_BEGIN_C
@@ -132,7 +134,10 @@ typedef struct vela_handle {
     struct vela_runtime *runtime; /**< the runtime's own state */
 } vela_handle;
 
-/** How a handle is to be made. Zero-fill it, set `size`, then what you need; all else has a default. */
+/**
+ * How a handle is to be made. Zero-fill it, set `size`, then what you need; all else has a default. Later releases add
+ * members at the end; a program that was compiled with fewer has the defaults of the rest.
+ */
 typedef struct vela_handle_options {
     size_t size;                /**< sizeof(vela_handle_options) */
     vela_alloc_fn alloc;        /**< NULL: the handle's own allocator, which returns everything at destroy */
@@ -147,6 +152,15 @@ typedef struct vela_handle_options {
     u_int32 msg_header_word;             /**< sent in every message header */
     const struct vela_domain *domain;    /**< NULL: newest variants; the caller keeps it alive */
     u_int32 work_buffer_size;            /**< bytes of the buffer that clone_cr and copy_cr use; 0: 65536 */
+
+    /* The next three are for handles without `alloc`; memory_use.h says what is counted. */
+    u_int64 memory_budget;           /**< bytes that may be out at once, beyond which allocation fails; 0: no limit */
+    vela_left_behind_fn left_behind; /**< NULL, or told by vela_handle_destroy(), with `cookie`, of each block left */
+    u_int32 memory_accounting;       /**< non-zero: count each memory class; implied by the two above */
+
+    /** NULL, or where type information lies that several processes share; implies shared_type_info. Not together with
+     *  shared_alloc. The handle keeps it mapped. */
+    vela_shared_types *shared_types;
 } vela_handle_options;
 
 /** What a handle still held when it was destroyed. All of it has been returned. */
@@ -158,8 +172,10 @@ typedef struct vela_handle_report {
 /**
  * Creates a handle.
  * @param options  NULL for all defaults
- * @param err      0 on entry; receives 12 (no memory) or 22 (options of an unknown size, an alloc without a
- *                 free, an unknown tracking mode)
+ * @param err      0 on entry; receives 12 (no memory, or none left in the shared types), 22 (options of an unknown
+ *                 size, an alloc without a free or with accounting, an unknown tracking mode, shared types that are
+ *                 only read, or that know fewer variants than a loaded module), or 11 (a process that enters shared
+ *                 types does not go on)
  * @return the handle, owned by the caller until vela_handle_destroy(), or NULL
  */
 VELA_API vela_handle *vela_handle_create(const vela_handle_options *options, u_int32 *err);

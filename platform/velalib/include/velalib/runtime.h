@@ -52,7 +52,7 @@ VELA_API u_int32 velalib_adjust_variant(vela_handle *handle, u_int32 mem_class, 
 /**
  * Merges a module's variant table into a record of the handle's type table. A newly inserted copy in shared form
  * receives a variant table of its own, with counters that start at 0 and as long-lived as the handle (without
- * memory it keeps the module's, and the handle's last error is 12). Any other record is left alone.
+ * memory it keeps the module's, and the handle's last error is 12). Any other record is left alone, and so are those of shared types.
  */
 VELA_API void vela_update_variant_info(vela_handle *handle, u_int32 mem_class, vela_type_info *table_record,
                                        const vela_type_info *static_record, u_int32 inserted);
