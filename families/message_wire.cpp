@@ -2,6 +2,11 @@
 #include "families/message.h"
 #include "families/xml.h"
 
+#include <errno.h>
+
+// A product's own runtime may do without these counters.
+#pragma weak velalib_msg_recorder_skip
+
 namespace ptp_cfg {
 
 static constexpr u_int32 record_size = 4096;
@@ -156,7 +161,18 @@ static u_int32 render_record(const message_descriptor &type, vela_handle *handle
     return count;
 }
 
-/** Writes a message to the recorder's stream. What goes wrong is traced; delivery goes on. */
+/** Writes a record to the recorder's stream. Returns 0 or why it is not there. */
+static u_int32 write_record(const message_descriptor &type, const char *text, u_int32 count) {
+    FILE *stream = velalib_msg_recorder_get_handle();
+    if (stream == nullptr) {
+        emit(type.trace, trace::message::record_no_stream);
+        return VELA_ENOENT;
+    }
+    // One call per record keeps the records of several threads whole.
+    return fwrite(text, count, 1, stream) == 1 ? 0 : static_cast<u_int32>(errno);
+}
+
+/** Writes a message to the recorder's stream. What goes wrong is traced and counted; delivery goes on. */
 static void record(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *message) {
     char *buffer = static_cast<char *>(velalib_malloc(nullptr, mem_class, record_size));
     if (buffer == nullptr) {
@@ -164,20 +180,19 @@ static void record(const message_descriptor &type, vela_handle *handle, u_int32 
     }
     u_int32 err = 0;
     const u_int32 count = render_record(type, handle, mem_class, buffer, message, &err);
+    u_int32 lost = err;
     if (err == 0) {
-        FILE *stream = velalib_msg_recorder_get_handle();
-        if (stream == nullptr) {
-            emit(type.trace, trace::message::record_no_stream);
-        } else {
-            // One call per record keeps the records of several threads whole; a short write shows at the stream.
-            (void)!fwrite(buffer, count, 1, stream);
-        }
+        lost = write_record(type, buffer, count);
     } else {
         emit(type.trace, trace::message::not_recorded, err, count);
     }
     velalib_free(nullptr, mem_class, buffer);
     if (err != 0) {
         emit(type.trace, trace::message::record_failed, err);
+        clear_last_error(handle);  // receiving did not fail
+    }
+    if (lost != 0 && velalib_msg_recorder_skip != nullptr) {
+        velalib_msg_recorder_skip(type.luid, type.name, lost);
     }
 }
 
