@@ -1,8 +1,9 @@
 // Messages as bytes: len, marshal, unmarshal and the receive path.
 #include "families/message.h"
-#include "families/xml.h"
 
 #include <errno.h>
+
+#include "families/xml.h"
 
 // A product's own runtime may do without these counters.
 #pragma weak velalib_msg_recorder_skip

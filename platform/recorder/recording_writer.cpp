@@ -73,6 +73,7 @@ bool vela_recorder::find_end(failure &why) {
         statistics_.cut_bytes += last.extent;
         why.text = path_ + ": " + last.reason + " at offset " + std::to_string(last.offset) + "; its " +
                    std::to_string(last.extent) + " bytes are removed";
+        take_back();
     }
     return true;
 }
