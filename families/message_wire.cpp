@@ -170,7 +170,9 @@ static u_int32 write_record(const message_descriptor &type, const char *text, u_
         return VELA_ENOENT;
     }
     // One call per record keeps the records of several threads whole.
-    return fwrite(text, count, 1, stream) == 1 ? 0 : static_cast<u_int32>(errno);
+    errno = 0;
+    const bool written = fwrite(text, count, 1, stream) == 1;
+    return written ? 0 : static_cast<u_int32>(errno != 0 ? errno : EIO);
 }
 
 /** Writes a message to the recorder's stream. What goes wrong is traced and counted; delivery goes on. */

@@ -36,6 +36,9 @@ void outgoing::on_event(void *cookie, vela_channel *, const vela_channel_event *
 }
 
 void outgoing::wait_for_peer() {
+    if (offered_ == 0) {
+        last_progress_ = clock::now();  // what came before was the caller's time
+    }
     while (statistics_of(channel_).peers == 0 && stop_signal() == 0) {
         work(clock::now() + longest_wait);
     }

@@ -22,7 +22,7 @@ class outgoing {
     outgoing(const outgoing &) = delete;
     outgoing &operator=(const outgoing &) = delete;
 
-    /** Waits until somebody listens. */
+    /** Waits until somebody listens; to be called before each message. */
     void wait_for_peer();
     /** Lets the channel work until a time. */
     void work_until(clock::time_point time);
