@@ -2,7 +2,8 @@
 
 include(CMakePackageConfigHelpers)
 
-foreach(folder IN ITEMS platform/bitlog platform/velalib platform/transport module)
+foreach(folder IN ITEMS platform/bitlog platform/velalib platform/transport platform/recorder
+               module)
     install(DIRECTORY "${folder}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
 endforeach()
 install(DIRECTORY "${PTP_CFG_GENERATED_INCLUDE_DIR}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"

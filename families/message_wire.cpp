@@ -1,6 +1,12 @@
 // Messages as bytes: len, marshal, unmarshal and the receive path.
 #include "families/message.h"
+
+#include <errno.h>
+
 #include "families/xml.h"
+
+// A product's own runtime may do without these counters.
+#pragma weak velalib_msg_recorder_skip
 
 namespace ptp_cfg {
 
@@ -156,7 +162,20 @@ static u_int32 render_record(const message_descriptor &type, vela_handle *handle
     return count;
 }
 
-/** Writes a message to the recorder's stream. What goes wrong is traced; delivery goes on. */
+/** Writes a record to the recorder's stream. Returns 0 or why it is not there. */
+static u_int32 write_record(const message_descriptor &type, const char *text, u_int32 count) {
+    FILE *stream = velalib_msg_recorder_get_handle();
+    if (stream == nullptr) {
+        emit(type.trace, trace::message::record_no_stream);
+        return VELA_ENOENT;
+    }
+    // One call per record keeps the records of several threads whole.
+    errno = 0;
+    const bool written = fwrite(text, count, 1, stream) == 1;
+    return written ? 0 : static_cast<u_int32>(errno != 0 ? errno : EIO);
+}
+
+/** Writes a message to the recorder's stream. What goes wrong is traced and counted; delivery goes on. */
 static void record(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *message) {
     char *buffer = static_cast<char *>(velalib_malloc(nullptr, mem_class, record_size));
     if (buffer == nullptr) {
@@ -164,20 +183,19 @@ static void record(const message_descriptor &type, vela_handle *handle, u_int32 
     }
     u_int32 err = 0;
     const u_int32 count = render_record(type, handle, mem_class, buffer, message, &err);
+    u_int32 lost = err;
     if (err == 0) {
-        FILE *stream = velalib_msg_recorder_get_handle();
-        if (stream == nullptr) {
-            emit(type.trace, trace::message::record_no_stream);
-        } else {
-            // One call per record keeps the records of several threads whole; a short write shows at the stream.
-            (void)!fwrite(buffer, count, 1, stream);
-        }
+        lost = write_record(type, buffer, count);
     } else {
         emit(type.trace, trace::message::not_recorded, err, count);
     }
     velalib_free(nullptr, mem_class, buffer);
     if (err != 0) {
         emit(type.trace, trace::message::record_failed, err);
+        clear_last_error(handle);  // receiving did not fail
+    }
+    if (lost != 0 && velalib_msg_recorder_skip != nullptr) {
+        velalib_msg_recorder_skip(type.luid, type.name, lost);
     }
 }
 

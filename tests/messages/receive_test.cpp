@@ -68,6 +68,7 @@ class Receive : public family_test {
     }
     void TearDown() override {
         velalib_msg_recorder_set(0, nullptr);
+        velalib_msg_recorder_skipped_clear();
         family_test::TearDown();
     }
 
@@ -87,6 +88,17 @@ class Receive : public family_test {
         EXPECT_EQ(record_type(subject).marshal(handle, out), bytes);
         ptp_port_delete_cmd_message_destroy(handle, test_class, out);
         out = nullptr;
+    }
+
+    /** Expects that one message type was not recorded. */
+    static void expect_skipped(const std::string &name, u_int32 last_error, u_int64 count) {
+        velalib_msg_recorder_skipped row{};
+        ASSERT_EQ(velalib_msg_recorder_skipped_get(0, &row), 1u);
+        EXPECT_EQ(row.name, name);
+        EXPECT_EQ(row.last_error, last_error);
+        EXPECT_EQ(row.count, count);
+        EXPECT_EQ(velalib_msg_recorder_skipped_get(1, &row), 0u);
+        EXPECT_EQ(velalib_msg_recorder_skipped_total(), count);
     }
 
     octets bytes;
@@ -216,6 +228,7 @@ TEST_F(Receive, ARecordReadsBack) {
     take();
     receive(nullptr);
     EXPECT_EQ(log.writes.size(), 2u);
+    EXPECT_EQ(velalib_msg_recorder_skipped_total(), 0u);
     take();
 }
 
@@ -230,6 +243,7 @@ TEST_F(Receive, WithoutStreamItIsTracedAndDelivered) {
     velalib_msg_recorder_set(1, nullptr);
     receive(nullptr);
     expect_trace(subject, BITLOG_ERROR, "VELA record - NULL file handle for message ptp_port_delete_cmd");
+    expect_skipped("ptp_port_delete_cmd", VELA_ENOENT, 1);
     EXPECT_EQ(frees, 1u);
     EXPECT_EQ(by_handler.size(), 1u);
     take();
@@ -253,8 +267,44 @@ TEST_F(Receive, WhatDoesNotFitIsNotRecordedButDelivered) {
     EXPECT_TRUE(log.writes.empty());
     EXPECT_EQ(frees, 1u);
     EXPECT_EQ(by_handler, (std::vector<delivered>{{handle, test_class, &context, received}}));
+    EXPECT_EQ(handle->last_error.code, 0u) << "receiving succeeded";
     ptp_ipv4_streams_list_msg_message_destroy(handle, test_class, received);
+    expect_skipped("ptp_ipv4_streams_list_msg", VELA_EMSGSIZE, 1);
+}
+
+TEST_F(Receive, WhatIsNotRecordedIsCountedByMessage) {
+    FILE *full = fopen("/dev/full", "w");
+    ASSERT_NE(full, nullptr);
+    setvbuf(full, nullptr, _IONBF, 0);
+    velalib_msg_recorder_set(1, full);
+    u_int32 too_long = 0, unwritten = 0;
+    for (const record_type &each : record_types(PTP_CFG_MESSAGE)) {
+        const auto sent = create(each.type);
+        fill(each, handle, sent.get(), filling::maximum);
+        const octets wide = each.marshal(handle, sent.get());
+        for (u_int32 time = 1; time <= 2; ++time) {
+            void *received = nullptr;
+            ptp_cfg_dispatch(handle, test_class, &context, &received, nullptr, wide.data(),
+                             static_cast<u_int32>(wide.size()), &err);
+            err = 0;
+            each.operations->destroy(handle, test_class, received);
+        }
+        velalib_msg_recorder_skipped row;
+        ASSERT_EQ(velalib_msg_recorder_skipped_get(too_long + unwritten, &row), 1u) << each.about.name;
+        EXPECT_STREQ(row.name, each.about.short_name);
+        EXPECT_EQ(memcmp(row.luid, each.about.luid, sizeof row.luid), 0);
+        EXPECT_EQ(row.count, 2u);
+        ++(row.last_error == VELA_EMSGSIZE ? too_long : unwritten);
+        EXPECT_TRUE(row.last_error == VELA_EMSGSIZE || row.last_error == VELA_ENOSPC) << row.last_error;
+    }
+    EXPECT_EQ(too_long, 4u) << "at full width";
+    EXPECT_EQ(too_long + unwritten, 47u);
+    EXPECT_EQ(velalib_msg_recorder_skipped_total(), 94u);
+    velalib_msg_recorder_skipped_clear();
+    EXPECT_EQ(velalib_msg_recorder_skipped_total(), 0u);
+    traces.clear();
     vela_clear_last_error(handle);
+    fclose(full);
 }
 
 TEST_F(Receive, WithoutMemoryForARecordTheProcessEnds) {

@@ -6,6 +6,7 @@
 #include "bitlog.h"
 #include "commands.h"
 #include "failure.h"
+#include "vela_recorder.h"
 
 namespace ptpcfg {
 namespace {
@@ -207,15 +208,63 @@ void add_statistics(CLI::App &app) {
     command->callback([options] { show_statistics(*options); });
 }
 
+void add_record(CLI::App &app) {
+    CLI::App *command =
+        app.add_subcommand("record", "Receive messages at a channel and keep their bytes with the time");
+    auto options = std::make_shared<record_options>();
+    add_channel_options(*command, options->channel,
+                        "end after this time without a message; a fault when --count is not reached");
+    command->add_option("file", options->file, "recording to add to; replay, decode and print read it")
+        ->type_name("FILE")
+        ->required();
+    command
+        ->add_option("--max-size", options->max_size, "size at which FILE becomes FILE.1, for example 64M; default 16M")
+        ->type_name("SIZE")
+        ->transform(CLI::AsSizeValue(false))
+        ->check(CLI::Range(u_int64{VELA_RECORDER_LEAST_FILE}, u_int64{1} << 50));
+    command->add_option("--files", options->files, "files to keep, FILE included; the oldest goes; default 8")
+        ->type_name("N")
+        ->check(CLI::Range(1, int{VELA_RECORDER_MOST_FILES}));
+    command->add_option("--count", options->count, "end after this many messages")->type_name("N");
+    command->callback([options] { record_messages(*options); });
+}
+
+void add_replay(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("replay", "Send the messages of a recording again");
+    auto options = std::make_shared<replay_options>();
+    options->channel.timeout = 5;
+    command->add_option("file", options->file, "recording; FILE.1 and so on are read before it")
+        ->type_name("FILE")
+        ->required();
+    add_channel_options(*command, options->channel,
+                        "longest time without a peer, or in which the peer takes nothing; default 5");
+    command->add_option("--speed", options->speed, "how many times as fast as recorded, or max; default 1")
+        ->type_name("N|max");
+    constexpr const char *times = "seconds from the recording's first message, or a time as in 2026-03-29T01:30:00Z";
+    command->add_option("--from", options->from, std::string("leave out what is older: ") + times)->type_name("T");
+    command->add_option("--to", options->to, std::string("leave out what is of this time or newer: ") + times)
+        ->type_name("T");
+    command->add_option("--filter", options->filter, "only this message; may be repeated")
+        ->type_name("MESSAGE")
+        ->allow_extra_args(false);
+    command->footer(
+        std::string("The messages keep their distances in time, divided by N. A bar shows on a terminal how "
+                    "far it is.\nA torn end of the recording is a warning; damage is reported, and the rest "
+                    "is sent.\n\n") +
+        exit_codes);
+    command->callback([options] { replay(*options); });
+}
+
 }  // namespace
 
 int run_command_line(int argc, char **argv) {
-    CLI::App app("Configuration records of PTP clocks: encode, decode, print, describe, send and receive them.",
-                 "ptpcfg");
+    CLI::App app(
+        "Configuration records of PTP clocks: encode, decode, print, describe, send, receive, record and replay them.",
+        "ptpcfg");
     final_statistics statistics;
     add_global_options(app, statistics);
-    for (const auto add :
-         {add_encode, add_decode, add_print, add_describe, add_send, add_listen, add_trace, add_statistics}) {
+    for (const auto add : {add_encode, add_decode, add_print, add_describe, add_send, add_listen, add_record, add_replay,
+                           add_trace, add_statistics}) {
         add(app);
     }
     try {

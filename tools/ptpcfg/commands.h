@@ -54,6 +54,29 @@ struct listen_options {
 
 void listen(const listen_options &options);
 
+struct record_options {
+    channel_options channel;
+    std::string file;
+    u_int64 max_size = 0;  // bytes of a file; 0: the library's default
+    u_int32 files = 0;     // files that are kept; 0: the library's default
+    u_int32 count = 0;     // 0: without end
+};
+
+/** Keeps the bytes of what arrives in a recording, whether it is known or not. */
+void record_messages(const record_options &options);
+
+struct replay_options {
+    std::string file;
+    channel_options channel;
+    std::string speed = "1";
+    std::string from;  // times, or empty
+    std::string to;
+    std::vector<std::string> filter;  // names of messages; empty: all
+};
+
+/** Sends a recording again. */
+void replay(const replay_options &options);
+
 struct trace_options {
     std::string file;
     std::string level = "debug";  // the least severe that is shown

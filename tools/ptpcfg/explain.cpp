@@ -99,6 +99,9 @@ void explain(const conversion &options) {
     if (from == format::xml) {
         throw failure(exit_code::bad_input, name + ": --explain reads bytes, not XML; encode it first");
     }
+    if (from == format::rec) {
+        throw failure(exit_code::bad_input, name + ": --explain reads messages, not a recording; decode it --to bin");
+    }
     const std::string bytes = from == format::hex ? from_hex(name, content) : content;
     if (bytes.empty()) {
         throw failure(exit_code::bad_input, name + ": is empty");

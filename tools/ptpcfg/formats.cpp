@@ -10,10 +10,10 @@ namespace ptpcfg {
 namespace {
 
 constexpr std::pair<const char *, format> names[] = {
-    {"xml", format::xml}, {"bin", format::bin}, {"hex", format::hex}, {"text", format::text}};
+    {"xml", format::xml}, {"bin", format::bin}, {"hex", format::hex}, {"text", format::text}, {"rec", format::rec}};
 
 constexpr std::pair<const char *, format> endings[] = {
-    {".xml", format::xml}, {".bin", format::bin}, {".hex", format::hex}, {".txt", format::text}};
+    {".xml", format::xml}, {".bin", format::bin}, {".hex", format::hex}, {".txt", format::text}, {".rec", format::rec}};
 
 int digit_value(char c) {
     if (c >= '0' && c <= '9') {
@@ -60,6 +60,9 @@ format format_of_content(std::string_view content) {
     const size_t first = content.find_first_not_of(" \t\r\n");
     if (first != std::string_view::npos && content[first] == '<') {
         return format::xml;
+    }
+    if (content.starts_with(std::string_view("VREC\1", 5))) {
+        return format::rec;
     }
     // Records always hold bytes that are no characters, so a text can only be a hex dump.
     const bool is_text = std::all_of(content.begin(), content.end(), [](char c) {

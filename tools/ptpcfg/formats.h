@@ -7,10 +7,11 @@
 
 namespace ptpcfg {
 
-enum class format { xml, bin, hex, text };
+/** `rec` is a recording, which is only read: ptpcfg record writes them. */
+enum class format { xml, bin, hex, text, rec };
 
 /** What --from and --to accept, for help texts and checks. */
-inline constexpr const char *input_formats = "xml, bin, hex";
+inline constexpr const char *input_formats = "xml, bin, hex, rec";
 inline constexpr const char *output_formats = "xml, bin, hex, text";
 
 /** The format of a name; throws a usage failure that lists `allowed` when it is none of them. */

@@ -209,6 +209,8 @@ std::string render(const std::vector<record> &records, format form) {
             case format::text:
                 output += print_of(record);
                 break;
+            case format::rec:  // is never an output
+                break;
         }
     }
     if (form == format::xml) {

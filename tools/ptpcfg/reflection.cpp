@@ -92,6 +92,23 @@ const ptp_cfg_type *type_named(const std::string &name) {
                                         (hint.empty() ? "; 'ptpcfg describe' lists them" : hint));
 }
 
+const ptp_cfg_type *message_named(const std::string &name) {
+    const ptp_cfg_type *type = ptp_cfg_type_find(name.c_str());
+    if (type != nullptr && describe(type).kind == PTP_CFG_MESSAGE) {
+        return type;
+    }
+    std::vector<std::string> known;
+    for (u_int32 index = 0; index < ptp_cfg_type_count(); ++index) {
+        const ptp_cfg_type_description each = describe(ptp_cfg_type_at(index));
+        if (each.kind == PTP_CFG_MESSAGE) {
+            known.emplace_back(each.short_name);
+        }
+    }
+    throw failure(exit_code::usage, "there is no message '" + name + "'" + suggestion(name, known) +
+                                        (suggestion(name, known).empty() ? ";" : "") +
+                                        " 'ptpcfg describe' lists the messages");
+}
+
 std::string error_text(u_int32 code) {
     switch (code) {
         case VELA_ENOMEM:
@@ -107,8 +124,12 @@ std::string error_text(u_int32 code) {
         case VELA_EMSGSIZE:
             return "the bytes end too early (90)";
         default:
-            return std::string(std::strerror(static_cast<int>(code))) + " (" + std::to_string(code) + ")";
+            return system_error_text(code);
     }
+}
+
+std::string system_error_text(u_int32 code) {
+    return std::string(std::strerror(static_cast<int>(code))) + " (" + std::to_string(code) + ")";
 }
 
 }  // namespace ptpcfg

@@ -33,7 +33,13 @@ std::string nearest_name(const std::string &name, const std::vector<std::string>
 /** ": did you mean NAME?", or an empty text. */
 std::string suggestion(const std::string &name, const std::vector<std::string> &known);
 
+/** Finds a message by name; fails with a usage error that says where the names are. */
+const ptp_cfg_type *message_named(const std::string &name);
+
 /** What an error word says, for a sentence. */
 std::string error_text(u_int32 code);
+
+/** What an errno of a file says. */
+std::string system_error_text(u_int32 code);
 
 }  // namespace ptpcfg

@@ -29,6 +29,9 @@ void append_messages(const std::string &path, const send_options &options, const
     const std::string name = input_name(path);
     const std::string content = read_input(path);
     const format from = input_format(options.from, path, content);
+    if (from == format::rec) {
+        throw failure(exit_code::bad_input, name + ": is a recording; 'ptpcfg replay' sends it");
+    }
     if (from == format::xml) {
         for (const record &record : records_from_xml(name, content, nullptr, session)) {
             messages.push_back(bytes_of(record));

@@ -7,7 +7,7 @@ namespace {
 
 volatile std::sig_atomic_t signal_came = 0;
 
-void on_signal(int) { signal_came = 1; }
+void on_signal(int number) { signal_came = number; }
 
 }  // namespace
 
@@ -19,6 +19,6 @@ void end_at_signals() {
     sigaction(SIGTERM, &action, nullptr);
 }
 
-bool stopped() { return signal_came != 0; }
+int stop_signal() { return signal_came; }
 
 }  // namespace ptpcfg

@@ -6,6 +6,9 @@ namespace ptpcfg {
 /** From now on these signals end a wait and set `stopped()`. */
 void end_at_signals();
 
-bool stopped();
+/** The signal that came, or 0. */
+int stop_signal();
+
+inline bool stopped() { return stop_signal() != 0; }
 
 }  // namespace ptpcfg

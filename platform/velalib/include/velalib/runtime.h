@@ -184,6 +184,35 @@ VELA_API u_int32 velalib_msg_recorder_get_state(void);
 VELA_API FILE *velalib_msg_recorder_get_handle(void);
 /** Switches recording on with a stream that the caller owns (may be NULL), or off. Not locked: do it at start. */
 VELA_API void velalib_msg_recorder_set(u_int32 state, FILE *stream);
+
+/**
+ * Messages of one type that were received while recording was on, and are not in the stream. A record is XML of at
+ * most 4096 characters, and some messages at full width are longer; vela_recorder.h records those, too.
+ */
+typedef struct velalib_msg_recorder_skipped {
+    u_int8 luid[16];    /**< identity of the message type */
+    char name[76];      /**< its name, for example "ptp_clock_cfg" */
+    u_int32 last_error; /**< why the last of them was skipped: 90 it is too long, 2 there was no stream, or the errno of
+                             a failed write */
+    u_int64 count;
+} velalib_msg_recorder_skipped;
+
+/** Counts a message that is not recorded, of the type with this identity and name. Called by the receive path. */
+VELA_API void velalib_msg_recorder_skip(const u_int8 *luid, const char *name, u_int32 err);
+/** Number of messages that were not recorded since the program began or they were cleared. */
+VELA_API u_int64 velalib_msg_recorder_skipped_total(void);
+/**
+ * Reads what was skipped of a message type, in the order in which types were skipped first:
+ *
+ *     for (u_int32 i = 0; velalib_msg_recorder_skipped_get(i, &row) != 0; ++i) report(row.name, row.count);
+ *
+ * All four calls may come from any thread. The first 256 types have a row, later ones are in the total only.
+ * @return 1, or 0 with *row unchanged when fewer types were skipped
+ */
+VELA_API u_int32 velalib_msg_recorder_skipped_get(u_int32 index, velalib_msg_recorder_skipped *row);
+/** Starts to count anew. */
+VELA_API void velalib_msg_recorder_skipped_clear(void);
+
 /** Non-zero when failures to send are expected and are to be traced at debug level only. */
 VELA_API u_int32 velalib_suppress_messages_enabled(void);
 VELA_API void velalib_suppress_messages_set(u_int32 enabled);

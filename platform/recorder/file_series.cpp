@@ -1,0 +1,82 @@
+#include "file_series.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "file_descriptor.h"
+#include "record_format.h"
+
+namespace vela::recorder {
+namespace {
+
+bool exists(const std::string &name) {
+    struct stat status {};
+    return lstat(name.c_str(), &status) == 0;
+}
+
+/** Whether a file begins as a recording, or was cut off before it could. */
+bool begins_as_recording(const std::string &name) {
+    const transport::file_descriptor file(open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status {};
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return false;
+    }
+    u_int8 bytes[VELA_RECORDING_HEADER];
+    const ssize_t count = pread(file.get(), bytes, sizeof bytes, 0);
+    return count >= 0 && std::equal(bytes, bytes + count, file_header.begin());
+}
+
+int renamed(const std::string &from, const std::string &to) {
+    return rename(from.c_str(), to.c_str()) == 0 || errno == ENOENT ? 0 : errno;
+}
+
+int removed(const std::string &name) { return unlink(name.c_str()) == 0 || errno == ENOENT ? 0 : errno; }
+
+}  // namespace
+
+failure system_failure(const std::string &name, const char *doing, int code) {
+    return {static_cast<u_int32>(code), name + ": cannot " + doing + ": " + strerror(code)};
+}
+
+std::string file_name(const std::string &path, u_int32 number) {
+    return number == 0 ? path : path + "." + std::to_string(number);
+}
+
+bool check_older_files(const std::string &path, failure &why) {
+    for (u_int32 number = 1; number < VELA_RECORDER_MOST_FILES; ++number) {
+        const std::string name = file_name(path, number);
+        if (exists(name) && !begins_as_recording(name)) {
+            why = {VELA_EINVAL, name + ": is in the way: it is no recording, or cannot be read"};
+            return false;
+        }
+    }
+    return true;
+}
+
+int turn_over(const std::string &path, u_int32 kept) {
+    for (u_int32 number = kept; number < VELA_RECORDER_MOST_FILES; ++number) {
+        if (const int code = removed(file_name(path, number)); code != 0) {
+            return code;
+        }
+    }
+    if (kept == 1) {
+        return removed(path);
+    }
+    // A gap, as an ended process may have left it, is filled; without one the oldest file is replaced.
+    u_int32 free = 1;
+    while (free < kept - 1 && exists(file_name(path, free))) {
+        ++free;
+    }
+    for (u_int32 number = free; number > 0; --number) {
+        if (const int code = renamed(file_name(path, number - 1), file_name(path, number)); code != 0) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+}  // namespace vela::recorder

@@ -1,0 +1,34 @@
+// The files of a recording: FILE, FILE.1 and so on, the newest first.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+
+#include "vela_recorder.h"
+
+namespace vela::recorder {
+
+/** Why a call failed: an error word, and a sentence. */
+struct failure {
+    u_int32 code = 0;
+    std::string text;
+};
+
+/** "NAME: cannot DOING: REASON" of an errno. */
+failure system_failure(const std::string &name, const char *doing, int code);
+
+/** The name of the n-th file; the one that is written is number 0. */
+std::string file_name(const std::string &path, u_int32 number);
+
+/** Whether FILE.1 and the others that are there are recordings, so that they may be renamed and removed. */
+bool check_older_files(const std::string &path, failure &why);
+
+/**
+ * Makes the name of FILE free: every file moves on by one, and of the files from number `kept` on none is left. Each
+ * step leaves the files readable in order, so that a process may end between any two.
+ * @return 0 or an errno
+ */
+int turn_over(const std::string &path, u_int32 kept);
+
+}  // namespace vela::recorder

@@ -1,0 +1,247 @@
+#include "recording_writer.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/file.h>
+#include <sys/uio.h>
+#include <time.h>
+
+#include <new>
+
+#include "recording_scan.h"
+
+using namespace vela::recorder;
+using vela::transport::file_descriptor;
+
+bool vela_recorder::open(failure &why) { return check_older_files(path_, why) && open_locked(why) && find_end(why); }
+
+/** Opens FILE so that nobody else writes it. */
+bool vela_recorder::open_locked(failure &why) {
+    for (;;) {
+        // Without O_NONBLOCK a pipe of that name would keep the caller waiting.
+        file_descriptor file(::open(path_.c_str(), O_RDWR | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC,
+                                    static_cast<mode_t>(options_.mode)));
+        struct stat opened {};
+        if (!file || fstat(file.get(), &opened) != 0) {
+            why = system_failure(path_, "open", errno);
+            return false;
+        }
+        if (!S_ISREG(opened.st_mode)) {
+            why = {VELA_EINVAL, path_ + ": is no regular file"};
+            return false;
+        }
+        if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+            const int code = errno;
+            why = system_failure(path_, "lock", code);
+            if (code == EWOULDBLOCK) {
+                why.text = path_ + ": another recorder writes it";
+            }
+            return false;
+        }
+        // Between the two calls its owner may have turned it over.
+        struct stat named {};
+        if (stat(path_.c_str(), &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev) {
+            file_ = std::move(file);
+            size_ = static_cast<u_int64>(opened.st_size);
+            return true;
+        }
+    }
+}
+
+/** Finds where the next record goes, and cuts off what a killed writer left there. */
+bool vela_recorder::find_end(failure &why) {
+    scanner scan(file_.get(), size_);
+    place last;
+    for (place next = scan.next(); next.what != found::end; next = scan.next()) {
+        last = next;
+        if (last.offset == 0 && last.what == found::damaged) {
+            why = {VELA_EINVAL, path_ + ": " + last.reason};
+            file_ = {};
+            return false;
+        }
+    }
+    if (scan.error() != 0) {
+        why = system_failure(path_, "read", scan.error());
+        file_ = {};
+        return false;
+    }
+    is_untidy_ = false;
+    if (last.what == found::torn) {
+        size_ = last.offset;
+        is_untidy_ = true;
+        statistics_.cut_bytes += last.extent;
+        why.text = path_ + ": " + last.reason + " at offset " + std::to_string(last.offset) + "; its " +
+                   std::to_string(last.extent) + " bytes are removed";
+        take_back();
+    }
+    return true;
+}
+
+u_int32 vela_recorder::append(const record_head &head, octets bytes) {
+    const u_int64 wanted = VELA_RECORD_HEAD + u_int64{head.length};
+    if (head.length > VELA_RECORD_LONGEST || VELA_RECORDING_HEADER + wanted > options_.max_file_bytes) {
+        return refuse(VELA_EMSGSIZE);
+    }
+    if (const u_int32 code = make_room(wanted); code != 0) {
+        return refuse(code);
+    }
+    if (const u_int32 code = write(head, bytes); code != 0) {
+        return refuse(code);
+    }
+    ++statistics_.records;
+    statistics_.bytes += head.length;
+    return 0;
+}
+
+/** Brings FILE into a state in which the record may be added. What fails is tried again with the next record. */
+u_int32 vela_recorder::make_room(u_int64 wanted) {
+    failure why;
+    if (!file_ && !(open_locked(why) && find_end(why))) {
+        return why.code;
+    }
+    if (is_untidy_) {
+        take_back();
+        if (is_untidy_) {
+            return static_cast<u_int32>(errno);
+        }
+    }
+    if (size_ <= VELA_RECORDING_HEADER || size_ + wanted <= options_.max_file_bytes) {
+        return 0;
+    }
+    if (const int code = turn_over(path_, options_.files); code != 0) {
+        return static_cast<u_int32>(code);
+    }
+    ++statistics_.rotations;
+    file_ = {};
+    return open_locked(why) && find_end(why) ? 0 : why.code;
+}
+
+/** Writes the record, and before the first one the file's header. */
+u_int32 vela_recorder::write(const record_head &head, octets bytes) {
+    const head_bytes encoded = encode_head(head);
+    const octets parts[] = {size_ == 0 ? octets(file_header) : octets(), encoded, bytes};
+    size_t done = 0;
+    const size_t total = parts[0].size() + parts[1].size() + parts[2].size();
+    while (done < total) {
+        iovec rest[3];
+        size_t skip = done;
+        for (size_t i = 0; i < 3; ++i) {
+            const size_t skipped = skip < parts[i].size() ? skip : parts[i].size();
+            rest[i] = {const_cast<u_int8 *>(parts[i].data() + skipped), parts[i].size() - skipped};
+            skip -= skipped;
+        }
+        const ssize_t count = writev(file_.get(), rest, 3);
+        if (count < 0 && errno != EINTR) {
+            const int code = errno;
+            is_untidy_ = done > 0;
+            take_back();
+            return static_cast<u_int32>(code);
+        }
+        done += count > 0 ? static_cast<size_t>(count) : 0;  // the next call says why it was not all
+    }
+    size_ += total;
+    return 0;
+}
+
+/** Removes what stands behind the last whole record. */
+void vela_recorder::take_back() {
+    if (is_untidy_ && ftruncate(file_.get(), static_cast<off_t>(size_)) == 0) {
+        is_untidy_ = false;
+    }
+}
+
+u_int32 vela_recorder::refuse(u_int32 code) {
+    ++statistics_.failed;
+    statistics_.last_error = code;
+    return code;
+}
+
+vela_recorder_statistics vela_recorder::statistics() const {
+    vela_recorder_statistics result = statistics_;
+    result.file_bytes = size_;
+    return result;
+}
+
+// ---- the C face ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr u_int64 nanoseconds_per_second = 1'000'000'000;
+
+/** The options with defaults filled in; false when they are out of range. */
+bool complete(const vela_recorder_options *given, vela_recorder_options &options, failure &why) {
+    options = given != nullptr ? *given : vela_recorder_options{sizeof options, 0, 0, 0};
+    options.max_file_bytes = options.max_file_bytes != 0 ? options.max_file_bytes : 16u << 20;
+    options.files = options.files != 0 ? options.files : 8;
+    options.mode = options.mode != 0 ? options.mode : 0600;
+    if (options.size != sizeof options || options.max_file_bytes < VELA_RECORDER_LEAST_FILE ||
+        options.files > VELA_RECORDER_MOST_FILES || options.mode > 0777) {
+        why = {VELA_EINVAL, "recorder options: size, max_file_bytes, files or mode is out of range"};
+        return false;
+    }
+    return true;
+}
+
+u_int64 now() {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    return static_cast<u_int64>(time.tv_sec) * nanoseconds_per_second + static_cast<u_int64>(time.tv_nsec);
+}
+
+}  // namespace
+
+vela_recorder *vela_recorder_open(const char *path, const vela_recorder_options *options, char *error_text, size_t room,
+                                  u_int32 *err) {
+    if (*err != 0) {
+        return nullptr;
+    }
+    failure why;
+    std::unique_ptr<vela_recorder> recorder;
+    try {
+        vela_recorder_options all{};
+        if (complete(options, all, why)) {
+            recorder = std::make_unique<vela_recorder>(path, all);
+            if (!recorder->open(why)) {
+                recorder.reset();
+            }
+        }
+    } catch (const std::bad_alloc &) {
+        recorder.reset();
+        why = {VELA_ENOMEM, {}};
+    }
+    *err = why.code;
+    if (error_text != nullptr && room > 0) {
+        snprintf(error_text, room, "%s", why.code == VELA_ENOMEM ? "no memory for a recorder" : why.text.c_str());
+    }
+    return recorder.release();
+}
+
+u_int32 vela_recorder_append(vela_recorder *recorder, u_int64 time_ns, u_int32 source, const u_int8 *bytes,
+                             u_int32 length, u_int32 *err) {
+    if (*err != 0) {
+        return 0;
+    }
+    if (bytes == nullptr && length > 0) {
+        *err = recorder->refuse(VELA_EINVAL);
+        return 0;
+    }
+    try {
+        const octets content(bytes, length);
+        *err = recorder->append({length, time_ns != 0 ? time_ns : now(), source, crc32(content)}, content);
+    } catch (const std::bad_alloc &) {
+        *err = recorder->refuse(VELA_ENOMEM);
+    }
+    return *err == 0 ? 1 : 0;
+}
+
+void vela_recorder_get_statistics(const vela_recorder *recorder, vela_recorder_statistics *statistics) {
+    *statistics = recorder->statistics();
+}
+
+void vela_recorder_close(vela_recorder *recorder, vela_recorder_statistics *statistics) {
+    if (recorder != nullptr && statistics != nullptr) {
+        *statistics = recorder->statistics();
+    }
+    delete recorder;
+}

@@ -1,0 +1,376 @@
+// record and replay: what was received is kept as it came, and sent again when and as it is wanted.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <vector>
+
+#include "shell.h"
+#include "vela_recorder.h"
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::StartsWith;
+
+namespace {
+
+constexpr u_int64 second = 1'000'000'000;
+constexpr u_int64 noon = u_int64{1'767'960'000} * second;  // 2026-01-09T12:00:00Z
+
+struct entry {
+    u_int64 time_ns;
+    std::string bytes;
+    u_int32 source;
+};
+
+class recording : public shell_test {
+  protected:
+    /** A message that no type is known for: a header, an identity and what else. */
+    static std::string unknown_message(u_int8 mark, size_t payload = 5) {
+        std::string bytes(43 + payload, static_cast<char>(mark));
+        bytes.replace(0, 27, 27, '\0');
+        bytes[0] = '\xBC';
+        for (int i = 0; i < 4; ++i) {
+            bytes[static_cast<size_t>(15 - i)] = static_cast<char>(bytes.size() >> 8 * i);
+        }
+        return bytes;
+    }
+    static void make(const std::string &name, const std::vector<entry> &entries) {
+        u_int32 err = 0;
+        vela_recorder *recorder = vela_recorder_open(name.c_str(), nullptr, nullptr, 0, &err);
+        ASSERT_NE(recorder, nullptr);
+        for (const entry &each : entries) {
+            vela_recorder_append(recorder, each.time_ns, each.source,
+                                 reinterpret_cast<const u_int8 *>(each.bytes.data()),
+                                 static_cast<u_int32>(each.bytes.size()), &err);
+        }
+        vela_recorder_close(recorder, nullptr);
+        ASSERT_EQ(err, 0u);
+    }
+    /** Records of a recording, which must have nothing damaged and at most a torn end. */
+    static std::vector<entry> load(const std::string &name) {
+        std::vector<entry> entries;
+        u_int32 err = 0;
+        vela_recording *input = vela_recording_open(name.c_str(), nullptr, 0, &err);
+        vela_recording_item item;
+        while (input != nullptr && vela_recording_next(input, &item, &err) != 0) {
+            EXPECT_NE(item.kind, VELA_RECORDING_DAMAGED);
+            if (item.kind == VELA_RECORDING_RECORD) {
+                entries.push_back(
+                    {item.time_ns, {reinterpret_cast<const char *>(item.bytes), item.length}, item.source});
+            }
+        }
+        EXPECT_EQ(err, 0u);
+        vela_recording_close(input);
+        return entries;
+    }
+    /** What a recording holds, one behind the other. */
+    static std::string content(const std::string &name) {
+        std::string all;
+        for (const entry &each : load(name)) {
+            all += each.bytes;
+        }
+        return all;
+    }
+    /** Replays in.rec to a listener of its own; status and stderr are the replay's, out what arrived. */
+    static outcome replay(const std::string &options, const std::string &count) {
+        outcome result = sh("ptpcfg listen unix:$PWD/s --to bin -o got.bin --timeout 20 --count " + count +
+                            " & listener=$!\nptpcfg replay in.rec unix:$PWD/s " + options +
+                            "; status=$?\nwait $listener; exit $status");
+        result.out = read("got.bin");
+        sh("rm -f got.bin");
+        return result;
+    }
+    static outcome with_recorder(const std::string &options, const std::string &script) {
+        return sh("ptpcfg record unix:$PWD/s out.rec " + options + " & recorder=$!\n" + script + "\nwait $recorder");
+    }
+};
+
+TEST_F(recording, all_messages_come_through_byte_for_byte) {
+    ASSERT_EQ(sh("for m in $(ptpcfg describe | awk '$2 == \"message\" { print $1 }'); do "
+                 "ptpcfg describe --xml $m | ptpcfg encode --from xml - >$m.bin || exit 1; done; "
+                 "cat *.bin >all; ls *.bin | wc -l")
+                  .out,
+              "47\n");
+    EXPECT_EQ(with_recorder("--count 47 --timeout 20 --channel skein",
+                            "ptpcfg send --from bin --channel skein unix:$PWD/s all")
+                  .status,
+              0);
+    EXPECT_EQ(content("out.rec"), read("all"));
+    EXPECT_EQ(load("out.rec").front().source, 2u);
+    sh("mv out.rec in.rec; rm *.bin");
+    const outcome result = replay("--speed max", "47");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "") << "no bar where there is no terminal";
+    EXPECT_EQ(result.out, read("all"));
+    EXPECT_EQ(sh("ptpcfg decode in.rec --to bin | cmp - all").status, 0);
+    EXPECT_EQ(sh("ptpcfg decode in.rec | ptpcfg encode | cmp - all").status, 0);
+    EXPECT_THAT(sh("ptpcfg print in.rec").out,
+                MatchesRegex("20[0-9-]+T[0-9:]+[.][0-9]{9}Z skein\nmessage@ptp_(.|\n)*"));
+}
+
+TEST_F(recording, what_nobody_knows_is_kept_and_bundles_are_opened) {
+    std::string bundle("VBND\1\0\0\0\0\0\0\2\0\0\0\x78\0\0\0\x30", 20);
+    bundle += unknown_message(1) + std::string("\0\0\0\x30", 4) + unknown_message(2);
+    make("in.rec", {{noon, bundle, 0}, {noon, unknown_message(3), 0}});
+    EXPECT_EQ(with_recorder("--count 3 --timeout 20", "ptpcfg replay in.rec unix:$PWD/s").err, "");
+    const std::vector<entry> got = load("out.rec");
+    ASSERT_EQ(got.size(), 3u);
+    for (u_int8 i = 0; i < 3; ++i) {
+        EXPECT_EQ(got[i].bytes, unknown_message(static_cast<u_int8>(i + 1)));
+    }
+    const outcome decoded = sh("ptpcfg print out.rec");
+    EXPECT_EQ(decoded.status, 1);
+    EXPECT_THAT(decoded.err, HasSubstr("out.rec: offset 8: message: offset 27: identity: no message is known"));
+}
+
+// ---- what is replayed, and when -------------------------------------------------------------------------------------
+
+class selecting : public recording {
+  protected:
+    /** Five messages, each known by its mark; one second apart, from noon. */
+    void SetUp() override {
+        recording::SetUp();
+        std::vector<entry> entries;
+        for (u_int8 i = 0; i < 5; ++i) {
+            entries.push_back({noon + i * second, unknown_message(i), 0});
+        }
+        make("in.rec", entries);
+    }
+    /** The marks of what arrives at a recorder. */
+    static std::string marks(const std::string &options, int count) {
+        sh("rm -f out.rec");
+        const outcome result = with_recorder("--timeout 20 --count " + std::to_string(count),
+                                             "ptpcfg replay in.rec unix:$PWD/s --speed max " + options);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.err, "");
+        std::string text;
+        for (const entry &each : load("out.rec")) {
+            text += static_cast<char>('0' + each.bytes.back());
+        }
+        return text;
+    }
+};
+
+TEST_F(selecting, by_time) {
+    EXPECT_EQ(marks("", 5), "01234");
+    EXPECT_EQ(marks("--from 2", 3), "234");
+    EXPECT_EQ(marks("--to 2", 2), "01") << "what is of that time is left out, so that ranges join";
+    EXPECT_EQ(marks("--from 0.999999999 --to 3.000000001", 3), "123");
+    EXPECT_EQ(marks("--from 2026-01-09T12:00:03Z", 2), "34");
+    EXPECT_EQ(marks("--from 2026-01-09T13:00:01.5+01:00 --to 2026-01-09t06:30:04-05:30", 2), "23");
+    EXPECT_EQ(marks("--from 1 --to 2026-01-09T12:00:02Z", 1), "1");
+
+    const outcome nothing = sh("ptpcfg replay in.rec unix:$PWD/s --from 5");
+    EXPECT_EQ(nothing.status, 1);
+    EXPECT_THAT(nothing.err, HasSubstr("none of its 5 messages is selected"));
+    for (const char *wrong : {"yesterday", "2026-02-29T00:00:00Z", "2026-01-09T12:00:00", "2026-01-09", "1.", "-1",
+                              "1s", "2026-01-09T24:00:00Z", "2026-01-09T12:00:00+0100", "1969-12-31T23:59:59Z", "''",
+                              "99999999999", "2600-01-01T00:00:00Z"}) {
+        const outcome refused = sh(std::string("ptpcfg replay in.rec unix:$PWD/s --from=") + wrong);
+        EXPECT_EQ(refused.status, 2) << wrong;
+    }
+}
+
+TEST_F(selecting, by_message) {
+    sh("ptpcfg encode $CLOCKS/delete_clock.xml -o a; ptpcfg encode $CLOCKS/modify_priority.xml -o b; rm in.rec");
+    make("in.rec", {{1, read("a"), 0}, {2, read("b"), 0}, {3, unknown_message(9), 0}, {4, read("a"), 0}});
+    EXPECT_EQ(replay("--filter ptp_clock_delete_cmd", "2").out, read("a") + read("a"));
+    EXPECT_EQ(replay("--filter ptp_clock_modify_cmd_message --filter ptp_clock_delete_cmd", "3").out,
+              read("a") + read("b") + read("a"));
+    const outcome typing_error = sh("ptpcfg replay in.rec unix:$PWD/s --filter ptp_clock_deleted_cmd");
+    EXPECT_EQ(typing_error.status, 2);
+    EXPECT_THAT(typing_error.err, HasSubstr("did you mean ptp_clock_delete_cmd? 'ptpcfg describe' lists"));
+    EXPECT_THAT(sh("ptpcfg replay in.rec unix:$PWD/s --filter ptp_clock").err, HasSubstr("no message 'ptp_clock'"));
+}
+
+TEST_F(selecting, at_a_speed) {
+    const auto took = [](const std::string &options) {
+        sh("rm -f out.rec");
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(with_recorder("--timeout 20 --count 3", "ptpcfg replay in.rec unix:$PWD/s --to 3 " + options).status,
+                  0);
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    EXPECT_GE(took(""), 2.0);
+    EXPECT_GE(took("--speed 4"), 0.5);
+    const std::vector<entry> got = load("out.rec");
+    ASSERT_EQ(got.size(), 3u);
+    EXPECT_NEAR(static_cast<double>(got[2].time_ns - got[0].time_ns) / second, 0.5, 0.25) << "two, four times as fast";
+    EXPECT_LT(took("--speed 1e9"), 1.9);
+    EXPECT_LT(took("--speed max"), 1.9);
+    for (const char *wrong : {"0", "-1", "fast", "nan", "1x", "inf"}) {
+        EXPECT_EQ(sh(std::string("ptpcfg replay in.rec unix:$PWD/s --speed=") + wrong).status, 2) << wrong;
+    }
+}
+
+// ---- peers ----------------------------------------------------------------------------------------------------------
+
+TEST_F(selecting, a_missing_peer_is_named) {
+    const outcome nobody = sh("ptpcfg replay --timeout 0.3 in.rec unix:$PWD/s");
+    EXPECT_EQ(nobody.status, 4);
+    EXPECT_THAT(nobody.err, HasSubstr("/s: nobody listens there"));
+    const outcome gone =
+        sh("ptpcfg listen unix:$PWD/s --count 1 --timeout 20 -o /dev/null & listener=$!\n"
+           "ptpcfg replay in.rec unix:$PWD/s --speed 2 --timeout 1.5; status=$?; exit $status");
+    EXPECT_EQ(gone.status, 4);
+    EXPECT_THAT(gone.err, HasSubstr("messages sent, then the peer was gone"));
+    EXPECT_EQ(sh("ptpcfg replay none.rec unix:$PWD/s").status, 3);
+    EXPECT_EQ(sh("ptpcfg replay in.rec nowhere:x").status, 2);
+}
+
+TEST_F(selecting, a_peer_that_stops_for_a_while_loses_nothing) {
+    std::vector<entry> entries;
+    for (u_int64 i = 0; i < 3000; ++i) {  // more than the queue and the sockets hold
+        entries.push_back({noon, unknown_message(static_cast<u_int8>(i), 5000), 0});
+    }
+    sh("rm in.rec");
+    make("in.rec", entries);
+    const outcome result = with_recorder("--timeout 20 --count 3000 --max-size 1G",
+                                         "while ! test -S s; do sleep 0.02; done; kill -STOP $recorder\n"
+                                         "{ sleep 1; kill -CONT $recorder; } &\n"
+                                         "ptpcfg replay in.rec unix:$PWD/s --speed max || exit 9");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(content("out.rec"), content("in.rec"));
+}
+
+TEST_F(selecting, a_signal_ends_a_replay_and_is_told) {
+    const outcome result = with_recorder("--timeout 1",
+                                         "ptpcfg replay in.rec unix:$PWD/s & replay=$!\n"
+                                         "while ! test -s out.rec; do sleep 0.02; done\n"
+                                         "kill -INT $replay; kill -TERM $replay; wait $replay; echo $?");
+    EXPECT_THAT(result.out, testing::AnyOf("130\n", "143\n"));
+    EXPECT_THAT(result.err, HasSubstr("ended by a signal after "));
+    EXPECT_LT(load("out.rec").size(), 5u);
+}
+
+TEST_F(selecting, a_terminal_gets_a_bar) {
+    const outcome result =
+        with_recorder("--timeout 20 --count 5", "script -qec \"ptpcfg replay in.rec unix:$PWD/s --speed 8\" /dev/null");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, HasSubstr("####...."));
+    EXPECT_THAT(result.out, HasSubstr("[########################################] 100% 5 messages\r\n"));
+}
+
+// ---- ends in all manners --------------------------------------------------------------------------------------------
+
+TEST_F(recording, a_signal_ends_a_recorder_in_order) {
+    const outcome result = with_recorder("",
+                                         "ptpcfg send unix:$PWD/s $CLOCKS/delete_clock.xml\n"
+                                         "sleep 0.3; kill -TERM $recorder");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(load("out.rec").size(), 1u);
+    EXPECT_EQ(listing(), "out.rec") << "the socket is gone";
+}
+
+TEST_F(recording, a_killed_recorder_leaves_whole_records) {
+    std::vector<entry> entries;
+    for (u_int64 i = 0; i < 4000; ++i) {
+        entries.push_back({noon + i * second / 1000, unknown_message(static_cast<u_int8>(i), i % 1000), 0});
+    }
+    make("in.rec", entries);
+    size_t before = 0;
+    for (int life = 0; life < 4; ++life) {
+        sh("size() { cat out.rec* 2>/dev/null | wc -c; }; before=$(size)\n"
+           "ptpcfg record unix:$PWD/s out.rec --max-size 300K --files 100 & recorder=$!\n"
+           "ptpcfg replay in.rec unix:$PWD/s --speed 4 --timeout 20 & replay=$!\n"
+           "while test $(size) -le $before; do sleep 0.02; done; sleep 0." +
+           std::to_string(1 + life) + "; kill -KILL $recorder; kill $replay; wait");
+        const std::vector<entry> got = load("out.rec");
+        ASSERT_GT(got.size(), before);
+        for (size_t i = before; i < got.size(); ++i) {
+            ASSERT_EQ(got[i].bytes, entries[i - before].bytes) << i;
+        }
+        before = got.size();
+    }
+}
+
+TEST_F(recording, a_torn_end_is_a_warning_and_damage_a_fault) {
+    sh("ptpcfg encode $CLOCKS/delete_clock.xml -o a");
+    make("in.rec", {{noon, read("a"), 0}, {noon, read("a"), 0}, {noon, read("a"), 0}});
+    const std::string whole = read("in.rec");
+    const size_t record = (whole.size() - 8) / 3;
+
+    write("in.rec", whole.substr(0, whole.size() - 1));
+    const outcome torn = sh("ptpcfg decode in.rec --to bin | cmp -n 1000 - a; ptpcfg decode in.rec --to bin >b");
+    EXPECT_THAT(torn.err, HasSubstr("warning: in.rec: offset " + std::to_string(8 + 2 * record)));
+    EXPECT_EQ(torn.status, 0);
+    EXPECT_EQ(read("b"), read("a") + read("a"));
+    EXPECT_EQ(replay("", "2").status, 0);
+    const outcome again = sh("ptpcfg record unix:$PWD/s in.rec --timeout 0.1");
+    EXPECT_THAT(again.err, StartsWith("ptpcfg: warning: in.rec: the record is cut off at offset "));
+    EXPECT_EQ(read("in.rec"), whole.substr(0, 8 + 2 * record));
+
+    std::string damaged = whole;
+    damaged[8 + record + 40] ^= 1;
+    write("in.rec", damaged);
+    const outcome printed = sh("ptpcfg decode in.rec --to bin -o b");
+    EXPECT_EQ(printed.status, 1);
+    EXPECT_THAT(printed.err, HasSubstr("in.rec: offset " + std::to_string(8 + record) + ": the record's bytes do not"));
+    EXPECT_EQ(read("b"), read("a") + read("a"));
+    const outcome replayed = replay("", "2");
+    EXPECT_EQ(replayed.status, 1);
+    EXPECT_EQ(replayed.out, read("a") + read("a"));
+}
+
+TEST_F(recording, a_full_disk_is_reported_and_outlasted) {
+    std::vector<entry> entries;
+    for (u_int8 i = 0; i < 8; ++i) {
+        entries.push_back({noon, unknown_message(i, 1000), 0});
+    }
+    make("in.rec", entries);
+    const outcome result =
+        sh("( ulimit -S -f 8; exec ptpcfg record unix:$PWD/s out.rec --count 16 --timeout 20 ) & recorder=$!\n"
+           "ptpcfg replay in.rec unix:$PWD/s --speed max\n"
+           "while ! grep -q 'not recorded' .err; do sleep 0.02; done; stat -c %s out.rec\n"
+           "prlimit --pid $recorder --fsize=unlimited: || exit 77\n"
+           "ptpcfg replay in.rec unix:$PWD/s --speed max; wait $recorder");
+    if (result.status == 77) {
+        GTEST_SKIP() << "prlimit is not allowed here";
+    }
+    EXPECT_EQ(result.status, 3);
+    EXPECT_THAT(result.err, HasSubstr("out.rec: messages are not recorded: File too large"));
+    const std::string lost = std::to_string(16 - load("out.rec").size());
+    EXPECT_THAT(result.err, HasSubstr("out.rec: recording again; " + lost + " messages were not recorded"));
+    EXPECT_THAT(result.err, HasSubstr("out.rec: " + lost + " of 16 messages were not recorded"));
+    EXPECT_EQ(result.out, std::to_string(8 + 3 * (28 + 1043)) + "\n") << "three records fit into 4 KiB";
+}
+
+TEST_F(recording, files_turn_over_by_size_and_count) {
+    std::vector<entry> entries;
+    for (u_int8 i = 0; i < 100; ++i) {
+        entries.push_back({noon, unknown_message(i, 157), 0});
+    }
+    make("in.rec", entries);
+    EXPECT_EQ(with_recorder("--count 100 --timeout 20 --max-size 2k --files 3",
+                            "ptpcfg replay in.rec unix:$PWD/s --speed max; rm in.rec")
+                  .status,
+              0);
+    EXPECT_EQ(listing(), "out.rec out.rec.1 out.rec.2");
+    const std::vector<entry> got = load("out.rec");  // eight to a file
+    ASSERT_EQ(got.size(), 20u);
+    EXPECT_EQ(got.front().bytes.back(), 80);
+    EXPECT_EQ(got.back().bytes.back(), 99);
+}
+
+TEST_F(recording, wrong_files_and_options_are_refused) {
+    write("notes.rec", "these are notes");
+    EXPECT_EQ(sh("ptpcfg record unix:$PWD/s notes.rec").status, 1);
+    EXPECT_EQ(read("notes.rec"), "these are notes");
+    EXPECT_EQ(sh("ptpcfg print notes.rec").status, 1);
+    EXPECT_EQ(sh("ptpcfg record unix:$PWD/s /dev/full").status, 1);
+    EXPECT_EQ(sh("ptpcfg record unix:$PWD/s none/out.rec").status, 3);
+    EXPECT_EQ(sh("ptpcfg record unix:$PWD/s out.rec --max-size 12").status, 2);
+    EXPECT_EQ(sh("ptpcfg record unix:$PWD/s out.rec --files 0").status, 2);
+    make("in.rec", {{noon, "no message", 0}});
+    EXPECT_THAT(sh("ptpcfg send unix:$PWD/s in.rec").err, HasSubstr("'ptpcfg replay' sends it"));
+    EXPECT_THAT(sh("ptpcfg decode --explain in.rec").err, HasSubstr("--explain reads messages"));
+    EXPECT_EQ(sh("ptpcfg encode $CLOCKS/delete_clock.xml -o new.rec").status, 2);
+    EXPECT_EQ(sh("ptpcfg print --from rec - <in.rec").status, 2);
+    const outcome sent =
+        sh("ptpcfg record unix:$PWD/s out.rec --timeout 1 & recorder=$!\n"
+           "ptpcfg replay in.rec unix:$PWD/s; status=$?; wait $recorder; exit $status");
+    EXPECT_EQ(sent.status, 1);
+    EXPECT_THAT(sent.err, HasSubstr("in.rec: offset 8: this is no message; it is not sent"));
+}
+
+}  // namespace

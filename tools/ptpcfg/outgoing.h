@@ -1,0 +1,49 @@
+// The connecting end of a channel, for replay: takes messages for as long as the peer takes them.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+#include "channel.h"
+
+namespace ptpcfg {
+
+/**
+ * All calls fail with exit code 4 when there is no peer, or nothing moves, for longer than the options' timeout, and
+ * when a message was lost. They return early when a signal asks to stop.
+ */
+class outgoing {
+  public:
+    using clock = std::chrono::steady_clock;
+
+    explicit outgoing(const channel_options &options);
+    ~outgoing();
+    outgoing(const outgoing &) = delete;
+    outgoing &operator=(const outgoing &) = delete;
+
+    /** Waits until somebody listens; to be called before each message. */
+    void wait_for_peer();
+    /** Lets the channel work until a time. */
+    void work_until(clock::time_point time);
+    /** Gives a message to the channel; waits while its queue is full. Returns false when the bytes are no message. */
+    bool offer(std::string_view message);
+    /** Waits until everything was handed over to the peer. */
+    void flush();
+
+    u_int64 sent() const { return statistics_of(channel_).sent; }
+
+  private:
+    static void on_event(void *cookie, vela_channel *channel, const vela_channel_event *event);
+    void work(clock::time_point until);
+    void check() const;
+
+    channel_options options_;
+    std::string last_event_;
+    channel channel_;
+    clock::time_point last_progress_;
+    u_int64 last_sent_ = 0;
+    u_int64 offered_ = 0;
+};
+
+}  // namespace ptpcfg

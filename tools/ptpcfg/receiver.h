@@ -1,0 +1,52 @@
+// The listening end of a channel, for listen and record: messages one by one, until a count, a time or a signal.
+#pragma once
+
+#include <chrono>
+#include <deque>
+#include <functional>
+#include <string_view>
+
+#include "channel.h"
+
+namespace ptpcfg {
+
+class receiver {
+  public:
+    /** Gets each message, those of a bundle one by one; it may throw. */
+    using take_fn = std::function<void(std::string_view message)>;
+
+    /** @param count  messages after which it ends; 0: without end */
+    receiver(const channel_options &options, u_int32 count, take_fn take);
+    ~receiver();
+    receiver(const receiver &) = delete;
+    receiver &operator=(const receiver &) = delete;
+
+    /** Ends in order at SIGINT and SIGTERM. Fails at the end when `count` was not reached, or there were faults. */
+    void run();
+
+    /** Names a fault on standard error; the work goes on, and run() fails in the end. */
+    void complain(const std::string &reason);
+    /** Messages so far, the one that is being taken included. */
+    u_int32 received() const { return received_; }
+
+  private:
+    using clock = std::chrono::steady_clock;
+
+    static void on_event(void *cookie, vela_channel *channel, const vela_channel_event *event);
+    bool has_enough() const { return count_ != 0 && received_ >= count_; }
+    bool wait();
+    void check_count() const;
+    void take_arrived();
+    void take_bundle(const std::string &bytes);
+
+    channel_options options_;
+    u_int32 count_;
+    take_fn take_;
+    channel channel_;
+    std::deque<std::string> arrived_;
+    clock::time_point last_;  // when the last message came
+    u_int32 received_ = 0;
+    size_t faults_ = 0;
+};
+
+}  // namespace ptpcfg

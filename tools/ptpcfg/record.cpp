@@ -1,0 +1,85 @@
+#include <algorithm>
+#include <csignal>
+#include <memory>
+
+#include "commands.h"
+#include "failure.h"
+#include "receiver.h"
+#include "vela_recorder.h"
+
+namespace ptpcfg {
+namespace {
+
+void say(const std::string &text) { std::fprintf(stderr, "ptpcfg: %s\n", text.c_str()); }
+
+/** A recorder that tells of failures when they begin and when they end, and goes on between. */
+class recorder {
+  public:
+    explicit recorder(const record_options &options) : path_(options.file) {
+        const std::vector<std::string> names = channel_names();
+        source_ = static_cast<u_int32>(std::find(names.begin(), names.end(), options.channel.channel) - names.begin());
+        const vela_recorder_options details = {sizeof details, options.max_size, options.files, 0};
+        char text[512] = "";
+        u_int32 err = 0;
+        recorder_.reset(vela_recorder_open(path_.c_str(), &details, text, sizeof text, &err));
+        if (recorder_ == nullptr) {
+            throw failure(err == VELA_EINVAL ? exit_code::bad_input : exit_code::io, text);
+        }
+        if (text[0] != 0) {
+            say(std::string("warning: ") + text);
+        }
+    }
+
+    void take(std::string_view bytes) {
+        u_int32 err = 0;
+        vela_recorder_append(recorder_.get(), 0, source_, reinterpret_cast<const u_int8 *>(bytes.data()),
+                             static_cast<u_int32>(bytes.size()), &err);
+        if (err == 0 && failing_with_ != 0) {
+            say(path_ + ": recording again; " + std::to_string(statistics().failed) + " messages were not recorded");
+        } else if (err != failing_with_) {
+            say(path_ + ": messages are not recorded: " + reason(err));
+        }
+        failing_with_ = err;
+    }
+
+    /** Fails when something is missing in the recording. */
+    void finish() const {
+        const vela_recorder_statistics total = statistics();
+        if (total.failed > 0) {
+            throw failure(exit_code::io, path_ + ": " + std::to_string(total.failed) + " of " +
+                                             std::to_string(total.failed + total.records) +
+                                             " messages were not recorded: " + reason(total.last_error));
+        }
+    }
+
+  private:
+    struct close_recorder {
+        void operator()(vela_recorder *recorder) const { vela_recorder_close(recorder, nullptr); }
+    };
+
+    static std::string reason(u_int32 err) {
+        return err == VELA_EMSGSIZE ? "they are longer than --max-size allows" : system_error_text(err);
+    }
+    vela_recorder_statistics statistics() const {
+        vela_recorder_statistics result{};
+        vela_recorder_get_statistics(recorder_.get(), &result);
+        return result;
+    }
+
+    std::string path_;
+    u_int32 source_;
+    std::unique_ptr<vela_recorder, close_recorder> recorder_;
+    u_int32 failing_with_ = 0;
+};
+
+}  // namespace
+
+void record_messages(const record_options &options) {
+    // A limit of the file's size is like a full disk: reported, and outlasted.
+    std::signal(SIGXFSZ, SIG_IGN);
+    recorder recorder(options);
+    receiver(options.channel, options.count, [&recorder](std::string_view bytes) { recorder.take(bytes); }).run();
+    recorder.finish();
+}
+
+}  // namespace ptpcfg

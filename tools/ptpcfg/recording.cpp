@@ -1,0 +1,116 @@
+#include "recording.h"
+
+#include <utility>
+
+#include "channel.h"
+#include "failure.h"
+#include "files.h"
+#include "records.h"
+#include "time_bound.h"
+#include "xml_source.h"
+
+namespace ptpcfg {
+namespace {
+
+std::string place_of(const vela_recording_item &item) {
+    return std::string(item.file) + ": offset " + std::to_string(item.offset);
+}
+
+}  // namespace
+
+recording::recording(const std::string &path, std::function<void()> before_text)
+    : path_(path), before_text_(std::move(before_text)) {
+    if (path == "-") {
+        throw failure(exit_code::usage, "a recording is read from its files, not from standard input");
+    }
+    char text[512] = "";
+    u_int32 err = 0;
+    recording_.reset(vela_recording_open(path.c_str(), text, sizeof text, &err));
+    if (recording_ == nullptr) {
+        throw failure(err == VELA_EINVAL ? exit_code::bad_input : exit_code::io, text);
+    }
+}
+
+const vela_recording_item *recording::next() {
+    u_int32 err = 0;
+    while (vela_recording_next(recording_.get(), &item_, &err) != 0) {
+        switch (item_.kind) {
+            case VELA_RECORDING_RECORD:
+                return &item_;
+            case VELA_RECORDING_TORN:
+                say("warning: " + place_of(item_) + ": " + item_.reason + "; it is skipped");
+                break;
+            case VELA_RECORDING_DAMAGED:
+                complain(item_.reason + std::string("; ") + std::to_string(item_.extent) + " bytes are skipped");
+                break;
+        }
+    }
+    if (err != 0) {
+        throw failure(exit_code::io, path_ + ": cannot read: " + system_error_text(err));
+    }
+    return nullptr;
+}
+
+void recording::complain(const std::string &reason) {
+    ++faults_;
+    say(place_of(item_) + ": " + reason);
+}
+
+void recording::say(const std::string &text) const {
+    if (before_text_) {
+        before_text_();
+    }
+    std::fprintf(stderr, "ptpcfg: %s\n", text.c_str());
+}
+
+void recording::finish() const {
+    if (faults_ > 0) {
+        throw failure(exit_code::bad_input, path_ + ": " + std::to_string(faults_) + " faults, see above");
+    }
+}
+
+double recording::fraction() const {
+    const u_int64 size = vela_recording_size(recording_.get());
+    return size == 0 ? 1 : static_cast<double>(vela_recording_position(recording_.get())) / static_cast<double>(size);
+}
+
+std::vector<recorded> decode_recording(recording &input, const ptp_cfg_type *type, const session &session) {
+    const std::vector<std::string> names = channel_names();
+    std::vector<recorded> messages;
+    size_t total = 0;
+    while (const vela_recording_item *item = input.next()) {
+        total += item->length;
+        if (total > longest_input) {
+            throw failure(exit_code::bad_input, input.path() + ": longer than 64 MiB, which is too much at once");
+        }
+        try {
+            for (record &message : records_from_bytes("message", bytes_of(*item), type, session)) {
+                messages.push_back(
+                    {item->time_ns, item->source < names.size() ? names[item->source] : "unknown", std::move(message)});
+            }
+        } catch (const failure &error) {
+            input.complain(error.what());
+        }
+    }
+    return messages;
+}
+
+std::string render(const std::vector<recorded> &messages, format form) {
+    std::string text;
+    if (form == format::xml) {
+        for (const recorded &each : messages) {
+            text += xml_of(each.message);
+        }
+        return pretty_text("<ptp_cfg>" + text + "</ptp_cfg>");
+    }
+    for (const recorded &each : messages) {
+        if (form == format::text) {
+            text += time_text(each.time_ns) + " " + each.channel + "\n" + print_of(each.message);
+        } else {
+            text += form == format::hex ? to_hex(bytes_of(each.message)) : bytes_of(each.message);
+        }
+    }
+    return text;
+}
+
+}  // namespace ptpcfg

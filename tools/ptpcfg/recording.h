@@ -1,0 +1,63 @@
+// A recording as input: its records one by one, with what is torn or damaged named on standard error.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "formats.h"
+#include "session.h"
+#include "vela_recorder.h"
+
+namespace ptpcfg {
+
+class recording {
+  public:
+    /** @param before_text  called before something is written to standard error; may be empty */
+    explicit recording(const std::string &path, std::function<void()> before_text = {});
+
+    /** The next record, or nullptr at the end; valid until the next call. Fails when a file cannot be read. */
+    const vela_recording_item *next();
+
+    /** Names a fault of the last record; the work goes on, and finish() fails. */
+    void complain(const std::string &reason);
+    /** Fails when something was damaged; a torn last record is a warning only. */
+    void finish() const;
+
+    const std::string &path() const { return path_; }
+    /** How much of it was passed, from 0 to 1. */
+    double fraction() const;
+
+  private:
+    struct close_recording {
+        void operator()(vela_recording *recording) const { vela_recording_close(recording); }
+    };
+    void say(const std::string &text) const;
+
+    std::string path_;
+    std::function<void()> before_text_;
+    std::unique_ptr<vela_recording, close_recording> recording_;
+    vela_recording_item item_{};
+    size_t faults_ = 0;
+};
+
+inline std::string_view bytes_of(const vela_recording_item &item) {
+    return {reinterpret_cast<const char *>(item.bytes), item.length};
+}
+
+/** A decoded message with its time. */
+struct recorded {
+    u_int64 time_ns;
+    std::string channel;
+    record message;
+};
+
+/** Decodes a whole recording; what cannot be decoded is a fault. `type`, if given, is the message that all must be. */
+std::vector<recorded> decode_recording(recording &input, const ptp_cfg_type *type, const session &session);
+
+/** As render() does; in text each message stands under its time and channel. */
+std::string render(const std::vector<recorded> &messages, format form);
+
+}  // namespace ptpcfg
