@@ -84,7 +84,7 @@ std::string recorder_text(const record &record) {
 class listener {
   public:
     listener(const listen_options &options, format form)
-        : options_(options), format_(form), session_(session_options{}), output_(options.output) {
+        : options_(options), format_(form), session_(options.session), output_(options.output) {
         if (!options.record.empty()) {
             recording_ = std::make_unique<record_stream>(options.record);
         }
@@ -189,7 +189,8 @@ class listener {
             complain(error.what());
             return;
         }
-        output_.add(format_ == format::bin ? bytes : std::string_view(render(records, format_)));
+        const bool is_as_sent = format_ == format::bin && !session_.has_domain();
+        output_.add(is_as_sent ? bytes : std::string_view(render(records, format_)));
         if (recording_ != nullptr) {
             recording_->add(recorder_text(records.front()));
         }

@@ -23,14 +23,17 @@ void on_event(void *cookie, vela_channel *, const vela_channel_event *event) {
     }
 }
 
-/** The messages of an input as bytes. Bytes that come as such are checked and then left as they are. */
+/**
+ * The messages of an input as bytes. Bytes that come as such are checked, and left as they are unless a domain says that
+ * the peer knows less.
+ */
 void append_messages(const std::string &path, const send_options &options, const session &session,
                      std::vector<std::string> &messages) {
     const std::string name = input_name(path);
     const std::string content = read_input(path);
     const format from = input_format(options.from, path, content);
-    if (from == format::xml) {
-        for (const record &record : records_from_xml(name, content, nullptr, session)) {
+    if (from == format::xml || session.has_domain()) {
+        for (const record &record : records_from_input(name, content, from, nullptr, session)) {
             messages.push_back(bytes_of(record));
         }
         return;
