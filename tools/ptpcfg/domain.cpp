@@ -93,7 +93,8 @@ domain domain_from(const std::vector<std::string> &options) {
 
 int variant_under(vela_handle *handle, const ptp_cfg_type *type) {
     u_int32 err = 0;
-    const int variant = vela_domain_lookup_variant(handle, &handle->variant_domain, record_of(type), &err);
+    const auto variant =
+        static_cast<int>(vela_domain_lookup_variant(handle, &handle->variant_domain, record_of(type), &err));
     check(err);
     return variant;
 }
