@@ -18,13 +18,15 @@ u_int64 new_stamp() {
 /** A name field of a record need not be terminated. */
 std::string field_text(const char (&field)[64]) { return std::string(field, strnlen(field, sizeof field)); }
 
+int8 newest_variant(const vela_type_info *record) { return static_cast<int8>(velalib::newest_variant(*record)); }
+
 /** What a domain says of a record, from the handle's cache or into it. */
 const velalib::variant_cache::entry &ask(vela_handle *handle, const vela_domain *domain, const vela_type_info *record) {
     velalib::variant_cache::entry &entry = handle->runtime->variants.of(record);
     if (entry.record == record && entry.stamp == domain->stamp) return entry;
     const std::string name = field_text(record->type_name);
     const auto found = domain->variants.find(name);
-    entry.variant = found != domain->variants.end() ? found->second : velalib::newest_variant(*record);
+    entry.variant = found != domain->variants.end() ? found->second : newest_variant(record);
     entry.message_ok = !domain->forbidden_messages.contains(name);
     entry.stamp = domain->stamp;
     entry.record = record;
@@ -81,7 +83,7 @@ int8 vela_domain_lookup_variant(vela_handle *handle, const vela_variant_domain *
                                 u_int32 *err) {
     if (*err != 0) return 0;
     if (record == nullptr) return static_cast<int8>(vela_inline::fail(handle, err, VELA_EINVAL));
-    if (domain->overrides == nullptr) return velalib::newest_variant(*record);
+    if (domain->overrides == nullptr) return newest_variant(record);
     try {
         return ask(handle, domain->overrides, record).variant;
     } catch (const std::bad_alloc &) {

@@ -157,7 +157,7 @@ void domain_reader::take_variant(vela_domain *domain, std::string_view type, con
         report(value, quoted(type) + " is a message, which has no variants",
                "name the type of its payload, or forbid it in forbidden_messages");
     } else {
-        const auto newest = static_cast<int64_t>(velalib::newest_variant(*record));
+        const int newest = velalib::newest_variant(*record);
         const std::string allowed =
             newest == 0 ? "give 0, the only one it has" : "give a number from 0 to " + number(newest);
         if (!value.is_integer()) {

@@ -50,8 +50,8 @@ const vela_type_info *find_type(std::string_view name) {
 
 bool is_message(const vela_type_info &record) { return text_of(record.kind) == "message"; }
 
-int8 newest_variant(const vela_type_info &record) {
-    return record.variant_table == nullptr ? int8{0} : static_cast<int8>(record.variant_table->count - 1);
+int newest_variant(const vela_type_info &record) {
+    return record.variant_table == nullptr ? 0 : record.variant_table->count - 1;
 }
 
 std::string type_advice(std::string_view name, bool of_message) {

@@ -12,7 +12,8 @@ namespace velalib {
 const vela_type_info *find_type(std::string_view name);
 
 bool is_message(const vela_type_info &record);
-int8 newest_variant(const vela_type_info &record);
+/** Number of the newest variant; 0 for a record without a table. */
+int newest_variant(const vela_type_info &record);
 
 /** What to do about a name that no module has: the nearest name there is, if one is near, of a message or of a type. */
 std::string type_advice(std::string_view name, bool of_message);

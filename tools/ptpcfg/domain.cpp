@@ -91,10 +91,9 @@ domain domain_from(const std::vector<std::string> &options) {
     return result;
 }
 
-int variant_under(vela_handle *handle, const ptp_cfg_type *type) {
+int8 variant_under(vela_handle *handle, const ptp_cfg_type *type) {
     u_int32 err = 0;
-    const auto variant =
-        static_cast<int>(vela_domain_lookup_variant(handle, &handle->variant_domain, record_of(type), &err));
+    const int8 variant = vela_domain_lookup_variant(handle, &handle->variant_domain, record_of(type), &err);
     check(err);
     return variant;
 }
@@ -109,7 +108,7 @@ bool is_allowed(vela_handle *handle, const ptp_cfg_type *message) {
 void leave_out_newer(vela_handle *handle, const ptp_cfg_type *type, void *instance) {
     if (describe(type).kind != PTP_CFG_MESSAGE) {
         auto *header = static_cast<vela_instance_header *>(instance);
-        header->variant = static_cast<int8>(std::min<int>(header->variant, variant_under(handle, type)));
+        header->variant = std::min(header->variant, variant_under(handle, type));
         if (header->variant < 0 || describe(type).kind == PTP_CFG_ENUMERATION) {
             return;
         }

@@ -21,7 +21,7 @@ using domain = std::unique_ptr<vela_domain, destroy_domain>;
 domain domain_from(const std::vector<std::string> &options);
 
 /** The variant that a handle's domain uses for a structure or enumeration. */
-int variant_under(vela_handle *handle, const ptp_cfg_type *type);
+int8 variant_under(vela_handle *handle, const ptp_cfg_type *type);
 
 /** Whether a handle's domain allows a message. */
 bool is_allowed(vela_handle *handle, const ptp_cfg_type *message);

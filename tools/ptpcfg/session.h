@@ -46,7 +46,7 @@ class session {
     /** Whether the command line names a domain. */
     bool has_domain() const { return domain_ != nullptr; }
     /** The variant that new instances of a type get. */
-    int variant_of(const ptp_cfg_type *type) const { return variant_under(plain_.get(), type); }
+    int8 variant_of(const ptp_cfg_type *type) const { return variant_under(plain_.get(), type); }
     /**
      * Takes what was read as a peer of the domain does: refuses a message that the domain forbids, with its place, and
      * leaves out fields that are newer.
