@@ -57,7 +57,7 @@ TEST_F(channel, a_missing_peer_is_named) {
 TEST_F(channel, a_listener_that_dies_and_is_replaced_is_named_with_what_it_took_along) {
     const outcome result = sh(R"(
         ptpcfg encode $CLOCKS/g8275_1_boundary_clock.xml -o one.bin
-        for n in 1 2 3 4 5 6 7 8 9 10 11; do cat one.bin one.bin >two.bin; mv two.bin one.bin; done
+        for n in 1 2 3 4 5 6 7 8 9 10 11 12 13; do cat one.bin one.bin >two.bin; mv two.bin one.bin; done
         ptpcfg listen unix:$PWD/s -o first.txt & first=$!
         until test -S s; do sleep 0.02; done
         kill -STOP $first
@@ -68,7 +68,7 @@ TEST_F(channel, a_listener_that_dies_and_is_replaced_is_named_with_what_it_took_
         wait $send; echo $?
         kill -TERM $second; wait $second)");
     EXPECT_EQ(result.out, "4\n");
-    EXPECT_THAT(result.err, HasSubstr(" of 2048 messages sent, of which up to "));
+    EXPECT_THAT(result.err, HasSubstr(" of 8192 messages sent, of which up to "));
     EXPECT_THAT(result.err, HasSubstr("ended before it read everything"));
 }
 
