@@ -50,7 +50,8 @@ vela_bundle *vela_bundle_open(vela_handle *handle, u_int32 mem_class, u_int32 ca
         fail(handle, VELA_EINVAL, err);
         return nullptr;
     }
-    void *memory = velalib_malloc(handle, mem_class, sizeof(vela_bundle) + capacity_bytes);
+    const size_t spare = 1;  // marshalling state flags may store one byte behind a full buffer
+    void *memory = velalib_malloc(handle, mem_class, sizeof(vela_bundle) + capacity_bytes + spare);
     if (memory == nullptr) {
         fail(handle, VELA_ENOMEM, err);
         return nullptr;

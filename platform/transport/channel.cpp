@@ -259,12 +259,13 @@ u_int32 vela_channel::process_all(const delivery &to, u_int32 most) {
     u_int32 delivered = 0;
     int count = event_count_ > 0 ? event_count_ : look(0);
     event_count_ = 0;  // peers are retired below: what was told of them is not to be kept
+    bool is_called = false;
     for (int i = 0; i < count; ++i) {
         epoll_event event = events_[i];
         if (event.data.ptr == &timer_) {
             on_timer();
         } else if (event.data.ptr == &listening_) {
-            accept_peers();
+            is_called = true;
         } else if (delivered < most) {
             delivered += serve(*static_cast<peer *>(event.data.ptr), event.events, to, most - delivered);
         }
@@ -276,6 +277,10 @@ u_int32 vela_channel::process_all(const delivery &to, u_int32 most) {
         }
     }
     retire_ended();
+    if (is_called) {  // after the farewell of those who ended: what waited for the last of them is for who comes now
+        accept_peers();
+        retire_ended();
+    }
     return delivered;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "module_types.h"
 #include "runtime_state.h"
 #include "velalib_inline.h"
 
@@ -17,9 +18,7 @@ u_int64 new_stamp() {
 /** A name field of a record need not be terminated. */
 std::string field_text(const char (&field)[64]) { return std::string(field, strnlen(field, sizeof field)); }
 
-int8 newest_variant(const vela_type_info *record) {
-    return record->variant_table == nullptr ? int8{0} : static_cast<int8>(record->variant_table->count - 1);
-}
+int8 newest_variant(const vela_type_info *record) { return static_cast<int8>(velalib::newest_variant(*record)); }
 
 /** What a domain says of a record, from the handle's cache or into it. */
 const velalib::variant_cache::entry &ask(vela_handle *handle, const vela_domain *domain, const vela_type_info *record) {

@@ -1,5 +1,7 @@
 // Generated messages in bundles, through a channel, to the bundle handler of the module.
+#include <cstdlib>
 #include <cstring>
+#include <map>
 
 #include "channel_end.h"
 #include "ptp_cfg/module.h"
@@ -91,6 +93,54 @@ TEST(Messages, TravelInBundlesWithoutTheOnesThatTheDomainForbids) {
     vela_bundle_destroy(bundle);
     vela_handle_set_domain(handle.get(), nullptr);
     vela_domain_destroy(domain);
+}
+
+// An allocator that looks behind its blocks for what was stored beyond their end.
+class fenced_memory {
+  public:
+    static void *allocate(void *cookie, u_int32, size_t size) {
+        u_int8 *block = static_cast<u_int8 *>(std::malloc(size + sizeof fence));
+        std::memcpy(block + size, fence, sizeof fence);
+        static_cast<fenced_memory *>(cookie)->sizes_[block] = size;
+        return block;
+    }
+    static void free(void *cookie, u_int32, void *memory) {
+        fenced_memory &of = *static_cast<fenced_memory *>(cookie);
+        u_int8 *block = static_cast<u_int8 *>(memory);
+        of.is_intact &= std::memcmp(block + of.sizes_[block], fence, sizeof fence) == 0;
+        of.sizes_.erase(block);
+        std::free(block);
+    }
+    bool is_intact = true;
+
+  private:
+    static constexpr u_int8 fence[] = {0xA5, 0x5A, 0xA5, 0x5A};
+    std::map<u_int8 *, size_t> sizes_;
+};
+
+TEST(Messages, StayWithinABundleThatIsTooSmallForTheirStateFlags) {
+    fenced_memory memory;
+    vela_handle_options options = {};
+    options.size = sizeof options;
+    options.alloc = fenced_memory::allocate;
+    options.free = fenced_memory::free;
+    options.cookie = &memory;
+    options.tracking = VELA_STTR_ON;
+    u_int32 err = 0;
+    test::handle_ptr handle(vela_handle_create(&options, &err));
+    const ptp_cfg_type_description type = describe(ptp_cfg_type_find("ptp_utc_offset_cmd"));
+    void *message = type.operations->create(handle.get(), 1);
+    u_int32 capacity = VELA_BUNDLE_HEADER + VELA_BUNDLE_PREFIX + VELA_BUNDLE_LEAST_MESSAGE;
+    for (u_int32 packed = 0; packed == 0 && memory.is_intact; ++capacity) {
+        err = 0;
+        vela_bundle *bundle = vela_bundle_open(handle.get(), 1, capacity, &err);
+        ASSERT_NE(bundle, nullptr);
+        packed = vela_bundle_add(handle.get(), 1, type.operations->marshal, message, &err);
+        EXPECT_EQ(err == 0, packed == 1);
+        vela_bundle_destroy(bundle);
+    }
+    EXPECT_TRUE(memory.is_intact) << "in a bundle of " << capacity - 1 << " bytes";
+    type.operations->destroy(handle.get(), 1, message);
 }
 
 }  // namespace

@@ -163,6 +163,22 @@ TEST_P(Channel, SendsToEveryPeerOfTheListeningEnd) {
     EXPECT_EQ(server.statistics().lost + server.statistics().unread, 0u);
 }
 
+TEST_P(Channel, KeepsWhatWaitsForAPeerThatIsReplacedAtOnce) {
+    channel_end server(&vela_channel_listen, listen_uri());
+    {
+        channel_end first(&vela_channel_connect, server.uri());
+        ASSERT_TRUE(process_until({&server, &first}, [&] { return server.statistics().peers == 1; }));
+    }
+    channel_end second(&vela_channel_connect, server.uri());
+    for (u_int8 i = 0; i < 3; ++i) {  // the server has yet to notice that the first has gone and the second come
+        EXPECT_EQ(server.send(make_message(i, 0)), 0u);
+    }
+    EXPECT_TRUE(process_until({&server, &second}, [&] {
+        return second.received.size() + server.statistics().unread == 3;  // TCP notices at its second message
+    }));
+    EXPECT_EQ(server.statistics().lost, 0u);
+}
+
 TEST_P(Channel, HoldsASlowPeerFromNobodyElse) {
     vela_channel_options options = {};
     options.queue_messages = 2;

@@ -67,11 +67,12 @@ void add_global_options(CLI::App &app, final_statistics &statistics) {
     app.failure_message(CLI::FailureMessage::simple);
 }
 
-void add_domain_option(CLI::App &command, session_options &options) {
-    command
+CLI::Option *add_domain_option(CLI::App &command, session_options &options) {
+    return command
         .add_option("--domain", options.domain,
-                    "variant of a type that an older peer knows, for example ptp_port=0; may be repeated")
-        ->type_name("TYPE=VARIANT")
+                    "what an older peer knows: a file, or the variant of one type, for example ptp_port=0; may be "
+                    "repeated. What is newer is refused in XML and left out of bytes")
+        ->type_name("FILE|TYPE=VARIANT")
         ->allow_extra_args(false);
 }
 
@@ -135,9 +136,11 @@ void add_describe(CLI::App &app) {
                                ->check(CLI::Range(0, 127))
                                ->needs(name);
     command->add_flag("--tracked", options->tracked, "with state flags")->needs(variant);
-    command->add_flag("--xml", options->xml, "show it as XML with every field at its default, to start from")
-        ->needs(name)
-        ->excludes(variant);
+    CLI::Option *xml =
+        command->add_flag("--xml", options->xml, "show it as XML with every field at its default, to start from")
+            ->needs(name)
+            ->excludes(variant);
+    add_domain_option(*command, options->session)->needs(xml);
     command->callback([options] { describe(*options); });
 }
 
@@ -175,6 +178,7 @@ void add_listen(CLI::App &app) {
     command->add_option("--record", options->record, "file to add each message to, as XML with its time")
         ->type_name("FILE");
     command->add_option("--count", options->count, "end after this many messages")->type_name("N");
+    add_domain_option(*command, options->session);
     command->callback([options] { listen(*options); });
 }
 
@@ -263,8 +267,8 @@ int run_command_line(int argc, char **argv) {
         "ptpcfg");
     final_statistics statistics;
     add_global_options(app, statistics);
-    for (const auto add : {add_encode, add_decode, add_print, add_describe, add_send, add_listen, add_record, add_replay,
-                           add_trace, add_statistics}) {
+    for (const auto add : {add_encode, add_decode, add_print, add_describe, add_send, add_listen, add_record,
+                           add_replay, add_trace, add_statistics}) {
         add(app);
     }
     try {

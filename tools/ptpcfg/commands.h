@@ -31,6 +31,7 @@ struct describe_options {
     int variant = -1;  // from 0: show the bytes of that variant
     bool tracked = false;
     bool xml = false;
+    session_options session;
 };
 
 void describe(const describe_options &options);
@@ -50,6 +51,7 @@ struct listen_options {
     std::string output = "-";
     std::string record;  // file for recorder XML, or empty
     u_int32 count = 0;   // 0: without end
+    session_options session;
 };
 
 void listen(const listen_options &options);

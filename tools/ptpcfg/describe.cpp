@@ -199,8 +199,8 @@ std::string layout_text(const ptp_cfg_type *type, int variant, bool tracked) {
 }
 
 /** A record with every field at its default, to start from. */
-std::string sample_text(const ptp_cfg_type *type) {
-    const session session(session_options{});
+std::string sample_text(const ptp_cfg_type *type, const session_options &options) {
+    const session session(options);
     std::vector<record> records;
     records.push_back(new_record(type, session.handle(false)));
     return render(records, format::xml);
@@ -212,7 +212,7 @@ std::string answer(const describe_options &options) {
     }
     const ptp_cfg_type *type = type_named(options.name);
     if (options.xml) {
-        return sample_text(type);
+        return sample_text(type, options.session);
     }
     return options.variant >= 0 ? layout_text(type, options.variant, options.tracked) : details_text(type);
 }

@@ -69,7 +69,7 @@ class listener {
   public:
     listener(const listen_options &options, format form)
         : format_(form),
-          session_(session_options{}),
+          session_(options.session),
           output_(options.output),
           recording_(options.record.empty() ? nullptr : std::make_unique<record_stream>(options.record)),
           receiver_(options.channel, options.count, [this](std::string_view bytes) { take(bytes); }) {}
@@ -85,7 +85,8 @@ class listener {
             receiver_.complain(error.what());
             return;
         }
-        output_.add(format_ == format::bin ? bytes : std::string_view(render(records, format_)));
+        const bool is_as_sent = format_ == format::bin && !session_.has_domain();
+        output_.add(is_as_sent ? bytes : std::string_view(render(records, format_)));
         if (recording_ != nullptr) {
             recording_->add(recorder_text(records.front()));
         }

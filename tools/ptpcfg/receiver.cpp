@@ -91,7 +91,9 @@ void receiver::take_bundle(const std::string &bytes) {
         last_ = clock::now();
         ++received_;
         if (item.err != 0) {
-            complain(item.reason != nullptr ? item.reason : error_text(item.err));
+            complain("message " + std::to_string(received_) + ": place " + std::to_string(item.index + 1) +
+                     " of its bundle, offset " + std::to_string(item.offset) + ": " +
+                     (item.reason != nullptr ? item.reason : error_text(item.err)));
         } else {
             take_({reinterpret_cast<const char *>(item.message), item.length});
         }

@@ -32,6 +32,7 @@ record message_from_bytes(const std::string &name, std::string_view bytes, messa
     if (err != 0) {
         fail_decoding(name, walk, err);
     }
+    session.admit(result, name + ": offset " + std::to_string(span.offset));
     return result;
 }
 
@@ -51,6 +52,7 @@ record type_from_bytes(const std::string &name, std::string_view bytes, const pt
     if (err != 0) {
         fail_decoding(name, walk, err);
     }
+    session.admit(result, name);
     return result;
 }
 
@@ -89,7 +91,9 @@ record record_from_element(const xml_source &source, const xml_record &element, 
         void *message =
             type.operations->from_document(handle, memory_class, document.get(), &err, reason, sizeof reason);
         check();
-        return {element.type, message, handle};
+        record result(element.type, message, handle);
+        session.admit(result, source.place(element.node));
+        return result;
     }
     record result = new_record(element.type, handle);
     const std::string path = std::string("//") + type.name;

@@ -15,15 +15,22 @@ using std::chrono::steady_clock;
 /** What happened on the channel, for the message when sending fails. */
 struct events {
     std::string last;
+    std::string loss;  // says more than what comes after it
 };
 
 void on_event(void *cookie, vela_channel *, const vela_channel_event *event) {
-    if (event->kind != VELA_CHANNEL_CONNECTED && event->text != nullptr) {
-        static_cast<events *>(cookie)->last = event->text;
+    events &told = *static_cast<events *>(cookie);
+    if (event->kind == VELA_CHANNEL_LOST || event->kind == VELA_CHANNEL_UNREAD) {
+        told.loss = event->text;
+    } else if (event->kind != VELA_CHANNEL_CONNECTED) {
+        told.last = event->text;
     }
 }
 
-/** The messages of an input as bytes. Bytes that come as such are checked and then left as they are. */
+/**
+ * The messages of an input as bytes. Bytes that come as such are checked, and left as they are unless a domain says that
+ * the peer knows less.
+ */
 void append_messages(const std::string &path, const send_options &options, const session &session,
                      std::vector<std::string> &messages) {
     const std::string name = input_name(path);
@@ -32,8 +39,8 @@ void append_messages(const std::string &path, const send_options &options, const
     if (from == format::rec) {
         throw failure(exit_code::bad_input, name + ": is a recording; 'ptpcfg replay' sends it");
     }
-    if (from == format::xml) {
-        for (const record &record : records_from_xml(name, content, nullptr, session)) {
+    if (from == format::xml || session.has_domain()) {
+        for (const record &record : records_from_input(name, content, from, nullptr, session)) {
             messages.push_back(bytes_of(record));
         }
         return;
@@ -55,11 +62,12 @@ class sender {
                                               std::chrono::duration<double>(options.channel.timeout))) {}
 
     void run(const std::vector<std::string> &messages) {
+        count_ = messages.size();
         for (const std::string &message : messages) {
             offer(message);
         }
         while (statistics_of(channel_).sent < messages.size()) {
-            work(messages.size());
+            work();
         }
     }
 
@@ -76,19 +84,22 @@ class sender {
             if (err != VELA_EAGAIN) {
                 throw failure(exit_code::peer, options_.channel.uri + ": cannot send: " + error_text(err));
             }
-            work(0);
+            work();
         }
     }
 
-    void work(size_t wanted) {
+    void work() {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - steady_clock::now());
         const vela_channel_statistics statistics = statistics_of(channel_);
-        if (left.count() <= 0 || statistics.lost > 0) {
-            const std::string sent =
-                wanted == 0 ? "" : std::to_string(statistics.sent) + " of " + std::to_string(wanted) + " messages sent";
-            throw failure(exit_code::peer, options_.channel.uri + ": " + sent +
+        if (left.count() <= 0 || !events_.loss.empty()) {
+            const std::string &reason = events_.loss.empty() ? events_.last : events_.loss;
+            const std::string unread = statistics.unread == 0
+                                           ? ""
+                                           : ", of which up to " + std::to_string(statistics.unread) + " were not read";
+            throw failure(exit_code::peer, options_.channel.uri + ": " + std::to_string(statistics.sent) + " of " +
+                                               std::to_string(count_) + " messages sent" + unread +
                                                (statistics.connects == 0 ? ", nobody listens there" : "") +
-                                               (events_.last.empty() ? "" : ": " + events_.last));
+                                               (reason.empty() ? "" : ": " + reason));
         }
         vela_channel_wait(channel_.get(), static_cast<int32>(std::min<int64_t>(left.count(), 100)));
         u_int32 err = 0;
@@ -97,6 +108,7 @@ class sender {
 
     const send_options &options_;
     vela_handle *handle_;
+    size_t count_ = 0;
     events events_;
     channel channel_;
     steady_clock::time_point deadline_;

@@ -1,6 +1,5 @@
 #include "session.h"
 
-#include <charconv>
 #include <utility>
 
 #include "failure.h"
@@ -19,43 +18,11 @@ record::~record() {
     }
 }
 
-void session::destroy_domain::operator()(vela_domain *domain) const { vela_domain_destroy(domain); }
-
 void session::destroy_handle::operator()(vela_handle *handle) const { vela_handle_destroy(handle, nullptr); }
 
-session::session(const session_options &options) : tracked_(options.tracked) {
-    if (!options.domain.empty()) {
-        domain_.reset(vela_domain_create("ptpcfg"));
-        if (domain_ == nullptr) {
-            throw failure(exit_code::io, "there is no memory for a domain");
-        }
-        for (const std::string &assignment : options.domain) {
-            set_variant(assignment);
-        }
-    }
+session::session(const session_options &options) : tracked_(options.tracked), domain_(domain_from(options.domain)) {
     plain_ = create(VELA_STTR_OFF);
     tracking_ = create(VELA_STTR_ON);
-}
-
-void session::set_variant(const std::string &assignment) {
-    const size_t equals = assignment.find('=');
-    const std::string number = equals == std::string::npos ? "" : assignment.substr(equals + 1);
-    int variant = -1;
-    const auto [end, problem] = std::from_chars(number.data(), number.data() + number.size(), variant);
-    if (problem != std::errc() || end != number.data() + number.size()) {
-        throw failure(exit_code::usage, "--domain " + assignment + ": TYPE=VARIANT is wanted, for example ptp_port=0");
-    }
-    const ptp_cfg_type_description type = describe(type_named(assignment.substr(0, equals)));
-    if (variant < 0 || variant > type.newest_variant || type.kind == PTP_CFG_MESSAGE) {
-        throw failure(exit_code::usage, "--domain " + assignment + ": " + type.name +
-                                            (type.kind == PTP_CFG_MESSAGE
-                                                 ? " is a message, which has no variants; name the type of its payload"
-                                                 : " has the variants 0 to " + std::to_string(type.newest_variant)));
-    }
-    if (vela_domain_set_variant(domain_.get(), type.name, static_cast<int8>(variant)) != 0) {
-        throw failure(exit_code::io, "there is no memory for a domain");
-    }
-    overrides_.emplace_back(type.name, variant);
 }
 
 std::unique_ptr<vela_handle, session::destroy_handle> session::create(u_int32 tracking) const {
@@ -71,15 +38,16 @@ std::unique_ptr<vela_handle, session::destroy_handle> session::create(u_int32 tr
     return std::unique_ptr<vela_handle, destroy_handle>(handle);
 }
 
-int session::variant_of(const ptp_cfg_type *type) const {
-    const ptp_cfg_type_description description = describe(type);
-    int variant = description.newest_variant;
-    for (const auto &[name, value] : overrides_) {
-        if (name == description.name) {
-            variant = value;
-        }
+void session::admit(const record &record, const std::string &place) const {
+    if (domain_ == nullptr) {
+        return;
     }
-    return variant;
+    const ptp_cfg_type_description type = describe(record.type());
+    if (type.kind == PTP_CFG_MESSAGE && !is_allowed(record.handle(), record.type())) {
+        throw failure(exit_code::bad_input,
+                      place + ": the domain '" + record.handle()->domain_name + "' does not allow " + type.short_name);
+    }
+    leave_out_newer(record.handle(), record.type(), record.instance());
 }
 
 }  // namespace ptpcfg

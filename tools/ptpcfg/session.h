@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "domain.h"
 #include "reflection.h"
 
 namespace ptpcfg {
 
 /** Options that many subcommands share. */
 struct session_options {
-    std::vector<std::string> domain;  // TYPE=VARIANT
+    std::vector<std::string> domain;  // FILE, TYPE=VARIANT
     bool tracked = false;             // encode with state flags
 };
 
@@ -42,22 +43,24 @@ class session {
     vela_handle *handle(bool tracked) const { return tracked ? tracking_.get() : plain_.get(); }
     /** Whether the command line asks for state flags. */
     bool tracked() const { return tracked_; }
+    /** Whether the command line names a domain. */
+    bool has_domain() const { return domain_ != nullptr; }
     /** The variant that new instances of a type get. */
-    int variant_of(const ptp_cfg_type *type) const;
+    int8 variant_of(const ptp_cfg_type *type) const { return variant_under(plain_.get(), type); }
+    /**
+     * Takes what was read as a peer of the domain does: refuses a message that the domain forbids, with its place, and
+     * leaves out fields that are newer.
+     */
+    void admit(const record &record, const std::string &place) const;
 
   private:
-    struct destroy_domain {
-        void operator()(vela_domain *domain) const;
-    };
     struct destroy_handle {
         void operator()(vela_handle *handle) const;
     };
     std::unique_ptr<vela_handle, destroy_handle> create(u_int32 tracking) const;
-    void set_variant(const std::string &assignment);
 
     bool tracked_;
-    std::vector<std::pair<std::string, int>> overrides_;
-    std::unique_ptr<vela_domain, destroy_domain> domain_;
+    domain domain_;
     std::unique_ptr<vela_handle, destroy_handle> plain_;
     std::unique_ptr<vela_handle, destroy_handle> tracking_;
 };

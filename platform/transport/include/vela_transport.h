@@ -17,8 +17,9 @@
  * channel belongs to one thread at a time; several channels may be used by several threads. An inproc: channel must
  * not be carried into a child process.
  *
- * What vela_channel_send() accepted is delivered to the peer's socket, stays queued, or is reported as lost: by an
- * event and in the statistics.
+ * What vela_channel_send() accepted is delivered, stays queued, or is reported: as lost, or as sent to a peer that ended
+ * before it read everything, both by an event and in the statistics. What waits when the only peer ends is kept for the
+ * peer that comes next.
  *
  * All calls that take `err` follow the rules of velalib/runtime.h: with *err set on entry they do nothing.
  */

@@ -214,6 +214,25 @@ VELA_API u_int32 vela_domain_set_variant(vela_domain *domain, const char *type_n
 /** Forbids a message in a domain, for example "ptp_clock_cfg_message". Returns 0, 12 or 22 as above. */
 VELA_API u_int32 vela_domain_forbid_message(vela_domain *domain, const char *message_name);
 
+/**
+ * Makes a domain from a file, with the calls above. The file is TOML:
+ *
+ *     name = "first release"                          # 1 to 63 characters
+ *     forbidden_messages = ["ptp_tod_src_msg_message"]  # may be left out: messages that the peer does not know
+ *     [variants]                                      # may be left out: types that the peer knows in an older variant
+ *     ptp_port = 0
+ *
+ * Every name must be that of a type or message of a loaded module, and every variant one that the type has: load the
+ * modules first, and neither load nor unload one meanwhile.
+ * @param path        of the file, at most 1 MiB long
+ * @param error_text, room  NULL, or receives what is wrong, cut to the room: a line "FILE:LINE: what; what to do" for
+ *                    each fault, or one line without a number when the file cannot be read
+ * @param err         0 on entry, else the call does nothing; receives 12 (no memory), 22 (faults in the file, or no
+ *                    path), 90 (the file is too long), or the system's errno when the file cannot be read
+ * @return the domain, owned by the caller until vela_domain_destroy(), or NULL
+ */
+VELA_API vela_domain *vela_domain_load(const char *path, char *error_text, size_t room, u_int32 *err);
+
 /** Allocates and frees outside instances; `handle` may be NULL. */
 VELA_API void *velalib_malloc(vela_handle *handle, u_int32 mem_class, size_t size);
 VELA_API void velalib_free(vela_handle *handle, u_int32 mem_class, void *memory);
