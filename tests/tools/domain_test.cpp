@@ -158,6 +158,13 @@ TEST_F(older_peer, neither_gets_nor_takes_a_message_it_does_not_know) {
     EXPECT_EQ(taken.out, "");
 }
 
+TEST_F(older_peer, may_be_named_before_the_subcommand) {
+    const std::string after = sh("ptpcfg decode new.bin " + older).out;
+    EXPECT_NE(after, sh("ptpcfg decode new.bin").out);
+    EXPECT_EQ(sh("ptpcfg " + older + " decode new.bin").out, after);
+    EXPECT_EQ(sh("ptpcfg " + older + " record unix:$PWD/s r.rec").status, 2);  // would mean nothing
+}
+
 TEST_F(older_peer, is_described_by_one_file_and_single_variants) {
     write("old.toml", "name = 'old'\n[variants]\nptp_utc_offset = 0\n");
     const std::string sample = "ptpcfg describe --xml ptp_utc_offset_cmd ";

@@ -51,6 +51,10 @@ class final_statistics {
     bool wanted = false;
 };
 
+constexpr const char *domain_help =
+    "what an older peer knows: a file, or the variant of one type, for example ptp_port=0; may be repeated. What is "
+    "newer is refused in XML and left out of bytes";
+
 void add_global_options(CLI::App &app, final_statistics &statistics) {
     app.require_subcommand(1);
     app.fallthrough();
@@ -63,17 +67,35 @@ void add_global_options(CLI::App &app, final_statistics &statistics) {
         ->trigger_on_parse();
     app.add_flag("--stats", statistics.wanted,
                  "show at the end, on standard error, how many instances of each type the run created and destroyed");
+    auto domain = std::make_shared<std::vector<std::string>>();
+    app.add_option("--domain", *domain, domain_help)
+        ->type_name("FILE|TYPE=VARIANT")
+        ->allow_extra_args(false)
+        ->each([domain](const std::string &) {});  // keeps it as long as the option
     app.footer(exit_codes);
     app.failure_message(CLI::FailureMessage::simple);
 }
 
+/** --domain of a subcommand, which may also stand before the subcommand's name. */
 CLI::Option *add_domain_option(CLI::App &command, session_options &options) {
-    return command
-        .add_option("--domain", options.domain,
-                    "what an older peer knows: a file, or the variant of one type, for example ptp_port=0; may be "
-                    "repeated. What is newer is refused in XML and left out of bytes")
+    CLI::Option *before = command.get_parent()->get_option("--domain");
+    command.parse_complete_callback([before, &options] {
+        const std::vector<std::string> values = before->results();
+        options.domain.insert(options.domain.begin(), values.begin(), values.end());
+    });
+    return command.add_option("--domain", options.domain, domain_help)
         ->type_name("FILE|TYPE=VARIANT")
         ->allow_extra_args(false);
+}
+
+/** For subcommands that only handle bytes. */
+void refuse_domain(CLI::App &command) {
+    CLI::Option *before = command.get_parent()->get_option("--domain");
+    command.parse_complete_callback([before, name = command.get_name()] {
+        if (before->count() > 0) {
+            throw CLI::ExtrasError(name, {"--domain"});
+        }
+    });
 }
 
 void add_from_option(CLI::App &command, std::string &from) {
@@ -184,6 +206,7 @@ void add_listen(CLI::App &app) {
 
 void add_trace(CLI::App &app) {
     CLI::App *command = app.add_subcommand("trace", "Print what a process traced into a file, also after its crash");
+    refuse_domain(*command);
     auto options = std::make_shared<trace_options>();
     command->add_option("file", options->file, "where the process keeps its trace")->type_name("FILE")->required();
     command->add_option("--level", options->level, "the least severe level to show")
@@ -203,6 +226,7 @@ void add_trace(CLI::App &app) {
 void add_statistics(CLI::App &app) {
     CLI::App *command = app.add_subcommand(
         "stats", "Show what the processes that share a file of types have created and destroyed, per type and variant");
+    refuse_domain(*command);
     auto options = std::make_shared<statistics_options>();
     command->add_option("file", options->file, "the file, as their vela_shared_types_create() made it")
         ->type_name("FILE")
@@ -215,6 +239,7 @@ void add_statistics(CLI::App &app) {
 void add_record(CLI::App &app) {
     CLI::App *command =
         app.add_subcommand("record", "Receive messages at a channel and keep their bytes with the time");
+    refuse_domain(*command);
     auto options = std::make_shared<record_options>();
     add_channel_options(*command, options->channel,
                         "end after this time without a message; a fault when --count is not reached");
@@ -235,6 +260,7 @@ void add_record(CLI::App &app) {
 
 void add_replay(CLI::App &app) {
     CLI::App *command = app.add_subcommand("replay", "Send the messages of a recording again");
+    refuse_domain(*command);
     auto options = std::make_shared<replay_options>();
     options->channel.timeout = 5;
     command->add_option("file", options->file, "recording; FILE.1 and so on are read before it")
