@@ -21,6 +21,48 @@ void structure_copy_cr(const structure_descriptor &type, const wire_functions &w
 void structure_copy(const structure_descriptor &type, const wire_functions &wire, vela_handle *handle,
                     u_int32 mem_class, const void *source, void **slot, u_int32 *err);
 
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+/** Whether a copy by way of the handle's work buffer would be plain, and could not fail there. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool copies_plainly_by_handle(vela_handle *handle, const void *source) {
+    constexpr int32 width = static_cast<int32>(newest_width(D));
+    return handle->chained_err == 0 && structure_copies_plainly<D>(handle, source, width) &&
+           vela_inline::work_buffer_room(handle) >= width;
+}
+#endif
+
+template <const structure_descriptor &D>
+void *structure_clone_cr(vela_handle *handle, const void *source) {
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+    if constexpr (has_fast_path<D>) {
+        if (copies_plainly_by_handle<D>(handle, source)) {
+            void *copy = structure_create<D>(handle, handle->chained_mem_class);
+            if (copy != nullptr) {
+                structure_copy_plainly<D>(handle, source, copy);
+                return copy;
+            }
+            clear_last_error(handle);
+            fail(handle, VELA_ENOMEM, &handle->chained_err);
+            return nullptr;
+        }
+    }
+#endif
+    return structure_clone_cr(D, wire_of<D>, handle, source);
+}
+
+template <const structure_descriptor &D>
+void structure_copy_cr(vela_handle *handle, const void *source, void *destination) {
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+    if constexpr (has_fast_path<D>) {
+        if (destination != nullptr && copies_plainly_by_handle<D>(handle, source)) {
+            structure_copy_plainly<D>(handle, source, destination);
+            return;
+        }
+    }
+#endif
+    structure_copy_cr(D, wire_of<D>, handle, source, destination);
+}
+
 u_int32 structure_is_valid(const structure_descriptor &type, vela_handle *handle, u_int32 field_number);
 
 }  // namespace ptp_cfg

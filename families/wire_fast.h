@@ -307,6 +307,7 @@ PTP_CFG_INLINE void copy_instance(const u_int8 *source, u_int8 *destination) {
         } else if constexpr (field.kind == field_kind::structure && field.is_array) {
             constexpr const structure_descriptor &E = *field.structure;
             word_pair differs = {0, 0};
+#pragma GCC unroll 4
             for (u_int32 i = 0; i < field.capacity; ++i) {
                 compare_headers<E>(to + i * field.stride, differs);
                 copy_instance<E, headers::none>(from + i * field.stride, to + i * field.stride);
@@ -403,8 +404,8 @@ PTP_CFG_INLINE u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_clas
  * @param room  bytes that its encoding may have
  */
 template <const structure_descriptor &D>
-bool structure_copies_plainly([[maybe_unused]] const vela_handle *handle, [[maybe_unused]] const void *source,
-                              [[maybe_unused]] int32 room) {
+PTP_CFG_INLINE bool structure_copies_plainly([[maybe_unused]] const vela_handle *handle,
+                                             [[maybe_unused]] const void *source, [[maybe_unused]] int32 room) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
         return source != nullptr && room >= static_cast<int32>(newest_width(D)) &&

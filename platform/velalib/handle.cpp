@@ -199,6 +199,7 @@ void velalib_get_handle_ws(vela_handle *handle, u_int8 **buffer, int32 *length) 
     }
     *buffer = runtime.work_buffer;
     *length = runtime.work_buffer == nullptr ? 0 : static_cast<int32>(runtime.work_buffer_size);
+    runtime.front.work_buffer_room = *length;
 }
 
 void *velalib_malloc(vela_handle *handle, u_int32 mem_class, size_t size) {

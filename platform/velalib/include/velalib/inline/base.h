@@ -16,6 +16,7 @@ namespace vela_inline {
 /** The part of the runtime's state that inline forms look at; it stands first in it. */
 struct runtime_front {
     u_int32 address_references; /**< number of `en_address` fields that hold references */
+    int32 work_buffer_room;     /**< bytes of the handle's work buffer, 0 before it is first asked for */
 };
 
 /** Stores a failure in *err and in the handle; returns 0 for the caller to pass on. */

@@ -77,6 +77,16 @@ VELA_INLINE bool has_address_references(const vela_handle *handle) {
     return reinterpret_cast<const runtime_front *>(handle->runtime)->address_references != 0;
 }
 
+/** Bytes of the work buffer that velalib_get_handle_ws() gives, 0 when there is no memory for it. */
+VELA_INLINE int32 work_buffer_room(vela_handle *handle) {
+    int32 room = reinterpret_cast<const runtime_front *>(handle->runtime)->work_buffer_room;
+    if (room == 0) [[unlikely]] {
+        u_int8 *buffer = nullptr;
+        velalib_get_handle_ws(handle, &buffer, &room);
+    }
+    return room;
+}
+
 VELA_INLINE u_int32 en_address_get_oid_count(vela_handle *handle, u_int32 mem_class, const en_address *field,
                                              u_int32 *err) {
     if (has_address_references(handle) || field == nullptr) [[unlikely]] {
