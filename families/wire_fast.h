@@ -182,6 +182,8 @@ PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
     });
 }
 
+constexpr u_int32 variant_offset = offsetof(vela_instance_header, variant);
+
 /** What of an instance's headers a load or copy writes. */
 enum class headers { none, records, all };
 
@@ -195,19 +197,40 @@ PTP_CFG_INLINE void load_header(u_int8 *instance, const vela_type_info *record, 
     }
 }
 
-/** Non-zero when the variant of an instance outside arrays of structures is not what a decoding leaves there. */
+/** Non-zero when an instance outside arrays of structures that is to be at variant 0 is at another. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE u_int32 variants_differ(const u_int8 *instance) {
-    u_int32 differs = header_differs<D.newest>(instance, 0);
+PTP_CFG_INLINE u_int8 zero_variants_differ(const u_int8 *instance) {
+    u_int8 differs = D.newest == 0 ? instance[variant_offset] : 0;
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (field.kind == field_kind::enumeration) {
-            differs |= header_differs<field.enumeration->newest>(instance + field.offset, 0);
+        if constexpr (field.kind == field_kind::enumeration && field.enumeration->newest == 0) {
+            differs |= instance[field.offset + variant_offset];
         } else if constexpr (field.kind == field_kind::structure && !field.is_array) {
-            differs |= variants_differ<*field.structure>(instance + field.offset);
+            differs |= zero_variants_differ<*field.structure>(instance + field.offset);
         }
     });
     return differs;
+}
+
+/** Whether all that are to be at a later variant are: few, for which a branch each is shorter than to gather them. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool later_variants_stand(const u_int8 *instance) {
+    bool stand = D.newest == 0 || instance[variant_offset] == D.newest;
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        if constexpr (field.kind == field_kind::enumeration && field.enumeration->newest != 0) {
+            stand = stand && instance[field.offset + variant_offset] == field.enumeration->newest;
+        } else if constexpr (field.kind == field_kind::structure && !field.is_array) {
+            stand = stand && later_variants_stand<*field.structure>(instance + field.offset);
+        }
+    });
+    return stand;
+}
+
+/** Whether the variants of an instance, arrays of structures left out, are what a decoding leaves there. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool variants_stand(const u_int8 *instance) {
+    return zero_variants_differ<D>(instance) == 0 && later_variants_stand<D>(instance);
 }
 
 /** Adds what the headers of an element, nested ones included, differ in from what a decoding leaves there. */
@@ -388,7 +411,7 @@ PTP_CFG_INLINE u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_clas
         constexpr u_int32 width = newest_width(D);
         if (*err == 0 && length >= static_cast<int32>(width) && instance != nullptr && handle->pre_write == nullptr &&
             handle->shared_type_info == 0 && is_untracked(handle) &&
-            variants_differ<D>(static_cast<const u_int8 *>(instance)) == 0 && is_newest_encoding<D>(buffer)) {
+            variants_stand<D>(static_cast<const u_int8 *>(instance)) && is_newest_encoding<D>(buffer)) {
             clear_last_error(handle);
             load_instance<D, headers::records>(buffer, static_cast<u_int8 *>(instance));
             count_path(handle, true);

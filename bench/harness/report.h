@@ -15,7 +15,7 @@ namespace bench {
 class report : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context &) override { return true; }
-    /** Takes the repetitions of one benchmark, whose name is scenario/work/contender. */
+    /** Takes the repetitions of one benchmark, whose name is SCENARIO/WORK/CONTENDER. */
     void ReportRuns(const std::vector<Run> &runs) override;
 
     /** One table per scenario, then the limits and the races. Rows and columns are in the order in which contenders entered. */
