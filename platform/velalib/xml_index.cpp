@@ -37,9 +37,15 @@ u_int32 hash_element_name(const char *name, size_t length) {
 
 u_int32 xml_index::add(const char *name, u_int32 previous_sibling) {
     const u_int32 element = size();
-    const size_t length = strlen(name);
-    elements_.push_back({name, "", static_cast<u_int32>(length), hash_element_name(name, length), 0, element + 1});
+    elements_.push_back({name, "", 0, element + 1, 0, 0});
     if (previous_sibling != 0) elements_[previous_sibling].next_sibling = element;
+    return element;
+}
+
+const xml_element &xml_index::measure(xml_element &element) {
+    const size_t length = strlen(element.name);
+    element.name_length = static_cast<u_int32>(length);
+    element.name_hash = hash_element_name(element.name, length);
     return element;
 }
 

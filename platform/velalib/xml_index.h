@@ -18,11 +18,11 @@ u_int32 hash_element_name(const char *name, size_t length);
 
 struct xml_element {
     const char *name;
-    const char *text;  // of the element itself, "" when there is none
-    u_int32 name_length;
-    u_int32 name_hash;
+    const char *text;      // of the element itself, "" when there is none
     u_int32 next_sibling;  // 0: none
     u_int32 end;           // the elements from the next one up to here lie inside this one
+    u_int32 name_length;   // this and the hash: 0 until measured() is asked for them
+    u_int32 name_hash;
 };
 
 /** Element 0 stands for the document; its child is the root element. */
@@ -35,11 +35,16 @@ class xml_index {
     pugi::xml_node build(pugi::xml_node document, size_t source_length);
 
     const xml_element &operator[](u_int32 element) const { return elements_[element]; }
+    /** An element with the length and the hash of its name, which a reader without paths does without. */
+    const xml_element &measured(u_int32 element) {
+        return elements_[element].name_length != 0 ? elements_[element] : measure(elements_[element]);
+    }
     u_int32 size() const { return static_cast<u_int32>(elements_.size()); }
     /** The first child of an element, 0 when it has none. */
     u_int32 first_child(u_int32 element) const { return elements_[element].end > element + 1 ? element + 1 : 0; }
 
   private:
+    static const xml_element &measure(xml_element &element);
     u_int32 add(const char *name, u_int32 previous_sibling);
     void add_text(u_int32 element, const char *text);
 
