@@ -17,12 +17,12 @@ constexpr u_int32 max_xml_depth = 64;
 u_int32 hash_element_name(const char *name, size_t length);
 
 struct xml_element {
-    const char *name;
-    const char *text;      // of the element itself, "" when there is none
-    u_int32 next_sibling;  // 0: none
-    u_int32 end;           // the elements from the next one up to here lie inside this one
-    u_int32 name_length;   // this and the hash: 0 until measured() is asked for them
-    u_int32 name_hash;
+    const char *name = "";
+    const char *text = "";     // of the element itself
+    u_int32 next_sibling = 0;  // 0: none
+    u_int32 end = 0;           // the elements from the next one up to here lie inside this one
+    u_int32 name_length = 0;   // this and the hash: 0 until measured() is asked for them
+    u_int32 name_hash = 0;
 };
 
 /** Element 0 stands for the document; its child is the root element. */
@@ -45,7 +45,7 @@ class xml_index {
 
   private:
     static const xml_element &measure(xml_element &element);
-    u_int32 add(const char *name, u_int32 previous_sibling);
+    void add(const char *name, u_int32 *last_sibling);
     void add_text(u_int32 element, const char *text);
 
     std::vector<xml_element> elements_;
