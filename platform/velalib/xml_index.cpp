@@ -56,6 +56,13 @@ void xml_index::add(const char *name, u_int32 *last_sibling) {
     *last_sibling = element;
 }
 
+/** Takes the text of the element added last when it has nothing else inside, as most have. */
+bool xml_index::take_only_text(pugi::xml_node child) {
+    if (child.name()[0] != '\0' || !is_null(child.next_sibling())) return false;
+    elements_.back().text = child.value();
+    return true;
+}
+
 pugi::xml_node xml_index::build(pugi::xml_node document, size_t source_length) {
     constexpr size_t usual_element_length = 24;
     elements_.reserve(source_length / usual_element_length + 2);
@@ -81,7 +88,7 @@ pugi::xml_node xml_index::build(pugi::xml_node document, size_t source_length) {
             if (depth == max_xml_depth) return node;
             add(name, &open[depth].last_child);
             const pugi::xml_node child = node.first_child();
-            if (!is_null(child)) {
+            if (!is_null(child) && !take_only_text(child)) {
                 open[++depth] = {size() - 1, 0};
                 parent = node;
                 node = child;

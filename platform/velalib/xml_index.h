@@ -46,6 +46,7 @@ class xml_index {
   private:
     static const xml_element &measure(xml_element &element);
     void add(const char *name, u_int32 *last_sibling);
+    bool take_only_text(pugi::xml_node child);
     void add_text(u_int32 element, const char *text);
 
     std::vector<xml_element> elements_;
