@@ -45,7 +45,7 @@ void parse_value(const xml_parse &parse, const field_descriptor &field, void *in
 
 /** One field of a structure. An element that is absent, or too deep to be named, leaves the field as it was. */
 void parse_field(const xml_parse &parse, const field_descriptor &field, void *instance, xml_children &children) {
-    xml_place place(children, field.name);
+    xml_place place(children, field.name, field.name_length);
     if (!place.fits()) {
         return;
     }
@@ -71,35 +71,41 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
 }
 
 /** Looks for the element of a literal; its text is of no interest, but must be one that can be read. */
-u_int32 find_literal(const xml_parse &parse, xml_children &literals, const char *name) {
-    if (literals.lack(name)) {
-        return VELA_ENOENT;
-    }
-    const xml_place literal(literals, name);
+u_int32 find_literal(const xml_parse &parse, xml_children &literals, const enumeration_value &wanted) {
+    const xml_place literal(literals, wanted.literal, wanted.literal_length);
     char value[value_size];
     return literal.fits() ? xml_get_element_value(parse.source.document, literal.path_to_read(), value, value_size, 0)
                           : u_int32{VELA_ENOENT};
+}
+
+void name_failed_path(const xml_parse &parse, const char *path) {
+    const xml_source &source = parse.source;
+    if (source.error_text != nullptr && source.error_room > 0) {
+        u_int32 ignored = 0;
+        const u_int32 length = vela_snprintf(parse.handle, 0, source.error_text, source.error_room - 1, &ignored,
+                                             "Failed xpath: %s", path);
+        source.error_text[length] = '\0';
+    }
 }
 
 void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_place &place,
                        void *instance) {
     clear_last_error(parse.handle);
     xml_children literals(place);
+    const char *only = literals.only_name();  // there is one as a rule, and then the others need no search
+    const size_t only_length = only != nullptr ? strlen(only) : 0;
     for (u_int32 i = 0; i < type.value_count; ++i) {
-        *parse.err = find_literal(parse, literals, type.values[i].literal);
+        const enumeration_value &value = type.values[i];
+        const bool is_absent =
+            only != nullptr && (value.literal_length != only_length || memcmp(value.literal, only, only_length) != 0);
+        *parse.err = is_absent ? u_int32{VELA_ENOENT} : find_literal(parse, literals, value);
         if (*parse.err == 0) {
-            *value_of(instance) = type.values[i].number;  // neither announced nor tested against the variant
+            *value_of(instance) = value.number;  // neither announced nor tested against the variant
             return;
         }
         VELA_CALL(vela_store_err)(parse.handle, *parse.err);
         if (*parse.err != VELA_ENOENT) {
-            const xml_source &source = parse.source;
-            if (source.error_text != nullptr && source.error_room > 0) {
-                u_int32 ignored = 0;
-                const u_int32 length = vela_snprintf(parse.handle, 0, source.error_text, source.error_room - 1,
-                                                     &ignored, "Failed xpath: %s", place.path());
-                source.error_text[length] = '\0';
-            }
+            name_failed_path(parse, place.path());
             return;
         }
         *parse.err = 0;

@@ -20,7 +20,7 @@ xml_place::xml_place(vela_xml_document *document, const char *root, xml_path &pa
     }
 }
 
-xml_place::xml_place(xml_children &parent, const char *name)
+xml_place::xml_place(xml_children &parent, const char *name, u_int32 name_length)
     : document_(parent.parent_.document_),
       path_(parent.parent_.path_),
       text_(path_.text()),
@@ -28,8 +28,7 @@ xml_place::xml_place(xml_children &parent, const char *name)
       parent_length_(path_.length()),
       has_number_(parent.parent_.has_number_),
       number_(0) {
-    path_.append("/");
-    path_.append(name);
+    path_.append_step(name, name_length);
     length_ = path_.length();
     if constexpr (has_own_runtime) {
         if (has_number_) {
@@ -48,7 +47,7 @@ void xml_place::go_to(u_int32 position) {
     }
     digits[--at] = '[';
     path_.cut(length_);
-    path_.append(digits + at);
+    path_.append(digits + at, sizeof digits - 1 - at);
     if constexpr (has_own_runtime) {
         if (number_ != 0 && position > 1) {
             number_ = xml_find_next(document_, &siblings_->fresh_, number_);
@@ -81,12 +80,11 @@ xml_children::xml_children(const xml_place &parent) : parent_(parent), fresh_(0)
     }
 }
 
-bool xml_children::lack(const char *name) const {
+const char *xml_children::only_name() const {
     if constexpr (has_own_runtime) {
-        u_int32 fresh = fresh_;
-        return parent_.has_number_ && xml_find_child(parent_.document_, &fresh, name) == 0;
+        return fresh_ == 0 ? nullptr : xml_last_name(parent_.document_, fresh_);
     }
-    return false;
+    return nullptr;
 }
 
 }  // namespace ptp_cfg

@@ -11,7 +11,7 @@ class xml_path {
     /** @param root  a path that is too long to keep leaves room for no step */
     explicit xml_path(const char *root) {
         if (root != nullptr) {
-            append(root);
+            append(root, strlen(root));
         }
     }
 
@@ -19,12 +19,15 @@ class xml_path {
     size_t length() const { return length_; }
     /** False when a step does not fit: the path is not to be used then. Cut, it could name another element. */
     bool fits() const { return length_ < sizeof text_; }
-    void append(const char *part) {
-        const size_t length = strlen(part);
+    void append(const char *part, size_t length) {
         if (length_ + length < sizeof text_) {
             memcpy(text_ + length_, part, length + 1);
         }
         length_ += length;
+    }
+    void append_step(const char *name, size_t length) {
+        append("/", 1);
+        append(name, length);
     }
     /** Goes back to a shorter path. */
     void cut(size_t length) {
@@ -50,7 +53,7 @@ class xml_place {
     /** The element that a parse begins at, found by the path that its caller gave. */
     xml_place(vela_xml_document *document, const char *root, xml_path &path);
     /** A child: the first of its name. The path has its step until the place is gone. */
-    xml_place(xml_children &parent, const char *name);
+    xml_place(xml_children &parent, const char *name, u_int32 name_length);
     ~xml_place() { path_.cut(parent_length_); }
     xml_place(const xml_place &) = delete;
     xml_place &operator=(const xml_place &) = delete;
@@ -81,8 +84,8 @@ class xml_place {
 class xml_children {
   public:
     explicit xml_children(const xml_place &parent);
-    /** True when it is plain that there is no child of a name. Does not count as asking for it. */
-    bool lack(const char *name) const;
+    /** The name of the child when it is plain that there is exactly one; else nullptr. */
+    const char *only_name() const;
 
   private:
     friend class xml_place;

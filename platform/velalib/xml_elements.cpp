@@ -36,6 +36,11 @@ u_int32 xml_find_child(const vela_xml_document *document, u_int32 *fresh, const 
     return take(document, fresh, find_from(document, *fresh, name));
 }
 
+const char *xml_last_name(const vela_xml_document *document, u_int32 element) {
+    const velalib::xml_element &known = document->index[element];
+    return known.next_sibling == 0 ? known.name : nullptr;
+}
+
 u_int32 xml_find_next(const vela_xml_document *document, u_int32 *fresh, u_int32 element) {
     const velalib::xml_element &known = document->index[element];
     return take(document, fresh, find_from(document, known.next_sibling, known.name));

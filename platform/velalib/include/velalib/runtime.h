@@ -273,6 +273,8 @@ VELA_API u_int32 xml_first_child(const vela_xml_document *document, u_int32 elem
  * @param fresh  begins as the parent's first child; the runtime's from then on
  */
 VELA_API u_int32 xml_find_child(const vela_xml_document *document, u_int32 *fresh, const char *name);
+/** The name of an element that no sibling follows; NULL for any other. */
+VELA_API const char *xml_last_name(const vela_xml_document *document, u_int32 element);
 /** Finds the next sibling of an element's own name. @param fresh  that of xml_find_child() */
 VELA_API u_int32 xml_find_next(const vela_xml_document *document, u_int32 *fresh, u_int32 element);
 /**
