@@ -13,6 +13,9 @@ struct structure_descriptor;
 /** Marks a field that owns no byte of the state-flag block (the read-only length of a text). */
 constexpr u_int32 no_flag = 0xFFFFFFFFu;
 
+/** The length of a name, counted at compile time for the rows below. */
+constexpr u_int32 length_of(const char *name) { return static_cast<u_int32>(__builtin_strlen(name)); }
+
 struct field_descriptor {
     const char *name;
     const char *doc;
@@ -26,6 +29,7 @@ struct field_descriptor {
     bool is_array;
     bool is_companion;         // read-only length of the text in the next field
     u_int32 companion_offset;  // of a text: where its length (u_int8) lies; else 0
+    u_int32 name_length = length_of(name);
     const enumeration_descriptor *enumeration;
     const structure_descriptor *structure;
 };
@@ -34,6 +38,7 @@ struct enumeration_value {
     u_int32 number;
     const char *literal;
     const char *doc;
+    u_int32 literal_length = length_of(literal);
 };
 
 struct enumeration_descriptor {

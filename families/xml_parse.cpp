@@ -1,11 +1,11 @@
 #include "families/field.h"
 #include "families/xml.h"
+#include "families/xml_place.h"
 
 namespace ptp_cfg {
 
 namespace {
 
-constexpr size_t path_size = 256;
 constexpr u_int32 value_size = 128;
 
 struct xml_parse {
@@ -15,103 +15,118 @@ struct xml_parse {
     u_int32 *err;
 };
 
-/** An element path. One that does not fit is not to be used: cut, it could name another element. */
-struct element_path {
-    char text[path_size];
-    bool fits = true;
-
-    element_path(const char *parent, const char *name) { end = append(append(0, parent), "/", name); }
-    /** Adds a position, counted from 1. */
-    void index(u_int32 position) {
-        char digits[12];
-        size_t at = sizeof digits;
-        digits[--at] = '\0';
-        digits[--at] = ']';
-        do {
-            digits[--at] = static_cast<char>('0' + position % 10);
-            position /= 10;
-        } while (position != 0);
-        digits[--at] = '[';
-        append(end, digits + at);
-    }
-
-  private:
-    size_t end = 0;
-
-    size_t append(size_t from, const char *part) {
-        const size_t wanted = strlen(part);
-        const size_t length = wanted < path_size - 1 - from ? wanted : path_size - 1 - from;
-        memcpy(text + from, part, length);
-        text[from + length] = '\0';
-        fits = fits && length == wanted;
-        return from + length;
-    }
-    size_t append(size_t from, const char *first, const char *second) { return append(append(from, first), second); }
-};
-
-u_int32 count_nodes(const xml_parse &parse, const char *path) {
-    u_int32 count = 0;
-    return xml_get_element_nodecount(parse.source.document, path, &count) == 0 ? count : 0;
-}
-
-/** Opens a structure: its element must be there. */
-bool element_present(const xml_parse &parse, const char *path) {
-    if (count_nodes(parse, path) > 0) {
-        return true;
-    }
-    fail(parse.handle, VELA_ENOENT, parse.err);
-    return false;
-}
+void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_place &place,
+                       void *instance);
+void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance);
 
 void parse_value(const xml_parse &parse, const field_descriptor &field, void *instance, u_int32 element,
-                 const char *path) {
+                 const xml_place &place) {
     u_int8 *value = storage(field, instance, element);
     switch (field.kind) {
         case field_kind::enumeration:
-            enumeration_from_xml(*field.enumeration, parse.handle, path, parse.source, value, parse.err);
+            parse_enumeration(parse, *field.enumeration, place, value);
             break;
         case field_kind::structure:
-            structure_from_xml(*field.structure, parse.handle, parse.mem_class, path, parse.source, value, parse.err);
+            parse_structure(parse, *field.structure, place, value);
             break;
         case field_kind::var_string:
-            var_string_from_xml(parse.handle, parse.mem_class, path, parse.source.document, as<var_string>(value),
-                                at(instance, field.companion_offset), parse.err, parse.source.error_text,
-                                parse.source.error_room);
+            var_string_from_xml(parse.handle, parse.mem_class, place.path_to_read(), parse.source.document,
+                                as<var_string>(value), at(instance, field.companion_offset), parse.err,
+                                parse.source.error_text, parse.source.error_room);
             break;
         default:
             visit_primitive(field.kind, [&](auto primitive) {
                 using P = decltype(primitive);
-                P::from_xml(parse.handle, parse.mem_class, path, parse.source.document, as<typename P::type>(value),
-                            parse.err, parse.source.error_text, parse.source.error_room);
+                P::from_xml(parse.handle, parse.mem_class, place.path_to_read(), parse.source.document,
+                            as<typename P::type>(value), parse.err, parse.source.error_text, parse.source.error_room);
             });
     }
 }
 
 /** One field of a structure. An element that is absent, or too deep to be named, leaves the field as it was. */
-void parse_field(const xml_parse &parse, const field_descriptor &field, void *instance, const char *parent) {
-    const element_path path(parent, field.name);
-    if (!path.fits) {
+void parse_field(const xml_parse &parse, const field_descriptor &field, void *instance, xml_children &children) {
+    xml_place place(children, field.name, field.name_length);
+    if (!place.fits()) {
         return;
     }
     if (!has_field(field, instance)) {
-        if (count_nodes(parse, path.text) > 0) {
+        if (place.exists()) {
             fail_epoch(parse.handle, VELA_EEPOCH, parse.err);
         }
         return;
     }
     if (!field.is_array) {
-        parse_value(parse, field, instance, 0, path.text);
+        parse_value(parse, field, instance, 0, place);
     }
     for (u_int32 element = 0; field.is_array && element < field.capacity && *parse.err == 0; ++element) {
-        element_path position = path;
-        position.index(element + 1);
-        if (!position.fits) {
+        place.go_to(element + 1);
+        if (!place.fits()) {
             break;
         }
-        parse_value(parse, field, instance, element, position.text);
+        parse_value(parse, field, instance, element, place);
     }
     if (*parse.err == VELA_ENOENT) {
         *parse.err = 0;
+    }
+}
+
+/** Looks for the element of a literal; its text is of no interest, but must be one that can be read. */
+u_int32 find_literal(const xml_parse &parse, xml_children &literals, const enumeration_value &wanted) {
+    const xml_place literal(literals, wanted.literal, wanted.literal_length);
+    char value[value_size];
+    return literal.fits() ? xml_get_element_value(parse.source.document, literal.path_to_read(), value, value_size, 0)
+                          : u_int32{VELA_ENOENT};
+}
+
+void name_failed_path(const xml_parse &parse, const char *path) {
+    const xml_source &source = parse.source;
+    if (source.error_text != nullptr && source.error_room > 0) {
+        u_int32 ignored = 0;
+        const u_int32 length = vela_snprintf(parse.handle, 0, source.error_text, source.error_room - 1, &ignored,
+                                             "Failed xpath: %s", path);
+        source.error_text[length] = '\0';
+    }
+}
+
+void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_place &place,
+                       void *instance) {
+    clear_last_error(parse.handle);
+    xml_children literals(place);
+    const char *only = literals.only_name();  // there is one as a rule, and then the others need no search
+    const size_t only_length = only != nullptr ? strlen(only) : 0;
+    for (u_int32 i = 0; i < type.value_count; ++i) {
+        const enumeration_value &value = type.values[i];
+        const bool is_absent =
+            only != nullptr && (value.literal_length != only_length || memcmp(value.literal, only, only_length) != 0);
+        *parse.err = is_absent ? u_int32{VELA_ENOENT} : find_literal(parse, literals, value);
+        if (*parse.err == 0) {
+            *value_of(instance) = value.number;  // neither announced nor tested against the variant
+            return;
+        }
+        VELA_CALL(vela_store_err)(parse.handle, *parse.err);
+        if (*parse.err != VELA_ENOENT) {
+            name_failed_path(parse, place.path());
+            return;
+        }
+        *parse.err = 0;
+    }
+}
+
+void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance) {
+    clear_last_error(parse.handle);
+    if (instance == nullptr) {
+        fail(parse.handle, VELA_EINVAL, parse.err);
+        return;
+    }
+    if (!place.exists()) {
+        fail(parse.handle, VELA_ENOENT, parse.err);
+        return;
+    }
+    xml_children children(place);
+    for (u_int32 i = 0; i < type.field_count && *parse.err == 0; ++i) {
+        if (!type.fields[i].is_companion) {
+            parse_field(parse, type.fields[i], instance, children);
+        }
     }
 }
 
@@ -119,57 +134,23 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
 
 void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handle, const char *path,
                           const xml_source &source, void *instance, u_int32 *err) {
-    if (*err != 0) {
-        return;
-    }
-    clear_last_error(handle);
-    for (u_int32 i = 0; i < type.value_count; ++i) {
-        const element_path literal(path, type.values[i].literal);
-        char value[value_size];
-        *err = literal.fits ? xml_get_element_value(source.document, literal.text, value, value_size, 0)
-                            : u_int32{VELA_ENOENT};
-        if (*err == 0) {
-            *value_of(instance) = type.values[i].number;  // neither announced nor tested against the variant
-            return;
-        }
-        VELA_CALL(vela_store_err)(handle, *err);
-        if (*err != VELA_ENOENT) {
-            if (source.error_text != nullptr && source.error_room > 0) {
-                u_int32 ignored = 0;
-                const u_int32 length = vela_snprintf(handle, 0, source.error_text, source.error_room - 1, &ignored,
-                                                     "Failed xpath: %s", path);
-                source.error_text[length] = '\0';
-            }
-            return;
-        }
-        *err = 0;
+    if (*err == 0) {
+        xml_path steps(path);
+        parse_enumeration({handle, 0, source, err}, type, xml_place(source.document, path, steps), instance);
     }
 }
 
 void structure_from_xml(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *path,
                         const xml_source &source, void *instance, u_int32 *err) {
-    if (*err != 0) {
-        return;
-    }
-    clear_last_error(handle);
-    if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
-        return;
-    }
-    const xml_parse parse{handle, mem_class, source, err};
-    if (!element_present(parse, path)) {
-        return;
-    }
-    for (u_int32 i = 0; i < type.field_count && *err == 0; ++i) {
-        if (!type.fields[i].is_companion) {
-            parse_field(parse, type.fields[i], instance, path);
-        }
+    if (*err == 0) {
+        xml_path steps(path);
+        parse_structure({handle, mem_class, source, err}, type, xml_place(source.document, path, steps), instance);
     }
 }
 
 static void parse_payload(const xml_parse &parse, const payload_descriptor &payload, void *value) {
-    char path[path_size] = "//";
-    strncat(path, payload.name, path_size - 3);
+    char path[128] = "//";
+    strncat(path, payload.name, sizeof path - 3);
     if (payload.structure != nullptr) {
         structure_from_xml(*payload.structure, parse.handle, parse.mem_class, path, parse.source, value, parse.err);
         return;

@@ -93,11 +93,13 @@ u_int32 to_xml(vela_handle *handle, const char *name, char *buffer, const P *val
     return velalib::write_element(handle, name, buffer, text, length, room, state_flag, err);
 }
 
-std::string_view trim(std::string_view text) {
-    constexpr const char *blanks = " \t\r\n";
-    const size_t first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+std::string_view trim(const char *text) {
+    while (is_blank(*text)) ++text;
+    size_t length = strlen(text);
+    while (length > 0 && is_blank(text[length - 1])) --length;
+    return {text, length};
 }
 
 template <typename Text, typename P>

@@ -31,18 +31,20 @@ const char *parse_ordinal(const char *at, u_int32 *ordinal) {
     return at == digits || at - digits > 9 || *at != ']' ? nullptr : at + 1;
 }
 
-bool have_same_name(const xml_element &a, const xml_element &b) {
-    return a.name_hash == b.name_hash && a.name_length == b.name_length && memcmp(a.name, b.name, a.name_length) == 0;
-}
-
 bool ends_step(char c) { return c == '/' || c == '\0'; }
 
 }  // namespace
 
-bool xml_cursor::is_named(u_int32 element, const step &wanted) const {
-    const xml_element &known = index_[element];
+bool xml_cursor::is_named(u_int32 element, const step &wanted) {
+    const xml_element &known = index_.measured(element);
     return known.name_hash == wanted.hash && known.name_length == wanted.length &&
            memcmp(known.name, wanted.name, wanted.length) == 0;
+}
+
+bool xml_cursor::have_same_name(u_int32 first, u_int32 second) {
+    const xml_element &a = index_.measured(first);
+    const xml_element &b = index_.measured(second);
+    return a.name_hash == b.name_hash && a.name_length == b.name_length && memcmp(a.name, b.name, a.name_length) == 0;
 }
 
 bool xml_cursor::parse_step(const char *at, step *out) {
@@ -91,14 +93,18 @@ u_int32 xml_cursor::find_first_step(const char *path, const step &wanted) const 
     const bool anywhere = path[1] == '/';
     const u_int32 end = anywhere ? index_.size() : index_.first_child(0) + 1;
     for (u_int32 element = 1; element < end; ++element) {
-        if (is_named(element, wanted)) return wanted.ordinal == 1 ? element : 0;
+        const char *name = index_[element].name;  // most are looked at once, which is no reason to measure them
+        if (name[0] == wanted.name[0] && strncmp(name, wanted.name, wanted.length) == 0 &&
+            name[wanted.length] == '\0') {
+            return wanted.ordinal == 1 ? element : 0;
+        }
     }
     return 0;
 }
 
 /** The end of a step at `at` that has an element's name, and its ordinal; nullptr when it is another step. */
-const char *xml_cursor::match(u_int32 element, const char *at, const char *path_end, u_int32 *ordinal) const {
-    const xml_element &known = index_[element];
+const char *xml_cursor::match(u_int32 element, const char *at, const char *path_end, u_int32 *ordinal) {
+    const xml_element &known = index_.measured(element);
     if (static_cast<size_t>(path_end - at) < known.name_length || memcmp(at, known.name, known.name_length) != 0) {
         return nullptr;
     }
@@ -117,7 +123,7 @@ u_int32 xml_cursor::find_in_order(level &parent, const char *at, const char *pat
     if (parent.last != 0 && (*step_end = match(parent.last, at, path_end, &ordinal)) != nullptr) {
         if (ordinal == parent.last_ordinal) return parent.last;
         const u_int32 next = index_[parent.last].next_sibling;
-        if (ordinal != parent.last_ordinal + 1 || next == 0 || !have_same_name(index_[next], index_[parent.last])) {
+        if (ordinal != parent.last_ordinal + 1 || next == 0 || !have_same_name(next, parent.last)) {
             return 0;
         }
         if (parent.frontier == parent.last) parent.frontier = next;
@@ -128,7 +134,7 @@ u_int32 xml_cursor::find_in_order(level &parent, const char *at, const char *pat
     const u_int32 fresh =
         parent.frontier == 0 ? index_.first_child(parent.element) : index_[parent.frontier].next_sibling;
     if (fresh == 0 || (*step_end = match(fresh, at, path_end, &ordinal)) == nullptr || ordinal != 1) return 0;
-    const u_int32 hash = index_[fresh].name_hash;
+    const u_int32 hash = index_.measured(fresh).name_hash;
     if (parent.seen.may_hold(hash)) return 0;
     parent.seen.add(hash);
     parent.frontier = parent.last = fresh;
@@ -154,7 +160,7 @@ u_int32 xml_cursor::find_child(level &parent, const step &wanted) {
     }
     for (; child != 0; child = index_[child].next_sibling) {
         if (passed_frontier) {
-            parent.seen.add(index_[child].name_hash);
+            parent.seen.add(index_.measured(child).name_hash);
             parent.frontier = child;
         } else {
             passed_frontier = child == parent.frontier;
@@ -194,10 +200,9 @@ bool xml_cursor::find(const char *path, u_int32 *element) {
 }
 
 /** Counts the elements from one on, to the document's end, that have its name. */
-u_int32 xml_cursor::count_named_like(u_int32 element) const {
-    const xml_element &known = index_[element];
+u_int32 xml_cursor::count_named_like(u_int32 element) {
     u_int32 total = 0;
-    for (; element < index_.size(); ++element) total += have_same_name(index_[element], known);
+    for (u_int32 at = element; at < index_.size(); ++at) total += have_same_name(at, element);
     return total;
 }
 
@@ -211,9 +216,8 @@ bool xml_cursor::count(const char *path, u_int32 *count) {
         *count = count_named_like(element);
         return true;
     }
-    const xml_element &first = index_[element];
-    for (u_int32 next = first.next_sibling; next != 0; next = index_[next].next_sibling) {
-        *count += have_same_name(index_[next], first);
+    for (u_int32 next = index_[element].next_sibling; next != 0; next = index_[next].next_sibling) {
+        *count += have_same_name(next, element);
     }
     return true;
 }

@@ -11,7 +11,7 @@ namespace velalib {
  */
 class xml_cursor {
   public:
-    explicit xml_cursor(const xml_index &index) : index_(index) {}
+    explicit xml_cursor(xml_index &index) : index_(index) {}
 
     /**
      * Finds the element that a simple path names: //NAME or /NAME, then steps /NAME or /NAME[n].
@@ -55,18 +55,19 @@ class xml_cursor {
     static constexpr u_int32 max_levels = max_xml_depth + 1;
     static constexpr u_int32 max_path = 1024;
 
-    bool is_named(u_int32 element, const step &wanted) const;
+    bool is_named(u_int32 element, const step &wanted);
+    bool have_same_name(u_int32 a, u_int32 b);
     static bool parse_step(const char *at, step *out);
     static bool has_simple_form(const char *rest);
     const char *rewind(const char *path, u_int32 length);
-    const char *match(u_int32 element, const char *at, const char *path_end, u_int32 *ordinal) const;
+    const char *match(u_int32 element, const char *at, const char *path_end, u_int32 *ordinal);
     u_int32 find_in_order(level &parent, const char *at, const char *path_end, const char **step_end);
     u_int32 find_child(level &parent, const step &wanted);
     u_int32 find_first_step(const char *path, const step &wanted) const;
     void enter(const char *path, const char *end, u_int32 element);
-    u_int32 count_named_like(u_int32 element) const;
+    u_int32 count_named_like(u_int32 element);
 
-    const xml_index &index_;
+    xml_index &index_;
     u_int32 depth_ = 0;  // levels in use
     level levels_[max_levels];
     char path_[max_path];  // path of the last of them

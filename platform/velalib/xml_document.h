@@ -14,6 +14,10 @@ struct vela_xml_document {
     pugi::xml_document tree;
     velalib::xml_index index;
     velalib::xml_cursor cursor{index};
+    struct {
+        const char *path;
+        u_int32 element;
+    } selection = {};  // what xml_select_element() said; the next read ends it
 };
 
 namespace velalib {

@@ -35,11 +35,10 @@ u_int32 hash_element_name(const char *name, size_t length) {
     return static_cast<u_int32>(((both_ends(name, length) + length) * odd) >> 32);
 }
 
-u_int32 xml_index::add(const char *name, u_int32 previous_sibling) {
-    const u_int32 element = size();
-    const size_t length = strlen(name);
-    elements_.push_back({name, "", static_cast<u_int32>(length), hash_element_name(name, length), 0, element + 1});
-    if (previous_sibling != 0) elements_[previous_sibling].next_sibling = element;
+const xml_element &xml_index::measure(xml_element &element) {
+    const size_t length = strlen(element.name);
+    element.name_length = static_cast<u_int32>(length);
+    element.name_hash = hash_element_name(element.name, length);
     return element;
 }
 
@@ -48,36 +47,54 @@ void xml_index::add_text(u_int32 element, const char *text) {
     known = known[0] == '\0' ? text : joined_texts_.emplace_back(std::string(known) + text).c_str();
 }
 
+void xml_index::add(const char *name, u_int32 *last_sibling) {
+    const u_int32 element = size();
+    xml_element &added = elements_.emplace_back();  // not copied in, for then its stores would be waited for
+    added.name = name;
+    added.end = element + 1;
+    if (*last_sibling != 0) elements_[*last_sibling].next_sibling = element;
+    *last_sibling = element;
+}
+
+/** Takes the text of the element added last when it has nothing else inside, as most have. */
+bool xml_index::take_only_text(pugi::xml_node child) {
+    if (child.name()[0] != '\0' || !is_null(child.next_sibling())) return false;
+    elements_.back().text = child.value();
+    return true;
+}
+
 pugi::xml_node xml_index::build(pugi::xml_node document, size_t source_length) {
     constexpr size_t usual_element_length = 24;
     elements_.reserve(source_length / usual_element_length + 2);
     struct {
-        pugi::xml_node node;
         u_int32 element;
         u_int32 last_child;
     } open[max_xml_depth + 1];
     u_int32 depth = 0;
-    open[0] = {document, add("", 0), 0};
+    open[0] = {0, 0};
+    elements_.emplace_back();
+    pugi::xml_node parent = document;
     pugi::xml_node node = document.first_child();
     while (true) {
         if (is_null(node)) {  // all of the innermost open element is done
             elements_[open[depth].element].end = size();
-            if (depth == 0) return pugi::xml_node();
-            node = open[depth--].node.next_sibling();
+            if (depth-- == 0) return pugi::xml_node();
+            node = parent.next_sibling();
+            parent = parent.parent();
             continue;
         }
-        const pugi::xml_node_type type = node.type();
-        if (type == pugi::node_element) {
+        const char *name = node.name();
+        if (name[0] != '\0') {  // an element, for texts have none and other nodes have been left out
             if (depth == max_xml_depth) return node;
-            const u_int32 element = add(node.name(), open[depth].last_child);
-            open[depth].last_child = element;
+            add(name, &open[depth].last_child);
             const pugi::xml_node child = node.first_child();
-            if (!is_null(child)) {
-                open[++depth] = {node, element, 0};
+            if (!is_null(child) && !take_only_text(child)) {
+                open[++depth] = {size() - 1, 0};
+                parent = node;
                 node = child;
                 continue;
             }
-        } else if (type == pugi::node_pcdata || type == pugi::node_cdata) {
+        } else {
             add_text(open[depth].element, node.value());
         }
         node = node.next_sibling();

@@ -112,8 +112,10 @@ u_int32 query_text(vela_xml_document &document, const char *path, const char **t
 
 u_int32 velalib::find_text(vela_xml_document *document, const char *path, const char **text) {
     if (document == nullptr || path == nullptr) return VELA_EINVAL;
-    u_int32 element = 0;
-    if (document->cursor.find(path, &element)) {
+    u_int32 element = document->selection.element;
+    const bool is_selected = document->selection.path == path;
+    document->selection.path = nullptr;
+    if (is_selected || document->cursor.find(path, &element)) {
         if (element == 0) return VELA_ENOENT;
         *text = document->index[element].text;
         return VELA_OK;

@@ -283,6 +283,35 @@ VELA_API u_int32 xml_get_element_nodecount(vela_xml_document *document, const ch
 /** The same text in full: a NUL-terminated string that belongs to the document. Returns 0, 2 or 22. */
 VELA_API u_int32 xml_get_element_text(vela_xml_document *document, const char *path, const char **text);
 
+/*
+ * Elements by number, for a reader that goes down a document step by step: what a path of the steps finds, without
+ * parsing paths. Numbers are a document's own, 0 is no element. A library that is to work with another runtime, too,
+ * does without these calls.
+ */
+
+/**
+ * Finds the element that a path names.
+ * @return 0; 2 when there is no such element; 22 for a general expression, which may name several
+ */
+VELA_API u_int32 xml_find_element(vela_xml_document *document, const char *path, u_int32 *element);
+/** The first child of an element; 0 when it has none. */
+VELA_API u_int32 xml_first_child(const vela_xml_document *document, u_int32 element);
+/**
+ * Finds the first child of a name. Each name may be asked for once, in any order; in document order it costs a constant
+ * time.
+ * @param fresh  begins as the parent's first child; the runtime's from then on
+ */
+VELA_API u_int32 xml_find_child(const vela_xml_document *document, u_int32 *fresh, const char *name);
+/** The name of an element that no sibling follows; NULL for any other. */
+VELA_API const char *xml_last_name(const vela_xml_document *document, u_int32 element);
+/** Finds the next sibling of an element's own name. @param fresh  that of xml_find_child() */
+VELA_API u_int32 xml_find_next(const vela_xml_document *document, u_int32 *fresh, u_int32 element);
+/**
+ * Lets the very next read of a value or text, if it is by this path (the pointer, not the characters), find an element
+ * without a search; with element 0, none. Must be followed by that read, whose path is the name to be shown of it.
+ */
+VELA_API void xml_select_element(vela_xml_document *document, const char *path, u_int32 element);
+
 VELA_END_C
 
 #endif
