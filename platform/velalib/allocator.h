@@ -20,7 +20,7 @@ namespace velalib {
 /** Under an address sanitizer each block is an allocation of its own, so that every overrun is seen. */
 constexpr bool blocks_apart = VELALIB_BLOCKS_APART != 0;
 
-/** Blocks are aligned to 16 bytes and never moved. A chunk is only returned with the whole allocator. */
+/** Blocks are aligned to 32 bytes, large ones to 16, and never moved. A chunk is only returned with the whole allocator. */
 class block_allocator {
   public:
     block_allocator() = default;
@@ -47,7 +47,7 @@ class block_allocator {
     struct free_block;
     struct chunk;
 
-    static constexpr uint32_t class_count = 52;
+    static constexpr uint32_t class_count = 37;
 
     bool is_out(const block_header &header) const;
     static uint32_t class_of(size_t size);
