@@ -215,11 +215,11 @@ PTP_CFG_INLINE u_int8 zero_variants_differ(const u_int8 *instance) {
 /** Whether all that are to be at a later variant are: few, for which a branch each is shorter than to gather them. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool later_variants_stand(const u_int8 *instance) {
-    bool stand = D.newest == 0 || instance[variant_offset] == D.newest;
+    bool stand = D.newest == 0 || instance[variant_offset] == static_cast<u_int8>(D.newest);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         if constexpr (field.kind == field_kind::enumeration && field.enumeration->newest != 0) {
-            stand = stand && instance[field.offset + variant_offset] == field.enumeration->newest;
+            stand = stand && instance[field.offset + variant_offset] == static_cast<u_int8>(field.enumeration->newest);
         } else if constexpr (field.kind == field_kind::structure && !field.is_array) {
             stand = stand && later_variants_stand<*field.structure>(instance + field.offset);
         }
