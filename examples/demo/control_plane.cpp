@@ -1,6 +1,6 @@
 // Plays a control plane: reads a clock's configuration from XML, sends it, changes it, and deletes the clock.
 //
-//     demo_control_plane SOCKET CLOCK.xml
+//     demo_control_plane URI CLOCK.xml
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -124,15 +124,16 @@ void on_bundle(vela_handle *handle, u_int32 mem_class, const u_int8 *bundle, u_i
 int main(int argc, char **argv) {
     demo::introduce("control plane");
     if (argc != 3) {
-        std::fprintf(stderr, "usage: %s SOCKET CLOCK.xml\n", argv[0]);
+        std::fprintf(stderr, "usage: %s URI CLOCK.xml, for example unix:/run/ptp.sock clock.xml\n", argv[0]);
         return 2;
     }
     control_plane self{};
     self.handle = demo::create_handle();
     u_int32 err = 0;
     ptp_cfg_bundle_handler_register(on_bundle);
-    self.channel = vela_channel_connect(demo::domain, argv[1], nullptr, nullptr, 0, &err);
-    demo::check(err, std::string("connect to ") + argv[1]);
+    char reason[256] = "";
+    self.channel = vela_channel_connect(demo::domain, argv[1], nullptr, reason, sizeof reason, &err);
+    demo::check(err, std::string("connect to ") + argv[1] + ": " + reason);
 
     configure(self, argv[2]);
     modify(self);

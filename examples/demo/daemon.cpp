@@ -1,8 +1,8 @@
 // Plays a PTP daemon: receives the configuration of a clock, keeps it, and answers with the clock's state.
 //
-//     demo_daemon SOCKET RECORD [--trace FILE]
+//     demo_daemon URI RECORD [--trace FILE]
 //
-// SOCKET: where to listen; RECORD: file for the received messages as XML; FILE: where the library's trace is kept, which
+// URI: where to listen; RECORD: file for the received messages as XML; FILE: where the library's trace is kept, which
 // `ptpcfg trace FILE` shows, also after a crash.
 //
 // Messages reach the functions ptp_cfg_<message>_handler below because the library looks for them by name.
@@ -109,7 +109,8 @@ int main(int argc, char **argv) {
     demo::introduce("daemon");
     const bool traces = argc == 5 && std::strcmp(argv[3], "--trace") == 0;
     if (argc != 3 && !traces) {
-        std::fprintf(stderr, "usage: %s SOCKET RECORD [--trace FILE]\n", argv[0]);
+        std::fprintf(stderr, "usage: %s URI RECORD [--trace FILE], for example unix:/run/ptp.sock record.xml\n",
+                     argv[0]);
         return 2;
     }
     if (traces) {
@@ -127,8 +128,9 @@ int main(int argc, char **argv) {
     options.event_cookie = &state;
     u_int32 err = 0;
     ptp_cfg_bundle_handler_register(on_bundle);
-    state.channel = vela_channel_listen(demo::domain, argv[1], &options, nullptr, 0, &err);
-    demo::check(err, std::string("listen at ") + argv[1]);
+    char reason[256] = "";
+    state.channel = vela_channel_listen(demo::domain, argv[1], &options, reason, sizeof reason, &err);
+    demo::check(err, std::string("listen at ") + argv[1] + ": " + reason);
 
     while (!state.peer_has_left) {
         demo::process(state.channel, state.handle, &state);
