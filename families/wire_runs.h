@@ -2,6 +2,8 @@
 // values, which are one byte there and four here. What limits decoding is how many stores it does.
 #pragma once
 
+#include <bit>
+
 #include "families/wire_layout.h"
 
 namespace ptp_cfg {
@@ -37,7 +39,7 @@ typedef u_int32 word_vector __attribute__((vector_size(16)));
 template <u_int32 count>
 PTP_CFG_INLINE void load_truths(const u_int8 *in, u_int8 *values) {
     static_assert(sizeof(vela_boolean) == 4);
-    if constexpr (count >= 4) {
+    if constexpr (count >= 4 && std::endian::native == std::endian::little) {
         u_int32 four;
         memcpy(&four, in, sizeof four);
         constexpr byte_vector zero = {};
