@@ -9,7 +9,7 @@ namespace ptp_cfg {
 
 /** Runs step.operator()<index>() for every field, unrolled. */
 template <const structure_descriptor &D, class Step>
-PTP_CFG_INLINE void for_each_field(Step &&step) {
+PTP_CFG_INLINE constexpr void for_each_field(Step &&step) {
     [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
         (step.template operator()<static_cast<u_int32>(I)>(), ...);
     }

@@ -3,12 +3,9 @@
 // left is one check of everything that must hold, then straight-line stores or loads.
 #pragma once
 
-#include <bit>
-
 #include "families/lifecycle_fast.h"
-#include "families/unroll.h"
-#include "families/wire_layout.h"
 #include "families/wire_runs.h"
+#include "families/wire_wide.h"
 
 namespace ptp_cfg {
 
@@ -19,133 +16,6 @@ inline constexpr bool has_fast_path = false;  // another runtime may encode the 
 
 template <const structure_descriptor &D>
 inline constexpr bool has_fast_path = !has_text(D);
-
-// ---- what must hold -------------------------------------------------------------------------------------------------
-
-/** Non-zero when an instance is not at variant V, or carries a flag in `flags`. */
-template <int8 V>
-PTP_CFG_INLINE u_int32 header_differs(const u_int8 *instance, u_int8 flags) {
-    const vela_instance_header *header = as<vela_instance_header>(instance);
-    return static_cast<u_int32>(static_cast<u_int8>(header->variant ^ V)) | (header->flags & flags);
-}
-
-/** Keeps the compiler from gathering single bytes of many elements into vectors, which is slower than to test them. */
-PTP_CFG_INLINE void one_by_one(u_int32 &differs) { asm("" : "+r"(differs)); }
-
-/** Non-zero when an instance needs the exact path to be written. */
-template <const structure_descriptor &D>
-PTP_CFG_INLINE u_int32 instance_differs(const u_int8 *instance) {
-    u_int32 differs = header_differs<D.newest>(instance, VELA_FLAG_EXTRA_DATA);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        const u_int8 *value = instance + field.offset;
-        if constexpr (field.kind == field_kind::enumeration) {
-            differs |= header_differs<field.enumeration->newest>(value, 0);
-        } else if constexpr (field.kind == field_kind::structure) {
-            for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
-                differs |= instance_differs<*field.structure>(value);
-                one_by_one(differs);
-            }
-        }
-    });
-    return differs;
-}
-
-typedef u_int64 word_pair __attribute__((vector_size(16)));
-
-template <class Word>
-PTP_CFG_INLINE Word word_at(const void *bytes) {
-    Word word;
-    memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-/** The same in a constant. */
-template <class Word>
-constexpr Word constant_word(const u_int8 *bytes) {
-    if constexpr (sizeof(Word) == sizeof(word_pair)) {
-        return Word{constant_word<u_int64>(bytes), constant_word<u_int64>(bytes + 8)};
-    } else {
-        std::array<u_int8, sizeof(Word)> copy{};
-        for (u_int32 i = 0; i < sizeof(Word); ++i) {
-            copy[i] = bytes[i];
-        }
-        return std::bit_cast<Word>(copy);
-    }
-}
-
-/** Bits that are not what they should be. */
-struct difference {
-    word_pair wide = {0, 0};
-    u_int64 narrow = 0;
-
-    template <class Word>
-    PTP_CFG_INLINE void add(Word word, Word mask, Word value) {
-        if constexpr (sizeof(Word) == sizeof(word_pair)) {
-            wide |= (word & mask) ^ value;
-        } else {
-            narrow |= (u_int64{word} & mask) ^ value;
-        }
-    }
-    PTP_CFG_INLINE bool found() const { return (wide[0] | wide[1] | narrow) != 0; }
-};
-
-/** The widest word of at most `wanted` bytes, or the next wider, that an encoding of `width` bytes holds. */
-template <u_int32 wanted, u_int32 width>
-constexpr auto fitting_word() {
-    if constexpr (wanted > 8 && width >= 16) {
-        return word_pair{};
-    } else if constexpr (wanted > 4 && width >= 8) {
-        return u_int64{};
-    } else if constexpr (wanted > 1) {
-        return u_int32{};
-    } else {
-        return u_int8{};
-    }
-}
-
-/** Compares the known bits of an encoding from byte `start` on, a word after the other; words may overlap. */
-template <const structure_descriptor &D, u_int32 start = 0>
-PTP_CFG_INLINE void compare_known_bits(const u_int8 *bytes, difference &differs) {
-    constexpr u_int32 width = newest_width(D);
-    constexpr const known_bits<width> &known = known_bits_of<D>;
-    constexpr u_int32 next = known.next(start);
-    if constexpr (next < width) {
-        using word = decltype(fitting_word<known.span(next), width>());
-        constexpr u_int32 first = next + sizeof(word) <= width ? next : width - sizeof(word);
-        constexpr word mask = constant_word<word>(&known.mask[first]);
-        constexpr word value = constant_word<word>(&known.value[first]);
-        differs.add(word_at<word>(bytes + first), mask, value);
-        compare_known_bits<D, first + sizeof(word)>(bytes, differs);
-    }
-}
-
-/** Compares the known bits of all that stand in arrays of structures. */
-template <const structure_descriptor &D>
-PTP_CFG_INLINE void compare_elements(const u_int8 *bytes, difference &differs) {
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (field.kind == field_kind::structure) {
-            const u_int8 *element = bytes + wire_offset(D, I);
-#pragma GCC unroll 4
-            for (u_int32 i = 0; i < field.capacity; ++i, element += element_width(field)) {
-                if constexpr (field.is_array) {
-                    compare_known_bits<*field.structure>(element, differs);
-                }
-                compare_elements<*field.structure>(element, differs);
-            }
-        }
-    });
-}
-
-/** Whether bytes are an untracked encoding at the newest variants throughout, its truth values 0 or 1. */
-template <const structure_descriptor &D>
-PTP_CFG_INLINE bool is_newest_encoding(const u_int8 *bytes) {
-    difference differs;
-    compare_known_bits<D>(bytes, differs);
-    compare_elements<D>(bytes, differs);
-    return !differs.found();
-}
 
 /** Whether a handle neither tracks state nor holds a mode that the exact path must stop on. */
 PTP_CFG_INLINE bool is_untracked(const vela_handle *handle) {
@@ -162,7 +32,11 @@ PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
         constexpr const field_descriptor &field = D.fields[I];
         u_int8 *out = bytes + wire_offset(D, I);
         const u_int8 *value = instance + field.offset;
-        if constexpr (field.kind == field_kind::enumeration) {
+        if constexpr (within_longs(D, I)) {
+            return;  // written with the field before it
+        } else if constexpr (begins_longs(D, I)) {
+            copy_swapped(out, value, longs_length(D, I));
+        } else if constexpr (field.kind == field_kind::enumeration) {
             *out = static_cast<u_int8>(field.enumeration->newest);
             primitive_traits<field_kind::u_int32>::store(out + 1, value_of(static_cast<const void *>(value)));
         } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
@@ -181,8 +55,6 @@ PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
         }
     });
 }
-
-constexpr u_int32 variant_offset = offsetof(vela_instance_header, variant);
 
 /** What of an instance's headers a load or copy writes. */
 enum class headers { none, records, all };
@@ -403,23 +275,64 @@ u_int32 structure_marshal_for_clone(vela_handle *handle, u_int32 mem_class, u_in
     return structure_marshal<D>(handle, mem_class, buffer, instance, room, err, domain_check::for_clone);
 }
 
+/** Whether nothing but the bytes and the instance can keep an unmarshal from the fast path. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
-                                           int32 length, u_int32 mode, u_int32 *err) {
+PTP_CFG_INLINE bool may_unmarshal_fast(const vela_handle *handle, const void *instance, int32 length,
+                                       const u_int32 *err) {
+    return *err == 0 && length >= static_cast<int32>(newest_width(D)) && instance != nullptr &&
+           handle->pre_write == nullptr && handle->shared_type_info == 0 && is_untracked(handle);
+}
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE u_int32 structure_unmarshal_by_value(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                                    void *instance, int32 length, u_int32 mode, u_int32 *err) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
-        constexpr u_int32 width = newest_width(D);
-        if (*err == 0 && length >= static_cast<int32>(width) && instance != nullptr && handle->pre_write == nullptr &&
-            handle->shared_type_info == 0 && is_untracked(handle) &&
+        if (may_unmarshal_fast<D>(handle, instance, length, err) &&
             variants_stand<D>(static_cast<const u_int8 *>(instance)) && is_newest_encoding<D>(buffer)) {
             clear_last_error(handle);
             load_instance<D, headers::records>(buffer, static_cast<u_int8 *>(instance));
             count_path(handle, true);
-            return width;
+            return newest_width(D);
         }
     }
 #endif
     return structure_unmarshal_slow<D>(handle, mem_class, buffer, instance, length, mode, err);
+}
+
+#ifdef PTP_CFG_HAS_WIDE_LOADS
+template <const structure_descriptor &D>
+[[gnu::noinline]] u_int32 structure_unmarshal_otherwise(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                                        void *instance, int32 length, u_int32 mode, u_int32 *err) {
+    return structure_unmarshal_by_value<D>(handle, mem_class, buffer, instance, length, mode, err);
+}
+
+template <const structure_descriptor &D>
+[[gnu::noinline, gnu::target("avx2")]] u_int32 structure_unmarshal_wide(vela_handle *handle, u_int32 mem_class,
+                                                                        const u_int8 *buffer, void *instance,
+                                                                        int32 length, u_int32 mode, u_int32 *err) {
+    if (may_unmarshal_fast<D>(handle, instance, length, err) &&
+        load_if_it_fits<D>(buffer, static_cast<u_int8 *>(instance))) {
+        clear_last_error(handle);
+        count_path(handle, true);
+        return newest_width(D);
+    }
+    return structure_unmarshal_otherwise<D>(handle, mem_class, buffer, instance, length, mode, err);
+}
+#endif
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
+                                           int32 length, u_int32 mode, u_int32 *err) {
+#ifdef PTP_CFG_HAS_WIDE_LOADS
+    if constexpr (reads_by_chunks<D>()) {
+        if (has_avx2) {
+            return structure_unmarshal_wide<D>(handle, mem_class, buffer, instance, length, mode, err);
+        }
+        return structure_unmarshal_otherwise<D>(handle, mem_class, buffer, instance, length, mode, err);
+    }
+#endif
+    return structure_unmarshal_by_value<D>(handle, mem_class, buffer, instance, length, mode, err);
 }
 
 /**

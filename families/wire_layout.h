@@ -48,33 +48,15 @@ constexpr prefix_bytes newest_prefix(const structure_descriptor &type) {
             static_cast<u_int8>(jump >> 8),   static_cast<u_int8>(jump)};
 }
 
-/**
- * Which bits of an untracked encoding are known, and what they are: those of the headers, of the variants of
- * enumerations, and all but the lowest of truth values. Arrays of structures are left out: each element is an encoding.
- */
+/** What is known of so many bytes: which bits, and what they are. */
 template <u_int32 width>
 struct known_bits {
     std::array<u_int8, width> mask{};
     std::array<u_int8, width> value{};
 
-    constexpr void collect(const structure_descriptor &type, u_int32 start) {
-        const prefix_bytes prefix = newest_prefix(type);
-        for (u_int32 i = 0; i < wire_header; ++i) {
-            set(start + i, 0xFF, prefix[i]);
-        }
-        for (u_int32 i = 0; i < type.field_count; ++i) {
-            const field_descriptor &field = type.fields[i];
-            const u_int32 position = start + wire_offset(type, i);
-            if (field.kind == field_kind::structure && !field.is_array) {
-                collect(*field.structure, position);
-            } else if (field.kind == field_kind::enumeration) {
-                set(position, 0xFF, static_cast<u_int8>(field.enumeration->newest));
-            } else if (field.kind == field_kind::vela_boolean) {
-                for (u_int32 element = 0; element < field.capacity; ++element) {
-                    set(position + element, 0xFE, 0);
-                }
-            }
-        }
+    constexpr void set(u_int32 position, u_int8 byte_mask, u_int8 byte_value) {
+        mask[position] = byte_mask;
+        value[position] = byte_value;
     }
 
     /** The first byte with known bits, from `start` on; `width` when there is none. */
@@ -93,18 +75,37 @@ struct known_bits {
         }
         return count;
     }
-
-  private:
-    constexpr void set(u_int32 position, u_int8 byte_mask, u_int8 byte_value) {
-        mask[position] = byte_mask;
-        value[position] = byte_value;
-    }
 };
+
+/**
+ * Collects what is known of an untracked encoding: its headers, the variants of enumerations, and all but the lowest
+ * bit of truth values. Arrays of structures are left out: each element is an encoding.
+ */
+template <u_int32 width>
+constexpr void collect_known(known_bits<width> &known, const structure_descriptor &type, u_int32 start) {
+    const prefix_bytes prefix = newest_prefix(type);
+    for (u_int32 i = 0; i < wire_header; ++i) {
+        known.set(start + i, 0xFF, prefix[i]);
+    }
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        const u_int32 position = start + wire_offset(type, i);
+        if (field.kind == field_kind::structure && !field.is_array) {
+            collect_known(known, *field.structure, position);
+        } else if (field.kind == field_kind::enumeration) {
+            known.set(position, 0xFF, static_cast<u_int8>(field.enumeration->newest));
+        } else if (field.kind == field_kind::vela_boolean) {
+            for (u_int32 element = 0; element < field.capacity; ++element) {
+                known.set(position + element, 0xFE, 0);
+            }
+        }
+    }
+}
 
 template <const structure_descriptor &D>
 inline constexpr known_bits<newest_width(D)> known_bits_of = [] {
     known_bits<newest_width(D)> known;
-    known.collect(D, 0);
+    collect_known(known, D, 0);
     return known;
 }();
 

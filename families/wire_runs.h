@@ -1,5 +1,5 @@
-// Neighbouring values that are read together: octets that stand side by side in the encoding and in memory, and truth
-// values, which are one byte there and four here. What limits decoding is how many stores it does.
+// Neighbouring values that are read or written together: octets and numbers that stand side by side in the encoding and
+// in memory, and truth values, which are one byte there and four here.
 #pragma once
 
 #include <bit>
@@ -31,6 +31,45 @@ constexpr u_int32 run_length(const structure_descriptor &type, u_int32 index) {
     }
     return length;
 }
+
+/** Whether a field is numbers of eight bytes. */
+constexpr bool is_long(field_kind kind) { return kind == field_kind::u_int64; }
+
+/** Whether field `index` is a number of eight bytes that stands behind another one. */
+constexpr bool continues_longs(const structure_descriptor &type, u_int32 index) {
+    const field_descriptor &field = type.fields[index];
+    return index > 0 && is_long(field.kind) && is_long(type.fields[index - 1].kind) &&
+           type.fields[index - 1].offset + type.fields[index - 1].capacity * type.fields[index - 1].stride ==
+               field.offset;
+}
+
+/** Numbers of eight bytes side by side from field `index` on. */
+constexpr u_int32 longs_length(const structure_descriptor &type, u_int32 index) {
+    u_int32 length = is_long(type.fields[index].kind) ? type.fields[index].capacity : 0;
+    for (u_int32 i = index + 1; length > 0 && i < type.field_count && continues_longs(type, i); ++i) {
+        length += type.fields[i].capacity;
+    }
+    return length;
+}
+
+/** Whether field `index` begins so many numbers of eight bytes that a call for all of them is worth it. */
+constexpr bool begins_longs(const structure_descriptor &type, u_int32 index) {
+    return !continues_longs(type, index) && longs_length(type, index) >= 16;
+}
+
+/** Whether field `index` was written by the field that begins_longs(). */
+constexpr bool within_longs(const structure_descriptor &type, u_int32 index) {
+    while (continues_longs(type, index)) {
+        --index;
+        if (begins_longs(type, index)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/** Copies numbers of eight bytes, at least four of them, turning their bytes round. */
+void copy_swapped(u_int8 *to, const u_int8 *from, u_int32 count);
 
 typedef u_int8 byte_vector __attribute__((vector_size(16)));
 typedef u_int32 word_vector __attribute__((vector_size(16)));
