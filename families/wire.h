@@ -1,7 +1,8 @@
 // Wire format of enumerations and structures.
 //
-// One exact path handles every variant, tracking mode, short buffer and error, in the required order. One fast path
-// (wire_fast.h) handles the common case and hands over to the exact one before it has changed anything.
+// One exact path handles every variant, tracking mode, short buffer and error, in the required order. A fast path
+// (wire_fast.h) handles the common case, a varied one (wire_varied.h) older variants and state flags; both hand over to
+// the exact one where something does not fit.
 #pragma once
 
 #include "families/enumeration.h"

@@ -4,7 +4,8 @@
 #pragma once
 
 #include "families/lifecycle_fast.h"
-#include "families/wire_runs.h"
+#include "families/wire_values.h"
+#include "families/wire_varied.h"
 #include "families/wire_wide.h"
 
 namespace ptp_cfg {
@@ -22,232 +23,100 @@ PTP_CFG_INLINE bool is_untracked(const vela_handle *handle) {
     return handle->sttr_record == nullptr || handle->sttr_record->mode == VELA_STTR_OFF;
 }
 
-// ---- stores and loads ------------------------------------------------------------------------------------------------
-
-template <const structure_descriptor &D>
-PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
-    constexpr prefix_bytes prefix = newest_prefix(D);
-    memcpy(bytes, prefix.data(), wire_header);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        u_int8 *out = bytes + wire_offset(D, I);
-        const u_int8 *value = instance + field.offset;
-        if constexpr (within_longs(D, I)) {
-            return;  // written with the field before it
-        } else if constexpr (begins_longs(D, I)) {
-            copy_swapped(out, value, longs_length(D, I));
-        } else if constexpr (field.kind == field_kind::enumeration) {
-            *out = static_cast<u_int8>(field.enumeration->newest);
-            primitive_traits<field_kind::u_int32>::store(out + 1, value_of(static_cast<const void *>(value)));
-        } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
-            memcpy(out, value, field.capacity);
-        } else {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                if constexpr (field.kind == field_kind::structure) {
-                    store_instance<*field.structure>(out, value);
-                } else {
-                    using P = primitive_traits<field.kind>;
-                    P::store(out, as<typename P::type>(value));
-                }
-                out += element_width(field);
-                value += field.stride;
-            }
-        }
-    });
-}
-
-/** What of an instance's headers a load or copy writes. */
-enum class headers { none, records, all };
-
-template <headers written>
-PTP_CFG_INLINE void load_header(u_int8 *instance, const vela_type_info *record, int8 newest) {
-    if constexpr (written != headers::none) {
-        as<vela_instance_header>(instance)->type_info = record;
-    }
-    if constexpr (written == headers::all) {
-        as<vela_instance_header>(instance)->variant = newest;
-    }
-}
-
-/** Non-zero when an instance outside arrays of structures that is to be at variant 0 is at another. */
-template <const structure_descriptor &D>
-PTP_CFG_INLINE u_int8 zero_variants_differ(const u_int8 *instance) {
-    u_int8 differs = D.newest == 0 ? instance[variant_offset] : 0;
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (field.kind == field_kind::enumeration && field.enumeration->newest == 0) {
-            differs |= instance[field.offset + variant_offset];
-        } else if constexpr (field.kind == field_kind::structure && !field.is_array) {
-            differs |= zero_variants_differ<*field.structure>(instance + field.offset);
-        }
-    });
-    return differs;
-}
-
-/** Whether all that are to be at a later variant are: few, for which a branch each is shorter than to gather them. */
-template <const structure_descriptor &D>
-PTP_CFG_INLINE bool later_variants_stand(const u_int8 *instance) {
-    bool stand = D.newest == 0 || instance[variant_offset] == static_cast<u_int8>(D.newest);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (field.kind == field_kind::enumeration && field.enumeration->newest != 0) {
-            stand = stand && instance[field.offset + variant_offset] == static_cast<u_int8>(field.enumeration->newest);
-        } else if constexpr (field.kind == field_kind::structure && !field.is_array) {
-            stand = stand && later_variants_stand<*field.structure>(instance + field.offset);
-        }
-    });
-    return stand;
-}
-
-/** Whether the variants of an instance, arrays of structures left out, are what a decoding leaves there. */
-template <const structure_descriptor &D>
-PTP_CFG_INLINE bool variants_stand(const u_int8 *instance) {
-    return zero_variants_differ<D>(instance) == 0 && later_variants_stand<D>(instance);
-}
-
-/** Adds what the headers of an element, nested ones included, differ in from what a decoding leaves there. */
-template <const structure_descriptor &D>
-PTP_CFG_INLINE void compare_headers(const u_int8 *element, word_pair &differs) {
-    [&]<size_t... H>(std::index_sequence<H...>) __attribute__((always_inline)) {
-        ((differs |=
-          word_at<word_pair>(element + headers_of<D>.offset[H]) ^ word_at<word_pair>(&headers_of<D>.image[H])),
-         ...);
-    }
-    (std::make_index_sequence<header_count(D)>{});
-}
-
-/** Whether compare_headers() found a difference in a record or variant. */
-PTP_CFG_INLINE bool headers_differ(word_pair differs) {
-    constexpr u_int8 compared[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-    differs &= constant_word<word_pair>(compared);
-    return (differs[0] | differs[1]) != 0;
-}
-
-/** Writes records and variants of the elements of an array. */
-template <const structure_descriptor &D>
-void write_headers(u_int8 *element, u_int32 count, u_int32 stride) {
-    for (u_int32 i = 0; i < count; ++i, element += stride) {
-        for (u_int32 h = 0; h < header_count(D); ++h) {
-            load_header<headers::all>(element + headers_of<D>.offset[h], headers_of<D>.image[h].record,
-                                      headers_of<D>.image[h].variant);
-        }
-    }
-}
-
-/** Loads all values, and of the instances outside arrays of structures what `written` says of their headers. */
-template <const structure_descriptor &D, headers written>
-PTP_CFG_INLINE void load_instance(const u_int8 *bytes, u_int8 *instance) {
-    load_header<written>(instance, D.record, D.newest);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        const u_int8 *in = bytes + wire_offset(D, I);
-        u_int8 *value = instance + field.offset;
-        if constexpr (continues_run(D, I)) {
-            return;  // read with the field before it
-        } else if constexpr (field.kind == field_kind::enumeration) {
-            load_header<written>(value, field.enumeration->record, field.enumeration->newest);
-            primitive_traits<field_kind::u_int32>::load(in + 1, value_of(static_cast<void *>(value)));
-        } else if constexpr (is_octets(field.kind)) {
-            memcpy(value, in, run_length(D, I));
-        } else if constexpr (field.kind == field_kind::vela_boolean) {
-            load_truths<run_length(D, I)>(in, value);  // 0 or 1: other truths are read on the exact path
-        } else if constexpr (field.kind == field_kind::structure && field.is_array) {
-            constexpr const structure_descriptor &E = *field.structure;
-            // Elements have their headers from their creation on; to see that is cheaper than to write them.
-            word_pair differs = {0, 0};
-#pragma GCC unroll 4
-            for (u_int32 i = 0; i < field.capacity; ++i) {
-                compare_headers<E>(value + i * field.stride, differs);
-                load_instance<E, headers::none>(in + i * element_width(field), value + i * field.stride);
-            }
-            if (headers_differ(differs)) {
-                write_headers<E>(value, field.capacity, field.stride);
-            }
-        } else if constexpr (field.kind == field_kind::structure) {
-            load_instance<*field.structure, written>(in, value);
-        } else {
-            using P = primitive_traits<field.kind>;
-            for (u_int32 i = 0; i < field.capacity; ++i) {
-                P::load(in + i * element_width(field), as<typename P::type>(value + i * field.stride));
-            }
-        }
-    });
-}
-
-// ---- copies --------------------------------------------------------------------------------------------------------
-
-/** Leaves what the value's encoding would leave; the compiler sees that bytes need not be turned round twice. */
-template <field_kind K>
-PTP_CFG_INLINE void copy_primitive(const u_int8 *from, u_int8 *to) {
-    using P = primitive_traits<K>;
-    using T = typename P::type;
-    u_int8 encoded[P::width];
-    P::store(encoded, as<T>(from));
-    P::load(encoded, as<T>(to));
-}
-
-/** Copies all values as an encoding at the newest variant carries them; `written` as of load_instance(). */
-template <const structure_descriptor &D, headers written = headers::all>
-PTP_CFG_INLINE void copy_instance(const u_int8 *source, u_int8 *destination) {
-    load_header<written>(destination, D.record, D.newest);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        const u_int8 *from = source + field.offset;
-        u_int8 *to = destination + field.offset;
-        if constexpr (field.kind == field_kind::enumeration) {
-            load_header<written>(to, field.enumeration->record, field.enumeration->newest);
-            *value_of(static_cast<void *>(to)) = *value_of(static_cast<const void *>(from));
-        } else if constexpr (field.kind == field_kind::u_int8 && field.is_array) {
-            memcpy(to, from, field.capacity);
-        } else if constexpr (field.kind == field_kind::structure && field.is_array) {
-            constexpr const structure_descriptor &E = *field.structure;
-            word_pair differs = {0, 0};
-#pragma GCC unroll 4
-            for (u_int32 i = 0; i < field.capacity; ++i) {
-                compare_headers<E>(to + i * field.stride, differs);
-                copy_instance<E, headers::none>(from + i * field.stride, to + i * field.stride);
-            }
-            if (headers_differ(differs)) {
-                write_headers<E>(to, field.capacity, field.stride);
-            }
-        } else if constexpr (field.kind == field_kind::structure) {
-            copy_instance<*field.structure, written>(from, to);
-        } else {
-            for (u_int32 i = 0; i < field.capacity; ++i) {
-                copy_primitive<field.kind>(from + i * field.stride, to + i * field.stride);
-            }
-        }
-    });
-}
 #endif
 
 /** Test builds count on the handle which path an encoding took; see vela_handle::wire_paths. */
-PTP_CFG_INLINE void count_path(vela_handle *handle, bool fast) {
+enum class wire_path : u_int8 { fast, exact, varied };
+
+PTP_CFG_INLINE void count_path([[maybe_unused]] vela_handle *handle, [[maybe_unused]] wire_path path) {
 #ifdef PTP_CFG_COUNT_PATHS
-    ++handle->wire_paths[fast ? 0 : 1];
-#else
-    (void)handle;
-    (void)fast;
+    ++handle->wire_paths[static_cast<u_int8>(path)];
 #endif
 }
 
 // ---- the public operations ---------------------------------------------------------------------------------------------
 
-// The exact path is entered from a function of the same arguments, so that the fast path needs no stack frame.
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+/** Writes or reads by `go` where what varies can be, with or without state flags; nullptr where it cannot. */
+template <const structure_descriptor &D, class Byte, class Go>
+PTP_CFG_INLINE Byte *go_varied(const vela_handle *handle, const u_int32 *err, Go &&go) {
+    if (*err != 0 || handle->pre_write != nullptr) {
+        return nullptr;
+    }
+    if (is_untracked(handle)) {
+        if constexpr (has_variants(D)) {
+            return go.template operator()<false>();
+        }
+        return nullptr;
+    }
+    return handle->sttr_record->mode == VELA_STTR_ON ? go.template operator()<true>() : nullptr;
+}
+#endif
+
+// What the fast path leaves is entered from a function of the same arguments, so that it needs no stack frame.
+template <const structure_descriptor &D>
+[[gnu::noinline]] u_int32 structure_marshal_varied(vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
+                                                   const void *instance, int32 room, u_int32 *err, domain_check check) {
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+    if constexpr (has_fast_path<D>) {
+        if (instance != nullptr && room > 0) {
+            const varied_call call{handle, mem_class, buffer + room};
+            const u_int8 *end = go_varied<D, const u_int8>(handle, err, [&]<bool tracked>() {
+                return write_varied<D, tracked>(call, buffer, static_cast<const u_int8 *>(instance),
+                                                check == domain_check::always);
+            });
+            if (end != nullptr) {
+                clear_last_error(handle);
+                count_path(handle, wire_path::varied);
+                return static_cast<u_int32>(end - buffer);
+            }
+        }
+    }
+#endif
+    count_path(handle, wire_path::exact);
+    return structure_marshal_exact(D, handle, mem_class, buffer, instance, room, check, err);
+}
+
+template <const structure_descriptor &D>
+[[gnu::noinline]] u_int32 structure_unmarshal_varied(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
+                                                     void *instance, int32 length, u_int32 mode, u_int32 *err) {
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+    if constexpr (has_fast_path<D>) {
+        if (instance != nullptr && length > 0 && handle->shared_type_info == 0) {
+            const varied_call call{handle, mem_class, buffer + length};
+            const u_int8 *end = go_varied<D, const u_int8>(handle, err, [&]<bool tracked>() {
+                return read_varied<D, tracked>(call, buffer, static_cast<u_int8 *>(instance));
+            });
+            if (end != nullptr) {
+                clear_last_error(handle);
+                count_path(handle, wire_path::varied);
+                return static_cast<u_int32>(end - buffer);
+            }
+        }
+    }
+#endif
+    count_path(handle, wire_path::exact);
+    return structure_unmarshal_exact(D, handle, mem_class, buffer, instance, length, mode, err);
+}
+
 template <const structure_descriptor &D>
 [[gnu::noinline, gnu::cold]] u_int32 structure_marshal_slow(vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
                                                             const void *instance, int32 room, u_int32 *err,
                                                             domain_check check) {
-    count_path(handle, false);
-    return structure_marshal_exact(D, handle, mem_class, buffer, instance, room, check, err);
+    return structure_marshal_varied<D>(handle, mem_class, buffer, instance, room, err, check);
 }
 
 template <const structure_descriptor &D>
 [[gnu::noinline, gnu::cold]] u_int32 structure_unmarshal_slow(vela_handle *handle, u_int32 mem_class,
                                                               const u_int8 *buffer, void *instance, int32 length,
                                                               u_int32 mode, u_int32 *err) {
-    count_path(handle, false);
-    return structure_unmarshal_exact(D, handle, mem_class, buffer, instance, length, mode, err);
+    return structure_unmarshal_varied<D>(handle, mem_class, buffer, instance, length, mode, err);
+}
+
+/** Whether the handle's domain changes nothing for a type. (With a domain and a hook, all goes the exact path.) */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool has_no_say(const vela_handle *handle) {
+    return handle->variant_domain.overrides == nullptr || (!has_variants(D) && handle->pre_write == nullptr);
 }
 
 template <const structure_descriptor &D>
@@ -256,12 +125,11 @@ PTP_CFG_INLINE u_int32 structure_marshal(vela_handle *handle, u_int32 mem_class,
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
         constexpr u_int32 width = newest_width(D);
-        if (*err == 0 && room >= static_cast<int32>(width) && instance != nullptr &&
-            handle->variant_domain.overrides == nullptr && is_untracked(handle) &&
-            instance_differs<D>(static_cast<const u_int8 *>(instance)) == 0) {
+        if (*err == 0 && room >= static_cast<int32>(width) && instance != nullptr && has_no_say<D>(handle) &&
+            is_untracked(handle) && instance_differs<D>(static_cast<const u_int8 *>(instance)) == 0) {
             clear_last_error(handle);
             store_instance<D>(buffer, static_cast<const u_int8 *>(instance));
-            count_path(handle, true);
+            count_path(handle, wire_path::fast);
             return width;
         }
     }
@@ -292,7 +160,7 @@ PTP_CFG_INLINE u_int32 structure_unmarshal_by_value(vela_handle *handle, u_int32
             variants_stand<D>(static_cast<const u_int8 *>(instance)) && is_newest_encoding<D>(buffer)) {
             clear_last_error(handle);
             load_instance<D, headers::records>(buffer, static_cast<u_int8 *>(instance));
-            count_path(handle, true);
+            count_path(handle, wire_path::fast);
             return newest_width(D);
         }
     }
@@ -314,7 +182,7 @@ template <const structure_descriptor &D>
     if (may_unmarshal_fast<D>(handle, instance, length, err) &&
         load_if_it_fits<D>(buffer, static_cast<u_int8 *>(instance))) {
         clear_last_error(handle);
-        count_path(handle, true);
+        count_path(handle, wire_path::fast);
         return newest_width(D);
     }
     return structure_unmarshal_otherwise<D>(handle, mem_class, buffer, instance, length, mode, err);
@@ -344,9 +212,8 @@ PTP_CFG_INLINE bool structure_copies_plainly([[maybe_unused]] const vela_handle 
                                              [[maybe_unused]] const void *source, [[maybe_unused]] int32 room) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
-        return source != nullptr && room >= static_cast<int32>(newest_width(D)) &&
-               handle->variant_domain.overrides == nullptr && handle->pre_write == nullptr &&
-               handle->shared_type_info == 0 && is_untracked(handle) &&
+        return source != nullptr && room >= static_cast<int32>(newest_width(D)) && has_no_say<D>(handle) &&
+               handle->pre_write == nullptr && handle->shared_type_info == 0 && is_untracked(handle) &&
                instance_differs<D>(static_cast<const u_int8 *>(source)) == 0;
     }
 #endif
@@ -359,8 +226,8 @@ void structure_copy_plainly([[maybe_unused]] vela_handle *handle, [[maybe_unused
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
         clear_last_error(handle);
-        count_path(handle, true);
-        count_path(handle, true);
+        count_path(handle, wire_path::fast);
+        count_path(handle, wire_path::fast);
         copy_instance<D>(static_cast<const u_int8 *>(source), static_cast<u_int8 *>(destination));
     }
 #endif

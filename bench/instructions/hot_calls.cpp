@@ -93,8 +93,9 @@ void count_record(const std::string &name) {
 
 void count_clock_variations() {
     record_calls<clock_record>("clock", make_handle(), make_handle()).count_text();
-    record_calls<clock_record>("clock on the exact path", make_domain_handle("no_such_type", 0), make_hooked_handle())
-        .count_codec();
+    record_calls<clock_record>("clock on the exact path", make_exact_handle(), make_exact_handle()).count_codec();
+    const auto make_older_handle = [] { return make_domain_handle("ptp_clock_time_properties_data_set", 0); };
+    record_calls<clock_record>("clock of an older peer", make_older_handle(), make_older_handle()).count_codec();
     record_calls<clock_record>("tracked clock", make_tracking_handle(), make_tracking_handle()).count_codec();
 }
 

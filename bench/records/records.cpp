@@ -12,18 +12,17 @@ vela_handle *make_handle(const vela_handle_options *options) {
     return handle;
 }
 
-vela_handle *make_hooked_handle() {
-    vela_handle_options options{};
-    options.size = sizeof options;
-    options.pre_write = [](void *, void *, size_t, u_int32) {};
-    return make_handle(&options);
-}
-
 vela_handle *make_domain_handle(const char *type, int8 variant) {
     vela_domain *domain = vela_domain_create("bench");
     require(domain != nullptr && vela_domain_set_variant(domain, type, variant) == 0, "set up a domain");
     vela_handle *handle = make_handle();
     vela_handle_set_domain(handle, domain);
+    return handle;
+}
+
+vela_handle *make_exact_handle() {
+    vela_handle *handle = make_domain_handle("no_such_type", 0);
+    handle->pre_write = [](void *, void *, size_t, u_int32) {};
     return handle;
 }
 

@@ -303,8 +303,10 @@ const ptp_cfg_type *type_named(const char *name) {
 old_domain::old_domain(std::initializer_list<std::pair<const char *, int8>> variants)
     : domain_(vela_domain_create("old peer")) {
     for (const auto &[type, variant] : variants) {
-        EXPECT_EQ(vela_domain_set_variant(domain_, type, variant), 0u);
+        set(type, variant);
     }
 }
+
+void old_domain::set(const char *type, int8 variant) { EXPECT_EQ(vela_domain_set_variant(domain_, type, variant), 0u); }
 
 }  // namespace ptp_cfg_test

@@ -181,6 +181,7 @@ class old_domain {
     old_domain(const old_domain &) = delete;
     old_domain &operator=(const old_domain &) = delete;
     operator const vela_domain *() const { return domain_; }
+    void set(const char *type, int8 variant);
 
   private:
     vela_domain *domain_;
