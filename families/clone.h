@@ -38,7 +38,7 @@ void *structure_clone_cr(vela_handle *handle, const void *source) {
         if (copies_plainly_by_handle<D>(handle, source)) {
             void *copy = structure_create<D>(handle, handle->chained_mem_class);
             if (copy != nullptr) {
-                structure_copy_plainly<D>(handle, source, copy);
+                structure_copy_plainly<D, true>(handle, source, copy);
                 return copy;
             }
             clear_last_error(handle);
@@ -55,7 +55,7 @@ void structure_copy_cr(vela_handle *handle, const void *source, void *destinatio
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
         if (destination != nullptr && copies_plainly_by_handle<D>(handle, source)) {
-            structure_copy_plainly<D>(handle, source, destination);
+            structure_copy_plainly<D, false>(handle, source, destination);
             return;
         }
     }

@@ -1,6 +1,9 @@
 // Order and hash of structures: field values only, never headers or state flags, whatever the variant.
 #pragma once
 
+#include <algorithm>
+
+#include "families/avx2.h"
 #include "families/enumeration.h"
 #include "families/unroll.h"
 
@@ -62,6 +65,43 @@ constexpr bool holds_text(const structure_descriptor &type) {
 /** Instances of fewer bytes are compared by field at once. */
 constexpr u_int32 worth_a_glance = 128;
 
+#ifdef PTP_CFG_HAS_AVX2
+/** Instances of more bytes are left to memcmp(). */
+constexpr u_int32 worth_unrolling = 512;
+
+template <u_int32 offset>
+PTP_CFG_AVX2 inline __m256i difference_at(const u_int8 *a, const u_int8 *b) {
+    return _mm256_xor_si256(wide_at(a + offset), wide_at(b + offset));
+}
+
+/** Compares at `first`, then by aligned chunks up to the last one, which ends at `end`. */
+template <u_int32 first, u_int32 end>
+[[gnu::noinline, gnu::target("avx2")]] bool same_bytes_wide(const u_int8 *a, const u_int8 *b) {
+    constexpr u_int32 start = (first / wide_size + 1) * wide_size;
+    constexpr u_int32 chunks = (end - start + wide_size - 1) / wide_size;
+    const auto differences = [&]<size_t... C>(std::index_sequence<C...>) PTP_CFG_AVX2 {
+        return (difference_at<first>(a, b) | ... |
+                difference_at<std::min<u_int32>(start + C * wide_size, end - wide_size)>(a, b));
+    };
+    const __m256i differs = differences(std::make_index_sequence<chunks>{});
+    return _mm256_testz_si256(differs, differs) != 0;
+}
+#endif
+
+/** Whether all bytes from the first field to the last are the same. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool same_bytes(const u_int8 *a, const u_int8 *b) {
+    constexpr u_int32 first = D.fields[0].offset;
+#ifdef PTP_CFG_HAS_AVX2
+    if constexpr (D.size <= worth_unrolling) {
+        if (has_avx2) {
+            return same_bytes_wide<first, fields_end(D)>(a, b);
+        }
+    }
+#endif
+    return memcmp(a + first, b + first, fields_end(D) - first) == 0;
+}
+
 template <const structure_descriptor &D>
 int32 structure_compare(const void *a, const void *b) {
     if (a == nullptr || b == nullptr) {
@@ -69,8 +109,7 @@ int32 structure_compare(const void *a, const void *b) {
     }
     if constexpr (!holds_text(D) && D.size >= worth_a_glance) {
         // The same bytes are equal fields. Other bytes may be: headers and what lies between fields do not count.
-        constexpr u_int32 first = D.fields[0].offset;
-        if (memcmp(at(a, first), at(b, first), fields_end(D) - first) == 0) {
+        if (same_bytes<D>(static_cast<const u_int8 *>(a), static_cast<const u_int8 *>(b))) {
             return 0;
         }
     }

@@ -5,6 +5,8 @@
 
 #include "families/structure.h"
 #include "families/unroll.h"
+#include "families/wire_chunks.h"
+#include "families/words.h"
 
 namespace ptp_cfg {
 
@@ -43,6 +45,24 @@ PTP_CFG_INLINE void stamp_header(vela_instance_header *header, const vela_type_i
     header->flags = flags;
 }
 
+/** Whether a field is an array of structures whose elements are all made alike, by copying one. */
+constexpr bool is_made_alike(const field_descriptor &field) {
+    if (field.kind != field_kind::structure || !field.is_array) {
+        return false;
+    }
+    for (u_int32 i = 0; i < field.structure->field_count; ++i) {
+        const field_descriptor &inner = field.structure->fields[i];
+        if (inner.kind == field_kind::structure && inner.is_array) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/** A new element of an array. */
+template <const structure_descriptor &D>
+inline constexpr std::array<image_word, memory_map<D>::words> element_image = memory_of<D>.image;
+
 /** Writes the headers of a zeroed instance and of all that it embeds. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags) {
@@ -53,12 +73,30 @@ PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags) {
         if constexpr (field.kind == field_kind::enumeration) {
             stamp_header<field.enumeration->newest>(as<vela_instance_header>(value), field.enumeration->record,
                                                     VELA_FLAG_NESTED);
+        } else if constexpr (is_made_alike(field)) {
+            for (u_int32 element = 0; element < field.capacity; ++element) {
+                copy_words<field.stride>(value + element * field.stride, element_image<*field.structure>.data());
+            }
         } else if constexpr (field.kind == field_kind::structure) {
             for (u_int32 element = 0; element < field.capacity; ++element) {
                 stamp_instance<*field.structure>(value + element * field.stride, VELA_FLAG_NESTED);
             }
         }
     });
+}
+
+/** Zeroes new memory but for arrays whose elements are copied as a whole. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE void zero_instance(u_int8 *instance) {
+    u_int32 done = 0;
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        if constexpr (is_made_alike(field)) {
+            memset(instance + done, 0, field.offset - done);
+            done = field.offset + u_int32{field.capacity} * field.stride;
+        }
+    });
+    memset(instance + done, 0, D.size - done);
 }
 
 /** Moves the counters of `Times` instances and of all that they embed, one step a type and place. */
@@ -73,17 +111,36 @@ PTP_CFG_INLINE void count_all() {
     });
 }
 
+constexpr u_int8 debts = VELA_FLAG_OID | VELA_FLAG_EXTRA_DATA | VELA_FLAG_STTR_OFFSET | VELA_FLAG_OWNED_BLOCK;
+
+/** Whether the elements of an array are of this release and owe nobody anything. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool elements_owe_nothing(const u_int8 *element, u_int32 count, u_int32 stride) {
+    constexpr u_int8 compared[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, debts};
+    word_pair differs = {0, 0};
+    for (u_int32 i = 0; i < count; ++i, element += stride) {
+        word_pair own = {0, 0};
+        compare_headers<D>(element, own);
+        keep_apart(own);
+        differs |= own;
+    }
+    differs &= constant_word<word_pair>(compared);
+    return (differs[0] | differs[1]) == 0;
+}
+
 /** Whether an instance and all that it embeds is of this release and owes nobody anything. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool owes_nothing(const u_int8 *instance) {
-    constexpr u_int8 debts = VELA_FLAG_OID | VELA_FLAG_EXTRA_DATA | VELA_FLAG_STTR_OFFSET | VELA_FLAG_OWNED_BLOCK;
     const vela_instance_header *header = as<vela_instance_header>(instance);
     bool nothing = header->type_info == D.record && header->variant == D.newest && (header->flags & debts) == 0;
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (field.kind == field_kind::structure) {
+        const u_int8 *value = instance + field.offset;
+        if constexpr (is_made_alike(field)) {
+            nothing &= elements_owe_nothing<*field.structure>(value, field.capacity, field.stride);
+        } else if constexpr (field.kind == field_kind::structure) {
             for (u_int32 element = 0; element < field.capacity; ++element) {
-                nothing &= owes_nothing<*field.structure>(instance + field.offset + element * field.stride);
+                nothing &= owes_nothing<*field.structure>(value + element * field.stride);
             }
         }
     });
@@ -120,7 +177,7 @@ void *structure_create(vela_handle *handle, u_int32 mem_class) {
         if (memory == nullptr) {
             return nullptr;
         }
-        memset(memory, 0, D.size);
+        zero_instance<D>(static_cast<u_int8 *>(memory));
         clear_last_error(handle);
         stamp_instance<D>(static_cast<u_int8 *>(memory), 0);
         count_all<D, &vela_variant_row::created, 1>();

@@ -2,63 +2,64 @@
 // layout.
 #pragma once
 
-#include <bit>
-
 #include "families/unroll.h"
 #include "families/wire_chunks.h"
+#include "families/words.h"
 
 namespace ptp_cfg {
 
-/** Non-zero when an instance is not at variant V, or carries a flag in `flags`. */
+/**
+ * The states of an instance's headers, gathered: each is read as one word of variant, allocated variant and flags, of
+ * which only some bits count. Structures must not carry extra data; enumerations cannot.
+ */
+struct gathered_states {
+    u_int32 structures = 0;
+    u_int32 enumerations = 0;
+
+    PTP_CFG_INLINE bool differ() const {
+        constexpr u_int8 variant[4] = {0xFF};
+        constexpr u_int8 variant_and_data[4] = {0xFF, 0, VELA_FLAG_EXTRA_DATA};
+        return ((structures & constant_word<u_int32>(variant_and_data)) |
+                (enumerations & constant_word<u_int32>(variant))) != 0;
+    }
+};
+
+/** A header's state, which is 0 where it counts when the header is at variant V. */
 template <int8 V>
-PTP_CFG_INLINE u_int32 header_differs(const u_int8 *instance, u_int8 flags) {
-    const vela_instance_header *header = as<vela_instance_header>(instance);
-    return static_cast<u_int32>(static_cast<u_int8>(header->variant ^ V)) | (header->flags & flags);
+PTP_CFG_INLINE u_int32 state_beside(const u_int8 *header) {
+    constexpr u_int8 variant[4] = {static_cast<u_int8>(V)};
+    return word_at<u_int32>(header + variant_offset) ^ constant_word<u_int32>(variant);
 }
 
-/** Keeps the compiler from gathering single bytes of many elements into vectors, which is slower than to test them. */
-PTP_CFG_INLINE void one_by_one(u_int32 &differs) { asm("" : "+r"(differs)); }
+/** Keeps the compiler from gathering the states of many elements into vectors, which is slower than to test them. */
+PTP_CFG_INLINE void one_by_one(u_int32 &states) { asm("" : "+r"(states)); }
 
-/** Non-zero when an instance needs the exact path to be written. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE u_int32 instance_differs(const u_int8 *instance) {
-    u_int32 differs = header_differs<D.newest>(instance, VELA_FLAG_EXTRA_DATA);
+PTP_CFG_INLINE void gather_states(const u_int8 *instance, gathered_states &states) {
+    states.structures |= state_beside<D.newest>(instance);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         const u_int8 *value = instance + field.offset;
         if constexpr (field.kind == field_kind::enumeration) {
-            differs |= header_differs<field.enumeration->newest>(value, 0);
+            states.enumerations |= state_beside<field.enumeration->newest>(value);
         } else if constexpr (field.kind == field_kind::structure) {
             for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
-                differs |= instance_differs<*field.structure>(value);
-                one_by_one(differs);
+                gather_states<*field.structure>(value, states);
+                if constexpr (field.is_array) {
+                    one_by_one(states.structures);
+                    one_by_one(states.enumerations);
+                }
             }
         }
     });
-    return differs;
 }
 
-typedef u_int64 word_pair __attribute__((vector_size(16)));
-
-template <class Word>
-PTP_CFG_INLINE Word word_at(const void *bytes) {
-    Word word;
-    memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-/** The same in a constant. */
-template <class Word>
-constexpr Word constant_word(const u_int8 *bytes) {
-    if constexpr (sizeof(Word) == sizeof(word_pair)) {
-        return Word{constant_word<u_int64>(bytes), constant_word<u_int64>(bytes + 8)};
-    } else {
-        std::array<u_int8, sizeof(Word)> copy{};
-        for (u_int32 i = 0; i < sizeof(Word); ++i) {
-            copy[i] = bytes[i];
-        }
-        return std::bit_cast<Word>(copy);
-    }
+/** Whether an instance needs the exact path to be written. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool instance_differs(const u_int8 *instance) {
+    gathered_states states;
+    gather_states<D>(instance, states);
+    return states.differ();
 }
 
 /** Bits that are not what they should be. */

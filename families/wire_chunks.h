@@ -24,6 +24,7 @@ constexpr u_int32 header_state_mask = 0x00FFFFFF;
 constexpr u_int32 variant_offset = offsetof(vela_instance_header, variant);
 
 constexpr u_int32 word_size = 8;
+constexpr u_int32 chunk_size = 32;
 constexpr int32 no_source = -1;
 
 /** Whether the bytes of a value are those of its encoding, in one order or the other. */
@@ -146,8 +147,6 @@ struct chunk {
     bool readable = true;
 };
 
-constexpr u_int32 wide_size = 32;
-
 template <const structure_descriptor &D>
 constexpr chunk chunk_at(u_int32 memory, u_int32 size) {
     const u_int32 half = std::min(size, window_size);
@@ -182,7 +181,7 @@ struct chunk_list {
     std::array<chunk, memory_map<D>::words> at{};
     u_int32 count = 0;
     bool readable =
-        newest_width(D) >= wide_size && !memory_of<D>.shared;  // what is compared, 32 bytes at a time, lies within
+        newest_width(D) >= chunk_size && !memory_of<D>.shared;  // what is compared, 32 bytes at a time, lies within
 
     constexpr chunk_list() {
         for (u_int32 word = 0; word < words; ++word) {
@@ -194,7 +193,7 @@ struct chunk_list {
 
   private:
     static constexpr u_int32 words = memory_map<D>::words;
-    static constexpr u_int32 widest = wide_size / word_size;
+    static constexpr u_int32 widest = chunk_size / word_size;
 
     static constexpr bool is_own(u_int32 word, u_int32 length) {
         bool own = word + length <= words;

@@ -126,7 +126,7 @@ PTP_CFG_INLINE u_int32 structure_marshal(vela_handle *handle, u_int32 mem_class,
     if constexpr (has_fast_path<D>) {
         constexpr u_int32 width = newest_width(D);
         if (*err == 0 && room >= static_cast<int32>(width) && instance != nullptr && has_no_say<D>(handle) &&
-            is_untracked(handle) && instance_differs<D>(static_cast<const u_int8 *>(instance)) == 0) {
+            is_untracked(handle) && !instance_differs<D>(static_cast<const u_int8 *>(instance))) {
             clear_last_error(handle);
             store_instance<D>(buffer, static_cast<const u_int8 *>(instance));
             count_path(handle, wire_path::fast);
@@ -168,7 +168,7 @@ PTP_CFG_INLINE u_int32 structure_unmarshal_by_value(vela_handle *handle, u_int32
     return structure_unmarshal_slow<D>(handle, mem_class, buffer, instance, length, mode, err);
 }
 
-#ifdef PTP_CFG_HAS_WIDE_LOADS
+#ifdef PTP_CFG_HAS_AVX2
 template <const structure_descriptor &D>
 [[gnu::noinline]] u_int32 structure_unmarshal_otherwise(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
                                                         void *instance, int32 length, u_int32 mode, u_int32 *err) {
@@ -192,7 +192,7 @@ template <const structure_descriptor &D>
 template <const structure_descriptor &D>
 PTP_CFG_INLINE u_int32 structure_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
                                            int32 length, u_int32 mode, u_int32 *err) {
-#ifdef PTP_CFG_HAS_WIDE_LOADS
+#ifdef PTP_CFG_HAS_AVX2
     if constexpr (reads_by_chunks<D>()) {
         if (has_avx2) {
             return structure_unmarshal_wide<D>(handle, mem_class, buffer, instance, length, mode, err);
@@ -214,13 +214,13 @@ PTP_CFG_INLINE bool structure_copies_plainly([[maybe_unused]] const vela_handle 
     if constexpr (has_fast_path<D>) {
         return source != nullptr && room >= static_cast<int32>(newest_width(D)) && has_no_say<D>(handle) &&
                handle->pre_write == nullptr && handle->shared_type_info == 0 && is_untracked(handle) &&
-               instance_differs<D>(static_cast<const u_int8 *>(source)) == 0;
+               !instance_differs<D>(static_cast<const u_int8 *>(source));
     }
 #endif
     return false;
 }
 
-template <const structure_descriptor &D>
+template <const structure_descriptor &D, bool to_new_instance>
 void structure_copy_plainly([[maybe_unused]] vela_handle *handle, [[maybe_unused]] const void *source,
                             [[maybe_unused]] void *destination) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
@@ -228,7 +228,8 @@ void structure_copy_plainly([[maybe_unused]] vela_handle *handle, [[maybe_unused
         clear_last_error(handle);
         count_path(handle, wire_path::fast);
         count_path(handle, wire_path::fast);
-        copy_instance<D>(static_cast<const u_int8 *>(source), static_cast<u_int8 *>(destination));
+        copy_instance<D, to_new_instance ? headers::known : headers::all>(static_cast<const u_int8 *>(source),
+                                                                          static_cast<u_int8 *>(destination));
     }
 #endif
 }
@@ -255,6 +256,6 @@ inline constexpr wire_functions wire_of = {
     structure_marshal_for_clone<D>,
     structure_unmarshal<D>,
     structure_copies_plainly<D>,
-    structure_copy_plainly<D>};
+    structure_copy_plainly<D, false>};
 
 }  // namespace ptp_cfg

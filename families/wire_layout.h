@@ -5,6 +5,7 @@
 #include <array>
 
 #include "families/wire.h"
+#include "families/words.h"
 
 namespace ptp_cfg {
 
@@ -162,5 +163,16 @@ inline constexpr header_list<header_count(D)> headers_of = [] {
     headers.collect(D, 0);
     return headers;
 }();
+
+/** Adds what the headers of an element, nested ones included, differ in from what a decoding leaves there. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE void compare_headers(const u_int8 *element, word_pair &differs) {
+    [&]<size_t... H>(std::index_sequence<H...>) __attribute__((always_inline)) {
+        ((differs |=
+          word_at<word_pair>(element + headers_of<D>.offset[H]) ^ word_at<word_pair>(&headers_of<D>.image[H])),
+         ...);
+    }
+    (std::make_index_sequence<header_count(D)>{});
+}
 
 }  // namespace ptp_cfg

@@ -1,7 +1,7 @@
 // Runs of numbers, and what the processor offers for them.
 #include "families/wire_runs.h"
 
-#include "families/wire_wide.h"
+#include "families/avx2.h"
 
 namespace ptp_cfg {
 
@@ -9,20 +9,20 @@ namespace {
 
 void copy_swapped_singly(u_int8 *to, const u_int8 *from, u_int32 count) {
     for (u_int32 i = 0; i < count; ++i) {
-        primitive_traits<field_kind::u_int64>::store(to + i * word_size, as<u_int64>(from + i * word_size));
+        primitive_traits<field_kind::u_int64>::store(to + i * sizeof(u_int64), as<u_int64>(from + i * sizeof(u_int64)));
     }
 }
 
-#ifdef PTP_CFG_HAS_WIDE_LOADS
+#ifdef PTP_CFG_HAS_AVX2
 PTP_CFG_AVX2 inline void copy_chunk_swapped(u_int8 *to, const u_int8 *from) {
     const __m256i order =
         _mm256_setr_epi64x(0x0001020304050607, 0x08090a0b0c0d0e0f, 0x0001020304050607, 0x08090a0b0c0d0e0f);
-    _mm256_storeu_si256(static_cast<__m256i *>(static_cast<void *>(to)), _mm256_shuffle_epi8(wide_at(from), order));
+    store_wide(to, _mm256_shuffle_epi8(wide_at(from), order));
 }
 
 [[gnu::target("avx2")]] void copy_swapped_wide(u_int8 *to, const u_int8 *from, u_int32 count) {
-    const u_int8 *last = from + count * word_size - wide_size;
-    u_int8 *last_to = to + count * word_size - wide_size;
+    const u_int8 *last = from + count * sizeof(u_int64) - wide_size;
+    u_int8 *last_to = to + count * sizeof(u_int64) - wide_size;
 #pragma GCC unroll 4
     for (; from < last; from += wide_size, to += wide_size) {
         copy_chunk_swapped(to, from);
@@ -33,14 +33,7 @@ PTP_CFG_AVX2 inline void copy_chunk_swapped(u_int8 *to, const u_int8 *from) {
 
 }  // namespace
 
-#ifdef PTP_CFG_HAS_WIDE_LOADS
-
-bool has_avx2 = false;
-
-[[gnu::constructor]] static void ask_processor() {
-    __builtin_cpu_init();
-    has_avx2 = __builtin_cpu_supports("avx2") && getenv("PTP_CFG_NO_AVX2") == nullptr;
-}
+#ifdef PTP_CFG_HAS_AVX2
 
 void copy_swapped(u_int8 *to, const u_int8 *from, u_int32 count) {
     return has_avx2 ? copy_swapped_wide(to, from, count) : copy_swapped_singly(to, from, count);

@@ -10,8 +10,12 @@ namespace ptp_cfg {
 
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
+    // As two numbers, which become immediate operands.
     constexpr prefix_bytes prefix = newest_prefix(D);
-    memcpy(bytes, prefix.data(), wire_header);
+    constexpr u_int32 begin = constant_word<u_int32>(prefix.data());
+    constexpr u_int16 end = constant_word<u_int16>(prefix.data() + sizeof begin);
+    memcpy(bytes, &begin, sizeof begin);
+    memcpy(bytes + sizeof begin, &end, sizeof end);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         u_int8 *out = bytes + wire_offset(D, I);
@@ -41,11 +45,11 @@ PTP_CFG_INLINE void store_instance(u_int8 *bytes, const u_int8 *instance) {
 }
 
 /** What of an instance's headers a load or copy writes. */
-enum class headers { none, records, all };
+enum class headers { none, records, all, known };  // known: of a new instance, so that none needs a look either
 
 template <headers written>
 PTP_CFG_INLINE void load_header(u_int8 *instance, const vela_type_info *record, int8 newest) {
-    if constexpr (written != headers::none) {
+    if constexpr (written == headers::records || written == headers::all) {
         as<vela_instance_header>(instance)->type_info = record;
     }
     if constexpr (written == headers::all) {
@@ -87,17 +91,6 @@ PTP_CFG_INLINE bool later_variants_stand(const u_int8 *instance) {
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool variants_stand(const u_int8 *instance) {
     return zero_variants_differ<D>(instance) == 0 && later_variants_stand<D>(instance);
-}
-
-/** Adds what the headers of an element, nested ones included, differ in from what a decoding leaves there. */
-template <const structure_descriptor &D>
-PTP_CFG_INLINE void compare_headers(const u_int8 *element, word_pair &differs) {
-    [&]<size_t... H>(std::index_sequence<H...>) __attribute__((always_inline)) {
-        ((differs |=
-          word_at<word_pair>(element + headers_of<D>.offset[H]) ^ word_at<word_pair>(&headers_of<D>.image[H])),
-         ...);
-    }
-    (std::make_index_sequence<header_count(D)>{});
 }
 
 /** Whether compare_headers() found a difference in a record or variant. */
@@ -165,9 +158,13 @@ template <field_kind K>
 PTP_CFG_INLINE void copy_primitive(const u_int8 *from, u_int8 *to) {
     using P = primitive_traits<K>;
     using T = typename P::type;
-    u_int8 encoded[P::width];
-    P::store(encoded, as<T>(from));
-    P::load(encoded, as<T>(to));
+    if constexpr (sizeof(T) == P::width) {
+        memcpy(to, from, sizeof(T));  // its encoding is its bytes, in whichever order
+    } else {
+        u_int8 encoded[P::width];
+        P::store(encoded, as<T>(from));
+        P::load(encoded, as<T>(to));
+    }
 }
 
 /** Copies all values as an encoding at the newest variant carries them; `written` as of load_instance(). */
@@ -188,8 +185,11 @@ PTP_CFG_INLINE void copy_instance(const u_int8 *source, u_int8 *destination) {
             word_pair differs = {0, 0};
 #pragma GCC unroll 4
             for (u_int32 i = 0; i < field.capacity; ++i) {
-                compare_headers<E>(to + i * field.stride, differs);
-                copy_instance<E, headers::none>(from + i * field.stride, to + i * field.stride);
+                if constexpr (written != headers::known) {
+                    compare_headers<E>(to + i * field.stride, differs);
+                }
+                copy_instance<E, written == headers::known ? written : headers::none>(from + i * field.stride,
+                                                                                      to + i * field.stride);
             }
             if (headers_differ(differs)) {
                 write_headers<E>(to, field.capacity, field.stride);

@@ -112,7 +112,7 @@ PTP_CFG_INLINE bool write_varied_structures(const varied_call &call, u_int8 *&ou
                 return false;
             }
         } else {
-            if (instance_differs<*field.structure>(value) != 0) {
+            if (instance_differs<*field.structure>(value)) {
                 return false;
             }
             store_instance<*field.structure>(out, value);

@@ -2,23 +2,14 @@
 // places, and an image of the instance supplies the type pointers and variants between them.
 #pragma once
 
+#include "families/avx2.h"
 #include "families/wire_check.h"
 #include "families/wire_chunks.h"
 #include "families/wire_runs.h"
 
-#if defined(__x86_64__) && !defined(PTP_CFG_EXPORTED_RUNTIME)
-#define PTP_CFG_HAS_WIDE_LOADS 1
-#include <immintrin.h>
-#endif
+#ifdef PTP_CFG_HAS_AVX2
 
 namespace ptp_cfg {
-
-/** Whether this processor has AVX2. The environment variable PTP_CFG_NO_AVX2, when it is set, says no. */
-extern bool has_avx2;
-
-#ifdef PTP_CFG_HAS_WIDE_LOADS
-
-#define PTP_CFG_AVX2 __attribute__((always_inline, target("avx2")))
 
 template <const structure_descriptor &D>
 constexpr bool arrays_have_chunks();
@@ -81,24 +72,18 @@ PTP_CFG_AVX2 inline __m256i constant_chunk(const Bytes &bytes) {
                               static_cast<long long>(constant_word<u_int64>(&bytes[start + 24])));
 }
 
-PTP_CFG_AVX2 inline __m256i wide_at(const void *bytes) {
-    return _mm256_loadu_si256(static_cast<const __m256i *>(bytes));
-}
-
-PTP_CFG_AVX2 inline __m128i half_at(const void *bytes) { return _mm_loadu_si128(static_cast<const __m128i *>(bytes)); }
-
 /** Adds what bytes differ in from what is known of them, from byte `start` on. */
 template <const auto &known, u_int32 start>
 PTP_CFG_AVX2 inline void compare_known_chunks(const u_int8 *bytes, __m256i &differs) {
     constexpr u_int32 width = known.mask.size();
     constexpr u_int32 next = known.next(start);
     if constexpr (next < width) {
-        constexpr u_int32 first = next + wide_size <= width ? next : width - wide_size;
+        constexpr u_int32 first = next + chunk_size <= width ? next : width - chunk_size;
         const __m256i mask = constant_chunk<decltype(known.mask), first>(known.mask);
         const __m256i value = constant_chunk<decltype(known.value), first>(known.value);
         const __m256i differing = _mm256_xor_si256(_mm256_and_si256(wide_at(bytes + first), mask), value);
         differs = _mm256_or_si256(differs, differing);
-        compare_known_chunks<known, first + wide_size>(bytes, differs);
+        compare_known_chunks<known, first + chunk_size>(bytes, differs);
     }
 }
 
@@ -177,10 +162,10 @@ PTP_CFG_AVX2 inline void compare_wide(const u_int8 *bytes, const u_int8 *instanc
 
 /** Which byte of its window each byte of a chunk comes from; 0x80 for none, which leaves 0. */
 template <const structure_descriptor &D, bool itself, u_int32 C>
-inline constexpr std::array<u_int8, wide_size> shuffle_of = [] {
+inline constexpr std::array<u_int8, chunk_size> shuffle_of = [] {
     constexpr chunk it = chunks_of<D, itself>.at[C];
-    std::array<u_int8, wide_size> shuffle{};
-    for (u_int32 i = 0; i < wide_size; ++i) {
+    std::array<u_int8, chunk_size> shuffle{};
+    for (u_int32 i = 0; i < chunk_size; ++i) {
         const int32 source = i < it.size ? memory_of<D>.source[it.memory + i] : no_source;
         const u_int32 window = i < window_size ? it.low : it.high;
         shuffle[i] = source == no_source ? 0x80 : static_cast<u_int8>(static_cast<u_int32>(source) - window);
@@ -190,9 +175,9 @@ inline constexpr std::array<u_int8, wide_size> shuffle_of = [] {
 
 /** What a chunk holds beside values. A copy for each, as only these are kept of all that the compiler worked out. */
 template <const structure_descriptor &D, bool itself, u_int32 C>
-inline constexpr std::array<image_word, wide_size / word_size> chunk_image_of = [] {
+inline constexpr std::array<image_word, chunk_size / word_size> chunk_image_of = [] {
     constexpr chunk it = chunks_of<D, itself>.at[C];
-    std::array<image_word, wide_size / word_size> image{};
+    std::array<image_word, chunk_size / word_size> image{};
     for (u_int32 i = 0; i < it.size / word_size; ++i) {
         image[i] = memory_of<D>.image[it.memory / word_size + i];
     }
@@ -228,12 +213,12 @@ PTP_CFG_AVX2 inline void load_chunk(const u_int8 *bytes, u_int8 *instance) {
     const __m256i order = constant_chunk<table, 0>(shuffle_of<D, itself, C>);
     const image_word *image = chunk_image_of<D, itself, C>.data();
     void *out = instance + it.memory;
-    if constexpr (it.size == wide_size) {
+    if constexpr (it.size == chunk_size) {
         __m256i values = _mm256_shuffle_epi8(load_windows<it.from>(bytes + it.low, bytes + it.high), order);
         if constexpr (has_header<D>(it)) {
             values = _mm256_or_si256(values, wide_at(image));
         }
-        _mm256_storeu_si256(static_cast<__m256i *>(out), values);
+        store_wide(out, values);
     } else {
         __m128i values = _mm_shuffle_epi8(half_at(bytes + it.low), _mm256_castsi256_si128(order));
         values = _mm_or_si128(values, half_at(image));
@@ -301,6 +286,6 @@ PTP_CFG_AVX2 inline bool load_if_it_fits(const u_int8 *bytes, u_int8 *instance) 
     return true;
 }
 
-#endif
-
 }  // namespace ptp_cfg
+
+#endif
