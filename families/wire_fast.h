@@ -10,6 +10,11 @@
 
 namespace ptp_cfg {
 
+/** Whether a handle neither tracks state nor holds a mode that the exact path must stop on. */
+PTP_CFG_INLINE bool is_untracked(const vela_handle *handle) {
+    return handle->sttr_record == nullptr || handle->sttr_record->mode == VELA_STTR_OFF;
+}
+
 #ifdef PTP_CFG_EXPORTED_RUNTIME
 template <const structure_descriptor &>
 inline constexpr bool has_fast_path = false;  // another runtime may encode the primitives in its own way
@@ -17,11 +22,6 @@ inline constexpr bool has_fast_path = false;  // another runtime may encode the 
 
 template <const structure_descriptor &D>
 inline constexpr bool has_fast_path = !has_text(D);
-
-/** Whether a handle neither tracks state nor holds a mode that the exact path must stop on. */
-PTP_CFG_INLINE bool is_untracked(const vela_handle *handle) {
-    return handle->sttr_record == nullptr || handle->sttr_record->mode == VELA_STTR_OFF;
-}
 
 #endif
 

@@ -3,6 +3,8 @@
 
 #include "families/avx2.h"
 
+#ifndef PTP_CFG_EXPORTED_RUNTIME
+
 namespace ptp_cfg {
 
 namespace {
@@ -46,3 +48,5 @@ void copy_swapped(u_int8 *to, const u_int8 *from, u_int32 count) { copy_swapped_
 #endif
 
 }  // namespace ptp_cfg
+
+#endif
