@@ -14,13 +14,15 @@ union image_word {
     u_int64 number;
 };
 
-/** Variant, allocated variant and flags, as three bytes in memory, that a nested instance has from its creation on. */
-constexpr u_int32 nested_state(int8 newest) {
-    const u_int32 variant = static_cast<u_int8>(newest);
-    return variant | variant << 8 | u_int32{VELA_FLAG_NESTED} << 16;
+/** Variant, allocated variant and flags that a nested instance has from its creation on, as they lie in memory. */
+template <class Word>
+constexpr Word nested_state(int8 newest) {
+    const u_int8 bytes[sizeof(Word)] = {static_cast<u_int8>(newest), static_cast<u_int8>(newest), VELA_FLAG_NESTED};
+    return constant_word<Word>(bytes);
 }
-constexpr u_int32 usual_state = nested_state(0);
-constexpr u_int32 header_state_mask = 0x00FFFFFF;
+constexpr u_int32 usual_state = nested_state<u_int32>(0);
+constexpr u_int8 header_state_bytes[4] = {0xFF, 0xFF, 0xFF};
+constexpr u_int32 header_state_mask = constant_word<u_int32>(header_state_bytes);
 constexpr u_int32 variant_offset = offsetof(vela_instance_header, variant);
 
 constexpr u_int32 word_size = 8;
@@ -61,7 +63,7 @@ struct memory_map {
 
     constexpr void add_header(u_int32 memory, const vela_type_info *record, int8 newest) {
         image[memory / word_size].record = record;
-        image[memory / word_size + 1].number |= nested_state(newest);
+        image[memory / word_size + 1].number |= nested_state<u_int64>(newest);
         claim(memory, 2 * word_size, use::written);
     }
 

@@ -75,14 +75,14 @@ struct varied_call {
     const u_int8 *end;
 };
 
-/** Whether the handle's domain admits a variant; the first one needs no asking. */
+/** Whether the handle's domain admits a variant of this release; the first one needs no asking. */
 PTP_CFG_INLINE bool is_admitted(const varied_call &call, const vela_type_info *record, u_int32 variant) {
     if (variant == 0) {
         return true;
     }
     u_int32 err = 0;
-    const int domain = domain_variant(call.handle, record, &err);
-    return err == 0 && static_cast<int>(variant) <= domain;
+    const int8 domain = domain_variant(call.handle, record, &err);
+    return err == 0 && static_cast<int8>(variant) <= domain;
 }
 
 #ifndef PTP_CFG_EXPORTED_RUNTIME
@@ -97,7 +97,7 @@ template <class Byte>
 struct varied_place {
     Byte *instance;
     u_int32 variant;
-    std::conditional_t<std::is_const_v<Byte>, const u_int8, u_int8> *block;  // of its state flags, or nullptr
+    Byte *block;  // of its state flags, or nullptr
 };
 
 template <const structure_descriptor &D, u_int32 I, bool tracked>

@@ -103,7 +103,7 @@ struct wide_difference {
 
 template <const structure_descriptor &D, bool itself, u_int32 H>
 PTP_CFG_AVX2 inline void compare_state(const u_int8 *instance, wide_difference &differs) {
-    constexpr u_int32 expected = nested_state(headers_of<D>.image[H].variant);
+    constexpr u_int32 expected = nested_state<u_int32>(headers_of<D>.image[H].variant);
     if constexpr (H != 0 || !itself) {
         const u_int32 state = word_at<u_int32>(instance + headers_of<D>.offset[H] + variant_offset);
         if constexpr (expected == usual_state) {
