@@ -31,12 +31,25 @@ PTP_CFG_INLINE u_int32 state_beside(const u_int8 *header) {
     return word_at<u_int32>(header + variant_offset) ^ constant_word<u_int32>(variant);
 }
 
+/** The same of a structure. A field may share the word, and would make it wait if it was just set. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE u_int32 structure_state(const u_int8 *header) {
+    if constexpr (D.fields[0].offset >= variant_offset + sizeof(u_int32)) {
+        return state_beside<D.newest>(header);
+    } else {
+        constexpr u_int8 extra_data[4] = {0, 0, VELA_FLAG_EXTRA_DATA};
+        const u_int32 differs = header[variant_offset] ^ static_cast<u_int8>(D.newest);
+        const u_int32 flags = as<vela_instance_header>(header)->flags & VELA_FLAG_EXTRA_DATA;
+        return (differs | flags) != 0 ? constant_word<u_int32>(extra_data) : 0;
+    }
+}
+
 /** Keeps the compiler from gathering the states of many elements into vectors, which is slower than to test them. */
 PTP_CFG_INLINE void one_by_one(u_int32 &states) { asm("" : "+r"(states)); }
 
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void gather_states(const u_int8 *instance, gathered_states &states) {
-    states.structures |= state_beside<D.newest>(instance);
+    states.structures |= structure_state<D>(instance);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         const u_int8 *value = instance + field.offset;
