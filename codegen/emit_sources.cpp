@@ -78,7 +78,7 @@ void emit_sources(const generation &input, output_set &files) {
             text += definitions(input, type.name);
         }
         for (const structure &type : file.structures) {
-            text += definitions(input, type.name);
+            text += "PTP_CFG_VARIED(, ptp_cfg::" + type.name + "_descriptor)\n\n" + definitions(input, type.name);
         }
         for (const message &type : file.messages) {
             text += definitions(input, type.type_name());

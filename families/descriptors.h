@@ -87,4 +87,21 @@ struct message_descriptor {
     bitlog_trace_points trace;
 };
 
+// What is long to compile and needed in several places is instantiated in one: beside the functions of its type.
+
+enum class domain_check : u_int8;
+template <const structure_descriptor &>
+u_int32 structure_marshal_varied(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance,
+                                 int32 room, u_int32 *err, domain_check check);
+template <const structure_descriptor &>
+u_int32 structure_unmarshal_varied(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
+                                   int32 length, u_int32 mode, u_int32 *err);
+
+/** `storage`: extern where they are only used. */
+#define PTP_CFG_VARIED(storage, descriptor)                                                                          \
+    storage template u_int32 ptp_cfg::structure_marshal_varied<descriptor>(                                          \
+        vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *, ptp_cfg::domain_check);                    \
+    storage template u_int32 ptp_cfg::structure_unmarshal_varied<descriptor>(vela_handle *, u_int32, const u_int8 *, \
+                                                                             void *, int32, u_int32, u_int32 *);
+
 }  // namespace ptp_cfg
