@@ -15,12 +15,14 @@ namespace ptp_cfg {
 struct gathered_states {
     u_int32 structures = 0;
     u_int32 enumerations = 0;
+    u_int8 bytes = 0;  // variants that were read by themselves,
+    u_int8 flags = 0;  // and the flags beside them
 
     PTP_CFG_INLINE bool differ() const {
         constexpr u_int8 variant[4] = {0xFF};
         constexpr u_int8 variant_and_data[4] = {0xFF, 0, VELA_FLAG_EXTRA_DATA};
         return ((structures & constant_word<u_int32>(variant_and_data)) |
-                (enumerations & constant_word<u_int32>(variant))) != 0;
+                (enumerations & constant_word<u_int32>(variant)) | bytes | (flags & VELA_FLAG_EXTRA_DATA)) != 0;
     }
 };
 
@@ -31,16 +33,14 @@ PTP_CFG_INLINE u_int32 state_beside(const u_int8 *header) {
     return word_at<u_int32>(header + variant_offset) ^ constant_word<u_int32>(variant);
 }
 
-/** The same of a structure. A field may share the word, and would make it wait if it was just set. */
+/** The same of a structure. A field may share the word, and would make it wait if it was just set: then by bytes. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE u_int32 structure_state(const u_int8 *header) {
+PTP_CFG_INLINE void gather_state(const u_int8 *header, gathered_states &states) {
     if constexpr (D.fields[0].offset >= variant_offset + sizeof(u_int32)) {
-        return state_beside<D.newest>(header);
+        states.structures |= state_beside<D.newest>(header);
     } else {
-        constexpr u_int8 extra_data[4] = {0, 0, VELA_FLAG_EXTRA_DATA};
-        const u_int32 differs = header[variant_offset] ^ static_cast<u_int8>(D.newest);
-        const u_int32 flags = as<vela_instance_header>(header)->flags & VELA_FLAG_EXTRA_DATA;
-        return (differs | flags) != 0 ? constant_word<u_int32>(extra_data) : 0;
+        states.bytes |= static_cast<u_int8>(header[variant_offset] ^ D.newest);
+        states.flags |= as<vela_instance_header>(header)->flags;
     }
 }
 
@@ -49,7 +49,7 @@ PTP_CFG_INLINE void one_by_one(u_int32 &states) { asm("" : "+r"(states)); }
 
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void gather_states(const u_int8 *instance, gathered_states &states) {
-    states.structures |= structure_state<D>(instance);
+    gather_state<D>(instance, states);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         const u_int8 *value = instance + field.offset;
