@@ -6,6 +6,7 @@
 #include "families/avx2.h"
 #include "families/enumeration.h"
 #include "families/unroll.h"
+#include "families/wire_layout.h"
 
 namespace ptp_cfg {
 
@@ -50,16 +51,6 @@ PTP_CFG_INLINE int32 compare_instances(const u_int8 *a, const u_int8 *b) {
 constexpr u_int32 fields_end(const structure_descriptor &type) {
     const field_descriptor &last = type.fields[type.field_count - 1];
     return last.offset + u_int32{last.capacity} * last.stride;
-}
-
-constexpr bool holds_text(const structure_descriptor &type) {
-    for (u_int32 i = 0; i < type.field_count; ++i) {
-        const field_descriptor &field = type.fields[i];
-        if (field.kind == field_kind::var_string || (field.structure != nullptr && holds_text(*field.structure))) {
-            return true;
-        }
-    }
-    return false;
 }
 
 /** Instances of fewer bytes are compared by field at once. */
@@ -107,7 +98,7 @@ int32 structure_compare(const void *a, const void *b) {
     if (a == nullptr || b == nullptr) {
         return a == b ? 0 : (a == nullptr ? -1 : 1);
     }
-    if constexpr (!holds_text(D) && D.size >= worth_a_glance) {
+    if constexpr (!has_text(D) && D.size >= worth_a_glance) {
         // The same bytes are equal fields. Other bytes may be: headers and what lies between fields do not count.
         if (same_bytes<D>(static_cast<const u_int8 *>(a), static_cast<const u_int8 *>(b))) {
             return 0;

@@ -74,6 +74,7 @@ PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags) {
             stamp_header<field.enumeration->newest>(as<vela_instance_header>(value), field.enumeration->record,
                                                     VELA_FLAG_NESTED);
         } else if constexpr (is_made_alike(field)) {
+            static_assert(field.stride == field.structure->size);
             for (u_int32 element = 0; element < field.capacity; ++element) {
                 copy_words<field.stride>(value + element * field.stride, element_image<*field.structure>.data());
             }
@@ -147,18 +148,7 @@ PTP_CFG_INLINE bool owes_nothing(const u_int8 *instance) {
     return nothing;
 }
 
-/** Whether destroy gives anything back but memory: texts, or object references of addresses. */
-constexpr bool owns_values(const structure_descriptor &type) {
-    for (u_int32 i = 0; i < type.field_count; ++i) {
-        const field_descriptor &field = type.fields[i];
-        if (field.kind == field_kind::var_string ||
-            (field.kind == field_kind::structure && owns_values(*field.structure))) {
-            return true;
-        }
-    }
-    return false;
-}
-
+/** Whether destroy may have object references of addresses to give back. */
 constexpr bool holds_references(const structure_descriptor &type) {
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
@@ -189,7 +179,7 @@ void *structure_create(vela_handle *handle, u_int32 mem_class) {
 template <const structure_descriptor &D>
 void structure_destroy(vela_handle *handle, u_int32 mem_class, void *instance) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
-    if constexpr (!owns_values(D)) {
+    if constexpr (!has_text(D)) {  // else its texts are given back too
         if (instance != nullptr && instance != D.error_instance && is_plain(handle) &&
             !(holds_references(D) && vela_inline::has_address_references(handle)) &&
             owes_nothing<D>(static_cast<const u_int8 *>(instance)) && all_own_variants<D>()) {

@@ -37,19 +37,31 @@ PTP_CFG_INLINE void count_path([[maybe_unused]] vela_handle *handle, [[maybe_unu
 // ---- the public operations ---------------------------------------------------------------------------------------------
 
 #ifndef PTP_CFG_EXPORTED_RUNTIME
-/** Writes or reads by `go` where what varies can be, with or without state flags; nullptr where it cannot. */
-template <const structure_descriptor &D, class Byte, class Go>
-PTP_CFG_INLINE Byte *go_varied(const vela_handle *handle, const u_int32 *err, Go &&go) {
-    if (*err != 0 || handle->pre_write != nullptr) {
-        return nullptr;
+/**
+ * Writes or reads what varies, with or without state flags, by `go`, which returns where the encoding ends.
+ * @return  bytes of the encoding; 0 when this is for the exact path
+ */
+template <const structure_descriptor &D, class Go>
+PTP_CFG_INLINE u_int32 go_varied(const varied_call &call, const u_int8 *start, const void *instance, const u_int32 *err,
+                                 Go &&go) {
+    vela_handle *handle = call.handle;
+    if (*err != 0 || instance == nullptr || call.end <= start || handle->pre_write != nullptr) {
+        return 0;
     }
+    const u_int8 *end = nullptr;
     if (is_untracked(handle)) {
         if constexpr (has_variants(D)) {
-            return go.template operator()<false>();
+            end = go.template operator()<false>();
         }
-        return nullptr;
+    } else if (handle->sttr_record->mode == VELA_STTR_ON) {
+        end = go.template operator()<true>();
     }
-    return handle->sttr_record->mode == VELA_STTR_ON ? go.template operator()<true>() : nullptr;
+    if (end == nullptr) {
+        return 0;
+    }
+    clear_last_error(handle);
+    count_path(handle, wire_path::varied);
+    return static_cast<u_int32>(end - start);
 }
 #endif
 
@@ -59,17 +71,13 @@ template <const structure_descriptor &D>
                                                    const void *instance, int32 room, u_int32 *err, domain_check check) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
-        if (instance != nullptr && room > 0) {
-            const varied_call call{handle, mem_class, buffer + room};
-            const u_int8 *end = go_varied<D, const u_int8>(handle, err, [&]<bool tracked>() {
-                return write_varied<D, tracked>(call, buffer, static_cast<const u_int8 *>(instance),
-                                                check == domain_check::always);
-            });
-            if (end != nullptr) {
-                clear_last_error(handle);
-                count_path(handle, wire_path::varied);
-                return static_cast<u_int32>(end - buffer);
-            }
+        const varied_call call{handle, mem_class, buffer + (room > 0 ? room : 0)};
+        const u_int32 count = go_varied<D>(call, buffer, instance, err, [&]<bool tracked>() {
+            return write_varied<D, tracked>(call, buffer, static_cast<const u_int8 *>(instance),
+                                            check == domain_check::always);
+        });
+        if (count != 0) {
+            return count;
         }
     }
 #endif
@@ -82,16 +90,13 @@ template <const structure_descriptor &D>
                                                      void *instance, int32 length, u_int32 mode, u_int32 *err) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_fast_path<D>) {
-        if (instance != nullptr && length > 0 && handle->shared_type_info == 0) {
-            const varied_call call{handle, mem_class, buffer + length};
-            const u_int8 *end = go_varied<D, const u_int8>(handle, err, [&]<bool tracked>() {
+        const varied_call call{handle, mem_class, buffer + (length > 0 ? length : 0)};
+        const u_int32 count =
+            handle->shared_type_info != 0 ? 0 : go_varied<D>(call, buffer, instance, err, [&]<bool tracked>() {
                 return read_varied<D, tracked>(call, buffer, static_cast<u_int8 *>(instance));
             });
-            if (end != nullptr) {
-                clear_last_error(handle);
-                count_path(handle, wire_path::varied);
-                return static_cast<u_int32>(end - buffer);
-            }
+        if (count != 0) {
+            return count;
         }
     }
 #endif

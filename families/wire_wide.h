@@ -11,6 +11,8 @@
 
 namespace ptp_cfg {
 
+static_assert(chunk_size == wide_size);
+
 template <const structure_descriptor &D>
 constexpr bool arrays_have_chunks();
 
@@ -64,7 +66,7 @@ using fields_of = std::make_index_sequence<D.field_count>;
 // ---- what must hold -------------------------------------------------------------------------------------------------
 
 /** 32 bytes of a table as a constant that the compiler may keep in a register. */
-template <class Bytes, size_t start>
+template <size_t start, class Bytes>
 PTP_CFG_AVX2 inline __m256i constant_chunk(const Bytes &bytes) {
     return _mm256_setr_epi64x(static_cast<long long>(constant_word<u_int64>(&bytes[start])),
                               static_cast<long long>(constant_word<u_int64>(&bytes[start + 8])),
@@ -72,22 +74,23 @@ PTP_CFG_AVX2 inline __m256i constant_chunk(const Bytes &bytes) {
                               static_cast<long long>(constant_word<u_int64>(&bytes[start + 24])));
 }
 
-/** Adds what bytes differ in from what is known of them, from byte `start` on. */
-template <const auto &known, u_int32 start>
+/** Adds what an encoding differs in from what is known of it, from byte `start` on. */
+template <const structure_descriptor &D, u_int32 start = 0>
 PTP_CFG_AVX2 inline void compare_known_chunks(const u_int8 *bytes, __m256i &differs) {
-    constexpr u_int32 width = known.mask.size();
+    constexpr u_int32 width = newest_width(D);
+    constexpr const known_bits<width> &known = known_bits_of<D>;
     constexpr u_int32 next = known.next(start);
     if constexpr (next < width) {
         constexpr u_int32 first = next + chunk_size <= width ? next : width - chunk_size;
-        const __m256i mask = constant_chunk<decltype(known.mask), first>(known.mask);
-        const __m256i value = constant_chunk<decltype(known.value), first>(known.value);
+        const __m256i mask = constant_chunk<first>(known.mask);
+        const __m256i value = constant_chunk<first>(known.value);
         const __m256i differing = _mm256_xor_si256(_mm256_and_si256(wide_at(bytes + first), mask), value);
         differs = _mm256_or_si256(differs, differing);
-        compare_known_chunks<known, first + chunk_size>(bytes, differs);
+        compare_known_chunks<D, first + chunk_size>(bytes, differs);
     }
 }
 
-/** What an encoding and an instance differ in from what read_wide() reads. */
+/** What an encoding and an instance differ in from what load_wide() can read. */
 struct wide_difference {
     __m256i known;  // bits of the encoding
     // Most types have one variant: the states of their headers are compared by what any and what all of them have.
@@ -153,7 +156,7 @@ PTP_CFG_AVX2 inline void compare_arrays(const u_int8 *bytes, const u_int8 *insta
 
 template <const structure_descriptor &D, bool itself>
 PTP_CFG_AVX2 inline void compare_wide(const u_int8 *bytes, const u_int8 *instance, wide_difference &differs) {
-    compare_known_chunks<known_bits_of<D>, 0>(bytes, differs.known);
+    compare_known_chunks<D>(bytes, differs.known);
     compare_states<D, itself>(instance, differs, std::make_index_sequence<header_count(D)>{});
     compare_arrays<D>(bytes, instance, differs, fields_of<D>{});
 }
@@ -209,8 +212,7 @@ PTP_CFG_AVX2 inline __m256i load_windows(const u_int8 *low, const u_int8 *high) 
 template <const structure_descriptor &D, bool itself, u_int32 C>
 PTP_CFG_AVX2 inline void load_chunk(const u_int8 *bytes, u_int8 *instance) {
     constexpr chunk it = chunks_of<D, itself>.at[C];
-    using table = decltype(shuffle_of<D, itself, C>);
-    const __m256i order = constant_chunk<table, 0>(shuffle_of<D, itself, C>);
+    const __m256i order = constant_chunk<0>(shuffle_of<D, itself, C>);
     const image_word *image = chunk_image_of<D, itself, C>.data();
     void *out = instance + it.memory;
     if constexpr (it.size == chunk_size) {
