@@ -20,6 +20,8 @@ struct generation {
 void emit_headers(const generation &input, output_set &files);
 /** velalib/primitives.h, the exported primitives, and the traits by which the families reach them. */
 void emit_primitives(const generation &input, output_set &files);
+/** ptp_cfg_inline.h: what melts into a caller. */
+void emit_inline(const generation &input, output_set &files);
 /** The exported functions, one source per subject. */
 void emit_sources(const generation &input, output_set &files);
 /** constexpr tables, one header per subject. */
@@ -42,6 +44,8 @@ std::string generated_note(const std::string &inputs);
 std::string documentation(const function &subject);
 /** The exported definition. */
 std::string definition(const function &subject);
+/** The statements of a body, one after the other. */
+std::string indented(const std::string &body, std::size_t indent);
 /** The prototype without storage class and semicolon. */
 std::string prototype(const function &subject, const std::string &prefix, const std::string &end);
 

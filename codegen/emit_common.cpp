@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <sstream>
+
 #include "emit.h"
 #include "text.h"
 
@@ -25,6 +28,18 @@ std::string prototype(const function &subject, const std::string &prefix, const 
     }
     const bool ends_in_star = subject.returns.ends_with('*');
     return wrapped_call(prefix + subject.returns + (ends_in_star ? "" : " ") + subject.name, declarations, end);
+}
+
+std::string indented(const std::string &body, std::size_t indent) {
+    std::istringstream lines(body);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t depth = std::min(line.find_first_not_of(' '), line.size());
+        for (const std::string &statement : statements(line)) {
+            result += wrapped_statement(statement, std::string(indent + depth, ' ')) + "\n";
+        }
+    }
+    return result;
 }
 
 }  // namespace codegen

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <sstream>
 
 #include "emit.h"
 #include "text.h"
@@ -20,18 +19,6 @@ std::string definition_parameter(const parameter &row, const std::string &body) 
     return declaration;
 }
 
-std::string indented(const std::string &body) {
-    std::istringstream lines(body);
-    std::string result;
-    for (std::string line; std::getline(lines, line);) {
-        const std::size_t depth = std::min(line.find_first_not_of(' '), line.size());
-        for (const std::string &statement : statements(line)) {
-            result += wrapped_statement(statement, std::string(4 + depth, ' ')) + "\n";
-        }
-    }
-    return result;
-}
-
 }  // namespace
 
 std::string definition(const function &subject) {
@@ -45,7 +32,7 @@ std::string definition(const function &subject) {
     if (declarations.empty()) {
         text = start + "() {";
     }
-    return text + "\n" + indented(subject.body) + "}\n\n";
+    return text + "\n" + indented(subject.body, 4) + "}\n\n";
 }
 
 namespace {

@@ -7,6 +7,7 @@ namespace codegen {
 
 constexpr std::uint32_t instance_header_size = 11;
 constexpr std::uint32_t enumeration_size = 16;
+constexpr std::uint32_t enumeration_value_offset = 12;
 constexpr std::uint32_t instance_alignment = 8;
 constexpr std::uint32_t text_pointer_size = 8;
 

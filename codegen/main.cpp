@@ -49,6 +49,7 @@ output_set emit_all(const generation &input) {
     output_set files;
     emit_headers(input, files);
     emit_primitives(input, files);
+    emit_inline(input, files);
     emit_sources(input, files);
     emit_descriptors(input, files);
     emit_data(input, files);

@@ -27,6 +27,48 @@ std::string value_list(const structure &type) {
     return values.empty() ? "0" : join(values, ", ");
 }
 
+std::string number(std::uint32_t value) { return std::to_string(value) + "u"; }
+
+/** Where a field's value lies: in an enumeration behind its header. */
+std::uint32_t value_offset(const field &row) {
+    return row.offset + (row.category == field_category::enumeration ? enumeration_value_offset : 0);
+}
+
+std::string value_in_instance(const field &row) {
+    return "*(" + value_type(row) + " *)ptp_cfg_inline_at(instance, " + number(value_offset(row)) + ")";
+}
+
+/** Stores what get_all reads where its caller wants it. */
+std::string load_list(const structure &type) {
+    std::string text;
+    for (const field *row : single_values(type, true)) {
+        const std::string name = parameter_name(*row);
+        text += "if (" + name + " != NULL) *" + name + " = " + value_in_instance(*row) + ";\n";
+    }
+    return text;
+}
+
+std::string store_list(const structure &type) {
+    std::string text;
+    for (const field *row : single_values(type, false)) {
+        text += value_in_instance(*row) + " = " + parameter_name(*row) + ";\n";
+    }
+    return text;
+}
+
+/** " && " and a test for each enumeration among the values of set_all. */
+std::string admitted_list(const structure &type) {
+    std::string text;
+    for (const field *row : single_values(type, false)) {
+        if (row->enumeration != nullptr) {
+            text += " && ptp_cfg_inline_admits(ptp_cfg_inline_at(instance, " + number(row->offset) + "), " +
+                    std::to_string(row->enumeration->newest) + ", " + number(row->enumeration->thresholds.back()) +
+                    ", " + parameter_name(*row) + ")";
+        }
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string value_type(const field &row) {
@@ -92,7 +134,10 @@ placeholders structure_placeholders(const structure &type) {
             {"size", std::to_string(type.size)},
             {"tracked_size", std::to_string(type.tracked_size())},
             {"get_all_pointers", pointer_list(type)},
-            {"set_all_values", value_list(type)}};
+            {"set_all_values", value_list(type)},
+            {"get_all_loads", load_list(type)},
+            {"set_all_stores", store_list(type)},
+            {"set_all_admitted", admitted_list(type)}};
 }
 
 placeholders field_placeholders(const structure &type, std::size_t index) {
@@ -107,7 +152,14 @@ placeholders field_placeholders(const structure &type, std::size_t index) {
     values["kind"] = kind_name(row);
     values["capacity"] = std::to_string(row.capacity.value_or(1));
     values["companion"] = row.companion_name;
-    values["enumeration"] = row.enumeration != nullptr ? row.enumeration->name : "";
+    values["since"] = std::to_string(row.since);
+    values["offset"] = number(row.offset);
+    values["stride"] = number(row.stride);
+    if (row.enumeration != nullptr) {
+        values["enumeration"] = row.enumeration->name;
+        values["enumeration_newest"] = std::to_string(row.enumeration->newest);
+        values["enumeration_end"] = number(row.enumeration->thresholds.back());
+    }
     return values;
 }
 

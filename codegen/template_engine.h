@@ -12,7 +12,9 @@
 // Placeholders: {type} {type_doc} {newest} {size} {tracked_size} everywhere but {width} instead of the last three
 // for primitives; {get_all_pointers} {set_all_values} for structures; {field} {index} {field_doc} {unit}
 // {value_type} {storage_type} {kind} {capacity} {companion} {enumeration} for fields; {message} for messages;
-// {payload} {payload_type} {payload_index} {payload_kind} for payloads. The parameter entries
+// {payload} {payload_type} {payload_index} {payload_kind} for payloads; {since} {offset} {stride} {enumeration_newest}
+// {enumeration_end} for fields and {get_all_loads} {set_all_stores} {set_all_admitted} for structures are what inline
+// forms are made of. The parameter entries
 // "{get_all_parameters}" and "{set_all_parameters}" stand for one parameter per number, truth value and enumeration.
 // A brace that is meant as such has a blank after it. A parameter that the body does not mention loses its name in
 // the definition. An operation without a body is written by hand and only declared.
@@ -28,6 +30,15 @@
 
 namespace codegen {
 
+/**
+ * What ptp_cfg_inline.h has of an operation, in C: under `when` it is done by `then`, which returns; otherwise the
+ * exported function is called. Keys inline_when and inline_then; both empty: no inline form.
+ */
+struct inline_form {
+    std::string when;
+    std::string then;
+};
+
 /** One [[operation]] of a template file, as written. */
 struct operation {
     location where;
@@ -40,6 +51,7 @@ struct operation {
     std::string result;
     std::map<std::string, std::string> parameter_docs;
     std::string body;  // empty: written by hand, only declared
+    inline_form inlined;
 };
 
 struct template_set {
@@ -65,6 +77,7 @@ struct function {
     std::string doc;
     std::string result;
     std::string body;
+    inline_form inlined;
 };
 
 /** Functions that share a heading: those of a type, or of one field of it. */

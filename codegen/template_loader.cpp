@@ -73,6 +73,7 @@ operation load_operation(const toml::table &table, const std::string &file, cons
         result.parameter_docs.emplace(name, text);
     }
     result.body = reader.optional_text("body");
+    result.inlined = {reader.optional_text("inline_when"), reader.optional_text("inline_then")};
     reader.finish();
     for (const std::string &selector : result.selectors) {
         if (!selectors.contains(selector)) {

@@ -9,7 +9,7 @@ namespace bench {
 namespace {
 
 struct capnproto_clock {
-    using record = clock_record;
+    using record = clock_record<>;
     using type = bench_capnp::Clock;
 
     static void fill(const clock_values &from, type::Builder to) {

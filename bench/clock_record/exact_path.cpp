@@ -6,8 +6,8 @@
 namespace bench {
 namespace {
 
-record_fixture<clock_record> &own() {
-    static record_fixture<clock_record> it(make_exact_handle(), make_exact_handle());
+record_fixture<clock_record<>> &own() {
+    static record_fixture<clock_record<>> it(make_exact_handle(), make_exact_handle());
     return it;
 }
 

@@ -9,7 +9,7 @@ namespace bench {
 namespace {
 
 struct flat_clock {
-    using record = clock_record;
+    using record = clock_record<>;
     using table = bench_flat::Clock;
     using object = bench_flat::ClockT;
 
@@ -117,7 +117,7 @@ struct flat_clock {
 };
 
 struct flat_fixed_clock {
-    using record = clock_record;
+    using record = clock_record<>;
     using table = bench_flat::FixedClockHolder;
 
     static flatbuffers::Offset<table> build(flatbuffers::FlatBufferBuilder &builder, const clock_values &from) {

@@ -103,8 +103,8 @@ using namespace hand;
 }
 
 const contender entry(
-    "clock_record", "hand", [] { return hand_fault<clock_record>(encode_clock, decode_clock); },
-    hand_works<clock_record>(encode_clock, decode_clock));
+    "clock_record", "hand", [] { return hand_fault<clock_record<>>(encode_clock, decode_clock); },
+    hand_works<clock_record<>>(encode_clock, decode_clock));
 
 }  // namespace
 }  // namespace bench

@@ -5,10 +5,10 @@
 namespace bench {
 namespace {
 
-struct older_clock_record : clock_record {
+struct older_clock_record : clock_record<> {
     /** The field that the older variant lacks ends the reading of its structure, which is the last. */
     static clock_values read(vela_handle *handle, ptp_clock *clock, u_int32 *err) {
-        clock_values values = read_clock(handle, clock, err);
+        clock_values values = clock_record<by_inline_form>::read(handle, clock, err);
         if (*err == VELA_EEPOCH) {
             *err = 0;
             values.time_properties.v_port_index = example_clock.time_properties.v_port_index;

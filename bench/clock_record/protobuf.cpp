@@ -9,7 +9,7 @@ namespace bench {
 namespace {
 
 struct proto_clock {
-    using record = clock_record;
+    using record = clock_record<>;
     using message = bench_proto::Clock;
 
     static void fill(const clock_values &from, message &to) {

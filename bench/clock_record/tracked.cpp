@@ -12,8 +12,8 @@ vela_handle *make_tracking_handle() {
     return make_handle(&options);
 }
 
-record_fixture<clock_record> &own() {
-    static record_fixture<clock_record> it(make_tracking_handle(), make_tracking_handle());
+record_fixture<clock_record<>> &own() {
+    static record_fixture<clock_record<>> it(make_tracking_handle(), make_tracking_handle());
     return it;
 }
 

@@ -43,7 +43,7 @@ std::vector<limit> make_limits() {
     add_hand(all);
     add_protobuf(all);
     for (const char *work : {"set a number", "set an enumeration", "get a number", "get an enumeration"}) {
-        all.push_back(beside("field_access", work, "ours", "plain store", 1, 3));
+        all.push_back(beside("field_access", work, "ours, by calls", "plain store", 1, 3));
     }
     all.push_back(beside("clock_xml", "parse", "ours", "pugixml", 2));
     all.push_back(beside("xml_list", "parse", "128 entries", "one entry", 140));

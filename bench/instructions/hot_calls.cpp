@@ -48,8 +48,12 @@ class record_calls {
         require(err_ == 0, "count " + name_);
     }
 
+    void count_read(const char *way) {
+        count(name_ + " " + way, [this] { R::read(receiver_, received_, &err_); });
+        require(err_ == 0, "read " + name_);
+    }
+
     void count_instance() {
-        count(name_ + " read", [this] { R::read(receiver_, received_, &err_); });
         count(name_ + " create and destroy", [this] { R::destroy(sender_, mem_class, R::create(sender_, mem_class)); });
         count(name_ + " clone and destroy", [this] { R::destroy(sender_, mem_class, R::clone(sender_, record_)); });
         count(name_ + " compare", [this] { require(R::compare(record_, received_) == 0, "compare"); });
@@ -84,19 +88,22 @@ vela_handle *make_tracking_handle() {
     return make_handle(&options);
 }
 
-template <class R>
+template <template <class> class R>
 void count_record(const std::string &name) {
-    record_calls<R> calls(name, make_handle(), make_handle());
+    record_calls<R<by_call>> calls(name, make_handle(), make_handle());
     calls.count_codec();
+    calls.count_read("read");
     calls.count_instance();
+    record_calls<R<by_inline_form>> forms(name, make_handle(), make_handle());
+    forms.count_read("read by inline forms");
 }
 
 void count_clock_variations() {
-    record_calls<clock_record>("clock", make_handle(), make_handle()).count_text();
-    record_calls<clock_record>("clock on the exact path", make_exact_handle(), make_exact_handle()).count_codec();
+    record_calls<clock_record<>>("clock", make_handle(), make_handle()).count_text();
+    record_calls<clock_record<>>("clock on the exact path", make_exact_handle(), make_exact_handle()).count_codec();
     const auto make_older_handle = [] { return make_domain_handle("ptp_clock_time_properties_data_set", 0); };
-    record_calls<clock_record>("clock of an older peer", make_older_handle(), make_older_handle()).count_codec();
-    record_calls<clock_record>("tracked clock", make_tracking_handle(), make_tracking_handle()).count_codec();
+    record_calls<clock_record<>>("clock of an older peer", make_older_handle(), make_older_handle()).count_codec();
+    record_calls<clock_record<>>("tracked clock", make_tracking_handle(), make_tracking_handle()).count_codec();
 }
 
 void count_xml() {

@@ -8,7 +8,7 @@ namespace bench {
 namespace {
 
 struct capnproto_command {
-    using record = command_record;
+    using record = command_record<>;
     using type = bench_capnp::Command;
     static void fill(const command_values &from, type::Builder to) { to.setClockId(from.clock_id); }
     static command_values read(type::Reader from) { return {from.getClockId()}; }

@@ -8,7 +8,7 @@ namespace bench {
 namespace {
 
 struct flat_command {
-    using record = command_record;
+    using record = command_record<>;
     using table = bench_flat::Command;
     using object = bench_flat::CommandT;
     static flatbuffers::Offset<table> build(flatbuffers::FlatBufferBuilder &builder, const command_values &from) {

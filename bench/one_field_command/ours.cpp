@@ -6,13 +6,17 @@
 namespace bench {
 namespace {
 
-record_fixture<command_record> &own() {
-    static record_fixture<command_record> it(make_handle(), make_handle());
+template <class Way>
+record_fixture<command_record<Way>> &own() {
+    static record_fixture<command_record<Way>> it(make_handle(), make_handle());
     return it;
 }
 
 const contender entry(
-    "one_field_command", "ours", [] { return own().fault(); }, codec_works(own) + instance_works(own));
+    "one_field_command", "ours", [] { return own<by_inline_form>().fault(); },
+    codec_works(own<by_inline_form>) + instance_works(own<by_inline_form>));
+const contender calling(
+    "one_field_command", "ours, by calls", [] { return own<by_call>().fault(); }, access_works(own<by_call>));
 
 }  // namespace
 }  // namespace bench

@@ -8,7 +8,7 @@ namespace bench {
 namespace {
 
 struct proto_command {
-    using record = command_record;
+    using record = command_record<>;
     using message = bench_proto::Command;
     static void fill(const command_values &from, message &to) { to.set_clock_id(from.clock_id); }
     static command_values read(const message &from) { return {static_cast<u_int8>(from.clock_id())}; }

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "ptp_cfg.h"
+#include "records/access.h"
 
 namespace bench {
 
@@ -62,28 +62,24 @@ extern const clock_values example_clock;
 /** Bytes of the record's encoding. */
 constexpr u_int32 clock_width = 109;
 
-/** Sets every field. */
-void fill_clock(vela_handle *handle, ptp_clock *clock, const clock_values &values, u_int32 *err);
-
 /** A clock with the values given. An error ends the program. */
 ptp_clock *make_clock(vela_handle *handle, const clock_values &values);
 
-/** Reads every field by the accessors for whole records, a call per structure. */
-clock_values read_clock(vela_handle *handle, ptp_clock *clock, u_int32 *err);
-
-/** Reads every field by an accessor of its own. */
-clock_values read_clock_by_field(vela_handle *handle, ptp_clock *clock, u_int32 *err);
-
-/** The clock as the scenarios of records see it. */
+/** The clock as the scenarios of records see it; filled and read by calls or by inline forms. */
+template <class Way = by_inline_form>
 struct clock_record {
     using instance = ptp_clock;
     using values = clock_values;
     static constexpr u_int32 width = clock_width;
     static constexpr u_int32 text_room = 8192;
     static const values &example() { return example_clock; }
-    static constexpr auto fill = fill_clock;
+    /** Sets every field. */
+    static void fill(vela_handle *handle, instance *clock, const values &from, u_int32 *err);
+    /** Reads every field by the accessors for whole records. */
+    static values read(vela_handle *handle, instance *clock, u_int32 *err);
+    /** Reads every field by an accessor of its own. */
+    static values read_by_field(vela_handle *handle, instance *clock, u_int32 *err);
     static constexpr auto make = make_clock;
-    static constexpr auto read = read_clock;
     static constexpr auto create = ptp_clock_create;
     static constexpr auto destroy = ptp_clock_destroy;
     static constexpr auto marshal = ptp_clock_marshal;

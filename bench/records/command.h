@@ -1,7 +1,7 @@
 // A command of one field: which clock to delete.
 #pragma once
 
-#include "ptp_cfg.h"
+#include "records/access.h"
 
 namespace bench {
 
@@ -12,21 +12,20 @@ struct command_values {
 
 extern const command_values example_command;
 
-/** Sets every field. */
-void fill_command(vela_handle *handle, ptp_clock_delete *command, const command_values &values, u_int32 *err);
 ptp_clock_delete *make_command(vela_handle *handle, const command_values &values);
-command_values read_command(vela_handle *handle, ptp_clock_delete *command, u_int32 *err);
-
-/** The command as the scenarios of records see it. */
+/** The command as the scenarios of records see it; filled and read by calls or by inline forms. */
+template <class Way = by_inline_form>
 struct command_record {
     using instance = ptp_clock_delete;
     using values = command_values;
     static constexpr u_int32 width = 7;
     static constexpr u_int32 text_room = 256;
     static const values &example() { return example_command; }
-    static constexpr auto fill = fill_command;
+    /** Sets every field. */
+    static void fill(vela_handle *handle, instance *command, const values &from, u_int32 *err);
+    /** Reads every field by the accessors for whole records. */
+    static values read(vela_handle *handle, instance *command, u_int32 *err);
     static constexpr auto make = make_command;
-    static constexpr auto read = read_command;
     static constexpr auto create = ptp_clock_delete_create;
     static constexpr auto destroy = ptp_clock_delete_destroy;
     static constexpr auto marshal = ptp_clock_delete_marshal;

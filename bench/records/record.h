@@ -45,15 +45,10 @@ struct record_fixture {
     }
 };
 
-/** To bytes, from bytes, and from there to values. */
+/** From values to bytes, and from bytes to values. */
 template <class R>
-std::vector<work> codec_works(record_fixture<R> &(*own)()) {
+std::vector<work> access_works(record_fixture<R> &(*own)()) {
     return {
-        {"encode",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] { return f.marshal(); });
-         }},
         {"fill and encode",
          [own](benchmark::State &state) {
              record_fixture<R> &f = own();
@@ -61,11 +56,6 @@ std::vector<work> codec_works(record_fixture<R> &(*own)()) {
                  R::fill(f.sender, f.record, R::example(), &f.err);
                  return f.marshal();
              });
-         }},
-        {"decode",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] { return f.unmarshal(); });
          }},
         {"decode and read",
          [own](benchmark::State &state) {
@@ -75,6 +65,26 @@ std::vector<work> codec_works(record_fixture<R> &(*own)()) {
                  return R::read(f.receiver, f.received, &f.err);
              });
          }},
+    };
+}
+
+/** To bytes and from bytes, with what comes before and after. */
+template <class R>
+std::vector<work> codec_works(record_fixture<R> &(*own)()) {
+    const std::vector<work> access = access_works(own);
+    return {
+        {"encode",
+         [own](benchmark::State &state) {
+             record_fixture<R> &f = own();
+             repeat(state, [&] { return f.marshal(); });
+         }},
+        access[0],
+        {"decode",
+         [own](benchmark::State &state) {
+             record_fixture<R> &f = own();
+             repeat(state, [&] { return f.unmarshal(); });
+         }},
+        access[1],
     };
 }
 

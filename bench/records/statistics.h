@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "ptp_cfg.h"
+#include "records/access.h"
 
 namespace bench {
 
@@ -29,24 +29,21 @@ struct statistics_values {
 
 const statistics_values &example_statistics();
 
-/** Sets every field. */
-void fill_statistics(vela_handle *handle, ptp_stream_runtime_state_arr *statistics, const statistics_values &values,
-                     u_int32 *err);
 ptp_stream_runtime_state_arr *make_statistics(vela_handle *handle, const statistics_values &values);
 
-/** Reads every field by the accessors for whole records. The result stands until the next call. */
-const statistics_values &read_statistics(vela_handle *handle, ptp_stream_runtime_state_arr *statistics, u_int32 *err);
-
-/** The statistics as the scenarios of records see them. */
+/** The statistics as the scenarios of records see them; filled and read by calls or by inline forms. */
+template <class Way = by_inline_form>
 struct statistics_record {
     using instance = ptp_stream_runtime_state_arr;
     using values = statistics_values;
     static constexpr u_int32 width = 4660;
     static constexpr u_int32 text_room = 131072;
     static const values &example() { return example_statistics(); }
-    static constexpr auto fill = fill_statistics;
+    /** Sets every field. */
+    static void fill(vela_handle *handle, instance *statistics, const values &all, u_int32 *err);
+    /** Reads every field by the accessors for whole records. The result stands until the next call. */
+    static const values &read(vela_handle *handle, instance *statistics, u_int32 *err);
     static constexpr auto make = make_statistics;
-    static constexpr auto read = read_statistics;
     static constexpr auto create = ptp_stream_runtime_state_arr_create;
     static constexpr auto destroy = ptp_stream_runtime_state_arr_destroy;
     static constexpr auto marshal = ptp_stream_runtime_state_arr_marshal;

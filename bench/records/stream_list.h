@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "ptp_cfg.h"
+#include "records/access.h"
 
 namespace bench {
 
@@ -22,23 +22,21 @@ using stream_list_values = std::array<stream_values, stream_count>;
 
 const stream_list_values &example_stream_list();
 
-/** Sets every field. */
-void fill_stream_list(vela_handle *handle, ptp_ipv4_streams_arr *list, const stream_list_values &values, u_int32 *err);
 ptp_ipv4_streams_arr *make_stream_list(vela_handle *handle, const stream_list_values &values);
 
-/** Reads every field by the accessors for whole records. The result stands until the next call. */
-const stream_list_values &read_stream_list(vela_handle *handle, ptp_ipv4_streams_arr *list, u_int32 *err);
-
-/** The list as the scenarios of records see it. */
+/** The list as the scenarios of records see it; filled and read by calls or by inline forms. */
+template <class Way = by_inline_form>
 struct stream_list_record {
     using instance = ptp_ipv4_streams_arr;
     using values = stream_list_values;
     static constexpr u_int32 width = 6 + stream_count * 34;
     static constexpr u_int32 text_room = 131072;
     static const values &example() { return example_stream_list(); }
-    static constexpr auto fill = fill_stream_list;
+    /** Sets every field. */
+    static void fill(vela_handle *handle, instance *list, const values &all, u_int32 *err);
+    /** Reads every field by the accessors for whole records. The result stands until the next call. */
+    static const values &read(vela_handle *handle, instance *list, u_int32 *err);
     static constexpr auto make = make_stream_list;
-    static constexpr auto read = read_stream_list;
     static constexpr auto create = ptp_ipv4_streams_arr_create;
     static constexpr auto destroy = ptp_ipv4_streams_arr_destroy;
     static constexpr auto marshal = ptp_ipv4_streams_arr_marshal;

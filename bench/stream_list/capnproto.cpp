@@ -9,7 +9,7 @@ namespace bench {
 namespace {
 
 struct capnproto_list {
-    using record = stream_list_record;
+    using record = stream_list_record<>;
     using type = bench_capnp::StreamList;
 
     static void fill(const stream_list_values &from, type::Builder to) {

@@ -25,7 +25,7 @@ const stream_list_values &read_entries(const Entries &entries) {
 }
 
 struct flat_list {
-    using record = stream_list_record;
+    using record = stream_list_record<>;
     using table = bench_flat::StreamList;
     using object = bench_flat::StreamListT;
 
@@ -64,7 +64,7 @@ struct flat_list {
 };
 
 struct flat_fixed_list {
-    using record = stream_list_record;
+    using record = stream_list_record<>;
     using table = bench_flat::FixedStreamList;
 
     static flatbuffers::Offset<table> build(flatbuffers::FlatBufferBuilder &builder, const stream_list_values &from) {

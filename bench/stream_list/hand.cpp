@@ -10,10 +10,10 @@ namespace {
 using namespace hand;
 
 [[gnu::noipa]] u_int32 encode(u_int8 *out, u_int32 room, const stream_list_values &list) {
-    if (room < stream_list_record::width) {
+    if (room < stream_list_record<>::width) {
         return 0;
     }
-    out = put_header(out, 0, stream_list_record::width);
+    out = put_header(out, 0, stream_list_record<>::width);
     for (const stream_values &stream : list) {
         out = put_header(out, 0, 34);
         out = put(out, stream.stream_id);
@@ -25,11 +25,11 @@ using namespace hand;
         std::memcpy(out, stream.mac.data(), stream.mac.size());
         out += stream.mac.size();
     }
-    return stream_list_record::width;
+    return stream_list_record<>::width;
 }
 
 [[gnu::noipa]] u_int32 decode(const u_int8 *in, u_int32 length, stream_list_values &list) {
-    if (length < stream_list_record::width) {
+    if (length < stream_list_record<>::width) {
         return 0;
     }
     in += header_width;
@@ -42,12 +42,12 @@ using namespace hand;
         std::memcpy(stream.mac.data(), in, stream.mac.size());
         in += stream.mac.size();
     }
-    return stream_list_record::width;
+    return stream_list_record<>::width;
 }
 
 const contender entry(
-    "stream_list", "hand", [] { return hand_fault<stream_list_record>(encode, decode); },
-    hand_works<stream_list_record>(encode, decode));
+    "stream_list", "hand", [] { return hand_fault<stream_list_record<>>(encode, decode); },
+    hand_works<stream_list_record<>>(encode, decode));
 
 }  // namespace
 }  // namespace bench

@@ -6,13 +6,17 @@
 namespace bench {
 namespace {
 
-record_fixture<stream_list_record> &own() {
-    static record_fixture<stream_list_record> it(make_handle(), make_handle());
+template <class Way>
+record_fixture<stream_list_record<Way>> &own() {
+    static record_fixture<stream_list_record<Way>> it(make_handle(), make_handle());
     return it;
 }
 
 const contender entry(
-    "stream_list", "ours", [] { return own().fault(); }, codec_works(own) + instance_works(own));
+    "stream_list", "ours", [] { return own<by_inline_form>().fault(); },
+    codec_works(own<by_inline_form>) + instance_works(own<by_inline_form>));
+const contender calling(
+    "stream_list", "ours, by calls", [] { return own<by_call>().fault(); }, access_works(own<by_call>));
 
 }  // namespace
 }  // namespace bench

@@ -9,7 +9,7 @@ namespace bench {
 namespace {
 
 struct proto_list {
-    using record = stream_list_record;
+    using record = stream_list_record<>;
     using message = bench_proto::StreamList;
 
     static void fill(const stream_list_values &from, message &to) {

@@ -10,7 +10,7 @@ namespace bench {
 namespace {
 
 struct capnproto_statistics {
-    using record = statistics_record;
+    using record = statistics_record<>;
     using type = bench_capnp::Statistics;
 
     static void fill(const statistics_values &from, type::Builder to) {

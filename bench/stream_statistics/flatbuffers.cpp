@@ -10,7 +10,7 @@ namespace bench {
 namespace {
 
 struct flat_statistics {
-    using record = statistics_record;
+    using record = statistics_record<>;
     using table = bench_flat::Statistics;
     using object = bench_flat::StatisticsT;
 

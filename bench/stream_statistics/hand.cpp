@@ -46,30 +46,30 @@ inline const u_int8 *take_stream(const u_int8 *in, stream_state_values &stream) 
 }
 
 [[gnu::noipa]] u_int32 encode(u_int8 *out, u_int32 room, const statistics_values &statistics) {
-    if (room < statistics_record::width) {
+    if (room < statistics_record<>::width) {
         return 0;
     }
-    out = put(put_header(out, 0, statistics_record::width), statistics.count);
+    out = put(put_header(out, 0, statistics_record<>::width), statistics.count);
     for (const stream_state_values &stream : statistics.streams) {
         out = put_stream(out, stream);
     }
-    return statistics_record::width;
+    return statistics_record<>::width;
 }
 
 [[gnu::noipa]] u_int32 decode(const u_int8 *in, u_int32 length, statistics_values &statistics) {
-    if (length < statistics_record::width) {
+    if (length < statistics_record<>::width) {
         return 0;
     }
     in = take(in + header_width, statistics.count);
     for (stream_state_values &stream : statistics.streams) {
         in = take_stream(in, stream);
     }
-    return statistics_record::width;
+    return statistics_record<>::width;
 }
 
 const contender entry(
-    "stream_statistics", "hand", [] { return hand_fault<statistics_record>(encode, decode); },
-    hand_works<statistics_record>(encode, decode));
+    "stream_statistics", "hand", [] { return hand_fault<statistics_record<>>(encode, decode); },
+    hand_works<statistics_record<>>(encode, decode));
 
 }  // namespace
 }  // namespace bench

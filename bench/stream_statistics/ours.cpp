@@ -6,13 +6,17 @@
 namespace bench {
 namespace {
 
-record_fixture<statistics_record> &own() {
-    static record_fixture<statistics_record> it(make_handle(), make_handle());
+template <class Way>
+record_fixture<statistics_record<Way>> &own() {
+    static record_fixture<statistics_record<Way>> it(make_handle(), make_handle());
     return it;
 }
 
 const contender entry(
-    "stream_statistics", "ours", [] { return own().fault(); }, codec_works(own) + instance_works(own));
+    "stream_statistics", "ours", [] { return own<by_inline_form>().fault(); },
+    codec_works(own<by_inline_form>) + instance_works(own<by_inline_form>));
+const contender calling(
+    "stream_statistics", "ours, by calls", [] { return own<by_call>().fault(); }, access_works(own<by_call>));
 
 }  // namespace
 }  // namespace bench

@@ -10,7 +10,7 @@ namespace bench {
 namespace {
 
 struct proto_statistics {
-    using record = statistics_record;
+    using record = statistics_record<>;
     using message = bench_proto::Statistics;
 
     static void fill(const statistics_values &from, message &to) {

@@ -123,7 +123,8 @@ std::string check() {
     fixture &f = own();
     [[maybe_unused]] Setting setting;
     const u_int64 before = Setting::traced();
-    const bool whole = f.read_newer() == sizeof f.newer && read_clock(f.handle, f.received, &f.err) == example_clock;
+    const bool whole =
+        f.read_newer() == sizeof f.newer && clock_record<by_call>::read(f.handle, f.received, &f.err) == example_clock;
     const bool traced = Setting::traced() != before;
     return f.err == 0 && whole && traced == Setting::hears ? "" : "reading or tracing failed";
 }

@@ -1,0 +1,22 @@
+// Which accessors a source works with. Sources that fill and read records are compiled twice: with the library's
+// functions, and with the forms of ptp_cfg_inline.h, which have the same names.
+#pragma once
+
+#ifdef BENCH_INLINE_FORMS
+#include "ptp_cfg_inline.h"
+#else
+#include "ptp_cfg.h"
+#endif
+
+namespace bench {
+
+struct by_call {};
+struct by_inline_form {};
+
+#ifdef BENCH_INLINE_FORMS
+using access_way = by_inline_form;
+#else
+using access_way = by_call;
+#endif
+
+}  // namespace bench

@@ -1,0 +1,86 @@
+#include "emit.h"
+#include "text.h"
+
+namespace codegen {
+namespace {
+
+constexpr std::string_view head = R"(/**
+ * Field access that melts into its caller.
+ *
+ * Include this header in place of ptp_cfg.h, and the accessors of fields and whole records become loads and stores,
+ * with the tests that they make first; the source stays as it is. What needs more than that - an error to report, an
+ * instance of an older variant, a pre_write hook, state tracking - is left to the library's function of the same name,
+ * so that both do the same. C11 and C++, gcc and clang.
+ *
+ * A program that includes it knows where fields lie. That changes with the major version of libptp_cfg.so, its soname;
+ * and it must be run with the libvela.so of this project.
+ *
+ * {note}
+ */
+#ifndef PTP_CFG_INLINE_H
+#define PTP_CFG_INLINE_H
+
+#include "ptp_cfg.h"
+
+/* C casts, also where a C++ program wants none of its own. */
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wcast-qual"
+#ifdef __cplusplus
+#pragma GCC diagnostic ignored "-Wold-style-cast"
+#endif
+
+#include "ptp_cfg/inline_access.h"
+
+VELA_BEGIN_C
+
+)";
+
+std::string called(const function &subject) { return subject.name + "_called"; }
+
+/** The exported function under a second name, by which its inline form calls it. */
+std::string declaration(const function &subject) {
+    return "extern __typeof__(" + subject.name + ")\n    " + called(subject) + "\n    __asm__(\"" + subject.name +
+           "\");\n";
+}
+
+std::string inline_definition(const function &subject) {
+    std::vector<std::string> names;
+    for (const parameter &row : subject.parameters) {
+        names.push_back(row.name);
+    }
+    const std::string call = subject.returns == "void" ? called(subject) : "return " + called(subject);
+    return prototype(subject, "PTP_CFG_INLINE_FORM ", " {") + "\n" +
+           wrapped_statement("if (PTP_CFG_INLINE_LIKELY(" + subject.inlined.when + ")) {", "    ") + "\n" +
+           indented(subject.inlined.then, 8) + "    }\n" + indented(call + "(" + join(names, ", ") + ");", 4) + "}\n\n";
+}
+
+std::string inline_forms(const generation &input, const std::string &type_name) {
+    std::string text;
+    const auto groups = input.functions.by_type.find(type_name);
+    if (groups == input.functions.by_type.end()) {
+        return text;
+    }
+    for (const function_group &group : groups->second) {
+        for (const function &row : group.functions) {
+            if (!row.inlined.when.empty()) {
+                text += declaration(row) + inline_definition(row);
+            }
+        }
+    }
+    return text;
+}
+
+}  // namespace
+
+void emit_inline(const generation &input, output_set &files) {
+    std::string text = fill(head, {{"note", generated_note("the schema and codegen/templates")}});
+    for (const enumeration *type : input.schema.enumerations) {
+        text += inline_forms(input, type->name);
+    }
+    for (const structure *type : input.schema.structures) {
+        text += inline_forms(input, type->name);
+    }
+    files.add("include/ptp_cfg_inline.h", text + "VELA_END_C\n\n#pragma GCC diagnostic pop\n\n#endif\n");
+}
+
+}  // namespace codegen
