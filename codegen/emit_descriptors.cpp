@@ -100,7 +100,7 @@ inline constexpr structure_descriptor {type}_descriptor = {
     .validity = {type}_validity,
     .trace = {trace},
 };
-PTP_CFG_VARIED(extern, {type}_descriptor)
+PTP_CFG_UNROLLED(extern, {type}_descriptor)
 
 )";
     placeholders values = structure_placeholders(type);

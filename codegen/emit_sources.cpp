@@ -60,12 +60,13 @@ void emit_sources(const generation &input, output_set &files) {
         std::string text = "// " + file.title + ": the exported functions, each one call into families/.\n// " +
                            generated_note("schema/" + file.name + ".toml and codegen/templates") + "\n";
         text += "#include \"ptp_cfg/" + file.name + ".h\"\n\n#include \"" + file.name +
-                "_descriptors.h\"\n#include \"families/operations.h\"\n\nusing namespace ptp_cfg;\n\n";
+                "_descriptors.h\"\n#include \"families/operations.h\"\n#include \"families/unrolled_definition.h\"\n\nusing "
+                "namespace ptp_cfg;\n\n";
         for (const enumeration &type : file.enumerations) {
             text += definitions(input, type.name);
         }
         for (const structure &type : file.structures) {
-            text += "PTP_CFG_VARIED(, ptp_cfg::" + type.name + "_descriptor)\n\n" + definitions(input, type.name);
+            text += "PTP_CFG_UNROLLED(, ptp_cfg::" + type.name + "_descriptor)\n\n" + definitions(input, type.name);
         }
         for (const message &type : file.messages) {
             text += definitions(input, type.type_name());

@@ -2,7 +2,7 @@
 
 namespace ptp_cfg {
 
-void structure_clone_internal(const structure_descriptor &type, const wire_functions &wire, vela_handle *handle,
+void structure_clone_internal(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                               u_int32 mem_class, const void *source, void **slot, u_int8 *buffer, int32 length,
                               u_int32 *err) {
     if (*err != 0) {
@@ -36,7 +36,7 @@ void structure_clone_internal(const structure_descriptor &type, const wire_funct
     }
 }
 
-void structure_copy(const structure_descriptor &type, const wire_functions &wire, vela_handle *handle,
+void structure_copy(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                     u_int32 mem_class, const void *source, void **slot, u_int32 *err) {
     u_int8 *buffer = nullptr;
     int32 length = 0;
@@ -46,14 +46,14 @@ void structure_copy(const structure_descriptor &type, const wire_functions &wire
     structure_clone_internal(type, wire, handle, mem_class, source, slot, buffer, length - spare, err);
 }
 
-void *structure_clone_cr(const structure_descriptor &type, const wire_functions &wire, vela_handle *handle,
+void *structure_clone_cr(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                          const void *source) {
     void *slot = nullptr;
     structure_copy(type, wire, handle, handle->chained_mem_class, source, &slot, &handle->chained_err);
     return slot;
 }
 
-void structure_copy_cr(const structure_descriptor &type, const wire_functions &wire, vela_handle *handle,
+void structure_copy_cr(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                        const void *source, void *destination) {
     void *slot = destination;
     structure_copy(type, wire, handle, handle->chained_mem_class, source, &slot, &handle->chained_err);

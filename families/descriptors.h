@@ -97,11 +97,18 @@ template <const structure_descriptor &>
 u_int32 structure_unmarshal_varied(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
                                    int32 length, u_int32 mode, u_int32 *err);
 
+struct unrolled_functions;
+template <const structure_descriptor &>
+struct unrolled {
+    static const unrolled_functions functions;
+};
+
 /** `storage`: extern where they are only used. */
-#define PTP_CFG_VARIED(storage, descriptor)                                                                          \
+#define PTP_CFG_UNROLLED(storage, descriptor)                                                                        \
     storage template u_int32 ptp_cfg::structure_marshal_varied<descriptor>(                                          \
         vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *, ptp_cfg::domain_check);                    \
     storage template u_int32 ptp_cfg::structure_unmarshal_varied<descriptor>(vela_handle *, u_int32, const u_int8 *, \
-                                                                             void *, int32, u_int32, u_int32 *);
+                                                                             void *, int32, u_int32, u_int32 *);     \
+    storage template struct ptp_cfg::unrolled<descriptor>;
 
 }  // namespace ptp_cfg

@@ -47,7 +47,7 @@ static void *error_message(const message_descriptor &type, const payload_wire &w
         if (type.payloads[i].structure == nullptr) {
             continue;  // a primitive has no error instance; its accessors find an error in the handle anyway
         }
-        void *payload = wire.function[i].create(handle, mem_class);
+        void *payload = wire.function[i]->create(handle, mem_class);
         if (__atomic_load_n(&message->payload[i], __ATOMIC_RELAXED) != payload) {
             __atomic_store_n(&message->payload[i], payload, __ATOMIC_RELAXED);
         }
@@ -69,10 +69,10 @@ static void *without_memory(const message_descriptor &type, const payload_wire &
 static bool create_payloads(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
                             u_int32 mem_class, message_instance *message) {
     for (u_int32 i = 0; i < type.payload_count; ++i) {
-        void *payload = wire.function[i].create(handle, mem_class);
+        void *payload = wire.function[i]->create(handle, mem_class);
         if (payload == nullptr) {
             while (i-- > 0) {
-                wire.function[i].destroy(handle, mem_class, message->payload[i]);
+                wire.function[i]->destroy(handle, mem_class, message->payload[i]);
             }
             return false;
         }
@@ -125,7 +125,7 @@ void message_destroy(const message_descriptor &type, const payload_wire &wire, v
     message_instance *instance = instance_of(message);
     for (u_int32 i = 0; i < type.payload_count; ++i) {
         if (instance->payload[i] != nullptr) {
-            wire.function[i].destroy(handle, mem_class, instance->payload[i]);
+            wire.function[i]->destroy(handle, mem_class, instance->payload[i]);
             store_slot(handle, mem_class, &instance->payload[i], nullptr);
         }
     }
@@ -184,7 +184,7 @@ void message_free_and_set(const message_descriptor &type, const payload_wire &wi
     void **slot = &instance_of(message)->payload[index];
     if (*slot != payload) {  // the payload that is already there stays alive
         if (*slot != nullptr) {
-            wire.function[index].destroy(handle, mem_class, *slot);
+            wire.function[index]->destroy(handle, mem_class, *slot);
         }
         store_slot(handle, mem_class, slot, payload);
     }

@@ -1,6 +1,7 @@
 // Messages: one or two payloads behind a header and the message type's identity.
 #pragma once
 
+#include "families/unrolled.h"
 #include "families/wire_fast.h"
 
 namespace ptp_cfg {
@@ -20,7 +21,7 @@ constexpr u_int32 message_prefix = VELA_WIRE_MESSAGE_HEADER + VELA_WIRE_LUID;
 
 /** Operations of a message's payloads: those of a structure, or of a primitive. */
 struct payload_wire {
-    wire_functions function[2];
+    const unrolled_functions *function[2];  // nullptr: there is no second payload
 };
 
 void *message_create(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class);
@@ -72,30 +73,36 @@ u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire
 u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
                                u_int32 mem_class, void **out, const u_int8 *buffer, u_int32 length, u_int32 *err);
 
+/** The operations of a payload that is a primitive, as if it were a structure. */
+template <class P>
+inline constexpr unrolled_functions primitive_functions = [] {
+    using T = typename P::type;
+    constexpr auto marshal = [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *value, int32 room,
+                                u_int32 *err) {
+        return P::marshal(handle, mem_class, buffer, static_cast<const T *>(value),
+                          static_cast<u_int32>(room < 0 ? 0 : room), err);
+    };
+    return unrolled_functions{
+        [](vela_handle *handle, u_int32 mem_class) -> void * { return P::create(handle, mem_class); },
+        [](vela_handle *handle, u_int32 mem_class, void *value) {
+            P::destroy(handle, mem_class, static_cast<T *>(value));
+        },
+        marshal, marshal,
+        [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *value, int32 length, u_int32 mode,
+           u_int32 *err) {
+            return P::unmarshal(handle, mem_class, buffer, static_cast<T *>(value),
+                                static_cast<u_int32>(length < 0 ? 0 : length), mode, err);
+        }};
+}();
+
 template <const message_descriptor &M, u_int32 I>
-constexpr wire_functions payload_functions() {
+constexpr const unrolled_functions *payload_functions() {
     if constexpr (I >= M.payload_count) {
-        return {};
+        return nullptr;
     } else if constexpr (M.payloads[I].kind == field_kind::structure) {
-        return wire_of<*M.payloads[I].structure>;
+        return &unrolled_of<*M.payloads[I].structure>;
     } else {
-        using P = primitive_traits<M.payloads[I].kind>;
-        using T = typename P::type;
-        constexpr auto marshal = [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *value,
-                                    int32 room, u_int32 *err) {
-            return P::marshal(handle, mem_class, buffer, static_cast<const T *>(value),
-                              static_cast<u_int32>(room < 0 ? 0 : room), err);
-        };
-        return {[](vela_handle *handle, u_int32 mem_class) -> void * { return P::create(handle, mem_class); },
-                [](vela_handle *handle, u_int32 mem_class, void *value) {
-                    P::destroy(handle, mem_class, static_cast<T *>(value));
-                },
-                marshal, marshal,
-                [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *value, int32 length,
-                   u_int32 mode, u_int32 *err) {
-                    return P::unmarshal(handle, mem_class, buffer, static_cast<T *>(value),
-                                        static_cast<u_int32>(length < 0 ? 0 : length), mode, err);
-                }};
+        return &primitive_functions<primitive_traits<M.payloads[I].kind>>;
     }
 }
 

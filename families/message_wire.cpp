@@ -67,8 +67,8 @@ static u_int32 write_body(const message_descriptor &type, const payload_wire &wi
         if (message->payload[i] == nullptr && type.payloads[i].structure == nullptr && *err == 0) {
             fail(handle, VELA_EINVAL, err);  // a primitive has no encoding for "absent"
         }
-        count += wire.function[i].marshal(handle, mem_class, buffer + count, message->payload[i],
-                                          signed_room(room - count), err);
+        count += wire.function[i]->marshal(handle, mem_class, buffer + count, message->payload[i],
+                                           signed_room(room - count), err);
     }
     return count;
 }
@@ -128,7 +128,7 @@ u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wir
                     VELA_WIRE_LUID;
     count = count < length ? count : length;
     for (u_int32 i = 0; i < type.payload_count; ++i) {
-        void *payload = wire.function[i].create(handle, mem_class);
+        void *payload = wire.function[i]->create(handle, mem_class);
         if (payload == nullptr) {
             fail(handle, VELA_ENOMEM, err);
             continue;
@@ -136,8 +136,8 @@ u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wir
         announce(handle, mem_class, &message->payload[i], sizeof payload);
         message->payload[i] = payload;
         if (*err == 0) {
-            count += wire.function[i].unmarshal(handle, mem_class, buffer + count, payload, signed_room(length - count),
-                                                0, err);
+            count += wire.function[i]->unmarshal(handle, mem_class, buffer + count, payload,
+                                                 signed_room(length - count), 0, err);
         }
     }
     if (*err != 0) {

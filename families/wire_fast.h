@@ -239,28 +239,4 @@ void structure_copy_plainly([[maybe_unused]] vela_handle *handle, [[maybe_unused
 #endif
 }
 
-/** The unrolled operations of one structure, for code that knows it by its descriptor only. */
-struct wire_functions {
-    void *(*create)(vela_handle *, u_int32);
-    void (*destroy)(vela_handle *, u_int32, void *);
-    u_int32 (*marshal)(vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *);
-    u_int32 (*marshal_for_clone)(vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *);
-    u_int32 (*unmarshal)(vela_handle *, u_int32, const u_int8 *, void *, int32, u_int32, u_int32 *);
-    /** Of structures only. */
-    bool (*copies_plainly)(const vela_handle *, const void *, int32) = nullptr;
-    void (*copy_plainly)(vela_handle *, const void *, void *) = nullptr;
-};
-
-template <const structure_descriptor &D>
-inline constexpr wire_functions wire_of = {
-    structure_create<D>,
-    structure_destroy<D>,
-    [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, int32 room, u_int32 *err) {
-        return structure_marshal<D>(handle, mem_class, buffer, instance, room, err);
-    },
-    structure_marshal_for_clone<D>,
-    structure_unmarshal<D>,
-    structure_copies_plainly<D>,
-    structure_copy_plainly<D, false>};
-
 }  // namespace ptp_cfg

@@ -38,30 +38,30 @@ inline int32 signed_length(u_int32 length) { return length > INT32_MAX ? INT32_M
 template <const structure_descriptor &D>
 inline constexpr ptp_cfg_operations structure_operations = {
     .size = sizeof(ptp_cfg_operations),
-    .create = [](vela_handle *handle, u_int32 mem_class) { return structure_create<D>(handle, mem_class); },
+    .create = [](vela_handle *handle, u_int32 mem_class) { return unrolled_of<D>.create(handle, mem_class); },
     .destroy = [](vela_handle *handle, u_int32 mem_class,
-                  void *instance) { structure_destroy<D>(handle, mem_class, instance); },
+                  void *instance) { unrolled_of<D>.destroy(handle, mem_class, instance); },
     .instance_size = [](vela_handle *handle) { return structure_sizeof(D, handle); },
     .len = [](vela_handle *handle, u_int32 mem_class,
               const void *instance) { return structure_len(D, handle, mem_class, instance); },
     .marshal =
         [](vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, u_int32 room, u_int32 *err) {
-            return structure_marshal<D>(handle, mem_class, buffer, instance, signed_length(room), err);
+            return unrolled_of<D>.marshal(handle, mem_class, buffer, instance, signed_length(room), err);
         },
     .unmarshal =
         [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, u_int32 length, u_int32 *err) {
-            return structure_unmarshal<D>(handle, mem_class, buffer, instance, signed_length(length), 0, err);
+            return unrolled_of<D>.unmarshal(handle, mem_class, buffer, instance, signed_length(length), 0, err);
         },
-    .compare = structure_compare<D>,
-    .hash = structure_hash<D>,
+    .compare = [](const void *a, const void *b) { return unrolled_of<D>.compare(a, b); },
+    .hash = [](const void *instance, u_int32 seed) { return unrolled_of<D>.hash(instance, seed); },
     .clone =
         [](vela_handle *handle, u_int32 mem_class, const void *instance, u_int32 *err) {
             void *copy = nullptr;
-            structure_copy(D, wire_of<D>, handle, mem_class, instance, &copy, err);
+            structure_copy(D, unrolled_of<D>, handle, mem_class, instance, &copy, err);
             return copy;
         },
     .copy = [](vela_handle *handle, u_int32 mem_class, const void *source, void **instance,
-               u_int32 *err) { structure_copy(D, wire_of<D>, handle, mem_class, source, instance, err); },
+               u_int32 *err) { structure_copy(D, unrolled_of<D>, handle, mem_class, source, instance, err); },
     .print =
         [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
             return structure_print(D, handle, mem_class, buffer, printed_indent, D.name, instance, room, err);
