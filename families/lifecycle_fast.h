@@ -3,9 +3,9 @@
 // of structure.cpp, which says what has to happen and in which order.
 #pragma once
 
+#include "families/lifecycle_wide.h"
 #include "families/structure.h"
 #include "families/unroll.h"
-#include "families/wire_chunks.h"
 #include "families/words.h"
 
 namespace ptp_cfg {
@@ -59,9 +59,19 @@ constexpr bool is_made_alike(const field_descriptor &field) {
     return true;
 }
 
-/** A new element of an array. */
-template <const structure_descriptor &D>
-inline constexpr std::array<image_word, memory_map<D>::words> element_image = memory_of<D>.image;
+/** Writes the elements of an array that begins at an offset of a new instance. */
+template <const structure_descriptor &E, u_int32 offset, u_int32 count>
+PTP_CFG_INLINE void make_elements(u_int8 *elements) {
+#ifdef PTP_CFG_HAS_AVX2
+    if (has_avx2) {
+        make_elements_wide<E, offset, count * E.size>(elements);
+        return;
+    }
+#endif
+    for (u_int32 element = 0; element < count; ++element) {
+        copy_words<E.size>(elements + element * E.size, element_image<E>.data());
+    }
+}
 
 /** Writes the headers of a zeroed instance and of all that it embeds. */
 template <const structure_descriptor &D>
@@ -75,9 +85,7 @@ PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags) {
                                                     VELA_FLAG_NESTED);
         } else if constexpr (is_made_alike(field)) {
             static_assert(field.stride == field.structure->size);
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                copy_words<field.stride>(value + element * field.stride, element_image<*field.structure>.data());
-            }
+            make_elements<*field.structure, field.offset, field.capacity>(value);
         } else if constexpr (field.kind == field_kind::structure) {
             for (u_int32 element = 0; element < field.capacity; ++element) {
                 stamp_instance<*field.structure>(value + element * field.stride, VELA_FLAG_NESTED);
