@@ -53,6 +53,12 @@ constexpr u_int32 fields_end(const structure_descriptor &type) {
     return last.offset + u_int32{last.capacity} * last.stride;
 }
 
+/** The same out of line, for what looks at the bytes first. */
+template <const structure_descriptor &D>
+[[gnu::noinline]] int32 compare_by_field(const u_int8 *a, const u_int8 *b) {
+    return compare_instances<D>(a, b);
+}
+
 /** Instances of fewer bytes are compared by field at once. */
 constexpr u_int32 worth_a_glance = 128;
 
@@ -67,7 +73,7 @@ PTP_CFG_AVX2 inline __m256i difference_at(const u_int8 *a, const u_int8 *b) {
 
 /** Compares at `first`, then by aligned chunks up to the last one, which ends at `end`. */
 template <u_int32 first, u_int32 end>
-[[gnu::noinline, gnu::target("avx2")]] bool same_bytes_wide(const u_int8 *a, const u_int8 *b) {
+PTP_CFG_AVX2 inline bool same_bytes_wide(const u_int8 *a, const u_int8 *b) {
     constexpr u_int32 start = (first / wide_size + 1) * wide_size;
     constexpr u_int32 chunks = (end - start + wide_size - 1) / wide_size;
     const auto differences = [&]<size_t... C>(std::index_sequence<C...>) PTP_CFG_AVX2 {
@@ -77,34 +83,39 @@ template <u_int32 first, u_int32 end>
     const __m256i differs = differences(std::make_index_sequence<chunks>{});
     return _mm256_testz_si256(differs, differs) != 0;
 }
+
+template <const structure_descriptor &D>
+[[gnu::noinline, gnu::target("avx2")]] int32 compare_wide(const u_int8 *a, const u_int8 *b) {
+    return same_bytes_wide<D.fields[0].offset, fields_end(D)>(a, b) ? 0 : compare_by_field<D>(a, b);
+}
 #endif
 
-/** Whether all bytes from the first field to the last are the same. */
+/** The same bytes are equal fields. Other bytes may be: headers and what lies between fields do not count. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE bool same_bytes(const u_int8 *a, const u_int8 *b) {
-    constexpr u_int32 first = D.fields[0].offset;
+PTP_CFG_INLINE int32 compare_at_a_glance(const u_int8 *a, const u_int8 *b) {
 #ifdef PTP_CFG_HAS_AVX2
     if constexpr (D.size <= worth_unrolling) {
         if (has_avx2) {
-            return same_bytes_wide<first, fields_end(D)>(a, b);
+            return compare_wide<D>(a, b);
         }
     }
 #endif
-    return memcmp(a + first, b + first, fields_end(D) - first) == 0;
+    constexpr u_int32 start = D.fields[0].offset;
+    return memcmp(a + start, b + start, fields_end(D) - start) == 0 ? 0 : compare_by_field<D>(a, b);
 }
 
 template <const structure_descriptor &D>
-int32 structure_compare(const void *a, const void *b) {
-    if (a == nullptr || b == nullptr) {
-        return a == b ? 0 : (a == nullptr ? -1 : 1);
+PTP_CFG_INLINE int32 structure_compare(const void *first, const void *second) {
+    if (first == nullptr || second == nullptr) {
+        return first == second ? 0 : (first == nullptr ? -1 : 1);
     }
+    const u_int8 *a = static_cast<const u_int8 *>(first);
+    const u_int8 *b = static_cast<const u_int8 *>(second);
     if constexpr (!has_text(D) && D.size >= worth_a_glance) {
-        // The same bytes are equal fields. Other bytes may be: headers and what lies between fields do not count.
-        if (same_bytes<D>(static_cast<const u_int8 *>(a), static_cast<const u_int8 *>(b))) {
-            return 0;
-        }
+        return compare_at_a_glance<D>(a, b);
+    } else {
+        return compare_instances<D>(a, b);
     }
-    return compare_instances<D>(static_cast<const u_int8 *>(a), static_cast<const u_int8 *>(b));
 }
 
 template <const structure_descriptor &D>

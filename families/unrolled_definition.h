@@ -18,7 +18,7 @@ const unrolled_functions unrolled<D>::functions = {
     structure_unmarshal<D>,
     structure_copies_plainly<D>,
     structure_copy_plainly<D, false>,
-    structure_compare<D>,
+    [](const void *a, const void *b) { return structure_compare<D>(a, b); },
     structure_hash<D>};
 
 }  // namespace ptp_cfg
