@@ -21,9 +21,9 @@ inline void put_u32(bytes &to, size_t at, u_int32 value) {
 
 // A marshalled message with `payload` bytes behind its header; `mark` is in its identity and fills its payload.
 inline bytes make_message(u_int8 mark, u_int32 payload) {
-    bytes result(VELA_BUNDLE_LEAST_MESSAGE + payload, mark);
-    std::fill(result.begin(), result.begin() + VELA_WIRE_MESSAGE_HEADER, u_int8{0});
+    bytes result(VELA_WIRE_MESSAGE_HEADER);
     result[0] = VELA_MESSAGE_TAG;
+    result.resize(VELA_BUNDLE_LEAST_MESSAGE + size_t{payload}, mark);
     put_u32(result, 12, static_cast<u_int32>(result.size()));
     return result;
 }
