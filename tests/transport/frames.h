@@ -21,9 +21,10 @@ inline void put_u32(bytes &to, size_t at, u_int32 value) {
 
 // A marshalled message with `payload` bytes behind its header; `mark` is in its identity and fills its payload.
 inline bytes make_message(u_int8 mark, u_int32 payload) {
-    bytes result(VELA_WIRE_MESSAGE_HEADER);
-    result[0] = VELA_MESSAGE_TAG;
-    result.resize(VELA_BUNDLE_LEAST_MESSAGE + size_t{payload}, mark);
+    bytes result(VELA_BUNDLE_LEAST_MESSAGE + size_t{payload}, mark);
+    for (size_t i = 0; i < VELA_WIRE_MESSAGE_HEADER; ++i) {
+        result.at(i) = i == 0 ? u_int8{VELA_MESSAGE_TAG} : u_int8{0};
+    }
     put_u32(result, 12, static_cast<u_int32>(result.size()));
     return result;
 }
