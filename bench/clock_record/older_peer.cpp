@@ -1,4 +1,5 @@
 // The clock record between this release and a peer whose time properties lack their newest field.
+#define BENCH_INLINE_FORMS
 #include "records/clock.h"
 #include "records/record.h"
 
@@ -8,7 +9,7 @@ namespace {
 struct older_clock_record : clock_record<> {
     /** The field that the older variant lacks ends the reading of its structure, which is the last. */
     static clock_values read(vela_handle *handle, ptp_clock *clock, u_int32 *err) {
-        clock_values values = clock_record<by_inline_form>::read(handle, clock, err);
+        clock_values values = clock_record<>::read(handle, clock, err);
         if (*err == VELA_EEPOCH) {
             *err = 0;
             values.time_properties.v_port_index = example_clock.time_properties.v_port_index;

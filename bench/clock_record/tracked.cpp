@@ -1,4 +1,5 @@
 // The clock record under handles that track the state of fields: state flags travel too.
+#define BENCH_INLINE_FORMS
 #include "records/clock.h"
 #include "records/record.h"
 

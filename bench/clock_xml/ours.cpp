@@ -34,9 +34,8 @@ fixture &own() {
 std::string check() {
     fixture &f = own();
     f.parse();
-    return clock_record<by_call>::read(f.handle, f.parsed, &f.err) == example_clock && f.err == 0
-               ? ""
-               : "other values came back";
+    return clock_record<>::read(f.handle, f.parsed, &f.err) == example_clock && f.err == 0 ? ""
+                                                                                           : "other values came back";
 }
 
 const contender entry("clock_xml", "ours", check,

@@ -1,4 +1,5 @@
-// A command of one field by the library's C functions.
+// A command of one field by the library, its accessors by their inline forms.
+#define BENCH_INLINE_FORMS
 #include "records/command.h"
 
 #include "records/record.h"
@@ -6,17 +7,13 @@
 namespace bench {
 namespace {
 
-template <class Way>
-record_fixture<command_record<Way>> &own() {
-    static record_fixture<command_record<Way>> it(make_handle(), make_handle());
+record_fixture<command_record<>> &own() {
+    static record_fixture<command_record<>> it(make_handle(), make_handle());
     return it;
 }
 
 const contender entry(
-    "one_field_command", "ours", [] { return own<by_inline_form>().fault(); },
-    codec_works(own<by_inline_form>) + instance_works(own<by_inline_form>));
-const contender calling(
-    "one_field_command", "ours, by calls", [] { return own<by_call>().fault(); }, access_works(own<by_call>));
+    "one_field_command", "ours", [] { return own().fault(); }, codec_works(own) + instance_works(own));
 
 }  // namespace
 }  // namespace bench

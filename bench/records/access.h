@@ -1,5 +1,5 @@
-// Which accessors a source works with. Sources that fill and read records are compiled twice: with the library's
-// functions, and with the forms of ptp_cfg_inline.h, which have the same names.
+// Which accessors a source works with: the library's functions, or with BENCH_INLINE_FORMS defined the forms of
+// ptp_cfg_inline.h, which have the same names. Templates have the way as an argument, so that both can be in a program.
 #pragma once
 
 #ifdef BENCH_INLINE_FORMS

@@ -44,7 +44,7 @@ const clock_values example_clock = {
 ptp_clock *make_clock(vela_handle *handle, const clock_values &values) {
     u_int32 err = 0;
     ptp_clock *clock = ptp_clock_create(handle, mem_class);
-    clock_record<by_inline_form>::fill(handle, clock, values, &err);
+    clock_record<>::fill(handle, clock, values, &err);
     require(err == 0, "make a clock");
     return clock;
 }

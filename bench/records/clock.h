@@ -4,6 +4,7 @@
 #include <array>
 
 #include "records/access.h"
+#include "records/records.h"
 
 namespace bench {
 
@@ -66,7 +67,7 @@ constexpr u_int32 clock_width = 109;
 ptp_clock *make_clock(vela_handle *handle, const clock_values &values);
 
 /** The clock as the scenarios of records see it; filled and read by calls or by inline forms. */
-template <class Way = by_inline_form>
+template <class Way = access_way>
 struct clock_record {
     using instance = ptp_clock;
     using values = clock_values;
@@ -92,3 +93,5 @@ struct clock_record {
 };
 
 }  // namespace bench
+
+#include "records/clock_access.h"

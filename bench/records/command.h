@@ -2,6 +2,7 @@
 #pragma once
 
 #include "records/access.h"
+#include "records/records.h"
 
 namespace bench {
 
@@ -13,8 +14,9 @@ struct command_values {
 extern const command_values example_command;
 
 ptp_clock_delete *make_command(vela_handle *handle, const command_values &values);
+
 /** The command as the scenarios of records see it; filled and read by calls or by inline forms. */
-template <class Way = by_inline_form>
+template <class Way = access_way>
 struct command_record {
     using instance = ptp_clock_delete;
     using values = command_values;
@@ -38,3 +40,5 @@ struct command_record {
 };
 
 }  // namespace bench
+
+#include "records/command_access.h"

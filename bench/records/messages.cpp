@@ -37,7 +37,7 @@ bool is_example(vela_handle *handle, receipt &got) {
     }
     u_int32 err = 0;
     ptp_clock *clock = ptp_clock_cfg_message_ptp_clock_get(handle, mem_class, got.kept, &err);
-    const bool equal = clock_record<by_call>::read(handle, clock, &err) == example_clock && err == 0;
+    const bool equal = clock_record<>::read(handle, clock, &err) == example_clock && err == 0;
     ptp_clock_cfg_message_destroy(handle, mem_class, got.kept);
     got.kept = nullptr;
     return equal;

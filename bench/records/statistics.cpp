@@ -42,7 +42,7 @@ const statistics_values &example_statistics() {
 ptp_stream_runtime_state_arr *make_statistics(vela_handle *handle, const statistics_values &values) {
     u_int32 err = 0;
     ptp_stream_runtime_state_arr *statistics = ptp_stream_runtime_state_arr_create(handle, mem_class);
-    statistics_record<by_inline_form>::fill(handle, statistics, values, &err);
+    statistics_record<>::fill(handle, statistics, values, &err);
     require(err == 0, "make statistics");
     return statistics;
 }

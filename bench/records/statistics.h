@@ -4,6 +4,7 @@
 #include <array>
 
 #include "records/access.h"
+#include "records/records.h"
 
 namespace bench {
 
@@ -32,7 +33,7 @@ const statistics_values &example_statistics();
 ptp_stream_runtime_state_arr *make_statistics(vela_handle *handle, const statistics_values &values);
 
 /** The statistics as the scenarios of records see them; filled and read by calls or by inline forms. */
-template <class Way = by_inline_form>
+template <class Way = access_way>
 struct statistics_record {
     using instance = ptp_stream_runtime_state_arr;
     using values = statistics_values;
@@ -56,3 +57,5 @@ struct statistics_record {
 };
 
 }  // namespace bench
+
+#include "records/statistics_access.h"

@@ -32,7 +32,7 @@ const stream_list_values &example_stream_list() {
 ptp_ipv4_streams_arr *make_stream_list(vela_handle *handle, const stream_list_values &values) {
     u_int32 err = 0;
     ptp_ipv4_streams_arr *list = ptp_ipv4_streams_arr_create(handle, mem_class);
-    stream_list_record<by_inline_form>::fill(handle, list, values, &err);
+    stream_list_record<>::fill(handle, list, values, &err);
     require(err == 0, "make a stream list");
     return list;
 }

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "records/access.h"
+#include "records/records.h"
 
 namespace bench {
 
@@ -25,7 +26,7 @@ const stream_list_values &example_stream_list();
 ptp_ipv4_streams_arr *make_stream_list(vela_handle *handle, const stream_list_values &values);
 
 /** The list as the scenarios of records see it; filled and read by calls or by inline forms. */
-template <class Way = by_inline_form>
+template <class Way = access_way>
 struct stream_list_record {
     using instance = ptp_ipv4_streams_arr;
     using values = stream_list_values;
@@ -49,3 +50,5 @@ struct stream_list_record {
 };
 
 }  // namespace bench
+
+#include "records/stream_list_access.h"

@@ -1,4 +1,5 @@
-// The list of 128 streams by the library's C functions.
+// The list of 128 streams by the library, its accessors by their inline forms.
+#define BENCH_INLINE_FORMS
 #include "records/stream_list.h"
 
 #include "records/record.h"
@@ -6,17 +7,13 @@
 namespace bench {
 namespace {
 
-template <class Way>
-record_fixture<stream_list_record<Way>> &own() {
-    static record_fixture<stream_list_record<Way>> it(make_handle(), make_handle());
+record_fixture<stream_list_record<>> &own() {
+    static record_fixture<stream_list_record<>> it(make_handle(), make_handle());
     return it;
 }
 
 const contender entry(
-    "stream_list", "ours", [] { return own<by_inline_form>().fault(); },
-    codec_works(own<by_inline_form>) + instance_works(own<by_inline_form>));
-const contender calling(
-    "stream_list", "ours, by calls", [] { return own<by_call>().fault(); }, access_works(own<by_call>));
+    "stream_list", "ours", [] { return own().fault(); }, codec_works(own) + instance_works(own));
 
 }  // namespace
 }  // namespace bench

@@ -124,7 +124,7 @@ std::string check() {
     [[maybe_unused]] Setting setting;
     const u_int64 before = Setting::traced();
     const bool whole =
-        f.read_newer() == sizeof f.newer && clock_record<by_call>::read(f.handle, f.received, &f.err) == example_clock;
+        f.read_newer() == sizeof f.newer && clock_record<>::read(f.handle, f.received, &f.err) == example_clock;
     const bool traced = Setting::traced() != before;
     return f.err == 0 && whole && traced == Setting::hears ? "" : "reading or tracing failed";
 }

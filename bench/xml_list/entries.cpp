@@ -37,7 +37,7 @@ fixture &own() {
 std::string check_all() {
     fixture &f = own();
     f.parse(f.all);
-    return stream_list_record<by_call>::read(f.handle, f.parsed, &f.err) == example_stream_list() && f.err == 0
+    return stream_list_record<>::read(f.handle, f.parsed, &f.err) == example_stream_list() && f.err == 0
                ? ""
                : "other values came back";
 }
@@ -45,7 +45,7 @@ std::string check_all() {
 std::string check_one() {
     fixture &f = own();
     f.parse(f.one);
-    return stream_list_record<by_call>::read(f.handle, f.parsed, &f.err)[0] == example_stream_list()[0] && f.err == 0
+    return stream_list_record<>::read(f.handle, f.parsed, &f.err)[0] == example_stream_list()[0] && f.err == 0
                ? ""
                : "other values came back";
 }

@@ -1,30 +1,26 @@
 // How a list of statistics is filled and read.
-#include "records/access.h"
+#pragma once
 
 #include <cstring>
 #include <utility>
 
-#include "records/records.h"
 #include "records/statistics.h"
 
 namespace bench {
-namespace {
 
-constexpr auto counter_indices = std::make_index_sequence<50>{};
+inline constexpr auto counter_indices = std::make_index_sequence<50>{};
 
-template <size_t... I>
+template <class Way, size_t... I>
 void set_counters(vela_handle *handle, ptp_msg_stats *counters, const std::array<u_int64, 50> &values, u_int32 *err,
                   std::index_sequence<I...>) {
     ptp_msg_stats_set_all(handle, mem_class, counters, values[I]..., err);
 }
 
-template <size_t... I>
+template <class Way, size_t... I>
 void get_counters(vela_handle *handle, const ptp_msg_stats *counters, std::array<u_int64, 50> &values, u_int32 *err,
                   std::index_sequence<I...>) {
     ptp_msg_stats_get_all(handle, mem_class, counters, &values[I]..., err);
 }
-
-}  // namespace
 
 template <class Way>
 void statistics_record<Way>::fill(vela_handle *handle, instance *statistics, const values &all, u_int32 *err) {
@@ -44,8 +40,8 @@ void statistics_record<Way>::fill(vela_handle *handle, instance *statistics, con
         en_address mac;
         std::memcpy(mac.octet, from.mac.data(), from.mac.size());
         ptp_stream_runtime_state_mac_addr_set(handle, mem_class, state, &mac, err);
-        set_counters(handle, ptp_stream_runtime_state_stats_get(handle, mem_class, state, err), from.counters, err,
-                     counter_indices);
+        set_counters<Way>(handle, ptp_stream_runtime_state_stats_get(handle, mem_class, state, err), from.counters, err,
+                          counter_indices);
     }
 }
 
@@ -66,12 +62,10 @@ auto statistics_record<Way>::read(vela_handle *handle, instance *statistics, u_i
         std::memcpy(to.address.data(), address->bytes, to.address.size());
         const en_address *mac = ptp_stream_runtime_state_mac_addr_get(handle, mem_class, state, err);
         std::memcpy(to.mac.data(), mac->octet, to.mac.size());
-        get_counters(handle, ptp_stream_runtime_state_stats_get(handle, mem_class, state, err), to.counters, err,
-                     counter_indices);
+        get_counters<Way>(handle, ptp_stream_runtime_state_stats_get(handle, mem_class, state, err), to.counters, err,
+                          counter_indices);
     }
     return all;
 }
-
-template struct statistics_record<access_way>;
 
 }  // namespace bench

@@ -1,9 +1,7 @@
 // How a clock is filled and read.
-#include "records/access.h"
+#pragma once
 
 #include "records/clock.h"
-#include "records/records.h"
-
 namespace bench {
 
 template <class Way>
@@ -104,7 +102,5 @@ auto clock_record<Way>::read_by_field(vela_handle *handle, instance *clock, u_in
     time.v_port_index = ptp_clock_time_properties_data_set_v_port_index_get_value(handle, mem_class, properties, err);
     return to;
 }
-
-template struct clock_record<access_way>;
 
 }  // namespace bench

@@ -1,9 +1,7 @@
 // How a command is filled and read.
-#include "records/access.h"
+#pragma once
 
 #include "records/command.h"
-#include "records/records.h"
-
 namespace bench {
 
 template <class Way>
@@ -17,7 +15,5 @@ auto command_record<Way>::read(vela_handle *handle, instance *command, u_int32 *
     ptp_clock_delete_get_all(handle, mem_class, command, &to.clock_id, err);
     return to;
 }
-
-template struct command_record<access_way>;
 
 }  // namespace bench

@@ -1,9 +1,8 @@
 // How a list of streams is filled and read.
-#include "records/access.h"
+#pragma once
 
 #include <cstring>
 
-#include "records/records.h"
 #include "records/stream_list.h"
 
 namespace bench {
@@ -38,7 +37,5 @@ auto stream_list_record<Way>::read(vela_handle *handle, instance *list, u_int32 
     }
     return all;
 }
-
-template struct stream_list_record<access_way>;
 
 }  // namespace bench

@@ -1,0 +1,31 @@
+// Records read by the accessors' inline forms.
+#define BENCH_INLINE_FORMS
+#include "instructions/count.h"
+#include "records/clock.h"
+#include "records/statistics.h"
+#include "records/stream_list.h"
+
+namespace bench {
+namespace {
+
+template <class R>
+void count_read(const std::string &name) {
+    vela_handle *handle = make_handle();
+    typename R::instance *record = R::make(handle, R::example());
+    u_int32 err = 0;
+    count(name + " read by inline forms", [&] {
+        const auto &values = R::read(handle, record, &err);
+        asm volatile("" : : "r"(&values) : "memory");  // somebody looks at them
+    });
+    require(err == 0, "read " + name);
+}
+
+}  // namespace
+
+void count_inline_forms() {
+    count_read<clock_record<>>("clock");
+    count_read<statistics_record<>>("statistics");
+    count_read<stream_list_record<>>("list");
+}
+
+}  // namespace bench

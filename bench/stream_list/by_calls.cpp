@@ -1,0 +1,18 @@
+// The list of 128 streams by the library's functions alone.
+#include "records/stream_list.h"
+
+#include "records/record.h"
+
+namespace bench {
+namespace {
+
+record_fixture<stream_list_record<>> &own() {
+    static record_fixture<stream_list_record<>> it(make_handle(), make_handle());
+    return it;
+}
+
+const contender entry(
+    "stream_list", "ours, by calls", [] { return own().fault(); }, access_works(own));
+
+}  // namespace
+}  // namespace bench
