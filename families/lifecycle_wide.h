@@ -31,6 +31,7 @@ inline constexpr auto repeating_image = [] {
 template <const structure_descriptor &E, u_int32 offset, u_int32 total>
 [[gnu::noinline, gnu::target("avx2")]] void make_elements_wide(u_int8 *elements) {
     constexpr u_int32 start = (wide_size - offset % wide_size) % wide_size;
+    static_assert(start % word_size == 0 && start <= E.size);
     constexpr auto &image = repeating_image<E, start>;
     constexpr u_int32 period = image.size() * word_size;
     constexpr u_int32 end = start + (total - start) / wide_size * wide_size;
