@@ -10,7 +10,8 @@ constexpr std::string_view head = R"(/**
  * Include this header in place of ptp_cfg.h, and the accessors of fields and whole records become loads and stores,
  * with the tests that they make first; the source stays as it is. What needs more than that - an error to report, an
  * instance of an older variant, a pre_write hook, state tracking - is left to the library's function of the same name,
- * so that both do the same. C11 and C++, gcc and clang.
+ * so that both do the same. Structures of a few values are also compared in this way, as long as they are equal.
+ * C11 and C++, gcc and clang.
  *
  * A program that includes it knows where fields lie. That changes with the major version of libptp_cfg.so, its soname;
  * and it must be run with the libvela.so of this project.
@@ -43,14 +44,29 @@ std::string declaration(const function &subject) {
            "\");\n";
 }
 
+/** "if (test) {", with a line for each part of a long test. */
+std::string condition(const std::string &test) {
+    const std::string single = "    if (PTP_CFG_INLINE_LIKELY(" + test + ")) {\n";
+    if (single.size() <= line_width + 1) {
+        return single;
+    }
+    constexpr std::string_view conjunction = " && ";
+    std::string text = "    if (PTP_CFG_INLINE_LIKELY(\n            ";
+    std::size_t start = 0;
+    for (std::size_t end; (end = test.find(conjunction, start)) != std::string::npos;
+         start = end + conjunction.size()) {
+        text += test.substr(start, end - start) + " &&\n            ";
+    }
+    return text + test.substr(start) + ")) {\n";
+}
+
 std::string inline_definition(const function &subject) {
     std::vector<std::string> names;
     for (const parameter &row : subject.parameters) {
         names.push_back(row.name);
     }
     const std::string call = subject.returns == "void" ? called(subject) : "return " + called(subject);
-    return prototype(subject, "PTP_CFG_INLINE_FORM ", " {") + "\n" +
-           wrapped_statement("if (PTP_CFG_INLINE_LIKELY(" + subject.inlined.when + ")) {", "    ") + "\n" +
+    return prototype(subject, "PTP_CFG_INLINE_FORM ", " {") + "\n" + condition(subject.inlined.when) +
            indented(subject.inlined.then, 8) + "    }\n" + indented(call + "(" + join(names, ", ") + ");", 4) + "}\n\n";
 }
 

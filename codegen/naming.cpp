@@ -34,8 +34,8 @@ std::uint32_t value_offset(const field &row) {
     return row.offset + (row.category == field_category::enumeration ? enumeration_value_offset : 0);
 }
 
-std::string value_in_instance(const field &row) {
-    return "*(" + value_type(row) + " *)ptp_cfg_inline_at(instance, " + number(value_offset(row)) + ")";
+std::string value_in(const std::string &instance, const field &row) {
+    return "*(" + value_type(row) + " *)ptp_cfg_inline_at(" + instance + ", " + number(value_offset(row)) + ")";
 }
 
 /** Stores what get_all reads where its caller wants it. */
@@ -43,7 +43,7 @@ std::string load_list(const structure &type) {
     std::string text;
     for (const field *row : single_values(type, true)) {
         const std::string name = parameter_name(*row);
-        text += "if (" + name + " != NULL) *" + name + " = " + value_in_instance(*row) + ";\n";
+        text += "if (" + name + " != NULL) *" + name + " = " + value_in("instance", *row) + ";\n";
     }
     return text;
 }
@@ -51,7 +51,7 @@ std::string load_list(const structure &type) {
 std::string store_list(const structure &type) {
     std::string text;
     for (const field *row : single_values(type, false)) {
-        text += value_in_instance(*row) + " = " + parameter_name(*row) + ";\n";
+        text += value_in("instance", *row) + " = " + parameter_name(*row) + ";\n";
     }
     return text;
 }
@@ -65,6 +65,19 @@ std::string admitted_list(const structure &type) {
                     std::to_string(row->enumeration->newest) + ", " + number(row->enumeration->thresholds.back()) +
                     ", " + parameter_name(*row) + ")";
         }
+    }
+    return text;
+}
+
+/** Tests that two instances of a few values and nothing else are the same; empty for other structures. */
+std::string equality(const structure &type) {
+    constexpr std::size_t few = 8;
+    if (single_values(type, true).size() != type.fields.size() || type.fields.size() > few) {
+        return {};
+    }
+    std::string text = "a != NULL && b != NULL";
+    for (const field &row : type.fields) {
+        text += " && " + value_in("a", row) + " == " + value_in("b", row);
     }
     return text;
 }
@@ -137,7 +150,8 @@ placeholders structure_placeholders(const structure &type) {
             {"set_all_values", value_list(type)},
             {"get_all_loads", load_list(type)},
             {"set_all_stores", store_list(type)},
-            {"set_all_admitted", admitted_list(type)}};
+            {"set_all_admitted", admitted_list(type)},
+            {"equality", equality(type)}};
 }
 
 placeholders field_placeholders(const structure &type, std::size_t index) {

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "ptp_cfg_inline.h"
@@ -200,6 +201,27 @@ TEST_P(inline_forms_test, whole_records) {
                 form = call = {};
             });
     }
+}
+
+TEST_P(inline_forms_test, order) {
+    u_int32 err = 0;
+    ptp_utc_offset *one = ptp_utc_offset_create(handle, 1);
+    ptp_utc_offset *other = ptp_utc_offset_create(handle, 1);
+    const auto expect_same_order = [&](int sign) {
+        for (const auto &[a, b] : {std::pair(one, other), {other, one}, {one, one}, {one, nullptr}, {nullptr, one}}) {
+            EXPECT_EQ(ptp_utc_offset_compare(a, b), exported(ptp_utc_offset_compare)(a, b));
+        }
+        const int32 order = ptp_utc_offset_compare(one, other);
+        EXPECT_EQ((order > 0) - (order < 0), sign);
+        EXPECT_EQ(ptp_utc_offset_compare(nullptr, nullptr), 0);
+    };
+    expect_same_order(0);
+    reinterpret_cast<vela_instance_header *>(one)->variant = 0;
+    expect_same_order(0);
+    ptp_utc_offset_utc_offset_valid_set_value(handle, 1, other, 1, &err);
+    expect_same_order(-1);
+    ptp_utc_offset_utc_offset_set_value(handle, 1, one, 37, &err);
+    expect_same_order(1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Handles, inline_forms_test,
