@@ -46,7 +46,7 @@ std::string declaration(const function &subject) {
 
 /** "if (test) {", with a line for each part of a long test. */
 std::string condition(const std::string &test) {
-    const std::string single = "    if (PTP_CFG_INLINE_LIKELY(" + test + ")) {\n";
+    std::string single = "    if (PTP_CFG_INLINE_LIKELY(" + test + ")) {\n";
     if (single.size() <= line_width + 1) {
         return single;
     }
