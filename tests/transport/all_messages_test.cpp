@@ -64,7 +64,7 @@ class AllMessages : public testing::TestWithParam<setting> {
             near = std::make_unique<channel_end>(&vela_channel_listen, uri);
             uri = near->uri();
         } else {
-            uri = mechanism == "tcp" ? channel_end(&vela_channel_listen, uri).uri() : uri;
+            uri = mechanism == "tcp" ? test::free_tcp_uri() : uri;
             near = std::make_unique<channel_end>(&vela_channel_connect, uri, test::quick_to_reconnect());
         }
         ASSERT_NE(near->channel, nullptr) << near->error_text;

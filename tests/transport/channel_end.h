@@ -119,4 +119,19 @@ class temporary_folder {
     std::string path;
 };
 
+// A TCP address to listen on later, again and again. The port is below those that the system gives to connecting sockets
+// (from 32768 on), one of which may otherwise have it when it is listened on again.
+inline std::string free_tcp_uri() {
+    constexpr u_int32 first = 10240, count = 22000, tries = 100;
+    static u_int32 next = static_cast<u_int32>(getpid()) * 7919u;
+    for (u_int32 i = 0; i < tries; ++i) {
+        const std::string uri = "tcp:127.0.0.1:" + std::to_string(first + next++ % count);
+        if (channel_end(&vela_channel_listen, uri).channel != nullptr) {
+            return uri;
+        }
+    }
+    ADD_FAILURE() << "no free port among " << tries;
+    return "tcp:127.0.0.1:0";
+}
+
 }  // namespace test

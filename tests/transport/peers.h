@@ -95,6 +95,10 @@ struct peer_task {
 inline void take_messages(const peer_task &task, const std::atomic<bool> &is_stopped) {
     handle_ptr handle = make_handle();
     channel_end end(task.open, task.uri, quick_to_reconnect());
+    if (end.channel == nullptr) {
+        ADD_FAILURE() << "a peer has no channel: " << end.error_text;
+        return;
+    }
     u_int32 taken = 0;
     end.on_message = [&](channel_end &of, const bytes &frame) {
         u_int32 err = 0;
@@ -134,6 +138,7 @@ class process_peer : public peer {
         if (pid_ == 0) {
             alarm(30);
             take_messages(task, false);
+            _exit(1);  // it found no channel, and says so
         }
     }
     ~process_peer() override {

@@ -69,7 +69,7 @@ class Process : public testing::TestWithParam<const char *> {
         if (GetParam() == std::string("unix")) {
             return folder.uri();
         }
-        return channel_end(&vela_channel_listen, "tcp:127.0.0.1:0").uri();
+        return test::free_tcp_uri();
     }
     test::temporary_folder folder;
 };
