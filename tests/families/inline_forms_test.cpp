@@ -1,12 +1,17 @@
 // An accessor's inline form and the exported function do the same: to the instance, the error word and the handle.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "ptp_cfg_inline.h"
+#include "recording_handle.h"
 
 namespace ptp_cfg_test {
 namespace {
@@ -222,6 +227,47 @@ TEST_P(inline_forms_test, order) {
     expect_same_order(-1);
     ptp_utc_offset_utc_offset_set_value(handle, 1, one, 37, &err);
     expect_same_order(1);
+}
+
+/** Where the header has element 1 of an array, or a single field, by the form that lends it; -1 without such a form. */
+int64_t place_in_header(const std::string &header, const std::string &getter) {
+    const size_t form = header.find("*" + getter + "(");
+    const std::string step = "ptp_cfg_inline_at(instance, ";
+    const size_t place = form == std::string::npos ? form : header.find(step, form);
+    if (place == std::string::npos || place > header.find("\n}\n", form)) {
+        return -1;
+    }
+    unsigned offset = 0, stride = 0;
+    std::sscanf(header.c_str() + place + step.size(), "%uu + element * %uu", &offset, &stride);
+    return offset + int64_t{stride};
+}
+
+TEST(inline_forms, know_where_the_fields_of_all_types_lie) {
+    std::ifstream file(PTP_CFG_INLINE_HEADER);
+    const std::string header(std::istreambuf_iterator<char>(file), {});
+    u_int32 err = 0, compared = 0;
+    vela_handle *handle = vela_handle_create(nullptr, &err);
+    for (const ptp_cfg_type *type : types_of(PTP_CFG_STRUCTURE)) {
+        const ptp_cfg_type_description about = describe(type);
+        auto *instance = static_cast<u_int8 *>(about.operations->create(handle, 1));
+        for (u_int32 i = 0; i < about.field_count; ++i) {
+            const ptp_cfg_field_description field = describe_field(type, i);
+            const std::string getter = std::string(about.name) + "_" + field.name + "_get";
+            const void *place =
+                ptp_cfg_field_get(type, i, handle, 1, instance, field.is_array && field.capacity > 1 ? 1 : 0, &err);
+            const int64_t found = place_in_header(header, getter);
+            if (field.kind == PTP_CFG_FIELD_TEXT) {
+                EXPECT_EQ(found, -1) << getter;  // not lent: the characters lie elsewhere
+            } else {
+                EXPECT_EQ(found, static_cast<const u_int8 *>(place) - instance) << getter;
+                ++compared;
+            }
+        }
+        about.operations->destroy(handle, 1, instance);
+    }
+    EXPECT_EQ(err, 0u);
+    EXPECT_GT(compared, 200u);
+    vela_handle_destroy(handle, nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Handles, inline_forms_test,
