@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "model.h"
 #include "output.h"
@@ -38,6 +39,8 @@ void emit_traces(const generation &input, output_set &files);
 /** Reference pages: one per type and message, and their index. */
 void emit_reference(const generation &input, output_set &files);
 
+/** The functions of a type, those of its fields included. */
+std::vector<const function *> functions_of(const generation &input, const std::string &type_name);
 /** First comment of a generated file. `inputs` names what it is made of. */
 std::string generated_note(const std::string &inputs);
 /** A function's documentation as a Doxygen comment. */

@@ -72,15 +72,9 @@ std::string inline_definition(const function &subject) {
 
 std::string inline_forms(const generation &input, const std::string &type_name) {
     std::string text;
-    const auto groups = input.functions.by_type.find(type_name);
-    if (groups == input.functions.by_type.end()) {
-        return text;
-    }
-    for (const function_group &group : groups->second) {
-        for (const function &row : group.functions) {
-            if (!row.inlined.when.empty()) {
-                text += declaration(row) + inline_definition(row);
-            }
+    for (const function *row : functions_of(input, type_name)) {
+        if (!row->inlined.when.empty()) {
+            text += declaration(*row) + inline_definition(*row);
         }
     }
     return text;

@@ -39,15 +39,9 @@ namespace {
 
 std::string definitions(const generation &input, const std::string &type_name) {
     std::string text;
-    const auto groups = input.functions.by_type.find(type_name);
-    if (groups == input.functions.by_type.end()) {
-        return text;
-    }
-    for (const function_group &group : groups->second) {
-        for (const function &row : group.functions) {
-            if (!row.body.empty()) {
-                text += definition(row);
-            }
+    for (const function *row : functions_of(input, type_name)) {
+        if (!row->body.empty()) {
+            text += definition(*row);
         }
     }
     return text;
