@@ -56,10 +56,21 @@ std::string store_list(const structure &type) {
     return text;
 }
 
-/** " && " and a test for each enumeration among the values of set_all. */
-std::string admitted_list(const structure &type) {
-    std::string text;
-    for (const field *row : single_values(type, false)) {
+/** When get_all is no more than loads; empty for a structure without such values. */
+std::string load_condition(const structure &type) {
+    return single_values(type, true).empty()
+               ? ""
+               : "ptp_cfg_inline_read(handle, instance, " + std::to_string(type.newest) + ", err)";
+}
+
+/** When set_all is no more than stores: each enumeration among the values must have the one that is set. */
+std::string store_condition(const structure &type) {
+    const std::vector<const field *> rows = single_values(type, false);
+    if (rows.empty()) {
+        return {};
+    }
+    std::string text = "ptp_cfg_inline_replace(handle, instance, " + std::to_string(type.newest) + ", err)";
+    for (const field *row : rows) {
         if (row->enumeration != nullptr) {
             text += " && ptp_cfg_inline_admits(ptp_cfg_inline_at(instance, " + number(row->offset) + "), " +
                     std::to_string(row->enumeration->newest) + ", " + number(row->enumeration->thresholds.back()) +
@@ -148,9 +159,10 @@ placeholders structure_placeholders(const structure &type) {
             {"tracked_size", std::to_string(type.tracked_size())},
             {"get_all_pointers", pointer_list(type)},
             {"set_all_values", value_list(type)},
+            {"get_all_when", load_condition(type)},
             {"get_all_loads", load_list(type)},
+            {"set_all_when", store_condition(type)},
             {"set_all_stores", store_list(type)},
-            {"set_all_admitted", admitted_list(type)},
             {"equality", equality(type)}};
 }
 

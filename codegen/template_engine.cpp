@@ -149,9 +149,6 @@ function expander::expand_operation(const operation &source, const target &subje
     result.result = text(source, source.result, subject);
     result.body = text(source, source.body, subject);
     result.inlined = {text(source, source.inlined.when, subject), text(source, source.inlined.then, subject)};
-    if (result.inlined.then == "return;") {
-        result.inlined = {};  // of a type without such values: there is nothing to do without the call
-    }
     for (const std::string &entry : source.parameters) {
         add_parameters(source, entry, subject, result);
     }

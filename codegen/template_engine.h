@@ -13,8 +13,8 @@
 // for primitives; {get_all_pointers} {set_all_values} for structures; {field} {index} {field_doc} {unit}
 // {value_type} {storage_type} {kind} {capacity} {companion} {enumeration} for fields; {message} for messages;
 // {payload} {payload_type} {payload_index} {payload_kind} for payloads; {since} {offset} {stride} {enumeration_newest}
-// {enumeration_end} for fields and {get_all_loads} {set_all_stores} {set_all_admitted} {equality} for structures are
-// what inline forms are made of. The parameter entries
+// {enumeration_end} for fields and {get_all_when} {get_all_loads} {set_all_when} {set_all_stores} {equality} for
+// structures are what inline forms are made of. The parameter entries
 // "{get_all_parameters}" and "{set_all_parameters}" stand for one parameter per number, truth value and enumeration.
 // A brace that is meant as such has a blank after it. A parameter that the body does not mention loses its name in
 // the definition. An operation without a body is written by hand and only declared.

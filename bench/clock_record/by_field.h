@@ -7,13 +7,8 @@
 namespace bench {
 namespace {
 
-record_fixture<clock_record<>> &own() {
-    static record_fixture<clock_record<>> it(make_handle(), make_handle());
-    return it;
-}
-
 void decode_and_read_by_field(benchmark::State &state) {
-    record_fixture<clock_record<>> &f = own();
+    record_fixture<clock_record<>> &f = plain<clock_record<>>();
     repeat(state, [&] {
         f.unmarshal();
         return clock_record<>::read_by_field(f.receiver, f.received, &f.err);
@@ -23,7 +18,7 @@ void decode_and_read_by_field(benchmark::State &state) {
 std::vector<work> field_works() { return {{"decode and read by field", decode_and_read_by_field}}; }
 
 std::string check() {
-    record_fixture<clock_record<>> &f = own();
+    record_fixture<clock_record<>> &f = plain<clock_record<>>();
     const std::string fault = f.fault();
     if (!fault.empty()) {
         return fault;

@@ -6,13 +6,9 @@
 namespace bench {
 namespace {
 
-record_fixture<command_record<>> &own() {
-    static record_fixture<command_record<>> it(make_handle(), make_handle());
-    return it;
-}
-
 const contender entry(
-    "one_field_command", "ours, by calls", [] { return own().fault(); }, access_works(own));
+    "one_field_command", "ours, by calls", [] { return plain<command_record<>>().fault(); },
+    access_works(plain<command_record<>>));
 
 }  // namespace
 }  // namespace bench

@@ -7,13 +7,9 @@
 namespace bench {
 namespace {
 
-record_fixture<command_record<>> &own() {
-    static record_fixture<command_record<>> it(make_handle(), make_handle());
-    return it;
-}
-
 const contender entry(
-    "one_field_command", "ours", [] { return own().fault(); }, codec_works(own) + instance_works(own));
+    "one_field_command", "ours", [] { return plain<command_record<>>().fault(); },
+    codec_works(plain<command_record<>>) + instance_works(plain<command_record<>>));
 
 }  // namespace
 }  // namespace bench

@@ -45,6 +45,18 @@ struct record_fixture {
     }
 };
 
+/** A fixture on handles without anything special. */
+template <class R>
+record_fixture<R> &plain() {
+    static record_fixture<R> it(make_handle(), make_handle());
+    return it;
+}
+
+inline std::vector<work> operator+(std::vector<work> first, const std::vector<work> &second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 /** From values to bytes, and from bytes to values. */
 template <class R>
 std::vector<work> access_works(record_fixture<R> &(*own)()) {
@@ -71,21 +83,17 @@ std::vector<work> access_works(record_fixture<R> &(*own)()) {
 /** To bytes and from bytes, with what comes before and after. */
 template <class R>
 std::vector<work> codec_works(record_fixture<R> &(*own)()) {
-    const std::vector<work> access = access_works(own);
-    return {
-        {"encode",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] { return f.marshal(); });
-         }},
-        access[0],
-        {"decode",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] { return f.unmarshal(); });
-         }},
-        access[1],
-    };
+    return std::vector<work>{{"encode",
+                              [own](benchmark::State &state) {
+                                  record_fixture<R> &f = own();
+                                  repeat(state, [&] { return f.marshal(); });
+                              }},
+                             {"decode",
+                              [own](benchmark::State &state) {
+                                  record_fixture<R> &f = own();
+                                  repeat(state, [&] { return f.unmarshal(); });
+                              }}} +
+           access_works(own);
 }
 
 /** What instances do without being sent. */
@@ -143,11 +151,6 @@ std::vector<work> instance_works(record_fixture<R> &(*own)()) {
              });
          }},
     };
-}
-
-inline std::vector<work> operator+(std::vector<work> first, const std::vector<work> &second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
 }
 
 /** The bytes that the library gives a record's example. */

@@ -6,13 +6,9 @@
 namespace bench {
 namespace {
 
-record_fixture<stream_list_record<>> &own() {
-    static record_fixture<stream_list_record<>> it(make_handle(), make_handle());
-    return it;
-}
-
 const contender entry(
-    "stream_list", "ours, by calls", [] { return own().fault(); }, access_works(own));
+    "stream_list", "ours, by calls", [] { return plain<stream_list_record<>>().fault(); },
+    access_works(plain<stream_list_record<>>));
 
 }  // namespace
 }  // namespace bench

@@ -7,13 +7,9 @@
 namespace bench {
 namespace {
 
-record_fixture<stream_list_record<>> &own() {
-    static record_fixture<stream_list_record<>> it(make_handle(), make_handle());
-    return it;
-}
-
 const contender entry(
-    "stream_list", "ours", [] { return own().fault(); }, codec_works(own) + instance_works(own));
+    "stream_list", "ours", [] { return plain<stream_list_record<>>().fault(); },
+    codec_works(plain<stream_list_record<>>) + instance_works(plain<stream_list_record<>>));
 
 }  // namespace
 }  // namespace bench

@@ -6,13 +6,9 @@
 namespace bench {
 namespace {
 
-record_fixture<statistics_record<>> &own() {
-    static record_fixture<statistics_record<>> it(make_handle(), make_handle());
-    return it;
-}
-
 const contender entry(
-    "stream_statistics", "ours, by calls", [] { return own().fault(); }, access_works(own));
+    "stream_statistics", "ours, by calls", [] { return plain<statistics_record<>>().fault(); },
+    access_works(plain<statistics_record<>>));
 
 }  // namespace
 }  // namespace bench

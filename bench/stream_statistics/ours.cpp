@@ -7,13 +7,9 @@
 namespace bench {
 namespace {
 
-record_fixture<statistics_record<>> &own() {
-    static record_fixture<statistics_record<>> it(make_handle(), make_handle());
-    return it;
-}
-
 const contender entry(
-    "stream_statistics", "ours", [] { return own().fault(); }, codec_works(own) + instance_works(own));
+    "stream_statistics", "ours", [] { return plain<statistics_record<>>().fault(); },
+    codec_works(plain<statistics_record<>>) + instance_works(plain<statistics_record<>>));
 
 }  // namespace
 }  // namespace bench
