@@ -3,7 +3,6 @@
 
 #include <errno.h>
 #include <string.h>
-#include <sys/timerfd.h>
 
 #include <algorithm>
 
@@ -45,29 +44,27 @@ vela_channel::~vela_channel() = default;
 
 bool vela_channel::open_descriptors(failure &why) {
     epoll_ = file_descriptor(epoll_create1(EPOLL_CLOEXEC));
-    timer_ = file_descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
     epoll_event event = {};
     event.events = EPOLLIN;
-    event.data.ptr = &timer_;
-    if (!epoll_ || !timer_ || epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, timer_.get(), &event) != 0) {
+    event.data.ptr = &times_;
+    if (!epoll_ || !times_.open() || epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, times_.fd(), &event) != 0) {
         why = system_failure(errno, "no descriptors for " + uri_);
         return false;
     }
     return true;
 }
 
-void vela_channel::set_timer(u_int32 milliseconds) {
-    itimerspec when = {};
-    when.it_value.tv_sec = milliseconds / 1000;
-    when.it_value.tv_nsec = static_cast<long>(milliseconds % 1000) * 1'000'000 + 1;  // 0 would stop the timer
-    timerfd_settime(timer_.get(), 0, &when, nullptr);
-    is_timer_due_ = milliseconds == 0;
+void vela_channel::look_around_soon() {
+    if (!times_.is_set(timetable::look_around)) {
+        times_.set(timetable::look_around, 0);
+    }
 }
 
-void vela_channel::tell(vela_channel_event_kind kind, u_int32 err, u_int32 messages, const std::string &text) {
+void vela_channel::tell(vela_channel_event_kind kind, u_int32 err, u_int32 messages, const std::string &text,
+                        u_int64 delivered) {
     if (options_.event != nullptr) {
         call_mark mark(is_processing_);  // the callback must not process the channel
-        vela_channel_event event = {kind, err, messages, text.c_str()};
+        vela_channel_event event = {kind, err, messages, text.c_str(), delivered};
         options_.event(options_.event_cookie, this, &event);
     }
 }
@@ -84,12 +81,20 @@ vela_channel_statistics vela_channel::statistics() const {
     return result;
 }
 
+u_int32 vela_channel::unconfirmed() const {
+    u_int32 sum = 0;
+    for (const auto &each : peers_) {
+        sum += each->is_open() ? each->connection().unconfirmed() : 0;
+    }
+    return sum;
+}
+
 // ---- sending --------------------------------------------------------------------------------------------------
 
 // A link that only sending found broken is given up when the channel is next processed: makes that soon.
 void vela_channel::look_after(const peer &of) {
-    if (of.is_output_broken() && !is_timer_due_) {
-        set_timer(0);
+    if (of.is_output_broken()) {
+        look_around_soon();
     }
 }
 
@@ -118,6 +123,9 @@ void vela_channel::flush(peer &to) {
 
 // 0 when the frame may be sent.
 u_int32 vela_channel::check(frame_view frame) const {
+    if (is_finishing_) {
+        return VELA_ESHUTDOWN;
+    }
     if (frame.length > options_.max_message) {
         return VELA_EMSGSIZE;
     }
@@ -130,10 +138,10 @@ u_int32 vela_channel::send(frame_view frame) {
     if (error != 0) {
         return error;
     }
-    if (peers_.size() == 1 && peers_.front()->is_open()) {
+    if (peers_.size() == 1 && peers_.front()->takes_frames()) {
         return send_to(*peers_.front(), frame);
     }
-    if (open_peers() > 0) {
+    if (std::any_of(peers_.begin(), peers_.end(), [](const auto &each) { return each->takes_frames(); })) {
         return send_to_all(frame);
     }
     if (!waiting_.fits(frame.length, limits_)) {
@@ -149,7 +157,7 @@ u_int32 vela_channel::send_to_all(frame_view frame) {
     u_int32 missed = 0;
     u_int32 error = 0;
     for (const auto &each : peers_) {
-        if (!each->is_open()) {
+        if (!each->takes_frames()) {
             continue;
         }
         u_int32 result = send_to(*each, frame);
@@ -173,29 +181,32 @@ u_int32 vela_channel::reply(frame_view frame) {
 
 // ---- receiving ------------------------------------------------------------------------------------------------
 
-void vela_channel::drop(u_int32 err, const std::string &text) {
+void vela_channel::drop(const peer &from, u_int32 err, const std::string &text) {
     ++counters_.dropped;
-    tell(VELA_CHANNEL_DROPPED, err, 1, uri_ + ": " + text);
+    tell(VELA_CHANNEL_DROPPED, err, 1, uri_ + ": " + text, from.delivered());
 }
 
 // False when the frame was dropped.
 bool vela_channel::deliver(peer &from, frame_view frame, const delivery &to) {
     if (frame.fault != 0 || frame.length > options_.max_message) {
         u_int32 err = frame.fault != 0 ? frame.fault : static_cast<u_int32>(VELA_EMSGSIZE);
-        drop(err, from.connection().peer() + " sent " + std::to_string(frame.length) + " bytes; at most " +
-                      std::to_string(options_.max_message) + " are taken");
+        drop(from, err,
+             from.connection().peer() + " sent " + std::to_string(frame.length) + " bytes; at most " +
+                 std::to_string(options_.max_message) + " are taken");
         return false;
     }
     const char *fault = frame_fault(frame.bytes, frame.length);
     if (fault != nullptr) {
-        drop(VELA_EINVAL, from.connection().peer() + " sent " + std::to_string(frame.length) + " bytes: " + fault);
+        drop(from, VELA_EINVAL,
+             from.connection().peer() + " sent " + std::to_string(frame.length) + " bytes: " + fault);
         return false;
     }
     vela_bundle_handler handler = domain_.handler.load(std::memory_order_acquire);
     if (handler == nullptr) {
-        drop(VELA_ENOSYS, std::string("no bundle handler is registered with domain ") + domain_.name);
+        drop(from, VELA_ENOSYS, std::string("no bundle handler is registered with domain ") + domain_.name);
         return false;
     }
+    from.note_delivered();
     ++counters_.received;
     counters_.received_bytes += frame.length;
     current_ = &from;
@@ -215,7 +226,7 @@ u_int32 vela_channel::receive_from(peer &of, const delivery &to, u_int32 most) {
         }
         if (result == io::again && of.is_output_broken()) {
             of.end();  // all that it had sent before is read
-        } else if (result == io::again && !of.connection().polls_output()) {
+        } else if ((result == io::again || of.is_leaving()) && !of.connection().polls_output()) {
             flush(of);
         }
         break;
@@ -230,7 +241,7 @@ u_int32 vela_channel::serve(peer &of, u_int32 events, const delivery &to, u_int3
         }
         return 0;
     }
-    if ((events & EPOLLOUT) != 0) {
+    if ((events & EPOLLOUT) != 0 || of.is_leaving()) {
         flush(of);
     }
     u_int32 delivered = receive_from(of, to, std::min(most, most_per_turn));
@@ -249,7 +260,7 @@ bool vela_channel::wait(int timeout_ms) {
     }
     // The usual case: one peer has sent something. The next message is then looked for there.
     void *source = events_[0].data.ptr;
-    if (event_count_ == 1 && source != &timer_ && source != &listening_ && static_cast<peer *>(source)->is_open()) {
+    if (event_count_ == 1 && source != &times_ && source != &listening_ && static_cast<peer *>(source)->is_open()) {
         last_sender_ = static_cast<peer *>(source);
     }
     return true;
@@ -262,7 +273,7 @@ u_int32 vela_channel::process_all(const delivery &to, u_int32 most) {
     bool is_called = false;
     for (int i = 0; i < count; ++i) {
         epoll_event event = events_[i];
-        if (event.data.ptr == &timer_) {
+        if (event.data.ptr == &times_) {
             on_timer();
         } else if (event.data.ptr == &listening_) {
             is_called = true;
@@ -299,8 +310,11 @@ u_int32 vela_channel::process(const delivery &to, u_int32 limit) {
     // Frames that wait in a link's buffer are not seen by the descriptor: let the timer make it readable.
     bool holds =
         std::any_of(peers_.begin(), peers_.end(), [](const auto &each) { return each->connection().holds_frame(); });
-    if (holds && !is_timer_due_) {
-        set_timer(0);
+    if (holds) {
+        look_around_soon();
+    }
+    if (is_finishing_) {
+        finish_peers();
     }
     return delivered;
 }

@@ -26,6 +26,7 @@ bool complete(const vela_channel_options *given, vela_channel_options &options, 
     set_default(options.queue_messages, 1024);
     set_default(options.queue_bytes, 8 * 1024 * 1024);
     set_default(options.max_peers, 64);
+    set_default(options.idle_ms, 3000);
     set_default(options.socket_mode, 0600);
     set_default(options.reconnect_first_ms, 10);
     set_default(options.reconnect_most_ms, 1000);
@@ -161,6 +162,25 @@ u_int32 vela_channel_send(vela_channel *channel, const u_int8 *bytes, u_int32 le
 u_int32 vela_channel_reply(vela_channel *channel, const u_int8 *bytes, u_int32 length, u_int32 *err) {
     return accept_or_fail(err, [&] { return channel->reply({bytes, length, 0}); });
 }
+
+u_int32 vela_channel_finish(vela_channel *channel, vela_handle *handle, u_int32 mem_class, void *context,
+                            u_int32 timeout_ms, u_int32 *err) {
+    if (*err != 0) {
+        return 0;
+    }
+    if (channel->is_processing()) {
+        *err = VELA_EINVAL;
+        return 0;
+    }
+    try {
+        return channel->finish({handle, mem_class, context}, timeout_ms) ? 1 : 0;
+    } catch (const std::bad_alloc &) {
+        *err = VELA_ENOMEM;
+        return 0;
+    }
+}
+
+u_int32 vela_channel_unconfirmed(const vela_channel *channel) { return channel->unconfirmed(); }
 
 void vela_channel_get_statistics(const vela_channel *channel, vela_channel_statistics *statistics) {
     *statistics = channel->statistics();

@@ -1,8 +1,6 @@
 // How the peers of a channel come and go.
 #include <errno.h>
 #include <string.h>
-#include <sys/timerfd.h>
-#include <time.h>
 
 #include <algorithm>
 
@@ -16,12 +14,6 @@ namespace {
 constexpr int most_accepts = 16;          // before the peers have their turn
 constexpr u_int32 accept_pause_ms = 100;  // when descriptors run out
 
-u_int64 now_ms() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u_int64>(now.tv_sec) * 1000 + static_cast<u_int64>(now.tv_nsec) / 1'000'000;
-}
-
 }  // namespace
 
 bool vela_channel::listen(failure &why) {
@@ -34,11 +26,18 @@ bool vela_channel::listen(failure &why) {
     return true;
 }
 
+// At its end a channel looks only for those who are to get what waits.
+bool vela_channel::wants_peers() const { return !is_finishing_ || !waiting_.empty(); }
+
 void vela_channel::watch_listening() {
-    epoll_event event = {};
-    event.events = EPOLLIN;
-    event.data.ptr = &listening_;
-    epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, listening_, &event);
+    bool is_wanted = listening_ >= 0 && wants_peers() && !times_.is_set(timetable::accept_again);
+    if (is_wanted != is_listening_watched_) {
+        epoll_event event = {};
+        event.events = EPOLLIN;
+        event.data.ptr = &listening_;
+        epoll_ctl(epoll_.get(), is_wanted ? EPOLL_CTL_ADD : EPOLL_CTL_DEL, listening_, &event);
+        is_listening_watched_ = is_wanted;
+    }
 }
 
 bool vela_channel::connect(failure &why) {
@@ -63,34 +62,65 @@ void vela_channel::accept_peers() {
         if (connection == nullptr && why.code == EAGAIN) {
             return;
         }
-        if (connection != nullptr && peers_.size() < options_.max_peers) {
+        if (connection != nullptr && has_room()) {
             adopt(std::move(connection));
-        } else if (connection != nullptr || why.code == EACCES) {
-            ++counters_.refused_peers;
-            bool too_many = connection != nullptr;
-            tell(VELA_CHANNEL_REFUSED, too_many ? VELA_EAGAIN : VELA_EACCES, 0,
-                 uri_ + ": " + (too_many ? connection->peer() + " turned away: too many peers" : why.text));
+        } else if (connection != nullptr) {
+            connection->refuse();
+            refuse(VELA_EAGAIN, connection->peer() + " turned away: too many peers");
+        } else if (why.code == EACCES) {
+            refuse(VELA_EACCES, why.text);
         } else {
             // No descriptor or no memory: the system would report the waiting peer again and again.
-            epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, listening_, nullptr);
-            is_accept_paused_ = true;
-            set_timer(accept_pause_ms);
+            times_.set(timetable::accept_again, accept_pause_ms);
+            watch_listening();
             return;
         }
     }
 }
 
+bool vela_channel::has_room() {
+    if (peers_.size() < options_.max_peers) {
+        return true;
+    }
+    peer *silent = longest_silent(peers_, now_ms(), options_.idle_ms);
+    if (silent == nullptr) {
+        return false;
+    }
+    silent->end(ETIMEDOUT);
+    retire_ended();
+    return true;
+}
+
+void vela_channel::refuse(u_int32 err, std::string text) {
+    ++counters_.refused_peers;
+    refusals_.add(err, std::move(text));
+    if (!times_.is_set(timetable::tell_of_refused)) {
+        tell_of_refused();
+    }
+}
+
+void vela_channel::tell_of_refused() {
+    if (refusals_.empty()) {
+        return;
+    }
+    refusals told = std::exchange(refusals_, refusals());
+    times_.set(timetable::tell_of_refused, refusals::pause_ms);
+    tell(VELA_CHANNEL_REFUSED, told.err(), told.count(), uri_ + ": " + told.text());
+}
+
 void vela_channel::on_timer() {
-    u_int64 expirations = 0;
-    [[maybe_unused]] ssize_t got = read(timer_.get(), &expirations, sizeof expirations);
-    is_timer_due_ = false;
-    if (is_accept_paused_) {
-        is_accept_paused_ = false;
+    u_int64 now = now_ms();
+    times_.take(timetable::look_around, now);  // whoever processes the channel looks around
+    if (times_.take(timetable::accept_again, now)) {
         watch_listening();
     }
-    if (is_connector_ && peers_.empty()) {
+    if (times_.take(timetable::tell_of_refused, now)) {
+        tell_of_refused();
+    }
+    if (times_.take(timetable::connect_again, now) && peers_.empty() && wants_peers()) {
         try_connect();
     }
+    times_.rearm();
 }
 
 void vela_channel::try_connect() {
@@ -101,19 +131,18 @@ void vela_channel::try_connect() {
         return;
     }
     if (why.code == EACCES) {
-        ++counters_.refused_peers;
-        tell(VELA_CHANNEL_REFUSED, VELA_EACCES, 0, uri_ + ": " + why.text);
+        refuse(VELA_EACCES, why.text);
     }
     connect_later();
 }
 
 void vela_channel::connect_later() {
-    set_timer(next_wait_ms_);
+    times_.set(timetable::connect_again, next_wait_ms_);
     next_wait_ms_ = std::min(next_wait_ms_ * 2, options_.reconnect_most_ms);
 }
 
 void vela_channel::adopt(std::unique_ptr<peer_link> connection) {
-    peers_.push_back(std::make_unique<peer>(std::move(connection), epoll_.get()));
+    peers_.push_back(std::make_unique<peer>(std::move(connection), epoll_.get(), now_ms()));
     peer &added = *peers_.back();
     if (!added.watch()) {
         added.end();
@@ -150,6 +179,9 @@ void vela_channel::retire(std::unique_ptr<peer> of) {
         next_wait_ms_ = was_up_long ? options_.reconnect_first_ms : next_wait_ms_;
         connect_later();
     }
+    if (is_connector_ && of->error() == EAGAIN) {
+        refuse(VELA_EAGAIN, of->connection().peer() + " has no place left for another peer");
+    }
     if (!of->is_open()) {
         return;
     }
@@ -157,9 +189,9 @@ void vela_channel::retire(std::unique_ptr<peer> of) {
     const std::string name = uri_ + ": " + of->connection().peer();
     u_int32 unread = of->connection().unread();
     u_int32 left = of->queue().count();
-    if (left > 0 && open_peers() == 0) {
+    if (left > 0 && open_peers() == 0 && waiting_.empty()) {  // it is not, if the peer was long about to leave
         of->queue().start_over();
-        waiting_ = std::move(of->queue());  // was empty while a peer was there
+        waiting_ = std::move(of->queue());
         left = 0;
     }
     counters_.unread += unread;
@@ -172,21 +204,4 @@ void vela_channel::retire(std::unique_ptr<peer> of) {
     }
     const char *reason = of->error() != 0 ? strerror(of->error()) : "closed by the peer";
     tell(VELA_CHANNEL_DISCONNECTED, static_cast<u_int32>(of->error()), 0, name + ": " + reason);
-}
-
-void vela_channel::shut_down() {
-    u_int32 left = waiting_.count();
-    for (const auto &each : peers_) {
-        if (each->is_open()) {
-            flush(*each);
-        }
-        left += each->queue().count();
-    }
-    peers_.clear();
-    waiting_ = frame_queue();
-    last_sender_ = nullptr;
-    if (left > 0) {
-        counters_.lost += left;
-        tell(VELA_CHANNEL_LOST, 0, left, uri_ + ": closed before everything was sent");
-    }
 }

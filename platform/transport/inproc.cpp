@@ -36,8 +36,10 @@ struct inbox {
     std::deque<std::vector<u_int8>> frames;
     size_t bytes = 0;
     file_descriptor event = make_event();
-    bool closed = false;   // its reader is gone
-    bool awaited = false;  // its writer waits for room
+    bool closed = false;    // its reader is gone
+    bool refused = false;   // ... and was never a peer
+    bool complete = false;  // its writer has finished
+    bool awaited = false;   // its writer waits for room
 
     bool is_full() const { return frames.size() >= most_frames || (bytes >= most_bytes && !frames.empty()); }
 };
@@ -83,8 +85,8 @@ class inproc_link : public peer_link {
         std::lock_guard lock(pair_->mutex);
         if (own_.frames.empty()) {
             clear(own_.event);
-            error = 0;
-            return other_.closed ? io::ended : io::again;
+            error = other_.refused ? EAGAIN : 0;
+            return own_.complete || other_.closed ? io::ended : io::again;
         }
         current_ = std::move(own_.frames.front());
         own_.frames.pop_front();
@@ -100,6 +102,19 @@ class inproc_link : public peer_link {
     u_int32 unread() override {
         std::lock_guard lock(pair_->mutex);
         return static_cast<u_int32>(other_.frames.size());
+    }
+    u_int32 unconfirmed() override { return unread(); }
+
+    bool finish_output() override {
+        std::lock_guard lock(pair_->mutex);
+        other_.complete = true;
+        signal(other_.event);
+        return true;
+    }
+
+    void refuse() override {
+        std::lock_guard lock(pair_->mutex);
+        own_.refused = true;
     }
 
     const std::string &peer() const override { return peer_; }

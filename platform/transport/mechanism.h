@@ -37,8 +37,18 @@ class peer_link {
     virtual io receive(frame_view &frame, int &error) = 0;
     // Whether a frame has come that `fd` does not tell of any more.
     virtual bool holds_frame() const { return false; }
-    // Upper bound of the frames that were sent and not yet read by the peer, as far as the system tells.
+    // Upper bound of the frames that the peer, which is gone, has not read of those that were sent.
     virtual u_int32 unread() = 0;
+    // The same of a peer that is there.
+    virtual u_int32 unconfirmed() = 0;
+    // Tells the peer that nothing more comes; receive() goes on. To be called after everything was sent, again and
+    // again until it returns true.
+    virtual bool finish_output() = 0;
+    // The last call before the link is closed although the peer is there. Returns the frames that it may cost the peer.
+    virtual u_int32 leave() { return 0; }
+    // The only call on a link that was accepted without a place for the peer: says so to the peer, whose receive() then
+    // ends with EAGAIN.
+    virtual void refuse() {}
     // The peer, for messages to people.
     virtual const std::string &peer() const = 0;
 };

@@ -13,38 +13,47 @@ peer::~peer() {
 
 bool peer::watch() {
     epoll_event event = {};
-    event.events = EPOLLIN;
+    event.events = watched_ = EPOLLIN;
     event.data.ptr = this;
     return epoll_ctl(epoll_, EPOLL_CTL_ADD, connection_->fd(), &event) == 0;
 }
 
-void peer::want_output(bool wanted) {
-    if (wanted == wants_output_ || !connection_->polls_output()) {
+void peer::watch_as_needed() {
+    if (!connection_->polls_output()) {
         return;
     }
+    bool wants_output = !is_open_ || (!queue_.empty() && !is_output_broken_);
     epoll_event event = {};
-    event.events = wanted ? EPOLLIN | EPOLLOUT : EPOLLIN;
+    event.events |= is_leaving_ ? 0u : u_int32{EPOLLIN};  // an end stays to be read
+    event.events |= wants_output ? u_int32{EPOLLOUT} : 0u;
     event.data.ptr = this;
-    epoll_ctl(epoll_, EPOLL_CTL_MOD, connection_->fd(), &event);
-    wants_output_ = wanted;
+    if (event.events != watched_) {
+        epoll_ctl(epoll_, EPOLL_CTL_MOD, connection_->fd(), &event);
+        watched_ = event.events;
+    }
+}
+
+void peer::end(int error) {
+    has_ended_ = true;
+    error_ = error != 0 ? error : error_;
 }
 
 void peer::break_output(int error) {
     is_output_broken_ = true;
     error_ = error;
-    want_output(false);
+    has_ended_ |= is_leaving_;
+    watch_as_needed();
 }
 
 bool peer::establish() {
     int error = 0;
     io result = connection_->establish(error);
     if (result == io::ended) {
-        has_ended_ = true;
-        error_ = error;
+        end(error);
         return false;
     }
     is_open_ = result == io::done;
-    want_output(!is_open_);
+    watch_as_needed();
     return is_open_;
 }
 
@@ -54,6 +63,7 @@ peer::outcome peer::send(frame_view frame, const queue_limits &limits) {
         int error = 0;
         io result = connection_->send(frame, progress, error);
         if (result == io::done) {
+            ++sent_;
             return outcome::sent;
         }
         if (result == io::ended) {
@@ -70,7 +80,7 @@ peer::outcome peer::send(frame_view frame, const queue_limits &limits) {
         }
         return outcome::no_memory;
     }
-    want_output(!is_output_broken_);
+    watch_as_needed();
     return outcome::queued;
 }
 
@@ -89,7 +99,9 @@ u_int32 peer::flush(u_int64 &bytes) {
             break_output(error);
         }
     }
-    want_output(!queue_.empty() && !is_output_broken_);
+    sent_ += count;
+    has_ended_ |= is_leaving_ && queue_.empty();
+    watch_as_needed();
     return count;
 }
 
@@ -97,10 +109,19 @@ io peer::receive(frame_view &frame) {
     int error = 0;
     io result = connection_->receive(frame, error);
     if (result == io::ended) {
-        has_ended_ = true;
-        error_ = error != 0 ? error : error_;
+        is_leaving_ = error == 0 && !queue_.empty() && !is_output_broken_;
+        if (!is_leaving_) {
+            end(error);
+        }
+        watch_as_needed();
     }
     return result;
+}
+
+void peer::finish() {
+    if (is_open_ && !is_output_done_ && !is_output_broken_ && queue_.empty()) {
+        is_output_done_ = connection_->finish_output();
+    }
 }
 
 }  // namespace vela::transport

@@ -2,7 +2,8 @@
 //
 // A frame is one packet. The system wants contiguous memory for long packets, so a long frame travels as several, told
 // by their first byte, which no bundle or message begins with: `first_part`, the frame's length (4 bytes), bytes;
-// then as often as needed `next_part`, bytes. Parts of two frames never mix.
+// then as often as needed `next_part`, bytes. Parts of two frames never mix. A packet of the one byte `refusal` says that
+// there is no place for the peer.
 #include <errno.h>
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
@@ -20,9 +21,11 @@ namespace {
 
 constexpr u_int8 first_part = 0x01;
 constexpr u_int8 next_part = 0x02;
+constexpr u_int8 refusal = 0x03;
 constexpr size_t most_packet = 64 * 1024;
 constexpr u_int32 look_after = 16;        // frames sent, before the system is asked whether they were read
 constexpr u_int32 look_every = 256;       // the same while nothing is received
+constexpr int least_packet_memory = 256;  // bytes that the system counts for a packet, however short it is
 constexpr int most_packets_at_once = 64;  // parts of a frame, before others have their turn
 
 // What one packet may hold. The system refuses a packet that exceeds its buffer.
@@ -36,10 +39,11 @@ size_t packet_room(int fd) {
 
 class unix_link : public peer_link {
   public:
-    unix_link(file_descriptor fd, const mechanism_options &options, std::string peer)
+    unix_link(file_descriptor fd, const mechanism_options &options, bool is_caller, std::string peer)
         : fd_(std::move(fd)),
           packet_room_(packet_room(fd_.get())),
           max_message_(options.max_message),
+          is_caller_(is_caller),
           room_(std::max<size_t>(max_message_, most_packet)),
           buffer_(new u_int8[room_]),
           peer_(std::move(peer)) {}
@@ -79,6 +83,10 @@ class unix_link : public peer_link {
                 error = result == io::ended && was_reset_ ? ECONNRESET : error;
                 return result;
             }
+            if (is_caller_ && length == 1 && buffer_[0] == refusal) {
+                error = EAGAIN;
+                return io::ended;
+            }
             if (take_packet(length, frame)) {
                 return io::done;
             }
@@ -88,6 +96,19 @@ class unix_link : public peer_link {
 
     // A peer that ends with packets left to read resets the connection; one that has read all closes it.
     u_int32 unread() override { return was_reset_ ? in_flight_ : 0; }
+    u_int32 unconfirmed() override {
+        forget_read_frames();
+        return in_flight_;
+    }
+
+    // The peer reads what is there before it sees the end, and answers that with its own.
+    bool finish_output() override { return shutdown(fd_.get(), SHUT_WR) == 0 || errno != EINTR; }
+
+    void refuse() override {
+        size_t sent = 0;
+        int ignored = 0;
+        send_bytes(fd_.get(), &refusal, sizeof refusal, sent, ignored);
+    }
 
   private:
     io send_next_part(frame_view frame, u_int32 &progress, int &error) {
@@ -152,17 +173,19 @@ class unix_link : public peer_link {
         return missing_ == 0;
     }
 
-    // The count of frames in flight starts again whenever the system says that the peer has read everything.
+    // The system tells the memory of the packets that the peer has not read: none, or at most so many.
     void forget_read_frames() {
         int bytes = 0;
-        if (in_flight_ > 0 && !was_reset_ && ioctl(fd_.get(), SIOCOUTQ, &bytes) == 0 && bytes == 0) {
-            in_flight_ = 0;
+        if (in_flight_ > 0 && !was_reset_ && ioctl(fd_.get(), SIOCOUTQ, &bytes) == 0) {
+            const int packets = (bytes + least_packet_memory - 1) / least_packet_memory;
+            in_flight_ = std::min(in_flight_, static_cast<u_int32>(packets));
         }
     }
 
     file_descriptor fd_;
     size_t packet_room_;
     u_int32 max_message_;
+    bool is_caller_;
     size_t room_;
     std::unique_ptr<u_int8[]> buffer_;
     std::string peer_;
@@ -202,7 +225,7 @@ class unix_mechanism : public mechanism {
     }
 
     std::unique_ptr<peer_link> accept(failure &why) override {
-        return make_link(accept_socket(listening_.get(), options_, why), why);
+        return make_link(accept_socket(listening_.get(), options_, why), false, why);
     }
 
     std::unique_ptr<peer_link> connect(failure &why) override {
@@ -212,18 +235,18 @@ class unix_mechanism : public mechanism {
             why = system_failure(errno, "no connection to " + uri());
             return nullptr;
         }
-        return make_link(std::move(fd), why);
+        return make_link(std::move(fd), true, why);
     }
 
     std::string uri() const override { return "unix:" + path_; }
 
   private:
-    std::unique_ptr<peer_link> make_link(file_descriptor fd, failure &why) {
+    std::unique_ptr<peer_link> make_link(file_descriptor fd, bool is_caller, failure &why) {
         std::string peer;
         if (!fd || !is_welcome(fd.get(), options_, peer, why)) {
             return nullptr;
         }
-        return std::make_unique<unix_link>(std::move(fd), options_, std::move(peer));
+        return std::make_unique<unix_link>(std::move(fd), options_, is_caller, std::move(peer));
     }
 
     std::string path_;

@@ -1,5 +1,7 @@
 #include "channel.h"
 
+#include <algorithm>
+
 #include "failure.h"
 #include "reflection.h"
 
@@ -34,6 +36,7 @@ channel open_channel(open_channel_fn open, const channel_options &options, vela_
     details.size = sizeof details;
     details.event = event;
     details.event_cookie = cookie;
+    details.idle_ms = static_cast<u_int32>(std::min(options.idle_limit * 1000, 4e9));
     char reason[256] = "";
     u_int32 err = 0;
     channel result(open(options.channel.c_str(), options.uri.c_str(), &details, reason, sizeof reason, &err));

@@ -1,4 +1,4 @@
-// A transport channel that closes itself, for send and listen.
+// A transport channel that closes itself, for the subcommands that send and receive.
 #pragma once
 
 #include <memory>
@@ -13,6 +13,7 @@ struct channel_options {
     std::string uri;
     std::string channel = "gable";
     double timeout = -1;
+    double idle_limit = 0;  // seconds; 0: the library's default
 };
 
 struct close_channel {

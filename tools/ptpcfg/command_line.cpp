@@ -13,7 +13,8 @@ namespace {
 
 constexpr const char *exit_codes =
     "Exit codes: 0 done; 1 the input is wrong; 2 the command line is wrong; 3 a file, a pipe or the memory failed;\n"
-    "4 the other end of a channel failed. Faults are named on standard error, a line each; output appears whole or\n"
+    "4 the other end of a channel failed, or did not confirm every message. Faults are named on standard error, a line "
+    "each; output appears whole or\n"
     "not at all.";
 
 void trace_to_stderr(void *, const bitlog_record *record) {
@@ -166,6 +167,9 @@ void add_describe(CLI::App &app) {
     command->callback([options] { describe(*options); });
 }
 
+constexpr const char *outgoing_timeout_help =
+    "longest time without a peer, or in which the peer takes or confirms nothing; default 5";
+
 void add_channel_options(CLI::App &command, channel_options &options, const char *timeout_help) {
     command.add_option("uri", options.uri, "where the channel is, for example unix:/run/ptp.sock")
         ->type_name("URI")
@@ -176,25 +180,38 @@ void add_channel_options(CLI::App &command, channel_options &options, const char
     command.add_option("--timeout", options.timeout, timeout_help)->type_name("SECONDS")->check(CLI::NonNegativeNumber);
 }
 
+void add_receiving_options(CLI::App &command, channel_options &options) {
+    add_channel_options(command, options, "end after this time without a message; a fault when --count is not reached");
+    command
+        .add_option("--idle-limit", options.idle_limit,
+                    "when all 64 places are taken, a new connection gets that of one from which no message came in "
+                    "this time; default 3")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.001, 4e6));
+}
+
 void add_send(CLI::App &app) {
     CLI::App *command = app.add_subcommand("send", "Send messages to the program that listens at a channel");
     auto options = std::make_shared<send_options>();
     options->channel.timeout = 5;
-    add_channel_options(*command, options->channel, "longest time that sending may take; default 5");
+    add_channel_options(*command, options->channel, outgoing_timeout_help);
     command->add_option("files", options->files, "messages as XML or bytes; - is standard input")
         ->type_name("FILE")
         ->required();
     add_from_option(*command, options->from);
     add_domain_option(*command, options->session);
     command->add_flag("--tracked", options->session.tracked, "write state flags, as state attributes give them");
+    command->footer(
+        std::string("It ends when the peer has read every message, or fails with exit code 4 and the number "
+                    "of those that it did\nnot confirm.\n\n") +
+        exit_codes);
     command->callback([options] { send(*options); });
 }
 
 void add_listen(CLI::App &app) {
     CLI::App *command = app.add_subcommand("listen", "Receive messages at a channel and show or keep them");
     auto options = std::make_shared<listen_options>();
-    add_channel_options(*command, options->channel,
-                        "end after this time without a message; a fault when --count is not reached");
+    add_receiving_options(*command, options->channel);
     add_to_option(*command, options->to);
     command->add_option("-o,--output", options->output, "file to add to; - is standard output")->type_name("FILE");
     command->add_option("--record", options->record, "file to add each message to, as XML with its time")
@@ -241,8 +258,7 @@ void add_record(CLI::App &app) {
         app.add_subcommand("record", "Receive messages at a channel and keep their bytes with the time");
     refuse_domain(*command);
     auto options = std::make_shared<record_options>();
-    add_channel_options(*command, options->channel,
-                        "end after this time without a message; a fault when --count is not reached");
+    add_receiving_options(*command, options->channel);
     command->add_option("file", options->file, "recording to add to; replay, decode and print read it")
         ->type_name("FILE")
         ->required();
@@ -266,8 +282,7 @@ void add_replay(CLI::App &app) {
     command->add_option("file", options->file, "recording; FILE.1 and so on are read before it")
         ->type_name("FILE")
         ->required();
-    add_channel_options(*command, options->channel,
-                        "longest time without a peer, or in which the peer takes nothing; default 5");
+    add_channel_options(*command, options->channel, outgoing_timeout_help);
     command->add_option("--speed", options->speed, "how many times as fast as recorded, or max; default 1")
         ->type_name("N|max");
     constexpr const char *times = "seconds from the recording's first message, or a time as in 2026-03-29T01:30:00Z";
@@ -280,7 +295,7 @@ void add_replay(CLI::App &app) {
     command->footer(
         std::string("The messages keep their distances in time, divided by N. A bar shows on a terminal how "
                     "far it is.\nA torn end of the recording is a warning; damage is reported, and the rest "
-                    "is sent.\n\n") +
+                    "is sent. Messages that the peer did not confirm are exit code 4.\n\n") +
         exit_codes);
     command->callback([options] { replay(*options); });
 }

@@ -1,4 +1,4 @@
-// The connecting end of a channel, for replay: takes messages for as long as the peer takes them.
+// The connecting end of a channel, for send and replay: takes messages for as long as the peer takes them.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,8 @@ class outgoing {
   public:
     using clock = std::chrono::steady_clock;
 
-    explicit outgoing(const channel_options &options);
+    /** @param total  messages that there will be, if that is known: failures name it */
+    explicit outgoing(const channel_options &options, u_int64 total = 0);
     ~outgoing();
     outgoing(const outgoing &) = delete;
     outgoing &operator=(const outgoing &) = delete;
@@ -28,21 +29,30 @@ class outgoing {
     void work_until(clock::time_point time);
     /** Gives a message to the channel; waits while its queue is full. Returns false when the bytes are no message. */
     bool offer(std::string_view message);
-    /** Waits until everything was handed over to the peer. */
-    void flush();
+    /** Sends what waits, waits until the peer has confirmed everything, and fails with the number of what it has not. */
+    void finish();
 
     u_int64 sent() const { return statistics_of(channel_).sent; }
+    /** Upper bound of what was sent and, as far as is known, not read. */
+    u_int64 unconfirmed() const;
 
   private:
     static void on_event(void *cookie, vela_channel *channel, const vela_channel_event *event);
+    void wait(clock::time_point until);
     void work(clock::time_point until);
+    void note_progress();
+    bool is_stalled() const;
+    [[noreturn]] void fail(const std::string &reason) const;
     void check() const;
 
     channel_options options_;
+    u_int64 total_;
     std::string last_event_;
+    std::string worst_event_;  // of messages that may be lost; says more than what comes after it
     channel channel_;
     clock::time_point last_progress_;
     u_int64 last_sent_ = 0;
+    u_int64 last_unconfirmed_ = 0;
     u_int64 offered_ = 0;
 };
 

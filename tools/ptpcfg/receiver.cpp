@@ -12,9 +12,8 @@ namespace ptpcfg {
 receiver::receiver(const channel_options &options, u_int32 count, take_fn take)
     : options_(options), count_(count), take_(std::move(take)) {
     end_at_signals();
-    // Handlers may not throw through the library, so they only keep what arrives.
     set_bundle_handler(options.channel, [](vela_handle *, u_int32, const u_int8 *bundle, u_int32 length, void *self) {
-        static_cast<receiver *>(self)->arrived_.emplace_back(reinterpret_cast<const char *>(bundle), length);
+        static_cast<receiver *>(self)->take_bundle(bundle, length);
     });
     channel_ = open_channel(vela_channel_listen, options_, on_event, this);
 }
@@ -27,13 +26,13 @@ receiver::~receiver() {
 void receiver::run() {
     last_ = clock::now();
     while (stop_signal() == 0 && !has_enough()) {
-        if (!wait()) {
+        if (!take_next() && !wait()) {
             check_count();
             break;
         }
-        u_int32 err = 0;
-        vela_channel_process(channel_.get(), nullptr, memory_class, this, 0, &err);
-        take_arrived();
+    }
+    if (silent_strangers_ > 0) {
+        say(std::to_string(silent_strangers_) + " more pieces of strangers were dropped");
     }
     if (faults_ > 0) {
         throw failure(exit_code::peer, options_.uri + ": " + std::to_string(faults_) + " faults, see above");
@@ -41,51 +40,51 @@ void receiver::run() {
 }
 
 void receiver::on_event(void *cookie, vela_channel *, const vela_channel_event *event) {
-    if (event->kind == VELA_CHANNEL_REFUSED || event->kind == VELA_CHANNEL_DROPPED) {
-        static_cast<receiver *>(cookie)->complain(event->text != nullptr ? event->text : "a message was dropped");
+    receiver &self = *static_cast<receiver *>(cookie);
+    const std::string text = event->text != nullptr ? event->text : "a message was dropped";
+    if (event->kind == VELA_CHANNEL_REFUSED) {
+        self.say(text);  // the channel tells that once a second
+    } else if (event->kind == VELA_CHANNEL_DROPPED && event->delivered == 0) {
+        self.say_of_stranger(text);
+    } else if (event->kind == VELA_CHANNEL_DROPPED) {
+        self.complain(text);
     }
+}
+
+void receiver::say(const std::string &text) const {
+    std::fprintf(stderr, "ptpcfg: %s: %s\n", options_.uri.c_str(), text.c_str());
 }
 
 void receiver::complain(const std::string &reason) {
     ++faults_;
-    std::fprintf(stderr, "ptpcfg: %s: %s\n", options_.uri.c_str(), reason.c_str());
+    say(reason);
 }
 
-/** Waits for something to do; false when nothing came for too long. */
-bool receiver::wait() {
-    if (options_.timeout < 0) {
-        vela_channel_wait(channel_.get(), -1);
-        return true;
+/** A line a second at most: whoever reaches the port could fill a log with them. */
+void receiver::say_of_stranger(const std::string &text) {
+    if (clock::now() < next_stranger_) {
+        ++silent_strangers_;
+        return;
     }
-    const auto limit =
-        last_ + std::chrono::duration_cast<clock::duration>(std::chrono::duration<double>(options_.timeout));
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(limit - clock::now());
-    if (left.count() <= 0) {
-        return false;
-    }
-    vela_channel_wait(channel_.get(), static_cast<int32>(std::min<int64_t>(left.count() + 1, 60000)));
-    return true;
+    const u_int64 more = std::exchange(silent_strangers_, 0);
+    say(text + (more == 0 ? "" : "; " + std::to_string(more) + " more before"));
+    next_stranger_ = clock::now() + std::chrono::seconds(1);
 }
 
-void receiver::check_count() const {
-    if (count_ != 0) {
-        throw failure(exit_code::peer, options_.uri + ": only " + std::to_string(received_) + " of " +
-                                           std::to_string(count_) + " messages arrived in time");
+/** One at a time: its sender may think of what is left as not read when this is the end. */
+bool receiver::take_next() {
+    u_int32 err = 0;
+    const bool came = vela_channel_process(channel_.get(), nullptr, memory_class, this, 1, &err) > 0;
+    if (thrown_ != nullptr) {
+        std::rethrow_exception(std::exchange(thrown_, nullptr));
     }
+    return came;
 }
 
-void receiver::take_arrived() {
-    while (!arrived_.empty() && !has_enough()) {
-        const std::string bytes = std::move(arrived_.front());
-        arrived_.pop_front();
-        take_bundle(bytes);
-    }
-}
-
-void receiver::take_bundle(const std::string &bytes) {
+void receiver::take_bundle(const u_int8 *bytes, u_int32 length) try {
     vela_bundle_reader reader{};
     u_int32 err = 0;
-    vela_bundle_read(&reader, reinterpret_cast<const u_int8 *>(bytes.data()), static_cast<u_int32>(bytes.size()), &err);
+    vela_bundle_read(&reader, bytes, length, &err);
     vela_bundle_item item{};
     while (!has_enough() && vela_bundle_next(&reader, &item) != 0) {
         last_ = clock::now();
@@ -97,6 +96,31 @@ void receiver::take_bundle(const std::string &bytes) {
         } else {
             take_({reinterpret_cast<const char *>(item.message), item.length});
         }
+    }
+} catch (...) {
+    thrown_ = std::current_exception();
+}
+
+/** Waits for something to do; false when nothing came for too long. */
+bool receiver::wait() {
+    if (options_.timeout < 0) {
+        wait_or_stop(vela_channel_fd(channel_.get()), -1);
+        return true;
+    }
+    const auto limit =
+        last_ + std::chrono::duration_cast<clock::duration>(std::chrono::duration<double>(options_.timeout));
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(limit - clock::now());
+    if (left.count() <= 0) {
+        return false;
+    }
+    wait_or_stop(vela_channel_fd(channel_.get()), static_cast<int>(std::min<int64_t>(left.count() + 1, 60000)));
+    return true;
+}
+
+void receiver::check_count() const {
+    if (count_ != 0) {
+        throw failure(exit_code::peer, options_.uri + ": only " + std::to_string(received_) + " of " +
+                                           std::to_string(count_) + " messages arrived in time");
     }
 }
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <chrono>
-#include <deque>
+#include <exception>
 #include <functional>
 #include <string_view>
 
@@ -12,7 +12,7 @@ namespace ptpcfg {
 
 class receiver {
   public:
-    /** Gets each message, those of a bundle one by one; it may throw. */
+    /** Gets each message, those of a bundle one by one, before its sender is told that it was read; it may throw. */
     using take_fn = std::function<void(std::string_view message)>;
 
     /** @param count  messages after which it ends; 0: without end */
@@ -21,7 +21,10 @@ class receiver {
     receiver(const receiver &) = delete;
     receiver &operator=(const receiver &) = delete;
 
-    /** Ends in order at SIGINT and SIGTERM. Fails at the end when `count` was not reached, or there were faults. */
+    /**
+     * Ends in order at SIGINT and SIGTERM. Fails at the end when `count` was not reached, or there were faults; those of
+     * strangers, who never sent a message, are named and do not count.
+     */
     void run();
 
     /** Names a fault on standard error; the work goes on, and run() fails in the end. */
@@ -34,17 +37,21 @@ class receiver {
 
     static void on_event(void *cookie, vela_channel *channel, const vela_channel_event *event);
     bool has_enough() const { return count_ != 0 && received_ >= count_; }
+    void say(const std::string &text) const;
+    void say_of_stranger(const std::string &text);
+    bool take_next();
+    void take_bundle(const u_int8 *bytes, u_int32 length);
     bool wait();
     void check_count() const;
-    void take_arrived();
-    void take_bundle(const std::string &bytes);
 
     channel_options options_;
     u_int32 count_;
     take_fn take_;
     channel channel_;
-    std::deque<std::string> arrived_;
-    clock::time_point last_;  // when the last message came
+    std::exception_ptr thrown_;  // by `take_`: nothing may be thrown through the library
+    clock::time_point last_;     // when the last message came
+    clock::time_point next_stranger_{};
+    u_int64 silent_strangers_ = 0;  // of whom nothing was said
     u_int32 received_ = 0;
     size_t faults_ = 0;
 };

@@ -110,7 +110,9 @@ class replayer {
             }
             progress_.show(input_.fraction(), channel_.sent());
         }
-        channel_.flush();
+        if (stop_signal() == 0) {
+            channel_.finish();
+        }
         progress_.draw(input_.fraction(), channel_.sent());
         if (stop_signal() == 0) {
             input_.finish();
@@ -118,7 +120,12 @@ class replayer {
         }
     }
 
-    u_int64 sent() const { return channel_.sent(); }
+    /** How far it came, for the line that says that a signal ended it. */
+    std::string account() const {
+        const u_int64 unconfirmed = channel_.unconfirmed();
+        return std::to_string(channel_.sent()) + " messages" +
+               (unconfirmed == 0 ? "" : ", of which up to " + std::to_string(unconfirmed) + " were not confirmed");
+    }
 
   private:
     void replay(const vela_recording_item &item) {
@@ -153,14 +160,14 @@ class replayer {
 }  // namespace
 
 void replay(const replay_options &options) {
-    u_int64 sent = 0;
+    std::string account;
     {
         replayer replayer(options);
         replayer.run();
-        sent = replayer.sent();
+        account = replayer.account();
     }
     if (const int signal = stop_signal(); signal != 0) {
-        std::fprintf(stderr, "ptpcfg: ended by a signal after %llu messages\n", static_cast<unsigned long long>(sent));
+        std::fprintf(stderr, "ptpcfg: ended by a signal after %s\n", account.c_str());
         std::signal(signal, SIG_DFL);
         std::raise(signal);
     }

@@ -11,4 +11,11 @@ int stop_signal();
 
 inline bool stopped() { return stop_signal() != 0; }
 
+/**
+ * Waits until a descriptor is readable, the time is over or one of the signals has come, also before the call: a signal
+ * between a look at `stopped()` and the wait is not missed.
+ * @param timeout_ms  negative: no limit
+ */
+void wait_or_stop(int descriptor, int timeout_ms);
+
 }  // namespace ptpcfg

@@ -59,7 +59,9 @@ enum {
     VELA_EAGAIN = 11,     /**< the queue is full: process the channel and send again later */
     VELA_EACCES = 13,     /**< the peer belongs to another user */
     VELA_EADDRINUSE = 98, /**< another program listens there */
-    VELA_ENOTCONN = 107   /**< there is no peer to reply to */
+    VELA_ENOTCONN = 107,  /**< there is no peer to reply to */
+    VELA_ESHUTDOWN = 108, /**< the channel is being finished: it takes no more messages */
+    VELA_ETIMEDOUT = 110  /**< a silent peer made room for another, or the network brought no answer */
 };
 
 typedef struct vela_channel vela_channel;
@@ -67,10 +69,13 @@ typedef struct vela_channel vela_channel;
 /** What an event tells. */
 typedef enum vela_channel_event_kind {
     VELA_CHANNEL_CONNECTED = 1, /**< a peer is there */
-    VELA_CHANNEL_DISCONNECTED,  /**< a peer has gone; `err` says why, 0: it closed */
-    VELA_CHANNEL_REFUSED,       /**< a peer was turned away: another user's (13), or one too many (11) */
+    VELA_CHANNEL_DISCONNECTED,  /**< a peer has gone; `err` says why, 0: it closed, 110: see `idle_ms` */
+    VELA_CHANNEL_REFUSED,       /**< a peer was turned away: another user's (13), or one too many (11); of a connecting
+                                     end, the listening end has no place left (11). At most one event a second;
+                                     `messages` is the number of connections since the last one */
     VELA_CHANNEL_LOST,          /**< `messages` accepted messages will not be sent any more */
-    VELA_CHANNEL_UNREAD,        /**< up to `messages` messages were sent, but the peer ended before it read them */
+    VELA_CHANNEL_UNREAD,        /**< up to `messages` messages were sent, but the peer ended, or the channel was closed,
+                                     before the peer was known to have read them */
     VELA_CHANNEL_DROPPED        /**< a received message was not delivered: too long (90), neither a message nor a
                                      bundle (22), or no handler (38) */
 } vela_channel_event_kind;
@@ -79,7 +84,8 @@ typedef struct vela_channel_event {
     vela_channel_event_kind kind;
     u_int32 err;
     u_int32 messages;
-    const char *text; /**< what happened, where and to whom; valid during the call */
+    const char *text;  /**< what happened, where and to whom; valid during the call */
+    u_int64 delivered; /**< DROPPED: messages of the same peer that were delivered before; 0: perhaps a stranger */
 } vela_channel_event;
 
 /** Told of events, during a call on the channel. It may send; it must not process or close the channel. */
@@ -92,6 +98,9 @@ typedef struct vela_channel_options {
     u_int32 queue_messages;      /**< messages that wait per peer; default 1024 */
     u_int32 queue_bytes;         /**< bytes that wait per peer; default 8 MiB, never less than one longest message */
     u_int32 max_peers;           /**< peers of a listening end; default 64 */
+    u_int32 idle_ms;             /**< when all places are taken, a newcomer gets that of a peer from which no message
+                                      came, and which read none, in this time since it connected; default 3000,
+                                      0xFFFFFFFF: never */
     u_int32 socket_mode;         /**< permission bits of a unix: socket; default 0600 */
     u_int32 allow_other_users;   /**< non-zero: peers of a unix: channel may belong to another user */
     u_int32 socket_buffer;       /**< bytes that the system buffers per socket; default: to fit max_message */
@@ -107,10 +116,10 @@ typedef struct vela_channel_statistics {
     u_int64 sent_bytes;
     u_int64 received; /**< messages delivered to the handler */
     u_int64 received_bytes;
-    u_int64 refused;  /**< sends refused because a queue was full */
-    u_int64 lost;     /**< accepted messages that were given up */
-    u_int64 unread;   /**< upper bound of messages that were sent to peers which ended before they read them */
-    u_int64 dropped;  /**< received messages that were not delivered */
+    u_int64 refused; /**< sends refused because a queue was full */
+    u_int64 lost;    /**< accepted messages that were given up */
+    u_int64 unread;  /**< upper bound of messages that were sent and, when the connection ended, not known to be read */
+    u_int64 dropped; /**< received messages that were not delivered */
     u_int64 connects; /**< peers that came, or connections that were made */
     u_int64 disconnects;
     u_int64 reconnects; /**< connections made after the first */
@@ -141,8 +150,32 @@ VELA_API vela_channel *vela_channel_connect(const char *domain, const char *uri,
                                             char *error_text, size_t room, u_int32 *err);
 
 /**
- * Closes a channel after one more attempt to send what is queued; the rest is lost, with an event. Removes the
- * socket file of a listening end.
+ * Ends a channel in order, to be called before vela_channel_close(): sends what is queued, waits until the peers have
+ * read it, tells them that nothing more comes, and takes what they still send. From the first call on new messages,
+ * replies too, are refused (108), and no new peers are looked for unless something waits for them.
+ *
+ * An event loop calls it with a timeout of 0 in place of vela_channel_process(), each time that vela_channel_fd() is
+ * readable, until it returns 1 or has taken too long.
+ * @param handle, mem_class, context  passed on to the bundle handler
+ * @param timeout_ms  longest time that the call may take; 0: it does what there is to do, without waiting
+ * @param err         receives 12, or 22 when called from within a handler or an event
+ * @return 1 when it is over: nothing is queued and no peer is left. Everything was then read, but for what the counters
+ *         `lost` and `unread` say. 0 when the time is over or a signal came; vela_channel_unconfirmed() and the counter
+ *         `queued` say what is missing
+ */
+VELA_API u_int32 vela_channel_finish(vela_channel *channel, vela_handle *handle, u_int32 mem_class, void *context,
+                                     u_int32 timeout_ms, u_int32 *err);
+
+/**
+ * Upper bound of the messages that were sent to the present peers and are not known to be read. Over TCP a message is
+ * read when its handler has returned; else when the peer's channel has taken it.
+ */
+VELA_API u_int32 vela_channel_unconfirmed(const vela_channel *channel);
+
+/**
+ * Closes a channel after one more attempt to send what is queued; the rest is lost, with an event. What TCP peers have not
+ * confirmed by then may be lost as well, and is told and counted as unread: call vela_channel_finish() first. Removes
+ * the socket file of a listening end.
  * @param channel     may be NULL
  * @param statistics  NULL, or receives the final counters
  */
@@ -161,7 +194,9 @@ VELA_API int vela_channel_fd(const vela_channel *channel);
  * Waits for something to do; together with vela_channel_process() it is the shortest way from a message to its
  * handler. Within a handler or an event it returns 0 at once.
  * @param timeout_ms  longest wait; negative: no limit
- * @return 1 when there is something to do, 0 when the time is over or a signal came
+ * @return 1 when there is something to do, 0 when the time is over or a signal came. A signal that comes just before the
+ *         call does not end it: who tests a flag that a signal handler sets waits for vela_channel_fd() with ppoll(), or
+ *         together with a descriptor that the handler writes to
  */
 VELA_API u_int32 vela_channel_wait(vela_channel *channel, int32 timeout_ms);
 
@@ -181,8 +216,8 @@ VELA_API u_int32 vela_channel_process(vela_channel *channel, vela_handle *handle
  * end sends to every peer; without a peer it keeps the message for the next one. A peer whose queue is full misses
  * the message (event VELA_CHANNEL_LOST) unless no peer can take it.
  * @param bytes, length  copied when they have to wait
- * @param err            receives 11 (the queue is full; nothing was taken), 12, 22 (neither a bundle nor a message) or
- *                       90 (longer than max_message)
+ * @param err            receives 11 (the queue is full; nothing was taken), 12, 22 (neither a bundle nor a message),
+ *                       90 (longer than max_message) or 108 (the channel is being finished)
  * @return 1 when it was accepted, else 0
  */
 VELA_API u_int32 vela_channel_send(vela_channel *channel, const u_int8 *bytes, u_int32 length, u_int32 *err);
