@@ -2,21 +2,28 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <toml++/toml.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <set>
 #include <vector>
 
+#include "domain_syntax.h"
+#include "file_descriptor.h"
+#include "guarded_file.h"
 #include "module_types.h"
 #include "velalib/runtime.h"
 
 namespace {
 
+using velalib::domain_entry;
+using velalib::domain_value;
+
 constexpr size_t longest_file = 1024 * 1024;
+constexpr size_t most_faults = 100;  // more help nobody, and each takes a look at all names
 constexpr size_t longest_name = sizeof(vela_handle::domain_name) - 1;
 
 struct destroy_domain {
@@ -37,18 +44,19 @@ std::string quoted(std::string_view name) {
 
 /** Reads a file whole; returns 0 or the error word. */
 u_int32 read_file(const char *path, std::string &content, std::string &why) {
-    const int file = ::open(path, O_RDONLY | O_CLOEXEC);
-    ssize_t count = file < 0 ? -1 : 1;
+    const char *refusal = nullptr;
+    const vela::transport::file_descriptor file(
+        guarded_file::open_regular(path, O_RDONLY, 0, guarded_file::allow_all, refusal));
+    ssize_t count = file ? 1 : -1;
     while (count > 0 && content.size() <= longest_file) {
         char block[8192];
-        count = ::read(file, block, sizeof block);
+        count = ::read(file.get(), block, sizeof block);
         if (count > 0) content.append(block, static_cast<size_t>(count));
         if (count < 0 && errno == EINTR) count = 1;
     }
     const int error = errno;
-    if (file >= 0) ::close(file);
     if (count < 0) {
-        why = std::string(path) + ": cannot read: " + std::strerror(error);
+        why = std::string(path) + ": cannot read: " + (refusal != nullptr ? refusal : std::strerror(error));
         return static_cast<u_int32>(error);
     }
     if (content.size() > longest_file) {
@@ -73,81 +81,83 @@ class domain_reader {
         std::string text;
     };
 
-    owned_domain take(const toml::table &top);
-    std::string take_name(const toml::table &top);
-    void take_variants(const toml::table &top);
-    void take_variant(vela_domain *domain, std::string_view type, const toml::node &value);
-    void take_messages(const toml::table &top);
-    void take_message(vela_domain *domain, const toml::node &value);
-    void refuse_other_keys(const toml::table &top);
+    void take_entry(const domain_entry &entry);
+    std::string take_name(const std::vector<domain_entry> &entries);
+    void take_variant(const std::string &type, const domain_value &value);
+    void take_messages(const domain_value &value);
+    void take_message(const domain_value &value);
+    void refuse_key(const domain_entry &entry);
 
     void report(u_int32 line, const std::string &what, const std::string &remedy) {
         faults_.push_back({std::max(line, 1u), what + "; " + remedy});
     }
-    void report(const toml::node &at, const std::string &what, const std::string &remedy) {
-        report(at.source().begin.line, what, remedy);
+    void report(const domain_value &at, const std::string &what, const std::string &remedy) {
+        report(at.line, what, remedy);
     }
 
     std::string path_;
     owned_domain domain_;
-    std::vector<std::string> forbidden_;
+    std::set<std::string> forbidden_;
     std::vector<fault> faults_;
 };
 
 owned_domain domain_reader::read(std::string_view content) {
-    try {
-        return take(toml::parse(content, path_));
-    } catch (const toml::parse_error &error) {
-        report(error.source().begin.line, std::string(error.description()), "correct this line, it is no TOML");
+    velalib::domain_syntax syntax(content);
+    if (!syntax.read()) {
+        report(syntax.fault.line, syntax.fault.what, syntax.fault.remedy);
         return nullptr;
     }
-}
-
-owned_domain domain_reader::take(const toml::table &top) {
-    const std::string name = take_name(top);
+    const std::string name = take_name(syntax.entries);
     domain_.reset(vela_domain_create(name.c_str()));
     if (domain_ == nullptr) throw std::bad_alloc();
-    take_variants(top);
-    take_messages(top);
-    refuse_other_keys(top);
+    for (const domain_entry &entry : syntax.entries) {
+        if (faults_.size() < most_faults) take_entry(entry);
+    }
     return faults_.empty() ? std::move(domain_) : nullptr;
 }
 
+void domain_reader::take_entry(const domain_entry &entry) {
+    if (entry.table == "variants") {
+        take_variant(entry.key, entry.value);
+    } else if (!entry.table.empty()) {
+        return;  // of a table whose head was refused
+    } else if (entry.key == "variants") {
+        if (entry.value.what != domain_value::table) {
+            report(entry.value, "'variants' is no table", "write [variants], then a line TYPE = VARIANT per type");
+        }
+    } else if (entry.key == "forbidden_messages") {
+        take_messages(entry.value);
+    } else if (entry.key != "name") {
+        refuse_key(entry);
+    }
+}
+
 /** The domain's name; empty, with a fault, when it is not to be used. */
-std::string domain_reader::take_name(const toml::table &top) {
-    const toml::node *node = top.get("name");
-    if (node == nullptr) {
+std::string domain_reader::take_name(const std::vector<domain_entry> &entries) {
+    const auto entry = std::find_if(entries.begin(), entries.end(),
+                                    [](const domain_entry &each) { return each.table.empty() && each.key == "name"; });
+    if (entry == entries.end()) {
         report(1, "the domain has no name", "add a line like name = \"older peer\" at the top");
         return "";
     }
-    if (!node->is_string()) {
-        report(*node, "'name' is no text", "put it in quotes");
+    if (entry->value.what != domain_value::text) {
+        report(entry->value, "'name' is no text", "put it in quotes");
         return "";
     }
-    const std::string &name = node->as_string()->get();
+    const std::string &name = entry->value.characters;
     const bool is_plain = std::none_of(name.begin(), name.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; });
     if (name.empty() || name.size() > longest_name) {
-        report(*node, "'name' has " + number(static_cast<int64_t>(name.size())) + " characters",
+        report(entry->value, "'name' has " + number(static_cast<int64_t>(name.size())) + " characters",
                "give 1 to " + number(longest_name));
     } else if (!is_plain) {
-        report(*node, "'name' has a control character", "leave it out");
+        report(entry->value, "'name' has a control character", "leave it out");
     } else {
         return name;
     }
     return "";
 }
 
-void domain_reader::take_variants(const toml::table &top) {
-    const toml::node *node = top.get("variants");
-    if (node == nullptr) return;
-    if (!node->is_table()) {
-        report(*node, "'variants' is no table", "write [variants], then a line TYPE = VARIANT per type");
-        return;
-    }
-    for (const auto &[type, variant] : *node->as_table()) take_variant(domain_.get(), type.str(), variant);
-}
-
-void domain_reader::take_variant(vela_domain *domain, std::string_view type, const toml::node &value) {
+void domain_reader::take_variant(const std::string &type, const domain_value &value) {
     const vela_type_info *record = velalib::find_type(type);
     if (type == "name" || type == "forbidden_messages") {
         report(value, quoted(type) + " stands in [variants]", "move it above that line");
@@ -160,54 +170,49 @@ void domain_reader::take_variant(vela_domain *domain, std::string_view type, con
         const int newest = velalib::newest_variant(*record);
         const std::string allowed =
             newest == 0 ? "give 0, the only one it has" : "give a number from 0 to " + number(newest);
-        if (!value.is_integer()) {
+        if (value.what != domain_value::integer) {
             report(value, "the variant of " + quoted(type) + " is no whole number", allowed);
-        } else if (const int64_t variant = value.as_integer()->get(); variant < 0 || variant > newest) {
-            report(value, quoted(type) + " has no variant " + number(variant), allowed);
-        } else if (vela_domain_set_variant(domain, std::string(type).c_str(), static_cast<int8>(variant)) != 0) {
+        } else if (value.number < 0 || value.number > newest) {
+            report(value, quoted(type) + " has no variant " + number(value.number), allowed);
+        } else if (vela_domain_set_variant(domain_.get(), type.c_str(), static_cast<int8>(value.number)) != 0) {
             throw std::bad_alloc();
         }
     }
 }
 
-void domain_reader::take_messages(const toml::table &top) {
-    const toml::node *node = top.get("forbidden_messages");
-    if (node == nullptr) return;
-    if (!node->is_array()) {
-        report(*node, "'forbidden_messages' is no list", "write forbidden_messages = [\"MESSAGE\", ...]");
+void domain_reader::take_messages(const domain_value &value) {
+    if (value.what != domain_value::list) {
+        report(value, "'forbidden_messages' is no list", "write forbidden_messages = [\"MESSAGE\", ...]");
         return;
     }
-    for (const toml::node &element : *node->as_array()) take_message(domain_.get(), element);
+    for (const domain_value &element : value.elements) {
+        if (faults_.size() < most_faults) take_message(element);
+    }
 }
 
-void domain_reader::take_message(vela_domain *domain, const toml::node &value) {
-    if (!value.is_string()) {
+void domain_reader::take_message(const domain_value &value) {
+    if (value.what != domain_value::text) {
         report(value, "'forbidden_messages' holds something that is no text", "put the message's name in quotes");
         return;
     }
-    const std::string &name = value.as_string()->get();
+    const std::string &name = value.characters;
     const vela_type_info *record = velalib::find_type(name);
     if (record == nullptr) {
         report(value, "no loaded module has a message " + quoted(name), velalib::type_advice(name, true));
     } else if (!velalib::is_message(*record)) {
         report(value, quoted(name) + " is no message", "name the messages that carry it, or its variant in [variants]");
-    } else if (std::find(forbidden_.begin(), forbidden_.end(), name) != forbidden_.end()) {
+    } else if (!forbidden_.insert(name).second) {
         report(value, quoted(name) + " is forbidden already", "leave it out here");
-    } else {
-        forbidden_.push_back(name);
-        if (vela_domain_forbid_message(domain, name.c_str()) != 0) throw std::bad_alloc();
+    } else if (vela_domain_forbid_message(domain_.get(), name.c_str()) != 0) {
+        throw std::bad_alloc();
     }
 }
 
-void domain_reader::refuse_other_keys(const toml::table &top) {
-    for (const auto &[key, value] : top) {
-        if (key != "name" && key != "variants" && key != "forbidden_messages") {
-            const bool is_type = velalib::find_type(key.str()) != nullptr;
-            report(value, "unknown key " + quoted(key.str()),
-                   is_type ? "move it below a line [variants]"
-                           : "a domain has name, forbidden_messages and the table variants");
-        }
-    }
+void domain_reader::refuse_key(const domain_entry &entry) {
+    const bool is_type = velalib::find_type(entry.key) != nullptr;
+    report(
+        entry.value, "unknown key " + quoted(entry.key),
+        is_type ? "move it below a line [variants]" : "a domain has name, forbidden_messages and the table variants");
 }
 
 std::string domain_reader::faults() {

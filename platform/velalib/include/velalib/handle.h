@@ -215,7 +215,8 @@ VELA_API u_int32 vela_domain_set_variant(vela_domain *domain, const char *type_n
 VELA_API u_int32 vela_domain_forbid_message(vela_domain *domain, const char *message_name);
 
 /**
- * Makes a domain from a file, with the calls above. The file is TOML:
+ * Makes a domain from a file, with the calls above. The file is text in UTF-8, in a part of TOML: one KEY = VALUE or
+ * [TABLE] to a line, texts of one line in "" or '', whole numbers, lists of texts, remarks behind #.
  *
  *     name = "first release"                          # 1 to 63 characters
  *     forbidden_messages = ["ptp_tod_src_msg_message"]  # may be left out: messages that the peer does not know
@@ -223,12 +224,13 @@ VELA_API u_int32 vela_domain_forbid_message(vela_domain *domain, const char *mes
  *     ptp_port = 0
  *
  * Every name must be that of a type or message of a loaded module, and every variant one that the type has: load the
- * modules first, and neither load nor unload one meanwhile.
- * @param path        of the file, at most 1 MiB long
+ * modules first, and neither load nor unload one meanwhile. The file is not trusted: whatever it holds, the call
+ * returns a domain or an error.
+ * @param path        of the file, at most 1 MiB long; a regular file, to which a link may lead, of any user
  * @param error_text, room  NULL, or receives what is wrong, cut to the room: a line "FILE:LINE: what; what to do" for
- *                    each fault, or one line without a number when the file cannot be read
- * @param err         0 on entry, else the call does nothing; receives 12 (no memory), 22 (faults in the file, or no
- *                    path), 90 (the file is too long), or the system's errno when the file cannot be read
+ *                    each fault up to the hundredth, or one line without a number when the file cannot be read
+ * @param err         0 on entry, else the call does nothing; receives 12 (no memory), 22 (faults in the file, no path,
+ *                    or no regular file), 90 (the file is too long), or the system's errno when it cannot be read
  * @return the domain, owned by the caller until vela_domain_destroy(), or NULL
  */
 VELA_API vela_domain *vela_domain_load(const char *path, char *error_text, size_t room, u_int32 *err);
