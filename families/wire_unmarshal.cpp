@@ -54,6 +54,9 @@ u_int32 read_enumeration(unmarshal_call &call, const enumeration_descriptor &typ
     int8 variant = 0;
     u_int32 position =
         VELA_CALL(_vela_instance_variant_unmarshal)(handle, call.mem_class, buffer, &variant, length, call.err);
+    if (*call.err != 0) {
+        return position;
+    }
     header_of(instance)->variant = cap_variant(variant, type.newest);
     set_type(call, instance, type.record);
     position += VELA_CALL(u_int32_unmarshal)(handle, call.mem_class, buffer + position, value_of(instance),
@@ -167,17 +170,20 @@ void read_fields(unmarshal_call &call, const structure_descriptor &type, void *i
     }
 }
 
-/** Passes over what a newer peer wrote behind the fields that are known here. */
+/**
+ * Passes over what a newer peer wrote behind the fields that are known here, and over what an error left unread: a
+ * record's own end still holds then, and the flags of the record around it follow there.
+ */
 void follow_jump(unmarshal_call &call, const structure_descriptor &type, const wire_prefix &prefix, input &in) {
     const u_int64 end = u_int64{prefix.jump_position} + prefix.jump;
     if (end <= in.position) {
         return;
     }
     emit(type.trace, trace::structure::offset_jump, in.position, prefix.jump_position, prefix.jump);
-    if (end > in.length) {
-        fail(call.handle, VELA_EMSGSIZE, call.err);
-    } else {
+    if (end <= in.length) {
         in.position = static_cast<u_int32>(end);
+    } else if (*call.err == 0) {
+        fail(call.handle, VELA_EMSGSIZE, call.err);
     }
 }
 
@@ -199,9 +205,7 @@ u_int32 read_structure(unmarshal_call &call, const structure_descriptor &type, c
         return in.position;
     }
     read_fields(call, type, instance, variant, in, target);
-    if (*call.err == 0) {
-        follow_jump(call, type, prefix, in);
-    }
+    follow_jump(call, type, prefix, in);
     vela_instance_header *header = header_of(instance);
     header->variant = variant;
     header->flags = static_cast<u_int8>(header->flags | flags);

@@ -103,11 +103,12 @@ void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &typ
             *value_of(instance) = value.number;  // neither announced nor tested against the variant
             return;
         }
-        VELA_CALL(vela_store_err)(parse.handle, *parse.err);
         if (*parse.err != VELA_ENOENT) {
             name_failed_path(parse, place.path());
+            VELA_CALL(vela_store_err)(parse.handle, *parse.err);  // last: a message that had to be cut is no cause
             return;
         }
+        VELA_CALL(vela_store_err)(parse.handle, *parse.err);
         *parse.err = 0;
     }
 }

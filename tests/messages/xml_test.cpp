@@ -212,6 +212,14 @@ TEST_F(Xml, EnumerationsNameThePathThatFailed) {
     expect_error(VELA_ENOSPC);
     EXPECT_STREQ(error_text, "Failed xpath: //q/clock_accuracy");
     expect_quality(quality.get(), 1, -2, 6);
+
+    // A text that is cut is no error of its own.
+    const document parsed = parse_xml("<a><VELA_PTP_CLOCK_ACCURACY_UNKNOWN>" + std::string(200, 'x') +
+                                      "</VELA_PTP_CLOCK_ACCURACY_UNKNOWN></a>");
+    const auto accuracy = own(ptp_clock_accuracy_create(handle, test_class), ptp_clock_accuracy_destroy);
+    ptp_clock_accuracy_from_xml(handle, test_class, "//a", parsed.get(), accuracy.get(), &err, error_text, 9);
+    expect_error(VELA_ENOSPC);
+    EXPECT_STREQ(error_text, "Failed x");
 }
 
 TEST_F(Xml, LiteralsOfANewerVariantAreStoredUnchecked) {
