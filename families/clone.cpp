@@ -2,6 +2,31 @@
 
 namespace ptp_cfg {
 
+/** Bytes that the encoding of an instance takes for extra data, which structure_len() leaves out. */
+static u_int32 extra_data_len(const structure_descriptor &type, const void *instance) {
+    const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 1, 0);
+    const u_int8 flags = VELA_CALL(vela_get_instance_obj_flag)(instance);
+    u_int32 len = (flags & VELA_FLAG_EXTRA_DATA) != 0 ? VELA_WIRE_EXTRA_DATA : 0;
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        if (field.kind != field_kind::structure || static_cast<int>(field.since) > variant) {
+            continue;
+        }
+        for (u_int32 element = 0; element < field.capacity; ++element) {
+            len += extra_data_len(*field.structure, storage(field, instance, element));
+        }
+    }
+    return len;
+}
+
+/** Whether a buffer holds a whole encoding. Marshal would drop the last state flags in silence where the room ends. */
+static bool holds_encoding(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
+                           u_int32 mem_class, const void *source, int32 length) {
+    const u_int32 room = static_cast<u_int32>(length);
+    return (has_own_runtime && room >= wire.longest_encoding) ||
+           room >= structure_len(type, handle, mem_class, source) + extra_data_len(type, source);
+}
+
 void structure_clone_internal(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                               u_int32 mem_class, const void *source, void **slot, u_int8 *buffer, int32 length,
                               u_int32 *err) {
@@ -14,6 +39,10 @@ void structure_clone_internal(const structure_descriptor &type, const unrolled_f
         return;
     }
     const bool plainly = wire.copies_plainly(handle, source, length);
+    if (!plainly && length >= 1 && !holds_encoding(type, wire, handle, mem_class, source, length)) {
+        fail(handle, VELA_EMSGSIZE, err);
+        return;
+    }
     const u_int32 count = plainly ? 0 : wire.marshal_for_clone(handle, mem_class, buffer, source, length, err);
     if (*err != 0) {
         return;
@@ -41,9 +70,7 @@ void structure_copy(const structure_descriptor &type, const unrolled_functions &
     u_int8 *buffer = nullptr;
     int32 length = 0;
     velalib_get_handle_ws(handle, &buffer, &length);
-    // A tracked encoding may store one byte past the room it is given.
-    const int32 spare = handle->sttr_record != nullptr && handle->sttr_record->mode == VELA_STTR_ON ? 1 : 0;
-    structure_clone_internal(type, wire, handle, mem_class, source, slot, buffer, length - spare, err);
+    structure_clone_internal(type, wire, handle, mem_class, source, slot, buffer, length, err);
 }
 
 void *structure_clone_cr(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,

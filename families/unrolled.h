@@ -17,6 +17,7 @@ struct unrolled_functions {
     void (*copy_plainly)(vela_handle *, const void *, void *) = nullptr;
     int32 (*compare)(const void *, const void *) = nullptr;
     u_int32 (*hash)(const void *, u_int32) = nullptr;
+    u_int32 longest_encoding = 0;  // whatever its variant, flags, texts and extra data
 };
 
 template <const structure_descriptor &D>

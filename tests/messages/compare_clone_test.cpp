@@ -128,6 +128,12 @@ class Clone : public family_test {
         expect_ok();
         return port;
     }
+    /** Expects the trace of a decoding that went on to the end of its bytes after the name had failed. */
+    void expect_rest_passed_over(bool wanted) {
+        ASSERT_EQ(traces.size(), wanted ? 1u : 0u);
+        EXPECT_TRUE(!wanted || traces[0].text.rfind("offset_jump ", 0) == 0);
+        traces.clear();
+    }
     u_int8 buffer[1024] = {};
 };
 
@@ -171,6 +177,7 @@ TEST_F(Clone, WithoutMemoryThereIsNone) {
         ptp_port_clone_internal(handle, test_class, port.get(), &slot, buffer, 1024, &err);
         EXPECT_EQ(slot, nullptr);
         expect_error(VELA_ENOMEM);
+        expect_rest_passed_over(failing == 2);
         EXPECT_EQ(blocks_out(), 2u) << "only the source and its name";
     }
     handle->chained_mem_class = test_class;
@@ -186,6 +193,7 @@ TEST_F(Clone, AFailureToDecodeConsumesTheDestination) {
     ptp_port_clone_internal(handle, test_class, port.get(), &slot, buffer, 1024, &err);
     EXPECT_EQ(slot, nullptr);
     expect_error(VELA_ENOMEM);
+    expect_rest_passed_over(true);
     EXPECT_EQ(blocks_out(), 2u);
 }
 
@@ -202,21 +210,78 @@ TEST_F(Clone, GivesTextsOfTheirOwn) {
     EXPECT_STREQ(ptp_port_port_name_get(handle, test_class, copy.get(), &err), "name");
 }
 
-TEST(CloneInChain, UsesTheHandlesBuffer) {
-    for (const u_int32 mode : {u_int32{VELA_STTR_OFF}, u_int32{VELA_STTR_ON}}) {
-        const test_handle handle({.tracking = mode, .work_buffer = 15});
-        const record_type type("ptp_clock_quality");
-        const auto source = type.create(handle);
-        const auto target = type.create(handle);
-        fill(type, handle, source.get(), filling::random);
-        auto *quality = static_cast<ptp_clock_quality *>(source.get());
-        ptp_clock_quality_copy_cr(handle, quality, static_cast<ptp_clock_quality *>(target.get()));
-        // 14 bytes untracked, 17 tracked.
-        EXPECT_EQ(handle->chained_err, mode == VELA_STTR_OFF ? 0u : u_int32{VELA_EMSGSIZE});
-        EXPECT_EQ(type.operations->compare(source.get(), target.get()) == 0, mode == VELA_STTR_OFF);
-        handle->chained_err = 99;
-        EXPECT_EQ(ptp_clock_quality_clone_cr(handle, quality), nullptr);
-        EXPECT_EQ(handle->chained_err, 99u);
+/** Clones and copies with a work buffer that lacks so many bytes of the encoding. */
+void clone_in_a_buffer_that_lacks(u_int32 missing, const record_type &type, u_int32 mode, u_int8 extra, u_int32 len) {
+    SCOPED_TRACE(testing::Message() << type.about.name << ", tracking " << mode << ", flags " << +extra << ", "
+                                    << missing << " bytes missing");
+    const test_handle handle({.tracking = mode, .work_buffer = len - missing});
+    const auto source = type.create(handle);
+    const auto target = type.create(handle);
+    fill(type, handle, source.get(), filling::random);
+    header(source.get()).flags |= extra;
+    if (mode == VELA_STTR_ON) {
+        set_flags(type, handle, source.get());
+    }
+    const u_int32 expected = missing == 0 ? 0 : u_int32{VELA_EMSGSIZE};
+    u_int32 err = 0;
+    void *copy = type.operations->clone(handle, mem_class, source.get(), &err);
+    EXPECT_EQ(err, expected);
+    EXPECT_EQ(copy != nullptr, missing == 0);
+    err = 0;
+    void *slot = target.get();
+    type.operations->copy(handle, mem_class, source.get(), &slot, &err);
+    EXPECT_EQ(err, expected);
+    EXPECT_EQ(slot, target.get());
+    EXPECT_EQ(type.operations->compare(source.get(), slot) == 0, missing == 0);
+    if (copy != nullptr) {
+        for (void *instance : {source.get(), copy, slot}) {
+            EXPECT_EQ(header(instance).flags & VELA_FLAG_EXTRA_DATA, extra);
+            header(instance).flags &= static_cast<u_int8>(~VELA_FLAG_EXTRA_DATA);
+        }
+        EXPECT_EQ(type.marshal(handle, copy), type.marshal(handle, source.get())) << "with all state flags";
+        EXPECT_EQ(type.marshal(handle, slot), type.marshal(handle, source.get()));
+    }
+    type.operations->destroy(handle, mem_class, copy);
+}
+
+TEST(CloneInChain, TakesTheHandlesBufferToItsLastByteAndNoLess) {
+    for (const record_type &type : record_types(PTP_CFG_STRUCTURE)) {
+        for (const u_int32 mode : {u_int32{VELA_STTR_OFF}, u_int32{VELA_STTR_ON}}) {
+            const test_handle handle({.tracking = mode});
+            const auto source = type.create(handle);
+            fill(type, handle, source.get(), filling::random);
+            const u_int32 len = type.operations->len(handle, mem_class, source.get());
+            for (const u_int32 missing : {0u, 1u, 2u, 9u}) {
+                if (missing < len) {
+                    clone_in_a_buffer_that_lacks(missing, type, mode, 0, len);
+                }
+                clone_in_a_buffer_that_lacks(missing, type, mode, VELA_FLAG_EXTRA_DATA, len + 9);
+            }
+        }
+    }
+}
+
+TEST(CloneInChain, DoesNothingAfterAnError) {
+    const test_handle handle;
+    const auto quality = hold(handle, ptp_clock_quality_create(handle, mem_class), ptp_clock_quality_destroy);
+    handle->chained_err = 99;
+    EXPECT_EQ(ptp_clock_quality_clone_cr(handle, quality.get()), nullptr);
+    EXPECT_EQ(handle->chained_err, 99u);
+}
+
+TEST(CloneInABuffer, NeverStoresBehindIt) {
+    const test_handle handle({.tracking = VELA_STTR_ON});
+    const auto port = hold(handle, ptp_port_create(handle, mem_class), ptp_port_destroy);
+    const u_int32 len = ptp_port_len(handle, mem_class, port.get());
+    const guarded_memory memory(len);
+    for (u_int32 length = 0; length <= len; ++length) {
+        u_int32 err = 0;
+        ptp_port *slot = nullptr;
+        ptp_port_clone_internal(handle, mem_class, port.get(), &slot, memory.last(length), static_cast<int32>(length),
+                                &err);
+        EXPECT_EQ(err, length == len ? 0u : length == 0 ? u_int32{VELA_ENOMEM} : u_int32{VELA_EMSGSIZE}) << length;
+        EXPECT_EQ(slot != nullptr, length == len);
+        ptp_port_destroy(handle, mem_class, slot);
     }
 }
 
