@@ -7,7 +7,7 @@ namespace ptp_cfg {
 u_int16 trace_module_id = 0;
 
 void trace_initialize() {
-    // After the first time this is one load: every create calls it.
+    // After the first time this is one load: every create calls it, should the facility have refused at load.
     if (__atomic_load_n(&trace_module_id, __ATOMIC_ACQUIRE) != 0) {
         return;
     }
@@ -17,6 +17,9 @@ void trace_initialize() {
         __atomic_store_n(&trace_module_id, id, __ATOMIC_RELEASE);
     }
 }
+
+/** At load: whatever is traced first, perhaps a refused call long before any instance, has its text. */
+__attribute__((constructor)) static void register_at_load() { trace_initialize(); }
 
 }  // namespace ptp_cfg
 

@@ -255,6 +255,23 @@ TEST(module_test, variant_dump_prints_a_row_per_variant) {
     EXPECT_LT(printed.size(), complete.size());
 }
 
+TEST(module_test, what_is_traced_before_any_instance_has_its_text) {
+    loaded_library library;
+    static std::string traced;
+    bitlog_set_sink(
+        [](void *, const bitlog_record *record) {
+            char text[128];
+            bitlog_format(record, text, sizeof text);
+            const char *module = bitlog_module_name(record->module_id);
+            traced = std::string(module != nullptr ? module : "no module") + ": " + text;
+        },
+        nullptr);
+    using set_embedded = void(vela_handle *, u_int32, void *);
+    library.find<set_embedded>("ptp_clock_quality_set_instance_embedded")(nullptr, 0, nullptr);
+    bitlog_set_sink(nullptr, nullptr);
+    EXPECT_EQ(traced, "vela_ptp_cfg: Invalid object pointer passed in to set instance flag");
+}
+
 // ---- a handle's type table ------------------------------------------------------------------------------------------------
 
 /** A type table and its memory, counted. */

@@ -56,8 +56,7 @@ int main(int argc, char **argv) {
     const std::string mode = argv[1];
     u_int32 err = 0;
     vela_handle *handle = vela_handle_create(nullptr, &err);
-    vela_ptp_cfg_trace_init();
-    trace_some(handle);
+    trace_some(handle);  // before the first instance
     if (mode == "wait") {
         wait_for_the_end();
     } else if (mode == "flood") {

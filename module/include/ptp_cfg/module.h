@@ -21,7 +21,7 @@ typedef int (*ptp_cfg_print_fn)(const char *format, ...);
 /** Prints the variants of every type: their number, used length and spare bytes. */
 VELA_API void ptp_cfg_type_variant_dump(ptp_cfg_print_fn print);
 
-/** Registers the module with the trace facility; every create does so too. Safe to repeat, from any thread. */
+/** Registers the module with the trace facility; which loading the library does by itself. Safe to repeat, from any thread. */
 VELA_API void vela_ptp_cfg_trace_init(void);
 
 /**
