@@ -232,6 +232,21 @@ TEST_F(Receive, ARecordReadsBack) {
     take();
 }
 
+TEST_F(Receive, ARecordIsWrittenBeforeTheReceiverHasTheMessage) {
+    static const write_log *seen;
+    static size_t writes_at_delivery;
+    const write_log log;
+    seen = &log;
+    writes_at_delivery = 0;
+    receive([](vela_handle *handle, u_int32 mem_class, void *, message *received, u_int32 *) {
+        writes_at_delivery = seen->writes.size();
+        ptp_port_delete_cmd_message_destroy(handle, mem_class, received);  // it is the receiver's now
+    });
+    EXPECT_EQ(writes_at_delivery, 1u);
+    EXPECT_EQ(log.writes.size(), 1u);
+    out = nullptr;
+}
+
 TEST_F(Receive, WithoutRecordingNothingIsAllocatedForIt) {
     receive(nullptr);
     EXPECT_TRUE(mallocs.empty());
