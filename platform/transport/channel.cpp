@@ -61,10 +61,10 @@ void vela_channel::look_around_soon() {
 }
 
 void vela_channel::tell(vela_channel_event_kind kind, u_int32 err, u_int32 messages, const std::string &text,
-                        u_int64 delivered) {
+                        u_int64 delivered, frame_view frame) {
     if (options_.event != nullptr) {
         call_mark mark(is_processing_);  // the callback must not process the channel
-        vela_channel_event event = {kind, err, messages, text.c_str(), delivered};
+        vela_channel_event event = {kind, err, messages, text.c_str(), delivered, frame.bytes, frame.length};
         options_.event(options_.event_cookie, this, &event);
     }
 }
@@ -181,9 +181,9 @@ u_int32 vela_channel::reply(frame_view frame) {
 
 // ---- receiving ------------------------------------------------------------------------------------------------
 
-void vela_channel::drop(const peer &from, u_int32 err, const std::string &text) {
+void vela_channel::drop(const peer &from, u_int32 err, const std::string &text, frame_view frame) {
     ++counters_.dropped;
-    tell(VELA_CHANNEL_DROPPED, err, 1, uri_ + ": " + text, from.delivered());
+    tell(VELA_CHANNEL_DROPPED, err, 1, uri_ + ": " + text, from.delivered(), frame);
 }
 
 // False when the frame was dropped.
@@ -192,18 +192,19 @@ bool vela_channel::deliver(peer &from, frame_view frame, const delivery &to) {
         u_int32 err = frame.fault != 0 ? frame.fault : static_cast<u_int32>(VELA_EMSGSIZE);
         drop(from, err,
              from.connection().peer() + " sent " + std::to_string(frame.length) + " bytes; at most " +
-                 std::to_string(options_.max_message) + " are taken");
+                 std::to_string(options_.max_message) + " are taken",
+             {});
         return false;
     }
     const char *fault = frame_fault(frame.bytes, frame.length);
     if (fault != nullptr) {
-        drop(from, VELA_EINVAL,
-             from.connection().peer() + " sent " + std::to_string(frame.length) + " bytes: " + fault);
+        drop(from, VELA_EINVAL, from.connection().peer() + " sent " + std::to_string(frame.length) + " bytes: " + fault,
+             frame);
         return false;
     }
     vela_bundle_handler handler = domain_.handler.load(std::memory_order_acquire);
     if (handler == nullptr) {
-        drop(from, VELA_ENOSYS, std::string("no bundle handler is registered with domain ") + domain_.name);
+        drop(from, VELA_ENOSYS, std::string("no bundle handler is registered with domain ") + domain_.name, frame);
         return false;
     }
     from.note_delivered();

@@ -83,9 +83,9 @@ struct vela_channel {
     u_int32 send_to(peer &to, vela::transport::frame_view frame);
     void look_after(const peer &of);
     u_int32 send_to_all(vela::transport::frame_view frame);
-    void drop(const peer &from, u_int32 err, const std::string &text);
+    void drop(const peer &from, u_int32 err, const std::string &text, vela::transport::frame_view frame);
     void tell(vela_channel_event_kind kind, u_int32 err, u_int32 messages, const std::string &text,
-              u_int64 delivered = 0);
+              u_int64 delivered = 0, vela::transport::frame_view frame = {});
 
     const vela::transport::domain &domain_;
     std::unique_ptr<vela::transport::mechanism> mechanism_;

@@ -4,7 +4,9 @@
 #include <netinet/in.h>
 #include <string.h>
 
+#include <charconv>
 #include <new>
+#include <string_view>
 
 #include "socket.h"
 #include "tcp_link.h"
@@ -30,10 +32,17 @@ std::string text_of(const tcp_address &address) {
     return (is_v6 ? "[" + std::string(host) + "]" : std::string(host)) + ":" + port;
 }
 
+// Whether a text is a port: the system's own reader would take 70000 for 4464.
+bool is_port(std::string_view text) {
+    u_int16 number = 0;
+    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return problem == std::errc() && end == text.data() + text.size();
+}
+
 // Reads "HOST:PORT". Names are not looked up, because that may take long.
 bool parse_address(const std::string &text, tcp_address &result) {
     size_t colon = text.rfind(':');
-    if (colon == std::string::npos || colon + 1 == text.size()) {
+    if (colon == std::string::npos || !is_port(std::string_view(text).substr(colon + 1))) {
         return false;
     }
     std::string host = text.substr(0, colon);
@@ -117,7 +126,7 @@ std::unique_ptr<mechanism> make_tcp(const std::string &address, const mechanism_
     tcp_address parsed;
     if (!parse_address(address, parsed)) {
         why = {VELA_EINVAL, "'tcp:" + address +
-                                "': expected a numeric address and a port, tcp:127.0.0.1:4711 or "
+                                "': expected a numeric address and a port from 0 to 65535, tcp:127.0.0.1:4711 or "
                                 "tcp:[::1]:4711"};
         return nullptr;
     }

@@ -1,5 +1,9 @@
 // record and replay: what was received is kept as it came, and sent again when and as it is wanted.
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <vector>
@@ -80,6 +84,23 @@ class recording : public shell_test {
         sh("rm -f got.bin");
         return result;
     }
+    /** Sends packets to a Unix channel as they are, from a process without the library. */
+    static void send_packets(const std::string &path, const std::vector<std::string> &packets) {
+        const int socket = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        int connected = -1;
+        for (int attempt = 0; attempt < 2000 && connected != 0; ++attempt) {
+            connected = connect(socket, reinterpret_cast<sockaddr *>(&address), sizeof address);
+            usleep(connected == 0 ? 0 : 10'000);
+        }
+        ASSERT_EQ(connected, 0);
+        for (const std::string &packet : packets) {
+            EXPECT_EQ(::send(socket, packet.data(), packet.size(), 0), static_cast<ssize_t>(packet.size()));
+        }
+        close(socket);
+    }
     static outcome with_recorder(const std::string &options, const std::string &script) {
         return sh("ptpcfg record unix:$PWD/s out.rec " + options + " & recorder=$!\n" + script + "\nwait $recorder");
     }
@@ -121,6 +142,40 @@ TEST_F(recording, what_nobody_knows_is_kept_and_bundles_are_opened) {
     const outcome decoded = sh("ptpcfg print out.rec");
     EXPECT_EQ(decoded.status, 1);
     EXPECT_THAT(decoded.err, HasSubstr("out.rec: offset 8: message: offset 27: identity: no message is known"));
+}
+
+TEST_F(recording, what_is_no_message_is_kept_with_a_mark) {
+    const std::string cut = unknown_message(1).substr(0, 40);
+    std::string bundle("VBND\1\0\0\0\0\0\0\2\0\0\0\x78\0\0\0\x30", 20);
+    bundle += std::string(48, 'j') + std::string("\0\0\0\x30", 4) + unknown_message(2);
+    std::string ends_early("VBND\1\0\0\0\0\0\0\1\0\0\0\x1e\0\0\0\xff", 20);
+    ends_early += "0123456789";
+    const std::vector<std::string> frames = {cut, "junk", bundle, ends_early, unknown_message(3)};
+    pid_t recorder = fork();
+    ASSERT_GE(recorder, 0);
+    if (recorder == 0) {
+        execlp("ptpcfg", "ptpcfg", "record", "unix:s", "out.rec", "--count", "4", "--timeout", "20", nullptr);
+        _exit(127);
+    }
+    send_packets("s", frames);
+    int status = 0;
+    waitpid(recorder, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 4);
+    const std::vector<entry> got = load("out.rec");
+    ASSERT_EQ(got.size(), 6u);
+    const std::string kept[] = {
+        cut, "junk", std::string(48, 'j'), unknown_message(2), ends_early.substr(16), unknown_message(3)};
+    for (size_t i = 0; i < got.size(); ++i) {
+        const bool is_message = i == 3 || i == 5;
+        EXPECT_EQ(got[i].bytes, kept[i]) << i;
+        EXPECT_EQ(got[i].source, is_message ? 0 : VELA_RECORD_DAMAGED) << i;
+    }
+    sh("mv out.rec in.rec");
+    EXPECT_EQ(sh("ptpcfg print in.rec 2>&1 | grep -c 'marked as no message'").out, "4\n");
+    const outcome replayed = replay("--speed max", "2");
+    EXPECT_EQ(replayed.out, "");
+    EXPECT_EQ(replayed.status, 1);
+    EXPECT_THAT(replayed.err, HasSubstr("this is no message; it is not sent"));
 }
 
 // ---- what is replayed, and when -------------------------------------------------------------------------------------

@@ -288,6 +288,12 @@ TEST(ChannelOpen, SaysWhatIsWrong) {
         {"gable", "unix:", "'unix:'"},
         {"gable", "tcp:localhost:1", "numeric"},
         {"gable", "tcp:127.0.0.1", "numeric"},
+        {"gable", "tcp:127.0.0.1:", "numeric"},
+        {"gable", "tcp:127.0.0.1:65536", "a port from 0 to 65535"},
+        {"gable", "tcp:127.0.0.1:70000", "a port from 0 to 65535"},
+        {"gable", "tcp:127.0.0.1:4294967297", "a port from 0 to 65535"},
+        {"gable", "tcp:127.0.0.1:-1", "a port from 0 to 65535"},
+        {"gable", "tcp:127.0.0.1: 80", "a port from 0 to 65535"},
         {"gable", "unix:/no/such/folder/socket", "No such file"},
     };
     for (const auto &each : cases) {

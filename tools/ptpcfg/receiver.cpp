@@ -1,19 +1,21 @@
 #include "receiver.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "failure.h"
 #include "reflection.h"
 #include "signals.h"
 #include "vela_bundle.h"
+#include "wire.h"
 
 namespace ptpcfg {
 
-receiver::receiver(const channel_options &options, u_int32 count, take_fn take)
-    : options_(options), count_(count), take_(std::move(take)) {
+receiver::receiver(const channel_options &options, u_int32 count, take_fn take, take_fn take_damaged)
+    : options_(options), count_(count), take_(std::move(take)), take_damaged_(std::move(take_damaged)) {
     end_at_signals();
     set_bundle_handler(options.channel, [](vela_handle *, u_int32, const u_int8 *bundle, u_int32 length, void *self) {
-        static_cast<receiver *>(self)->take_bundle(bundle, length);
+        static_cast<receiver *>(self)->take_bundle({reinterpret_cast<const char *>(bundle), length});
     });
     channel_ = open_channel(vela_channel_listen, options_, on_event, this);
 }
@@ -49,6 +51,17 @@ void receiver::on_event(void *cookie, vela_channel *, const vela_channel_event *
     } else if (event->kind == VELA_CHANNEL_DROPPED) {
         self.complain(text);
     }
+    if (event->kind == VELA_CHANNEL_DROPPED && event->bytes != nullptr) {
+        self.take_damaged({reinterpret_cast<const char *>(event->bytes), event->length});
+    }
+}
+
+void receiver::take_damaged(std::string_view bytes) try {
+    if (take_damaged_) {
+        take_damaged_(bytes);
+    }
+} catch (...) {
+    thrown_ = std::current_exception();
 }
 
 void receiver::say(const std::string &text) const {
@@ -81,10 +94,10 @@ bool receiver::take_next() {
     return came;
 }
 
-void receiver::take_bundle(const u_int8 *bytes, u_int32 length) try {
+void receiver::take_bundle(std::string_view bytes) try {
     vela_bundle_reader reader{};
     u_int32 err = 0;
-    vela_bundle_read(&reader, bytes, length, &err);
+    vela_bundle_read(&reader, reinterpret_cast<const u_int8 *>(bytes.data()), static_cast<u_int32>(bytes.size()), &err);
     vela_bundle_item item{};
     while (!has_enough() && vela_bundle_next(&reader, &item) != 0) {
         last_ = clock::now();
@@ -93,6 +106,10 @@ void receiver::take_bundle(const u_int8 *bytes, u_int32 length) try {
             complain("message " + std::to_string(received_) + ": place " + std::to_string(item.index + 1) +
                      " of its bundle, offset " + std::to_string(item.offset) + ": " +
                      (item.reason != nullptr ? item.reason : error_text(item.err)));
+            // What stands in the place, where that can be told, else all that follows.
+            const std::string_view rest = bytes.substr(item.offset);
+            const size_t prefix = std::min<size_t>(rest.size(), is_bundle(bytes) ? VELA_BUNDLE_PREFIX : 0);
+            take_damaged(item.length > 0 ? rest.substr(prefix, item.length) : rest);
         } else {
             take_({reinterpret_cast<const char *>(item.message), item.length});
         }

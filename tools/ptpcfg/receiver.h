@@ -15,8 +15,11 @@ class receiver {
     /** Gets each message, those of a bundle one by one, before its sender is told that it was read; it may throw. */
     using take_fn = std::function<void(std::string_view message)>;
 
-    /** @param count  messages after which it ends; 0: without end */
-    receiver(const channel_options &options, u_int32 count, take_fn take);
+    /**
+     * @param count         messages after which it ends; 0: without end
+     * @param take_damaged  gets the bytes of what is no message, after the fault was named; may be empty
+     */
+    receiver(const channel_options &options, u_int32 count, take_fn take, take_fn take_damaged = {});
     ~receiver();
     receiver(const receiver &) = delete;
     receiver &operator=(const receiver &) = delete;
@@ -40,15 +43,17 @@ class receiver {
     void say(const std::string &text) const;
     void say_of_stranger(const std::string &text);
     bool take_next();
-    void take_bundle(const u_int8 *bytes, u_int32 length);
+    void take_bundle(std::string_view bytes);
+    void take_damaged(std::string_view bytes);
     bool wait();
     void check_count() const;
 
     channel_options options_;
     u_int32 count_;
     take_fn take_;
+    take_fn take_damaged_;
     channel channel_;
-    std::exception_ptr thrown_;  // by `take_`: nothing may be thrown through the library
+    std::exception_ptr thrown_;  // by these two: nothing may be thrown through the library
     clock::time_point last_;     // when the last message came
     clock::time_point next_stranger_{};
     u_int64 silent_strangers_ = 0;  // of whom nothing was said

@@ -30,9 +30,10 @@ class recorder {
         }
     }
 
-    void take(std::string_view bytes) {
+    /** @param mark  0 or VELA_RECORD_DAMAGED */
+    void take(std::string_view bytes, u_int32 mark) {
         u_int32 err = 0;
-        vela_recorder_append(recorder_.get(), 0, source_, reinterpret_cast<const u_int8 *>(bytes.data()),
+        vela_recorder_append(recorder_.get(), 0, source_ | mark, reinterpret_cast<const u_int8 *>(bytes.data()),
                              static_cast<u_int32>(bytes.size()), &err);
         if (err == 0 && failing_with_ != 0) {
             say(path_ + ": recording again; " + std::to_string(statistics().failed) + " messages were not recorded");
@@ -78,7 +79,10 @@ void record_messages(const record_options &options) {
     // A limit of the file's size is like a full disk: reported, and outlasted.
     std::signal(SIGXFSZ, SIG_IGN);
     recorder recorder(options);
-    receiver(options.channel, options.count, [&recorder](std::string_view bytes) { recorder.take(bytes); }).run();
+    receiver(
+        options.channel, options.count, [&recorder](std::string_view bytes) { recorder.take(bytes, 0); },
+        [&recorder](std::string_view bytes) { recorder.take(bytes, VELA_RECORD_DAMAGED); })
+        .run();
     recorder.finish();
 }
 

@@ -135,7 +135,8 @@ class replayer {
             channel_.work_until(std::min(due, pace::clock::now() + std::chrono::milliseconds(200)));
             progress_.show(input_.fraction(), channel_.sent());
         }
-        if (stop_signal() == 0 && !channel_.offer(bytes_of(item))) {
+        const bool is_damaged = (item.source & VELA_RECORD_DAMAGED) != 0;
+        if (stop_signal() == 0 && (is_damaged || !channel_.offer(bytes_of(item)))) {
             input_.complain("this is no message; it is not sent");
         }
     }

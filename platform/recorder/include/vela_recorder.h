@@ -55,6 +55,9 @@ VELA_BEGIN_C
 #define VELA_RECORDING_VERSION 1u
 #define VELA_RECORD_MARK 0xF5A95AC3u
 
+/** In a record's source: the transport refused these bytes, because they are no message. */
+#define VELA_RECORD_DAMAGED 0x80000000u
+
 enum {
     VELA_RECORDING_HEADER = 8,              /**< bytes before the first record */
     VELA_RECORD_HEAD = 28,                  /**< bytes before what was recorded */
@@ -105,7 +108,7 @@ VELA_API vela_recorder *vela_recorder_open(const char *path, const vela_recorder
  * record is counted as failed; later records may succeed.
  * @param time_ns  nanoseconds since 1970-01-01T00:00:00Z; 0: now
  * @param source   where the bytes came from, any number that helps the reader; ptpcfg stores the transport's channel,
- *                 0 gable, 1 wicket, 2 skein, 3 osprey
+ *                 0 gable, 1 wicket, 2 skein, 3 osprey, with VELA_RECORD_DAMAGED added for what is no message
  * @param bytes    NULL is allowed with length 0
  * @param err      receives 28 (the disk is full), 90 (longer than a file or record may be), 22 (bytes are NULL) or the
  *                 system's errno; 27 is the process's limit of a file's size, which sends SIGXFSZ: ignore that signal

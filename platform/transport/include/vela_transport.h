@@ -84,8 +84,10 @@ typedef struct vela_channel_event {
     vela_channel_event_kind kind;
     u_int32 err;
     u_int32 messages;
-    const char *text;  /**< what happened, where and to whom; valid during the call */
-    u_int64 delivered; /**< DROPPED: messages of the same peer that were delivered before; 0: perhaps a stranger */
+    const char *text;    /**< what happened, where and to whom; valid during the call */
+    u_int64 delivered;   /**< DROPPED: messages of the same peer that were delivered before; 0: perhaps a stranger */
+    const u_int8 *bytes; /**< DROPPED: what was received, valid during the call; NULL when it was too long to be kept */
+    u_int32 length;      /**< number of those bytes */
 } vela_channel_event;
 
 /** Told of events, during a call on the channel. It may send; it must not process or close the channel. */
