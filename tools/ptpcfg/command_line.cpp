@@ -109,12 +109,17 @@ CLI::Option *add_to_option(CLI::App &command, std::string &to) {
 
 CLI::Option *add_conversion_options(CLI::App &command, conversion &options) {
     command.add_option("input", options.input, "file to read; - is standard input")->type_name("FILE");
-    command.add_option("-o,--output", options.output, "file to write; - is standard output")->type_name("FILE");
+    CLI::Option *output =
+        command.add_option("-o,--output", options.output, "file to write; - is standard output")->type_name("FILE");
     command.add_option("--type", options.type, "the input is one record of this type, without a message around it")
         ->type_name("NAME");
     add_from_option(command, options.from);
     add_domain_option(command, options.session);
-    return add_to_option(command, options.to);
+    CLI::Option *to = add_to_option(command, options.to);
+    command.add_flag("--check", options.check, "only tell whether the input is right; write nothing")
+        ->excludes(to)
+        ->excludes(output);
+    return to;
 }
 
 void add_encode(CLI::App &app) {
@@ -131,7 +136,8 @@ void add_decode(CLI::App &app) {
     CLI::Option *const to = add_conversion_options(*command, *options);
     auto explained = std::make_shared<bool>(false);
     command->add_flag("--explain", *explained, "list offset, bytes, field and value; also of damaged input")
-        ->excludes(to);
+        ->excludes(to)
+        ->excludes(command->get_option("--check"));
     command->callback([options, explained] {
         if (*explained) {
             explain(*options);

@@ -16,11 +16,15 @@ struct conversion {
     std::string output = "-";
     std::string from;  // a format's name, or empty
     std::string to;
-    std::string type;  // of a record without a message around it
+    std::string type;    // of a record without a message around it
+    bool check = false;  // write nothing
     session_options session;
 };
 
-/** Reads the input, converts it, writes the output; `fallback` is the format when neither --to nor an ending says. */
+/**
+ * Reads the input, converts it, writes the output, record by record; `fallback` is the format when neither --to nor an
+ * ending says.
+ */
 void convert(const conversion &options, format fallback);
 
 /** decode --explain: what every byte of the input means. */
@@ -109,7 +113,10 @@ std::string statistics_of_this_run();
 const ptp_cfg_type *bare_type_of(const std::string &name);
 
 /** The format of an input: --from, else its ending, else its content. */
-format input_format(const std::string &from, const std::string &path, const std::string &content);
+format input_format(const std::string &from, const std::string &path, std::string_view content);
+
+/** Bytes of an input that are enough to see its format. */
+constexpr size_t format_lookahead = 65536;
 
 /** The format of an output: --to, else its ending, else `fallback`. */
 format output_format(const std::string &to, const std::string &path, format fallback);

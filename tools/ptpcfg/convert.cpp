@@ -1,14 +1,15 @@
 #include "commands.h"
 #include "failure.h"
 #include "files.h"
+#include "record_stream.h"
+#include "record_writer.h"
 #include "recording.h"
-#include "records.h"
 
 namespace ptpcfg {
 
 const ptp_cfg_type *bare_type_of(const std::string &name) { return name.empty() ? nullptr : type_named(name); }
 
-format input_format(const std::string &from, const std::string &path, const std::string &content) {
+format input_format(const std::string &from, const std::string &path, std::string_view content) {
     if (!from.empty()) {
         return format_named(from, "--from", input_formats);
     }
@@ -30,15 +31,45 @@ format output_format(const std::string &to, const std::string &path, format fall
 
 namespace {
 
-/** Whether a file is a recording without a look at its content, which may be too long to be read at once. */
+/** Whether a file is a recording without a look at its content. */
 bool is_recording(const conversion &options) {
     return options.from.empty() ? format_of_ending(options.input) == format::rec : options.from == "rec";
 }
 
+/** Records on their way out, or nowhere. */
+class destination {
+  public:
+    destination(const conversion &options, format to, frame frame)
+        : output_(options.output),
+          writer_(
+              to, [this](std::string_view text) { output_.write(text); }, frame),
+          is_nowhere_(options.check) {}
+
+    void add(const record &record, std::string_view heading = {}) {
+        if (!is_nowhere_) {
+            writer_.add(record, heading);
+        }
+    }
+    void finish() {
+        if (!is_nowhere_) {
+            writer_.finish();
+            output_.finish();
+        }
+    }
+
+  private:
+    output_stream output_;
+    record_writer writer_;
+    bool is_nowhere_;
+};
+
 /** What can be read of a recording is written before what is damaged ends the work. */
 void convert_recording(const conversion &options, const ptp_cfg_type *type, const session &session, format to) {
     recording input(options.input);
-    write_output(options.output, render(decode_recording(input, type, session), to));
+    destination output(options, to, frame::always);
+    each_recorded(input, type, session,
+                  [&output](const record &each, std::string_view heading) { output.add(each, heading); });
+    output.finish();
     input.finish();
 }
 
@@ -55,14 +86,15 @@ void convert(const conversion &options, format fallback) {
         convert_recording(options, type, session, to);
         return;
     }
-    const std::string name = input_name(options.input);
-    const std::string content = read_input(options.input);
-    const format from = input_format(options.from, options.input, content);
+    input_stream input(options.input);
+    const format from = input_format(options.from, options.input, input.ahead(format_lookahead));
     if (from == format::rec) {
         convert_recording(options, type, session, to);
         return;
     }
-    write_output(options.output, render(records_from_input(name, content, from, type, session), to));
+    destination output(options, to, frame::several);
+    each_record(input, from, type, session, [&output](const record &each) { output.add(each); });
+    output.finish();
 }
 
 }  // namespace ptpcfg

@@ -3,6 +3,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "files.h"
+#include "record_writer.h"
 #include "records.h"
 #include "table.h"
 

@@ -2,7 +2,7 @@
 
 #include "commands.h"
 #include "failure.h"
-#include "files.h"
+#include "input_stream.h"
 #include "vela_bundle.h"
 #include "wire.h"
 
@@ -10,9 +10,10 @@ namespace ptpcfg {
 namespace {
 
 constexpr size_t bytes_per_line = 8;
+constexpr size_t first_look = 65536;
 constexpr size_t byte_column = bytes_per_line * 3 + 1;
 
-std::string right_aligned(size_t number, size_t width) {
+std::string right_aligned(u_int64 number, size_t width) {
     const std::string text = std::to_string(number);
     return std::string(width > text.size() ? width - text.size() : 0, ' ') + text;
 }
@@ -22,12 +23,12 @@ std::string padded(const std::string &text, size_t width) {
 }
 
 /** Lines of at most eight bytes; path and value stand in the first. */
-std::string lines(std::string_view bytes, const wire_item &item, size_t path_width) {
+std::string lines(std::string_view bytes, u_int64 base, const wire_item &item, size_t path_width) {
     std::string text;
     size_t done = 0;
     do {
         const size_t count = std::min(item.width - done, bytes_per_line);
-        std::string line = right_aligned(item.offset + done, 6) + "  " +
+        std::string line = right_aligned(base + item.offset + done, 6) + "  " +
                            padded(hex_pairs(bytes.substr(item.offset + done, count), " "), byte_column);
         if (done == 0) {
             line += padded(item.path, path_width) + "  " + item.value;
@@ -38,53 +39,70 @@ std::string lines(std::string_view bytes, const wire_item &item, size_t path_wid
     return text;
 }
 
-struct explanation {
-    std::vector<wire_item> items;
-    std::string problem;
+/** Writes the items of one message after the other. The column of values only moves to the right. */
+class explanation {
+  public:
+    explicit explanation(const std::string &output) : output_(output) {}
 
-    void add(const wire_walk &walk) {
-        items.insert(items.end(), walk.items.begin(), walk.items.end());
-        if (!walk.problem.empty()) {
-            problem = "offset " + std::to_string(walk.problem_offset) + ": " + walk.problem;
+    /** @param base  where `bytes` begin in the input */
+    void add(std::string_view bytes, u_int64 base, const wire_walk &walk) {
+        for (const wire_item &item : walk.items) {
+            path_width_ = std::max(path_width_, item.path.size());
+        }
+        for (const wire_item &item : walk.items) {
+            output_.write(lines(bytes, base, item, path_width_));
+        }
+        if (!walk.problem.empty() && problem_.empty()) {
+            problem_ = "offset " + std::to_string(base + walk.problem_offset) + ": " + walk.problem;
         }
     }
-    void add_stretch(size_t begin, size_t end, const std::string &meaning) {
-        if (begin < end) {
-            items.push_back({begin, end - begin, meaning, ""});
+    void add_stretch(std::string_view bytes, u_int64 base, const char *meaning) {
+        if (!bytes.empty()) {
+            output_.write(lines(bytes, base, {0, bytes.size(), meaning, ""}, path_width_));
         }
     }
-    std::string text(std::string_view bytes) const {
-        size_t path_width = 0;
-        for (const wire_item &item : items) {
-            path_width = std::max(path_width, item.path.size());
-        }
-        std::string text;
-        for (const wire_item &item : items) {
-            text += lines(bytes, item, path_width);
-        }
-        return text;
-    }
+    const std::string &problem() const { return problem_; }
+    void finish() { output_.finish(); }
+
+  private:
+    output_stream output_;
+    size_t path_width_ = 0;
+    std::string problem_;
 };
 
 /** Messages one after the other, up to the first that makes no sense. */
-void explain_messages(std::string_view bytes, size_t offset, vela_handle *handle, explanation &result) {
-    while (offset < bytes.size() && result.problem.empty()) {
-        const wire_walk walk = walk_message(bytes, offset, bytes.size(), handle);
-        result.add(walk);
-        offset = walk.end;
+void explain_messages(input_stream &input, vela_handle *handle, explanation &result) {
+    for (size_t wanted = first_look; !input.ahead(1).empty() && result.problem().empty();) {
+        // A header may claim what is not there: what is read ahead grows only with what is found.
+        const std::string_view bytes = input.ahead(wanted);
+        const bool is_all = bytes.size() < wanted || wanted > longest_message;
+        const wire_walk walk = walk_message(bytes, 0, bytes.size(), handle, walk_result::items);
+        if (!walk.problem.empty() && !is_all) {
+            wanted *= 4;
+            continue;
+        }
+        result.add(bytes, input.offset(), walk);
+        input.skip(walk.end);
+        wanted = first_look;
     }
-    result.add_stretch(offset, bytes.size(), "(not understood)");
+    while (!input.ahead(1).empty()) {
+        const std::string_view rest = input.ahead(bytes_per_line * 1024);
+        const std::string_view part = rest.substr(0, std::min(rest.size(), bytes_per_line * 1024));
+        result.add_stretch(part, input.offset(), "(not understood)");
+        input.skip(part.size());
+    }
 }
 
-void explain_bundle(const std::string &name, std::string_view bytes, vela_handle *handle, explanation &result) {
+void explain_bundle(input_stream &input, vela_handle *handle, explanation &result) {
+    const std::string_view bytes = input.ahead(longest_message + 1);
     size_t position = 0;
-    for (const message_span &span : split_messages(name, bytes)) {
+    for (const message_span &span : split_messages(input.name(), bytes)) {
         // What frames the messages of a bundle: its header, and a length before each.
-        result.add_stretch(position, span.offset, "bundle");
-        result.add(walk_message(bytes, span.offset, span.offset + span.length, handle));
+        result.add_stretch(bytes.substr(position, span.offset - position), position, "bundle");
+        result.add(bytes, 0, walk_message(bytes, span.offset, span.offset + span.length, handle, walk_result::items));
         position = span.offset + span.length;
     }
-    result.add_stretch(position, bytes.size(), "bundle");
+    result.add_stretch(bytes.substr(position), position, "bundle");
 }
 
 }  // namespace
@@ -93,32 +111,35 @@ void explain(const conversion &options) {
     const ptp_cfg_type *type = bare_type_of(options.type);
     const session session(options.session);
     vela_handle *handle = session.handle(false);
-    const std::string name = input_name(options.input);
-    const std::string content = read_input(options.input);
-    const format from = input_format(options.from, options.input, content);
+    input_stream input(options.input);
+    const std::string &name = input.name();
+    const format from = input_format(options.from, options.input, input.ahead(format_lookahead));
     if (from == format::xml) {
         throw failure(exit_code::bad_input, name + ": --explain reads bytes, not XML; encode it first");
     }
     if (from == format::rec) {
         throw failure(exit_code::bad_input, name + ": --explain reads messages, not a recording; decode it --to bin");
     }
-    const std::string bytes = from == format::hex ? from_hex(name, content) : content;
-    if (bytes.empty()) {
+    if (from == format::hex) {
+        input.read_as_hex();
+    }
+    if (input.ahead(1).empty()) {
         throw failure(exit_code::bad_input, name + ": is empty");
     }
-    explanation result;
+    explanation result(options.output);
     if (type != nullptr && describe(type).kind != PTP_CFG_MESSAGE) {
-        const wire_walk walk = walk_type(bytes, type, handle);
-        result.add(walk);
-        result.add_stretch(walk.end, bytes.size(), "(not understood)");
-    } else if (is_bundle(bytes)) {
-        explain_bundle(name, bytes, handle, result);
+        const std::string_view bytes = input.ahead(longest_message + 1);
+        const wire_walk walk = walk_type(bytes, type, handle, walk_result::items);
+        result.add(bytes, 0, walk);
+        result.add_stretch(bytes.substr(walk.end), walk.end, "(not understood)");
+    } else if (is_bundle(input.ahead(VELA_BUNDLE_PREFIX))) {
+        explain_bundle(input, handle, result);
     } else {
-        explain_messages(bytes, 0, handle, result);
+        explain_messages(input, handle, result);
     }
-    write_output(options.output, result.text(bytes));
-    if (!result.problem.empty()) {
-        throw failure(exit_code::bad_input, name + ": " + result.problem);
+    result.finish();
+    if (!result.problem().empty()) {
+        throw failure(exit_code::bad_input, name + ": " + result.problem());
     }
 }
 

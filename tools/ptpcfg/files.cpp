@@ -1,151 +1,94 @@
 #include "files.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "failure.h"
+#include "input_stream.h"
+#include "output_file.h"
 
 namespace ptpcfg {
 namespace {
 
-[[noreturn]] void fail_io(const std::string &name, const char *doing) {
+constexpr size_t block_size = 256 * 1024;
+
+}  // namespace
+
+descriptor::~descriptor() { reset(-1); }
+
+descriptor::descriptor(descriptor &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
+
+void descriptor::reset(int number) {
+    if (number_ >= 0) {
+        ::close(number_);
+    }
+    number_ = number;
+}
+
+bool descriptor::close() { return ::close(std::exchange(number_, -1)) == 0; }
+
+void fail_io(const std::string &name, const char *doing) {
     throw failure(exit_code::io, name + ": cannot " + doing + ": " + std::strerror(errno));
 }
 
-/** A descriptor that closes itself. */
-class descriptor {
-  public:
-    explicit descriptor(int number) : number_(number) {}
-    ~descriptor() {
-        if (number_ >= 0) {
-            ::close(number_);
-        }
-    }
-    descriptor(const descriptor &) = delete;
-    descriptor &operator=(const descriptor &) = delete;
-    int number() const { return number_; }
-    /** Closing can be the moment at which a full disk shows. */
-    bool close() {
-        const int number = number_;
-        number_ = -1;
-        return ::close(number) == 0;
-    }
-
-  private:
-    int number_;
-};
-
-bool write_all(int file, std::string_view content) {
+void write_all(int file, const std::string &name, std::string_view content) {
     while (!content.empty()) {
         const ssize_t written = ::write(file, content.data(), content.size());
         if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        if (written > 0) {
-            content.remove_prefix(static_cast<size_t>(written));
-        }
-    }
-    return true;
-}
-
-std::string read_all(int file, const std::string &name) {
-    std::string content;
-    char block[65536];
-    for (;;) {
-        const ssize_t count = ::read(file, block, sizeof block);
-        if (count == 0) {
-            return content;
-        }
-        if (count < 0) {
-            if (errno == EINTR) {
-                continue;
+            if (errno == EPIPE && file == STDOUT_FILENO) {
+                throw reader_is_gone();
             }
-            fail_io(name, "read");
+            fail_io(name, "write");
         }
-        content.append(block, static_cast<size_t>(count));
-        if (content.size() > longest_input) {
-            throw failure(exit_code::bad_input, name + ": longer than 64 MiB, which no input is");
-        }
+        content.remove_prefix(written > 0 ? static_cast<size_t>(written) : 0);
     }
 }
-
-/** Where a name finally points: a link is kept and its target replaced. */
-std::string final_path(const std::string &path) {
-    char *resolved = ::realpath(path.c_str(), nullptr);
-    if (resolved == nullptr) {
-        return path;
-    }
-    std::string result = resolved;
-    std::free(resolved);
-    return result;
-}
-
-/** Permissions of a new file, which mkstemp does not give. */
-mode_t default_mode() {
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    return 0666 & ~mask;
-}
-
-void replace_file(const std::string &name, const std::string &target, std::string_view content, mode_t mode) {
-    const size_t slash = target.rfind('/');
-    const std::string folder = slash == std::string::npos ? "" : target.substr(0, slash + 1);
-    std::string temporary = folder + ".ptpcfg-XXXXXX";
-    descriptor file(::mkstemp(temporary.data()));
-    if (file.number() < 0) {
-        fail_io(name, "create");
-    }
-    if (!write_all(file.number(), content) || ::fchmod(file.number(), mode) != 0 || !file.close() ||
-        ::rename(temporary.c_str(), target.c_str()) != 0) {
-        const int reason = errno;
-        ::unlink(temporary.c_str());
-        errno = reason;
-        fail_io(name, "write");
-    }
-}
-
-}  // namespace
 
 std::string input_name(const std::string &path) { return path == "-" ? "standard input" : path; }
 
 std::string read_input(const std::string &path) {
-    if (path == "-") {
-        return read_all(STDIN_FILENO, input_name(path));
+    input_stream input(path);
+    return std::string(input.ahead(std::string::npos));
+}
+
+output_stream::output_stream(const std::string &path) : path_(path) {}
+
+output_stream::~output_stream() = default;
+
+void output_stream::write(std::string_view content) {
+    waiting_ += content;
+    if (waiting_.size() >= block_size) {
+        flush();
     }
-    descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file.number() < 0) {
-        fail_io(path, "open");
+}
+
+void output_stream::flush() {
+    if (path_ == "-") {
+        write_all(STDOUT_FILENO, "standard output", waiting_);
+    } else {
+        if (file_ == nullptr) {
+            file_ = std::make_unique<output_file>(path_);
+        }
+        file_->write(waiting_);
     }
-    return read_all(file.number(), path);
+    waiting_.clear();
+}
+
+void output_stream::finish() {
+    flush();
+    if (file_ != nullptr) {
+        file_->finish();
+    }
 }
 
 void write_output(const std::string &path, std::string_view content) {
-    if (path == "-") {
-        if (!write_all(STDOUT_FILENO, content)) {
-            fail_io("standard output", "write");
-        }
-        return;
-    }
-    struct stat status {};
-    const bool exists = ::stat(path.c_str(), &status) == 0;
-    if (exists && !S_ISREG(status.st_mode)) {
-        // A pipe or a device: it cannot be replaced, so it is written to.
-        descriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
-        if (file.number() < 0) {
-            fail_io(path, "open");
-        }
-        if (!write_all(file.number(), content) || !file.close()) {
-            fail_io(path, "write");
-        }
-        return;
-    }
-    replace_file(path, exists ? final_path(path) : path, content, exists ? status.st_mode & 07777 : default_mode());
+    output_stream output(path);
+    output.write(content);
+    output.finish();
 }
 
 bool output_is_terminal(const std::string &path) { return path == "-" && ::isatty(STDOUT_FILENO) != 0; }

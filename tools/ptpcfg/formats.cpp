@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "hex_reader.h"
 
 namespace ptpcfg {
 namespace {
@@ -14,24 +15,6 @@ constexpr std::pair<const char *, format> names[] = {
 
 constexpr std::pair<const char *, format> endings[] = {
     {".xml", format::xml}, {".bin", format::bin}, {".hex", format::hex}, {".txt", format::text}, {".rec", format::rec}};
-
-int digit_value(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    const char lower = static_cast<char>(c | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
-bool is_separator(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0 || c == ',' || c == ':'; }
-
-/** Line and column, from 1, of a position in a text. */
-std::string place_of(std::string_view text, size_t position) {
-    const std::string_view before = text.substr(0, position);
-    const size_t line_start = before.rfind('\n');
-    const size_t column = line_start == std::string_view::npos ? position : position - line_start - 1;
-    return std::to_string(std::count(before.begin(), before.end(), '\n') + 1) + ":" + std::to_string(column + 1);
-}
 
 }  // namespace
 
@@ -73,24 +56,9 @@ format format_of_content(std::string_view content) {
 
 std::string from_hex(const std::string &name, std::string_view text) {
     std::string bytes;
-    for (size_t at = 0; at < text.size();) {
-        if (is_separator(text[at])) {
-            ++at;
-        } else if (text[at] == '#') {
-            at = std::min(text.find('\n', at), text.size());
-        } else if (text[at] == '0' && at + 1 < text.size() && (text[at + 1] | 0x20) == 'x') {
-            at += 2;
-        } else {
-            const int high = digit_value(text[at]);
-            const int low = at + 1 < text.size() ? digit_value(text[at + 1]) : -1;
-            if (high < 0 || low < 0) {
-                throw failure(exit_code::bad_input,
-                              name + ":" + place_of(text, at) + ": a pair of hexadecimal digits must stand here");
-            }
-            bytes.push_back(static_cast<char>(high << 4 | low));
-            at += 2;
-        }
-    }
+    hex_reader reader(name);
+    reader.take(text, bytes);
+    reader.finish();
     return bytes;
 }
 

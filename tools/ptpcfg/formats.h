@@ -23,10 +23,7 @@ std::optional<format> format_of_ending(const std::string &path);
 /** The input format that the content shows. */
 format format_of_content(std::string_view content);
 
-/**
- * Bytes from pairs of hexadecimal digits. Blanks, commas and colons separate, "0x" may stand before a pair, and '#'
- * starts a comment that ends with the line.
- */
+/** Bytes from a whole text of hexadecimal digits, as hex_reader takes them. */
 std::string from_hex(const std::string &name, std::string_view text);
 
 /** Bytes as lines of 16 pairs. */

@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "receiver.h"
+#include "record_writer.h"
 #include "records.h"
 
 namespace ptpcfg {
@@ -61,7 +62,9 @@ std::string recorder_text(const record &record) {
     if (err != 0) {
         throw failure(exit_code::io, "cannot write a time: " + error_text(err));
     }
-    return frame.substr(0, length) + xml_of(record) + "</ptp_cfg>\n";
+    frame.resize(length);
+    append_xml(record, frame);
+    return frame + "</ptp_cfg>\n";
 }
 
 /** Decodes what arrives, and writes it where the options say. */

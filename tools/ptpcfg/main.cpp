@@ -8,6 +8,7 @@
 #include "bitlog.h"
 #include "command_line.h"
 #include "failure.h"
+#include "files.h"
 
 namespace {
 
@@ -26,13 +27,18 @@ void silent(void *, const bitlog_record *) {}
 }  // namespace
 
 int main(int argc, char **argv) {
-    // A reader that went away is an error of write(), with a message, not a silent death.
+    // A reader that went away is an error of write(): what is half done is then taken back.
     std::signal(SIGPIPE, SIG_IGN);
     bitlog_set_sink(silent, nullptr);
     try {
         return ptpcfg::run_command_line(argc, argv);
     } catch (const ptpcfg::failure &error) {
         return report(error.what(), error.code());
+    } catch (const ptpcfg::reader_is_gone &) {
+        // As other filters end.
+        std::signal(SIGPIPE, SIG_DFL);
+        std::raise(SIGPIPE);
+        return static_cast<int>(ptpcfg::exit_code::io);
     } catch (const std::bad_alloc &) {
         return report("there is not enough memory", ptpcfg::exit_code::io);
     } catch (const std::exception &error) {

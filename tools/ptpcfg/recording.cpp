@@ -4,10 +4,8 @@
 
 #include "channel.h"
 #include "failure.h"
-#include "files.h"
 #include "records.h"
 #include "time_bound.h"
-#include "xml_source.h"
 
 namespace ptpcfg {
 namespace {
@@ -74,43 +72,24 @@ double recording::fraction() const {
     return size == 0 ? 1 : static_cast<double>(vela_recording_position(recording_.get())) / static_cast<double>(size);
 }
 
-std::vector<recorded> decode_recording(recording &input, const ptp_cfg_type *type, const session &session) {
+void each_recorded(recording &input, const ptp_cfg_type *type, const session &session,
+                   const std::function<void(const record &, std::string_view heading)> &take) {
     const std::vector<std::string> names = channel_names();
-    std::vector<recorded> messages;
-    size_t total = 0;
     while (const vela_recording_item *item = input.next()) {
-        total += item->length;
-        if (total > longest_input) {
-            throw failure(exit_code::bad_input, input.path() + ": longer than 64 MiB, which is too much at once");
-        }
+        const u_int32 source = item->source & ~VELA_RECORD_DAMAGED;
+        std::vector<record> messages;
         try {
-            for (record &message : records_from_bytes("message", bytes_of(*item), type, session)) {
-                messages.push_back(
-                    {item->time_ns, item->source < names.size() ? names[item->source] : "unknown", std::move(message)});
+            if (source != item->source) {
+                throw failure(exit_code::bad_input, "is marked as no message by who received it");
             }
+            messages = records_from_bytes("message", bytes_of(*item), type, session);
         } catch (const failure &error) {
             input.complain(error.what());
         }
-    }
-    return messages;
-}
-
-std::string render(const std::vector<recorded> &messages, format form) {
-    std::string text;
-    if (form == format::xml) {
-        for (const recorded &each : messages) {
-            text += xml_of(each.message);
-        }
-        return pretty_text("<ptp_cfg>" + text + "</ptp_cfg>");
-    }
-    for (const recorded &each : messages) {
-        if (form == format::text) {
-            text += time_text(each.time_ns) + " " + each.channel + "\n" + print_of(each.message);
-        } else {
-            text += form == format::hex ? to_hex(bytes_of(each.message)) : bytes_of(each.message);
+        for (const record &message : messages) {
+            take(message, time_text(item->time_ns) + " " + (source < names.size() ? names[source] : "unknown") + "\n");
         }
     }
-    return text;
 }
 
 }  // namespace ptpcfg

@@ -47,17 +47,11 @@ inline std::string_view bytes_of(const vela_recording_item &item) {
     return {reinterpret_cast<const char *>(item.bytes), item.length};
 }
 
-/** A decoded message with its time. */
-struct recorded {
-    u_int64 time_ns;
-    std::string channel;
-    record message;
-};
-
-/** Decodes a whole recording; what cannot be decoded is a fault. `type`, if given, is the message that all must be. */
-std::vector<recorded> decode_recording(recording &input, const ptp_cfg_type *type, const session &session);
-
-/** As render() does; in text each message stands under its time and channel. */
-std::string render(const std::vector<recorded> &messages, format form);
+/**
+ * Gives every message of a recording to `take`, with a line that says its time and channel; what cannot be decoded is a
+ * fault. `type`, if given, is the message that all must be.
+ */
+void each_recorded(recording &input, const ptp_cfg_type *type, const session &session,
+                   const std::function<void(const record &, std::string_view heading)> &take);
 
 }  // namespace ptpcfg

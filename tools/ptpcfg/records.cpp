@@ -1,6 +1,9 @@
 #include "records.h"
 
+#include <algorithm>
+
 #include "failure.h"
+#include "files.h"
 #include "state_flags.h"
 #include "wire.h"
 
@@ -9,31 +12,12 @@ namespace {
 
 const u_int8 *octets(std::string_view bytes) { return reinterpret_cast<const u_int8 *>(bytes.data()); }
 
-[[noreturn]] void fail_decoding(const std::string &name, const wire_walk &walk, u_int32 err) {
+[[noreturn]] void fail_decoding(const std::string &name, u_int64 offset, const wire_walk &walk, u_int32 err) {
     if (walk.problem.empty()) {
         throw failure(exit_code::bad_input, name + ": cannot decode: " + error_text(err));
     }
-    throw failure(exit_code::bad_input, name + ": offset " + std::to_string(walk.problem_offset) + ": " + walk.problem);
-}
-
-record message_from_bytes(const std::string &name, std::string_view bytes, message_span span, const session &session) {
-    const std::string_view message = bytes.substr(span.offset, span.length);
-    vela_handle *handle = session.handle(message[tracked_offset] != 0);
-    const wire_walk walk = walk_message(bytes, span.offset, span.offset + span.length, handle);
-    const ptp_cfg_type *type = ptp_cfg_message_identify(octets(message), static_cast<u_int32>(message.size()));
-    if (type == nullptr || !walk.problem.empty()) {
-        fail_decoding(name, walk, VELA_EINVAL);
-    }
-    void *instance = nullptr;
-    u_int32 err = 0;
-    describe(type).operations->unmarshal_only(handle, memory_class, &instance, octets(message),
-                                              static_cast<u_int32>(message.size()), &err);
-    record result(type, instance, handle);
-    if (err != 0) {
-        fail_decoding(name, walk, err);
-    }
-    session.admit(result, name + ": offset " + std::to_string(span.offset));
-    return result;
+    throw failure(exit_code::bad_input,
+                  name + ": offset " + std::to_string(offset + walk.problem_offset) + ": " + walk.problem);
 }
 
 record type_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *type,
@@ -41,16 +25,16 @@ record type_from_bytes(const std::string &name, std::string_view bytes, const pt
     const bool has_flags = describe(type).kind == PTP_CFG_STRUCTURE && bytes.size() > 1 &&
                            (static_cast<u_int8>(bytes[1]) & VELA_FLAG_TRACKED) != 0;
     vela_handle *handle = session.handle(has_flags);
-    const wire_walk walk = walk_type(bytes, type, handle);
+    const wire_walk walk = walk_type(bytes, type, handle, walk_result::problem);
     if (!walk.problem.empty()) {
-        fail_decoding(name, walk, 0);
+        fail_decoding(name, 0, walk, 0);
     }
     record result = new_record(type, handle);
     u_int32 err = 0;
     result.operations().unmarshal(handle, memory_class, octets(bytes), result.instance(),
                                   static_cast<u_int32>(bytes.size()), &err);
     if (err != 0) {
-        fail_decoding(name, walk, err);
+        fail_decoding(name, 0, walk, err);
     }
     session.admit(result, name);
     return result;
@@ -103,25 +87,29 @@ record record_from_element(const xml_source &source, const xml_record &element, 
     return result;
 }
 
-/** Calls an operation that fills a buffer, with as much room as it needs. */
+/** Adds what an operation writes into a buffer, with as much room as it needs. */
 template <typename call>
-std::string filled(const record &record, char blank, const char *doing, call operation) {
-    constexpr size_t most_room = 64u << 20;
-    for (size_t room = 65536; room <= most_room; room *= 4) {
+void append_filled(const record &record, std::string &text, const char *doing, call operation) {
+    constexpr size_t first_room = 65536;
+    // Of blanks, which texts need. Used again and again: a new one would cost more than most operations.
+    static std::string buffer(first_room + 1, ' ');
+    for (;;) {
         // A tracked encoding may store one byte behind a full buffer.
-        std::string buffer(room + 1, blank);
+        const size_t room = buffer.size() - 1;
         u_int32 err = 0;
-        const u_int32 length = operation(buffer.data(), static_cast<u_int32>(room), &err);
+        const size_t length = operation(buffer.data(), static_cast<u_int32>(room), &err);
+        text.append(buffer, 0, err == 0 ? length : 0);
+        const size_t used = err == 0 ? std::min(length, room) + 1 : buffer.size();
+        std::fill_n(buffer.begin(), used, ' ');
         if (err == 0) {
-            buffer.resize(length);
-            return buffer;
+            return;
         }
-        if (err != VELA_EMSGSIZE) {
+        if (err != VELA_EMSGSIZE || room >= longest_message) {
             throw failure(exit_code::bad_input, std::string(describe(record.type()).short_name) + ": cannot " + doing +
                                                     ": " + error_text(err));
         }
+        buffer.resize(room * 4 + 1, ' ');
     }
-    throw failure(exit_code::bad_input, std::string("a record is too long to ") + doing);
 }
 
 }  // namespace
@@ -134,6 +122,31 @@ record new_record(const ptp_cfg_type *type, vela_handle *handle) {
     return {type, instance, handle};
 }
 
+record message_from_bytes(const std::string &name, u_int64 offset, std::string_view message, const ptp_cfg_type *wanted,
+                          const session &session) {
+    vela_handle *handle = session.handle(message[tracked_offset] != 0);
+    const wire_walk walk = walk_message(message, 0, message.size(), handle, walk_result::problem);
+    const ptp_cfg_type *type = ptp_cfg_message_identify(octets(message), static_cast<u_int32>(message.size()));
+    if (type == nullptr || !walk.problem.empty()) {
+        fail_decoding(name, offset, walk, VELA_EINVAL);
+    }
+    const std::string place = name + ": offset " + std::to_string(offset);
+    if (wanted != nullptr && type != wanted) {
+        throw failure(exit_code::bad_input,
+                      place + ": this is a " + describe(type).short_name + ", not a " + describe(wanted).short_name);
+    }
+    void *instance = nullptr;
+    u_int32 err = 0;
+    describe(type).operations->unmarshal_only(handle, memory_class, &instance, octets(message),
+                                              static_cast<u_int32>(message.size()), &err);
+    record result(type, instance, handle);
+    if (err != 0) {
+        fail_decoding(name, offset, walk, err);
+    }
+    session.admit(result, place);
+    return result;
+}
+
 std::vector<record> records_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *bare_type,
                                        const session &session) {
     std::vector<record> records;
@@ -142,25 +155,24 @@ std::vector<record> records_from_bytes(const std::string &name, std::string_view
         return records;
     }
     for (const message_span &span : split_messages(name, bytes)) {
-        records.push_back(message_from_bytes(name, bytes, span, session));
-        if (bare_type != nullptr && records.back().type() != bare_type) {
-            throw failure(exit_code::bad_input, name + ": offset " + std::to_string(span.offset) + ": this is a " +
-                                                    describe(records.back().type()).short_name + ", not a " +
-                                                    describe(bare_type).short_name);
-        }
+        records.push_back(
+            message_from_bytes(name, span.offset, bytes.substr(span.offset, span.length), bare_type, session));
     }
     return records;
 }
 
-std::vector<record> records_from_xml(const std::string &name, const std::string &text, const ptp_cfg_type *bare_type,
-                                     const session &session) {
-    const xml_source source(name, text);
+std::vector<record> records_from_source(const xml_source &source, bool is_frame, const ptp_cfg_type *bare_type,
+                                        const session &session, fault_list &faults) {
     std::vector<record> records;
     const bool is_message = bare_type != nullptr && describe(bare_type).kind == PTP_CFG_MESSAGE;
-    for (const xml_record &element : check_records(source, is_message ? nullptr : bare_type, session)) {
+    for (const xml_record &element :
+         check_records(source, is_frame, is_message ? nullptr : bare_type, session, faults)) {
         if (is_message && element.type != bare_type) {
             throw failure(exit_code::bad_input, source.place(element.node) + ": this is a " + element.node.name() +
                                                     ", not a " + describe(bare_type).short_name);
+        }
+        if (!faults.empty()) {
+            continue;
         }
         records.push_back(record_from_element(source, element, session));
         if (session.tracked()) {
@@ -170,57 +182,23 @@ std::vector<record> records_from_xml(const std::string &name, const std::string 
     return records;
 }
 
-std::vector<record> records_from_input(const std::string &name, const std::string &content, format form,
-                                       const ptp_cfg_type *bare_type, const session &session) {
-    if (form == format::xml) {
-        return records_from_xml(name, content, bare_type, session);
-    }
-    return records_from_bytes(name, form == format::hex ? from_hex(name, content) : content, bare_type, session);
-}
-
-std::string bytes_of(const record &record) {
-    return filled(record, '\0', "encode", [&record](char *buffer, u_int32 room, u_int32 *err) {
+void append_bytes(const record &record, std::string &bytes) {
+    append_filled(record, bytes, "encode", [&record](char *buffer, u_int32 room, u_int32 *err) {
         return record.operations().marshal(record.handle(), memory_class, reinterpret_cast<u_int8 *>(buffer),
                                            record.instance(), room, err);
     });
 }
 
-std::string xml_of(const record &record) {
-    return filled(record, ' ', "write as XML", [&record](char *buffer, u_int32 room, u_int32 *err) {
+void append_xml(const record &record, std::string &text) {
+    append_filled(record, text, "write as XML", [&record](char *buffer, u_int32 room, u_int32 *err) {
         return record.operations().to_xml(record.handle(), memory_class, buffer, record.instance(), room, err);
     });
 }
 
-std::string print_of(const record &record) {
-    return filled(record, ' ', "print", [&record](char *buffer, u_int32 room, u_int32 *err) {
+void append_print(const record &record, std::string &text) {
+    append_filled(record, text, "print", [&record](char *buffer, u_int32 room, u_int32 *err) {
         return record.operations().print(record.handle(), memory_class, buffer, record.instance(), room, err);
     });
-}
-
-std::string render(const std::vector<record> &records, format form) {
-    std::string output;
-    for (const record &record : records) {
-        switch (form) {
-            case format::xml:
-                output += xml_of(record);
-                break;
-            case format::bin:
-                output += bytes_of(record);
-                break;
-            case format::hex:
-                output += to_hex(bytes_of(record));
-                break;
-            case format::text:
-                output += print_of(record);
-                break;
-            case format::rec:  // is never an output
-                break;
-        }
-    }
-    if (form == format::xml) {
-        return pretty_text(records.size() == 1 ? output : "<ptp_cfg>" + output + "</ptp_cfg>");
-    }
-    return output;
 }
 
 }  // namespace ptpcfg

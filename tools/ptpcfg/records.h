@@ -14,24 +14,26 @@ namespace ptpcfg {
 /** A record with every field at its default. */
 record new_record(const ptp_cfg_type *type, vela_handle *handle);
 
-/** Decodes every message of an input, or one record of `bare_type`; fails at the first byte that is wrong. */
+/**
+ * Decodes a message; fails at the first byte that is wrong.
+ * @param name, offset  of the input and of the message in it, for the failure
+ * @param message       its bytes, as many as its header says
+ * @param wanted        the message that it must be, or nullptr
+ */
+record message_from_bytes(const std::string &name, u_int64 offset, std::string_view message, const ptp_cfg_type *wanted,
+                          const session &session);
+
+/** Decodes every message that there is, or one record of `bare_type`, likewise. */
 std::vector<record> records_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *bare_type,
                                        const session &session);
 
-/** Builds the records of an XML input, after it was checked. */
-std::vector<record> records_from_xml(const std::string &name, const std::string &text, const ptp_cfg_type *bare_type,
-                                     const session &session);
+/** Builds the records of an XML text, after it was checked; see check_records() for `is_frame` and `faults`. */
+std::vector<record> records_from_source(const xml_source &source, bool is_frame, const ptp_cfg_type *bare_type,
+                                        const session &session, fault_list &faults);
 
-/** Input of any format. */
-std::vector<record> records_from_input(const std::string &name, const std::string &content, format form,
-                                       const ptp_cfg_type *bare_type, const session &session);
-
-std::string bytes_of(const record &record);
-/** As the library renders it, in one line. */
-std::string xml_of(const record &record);
-std::string print_of(const record &record);
-
-/** Records in an output format; several in XML stand in one <ptp_cfg>. */
-std::string render(const std::vector<record> &records, format form);
+/** Add a record to a text: its encoding; XML as the library renders it, in one line; or the text of print. */
+void append_bytes(const record &record, std::string &bytes);
+void append_xml(const record &record, std::string &text);
+void append_print(const record &record, std::string &text);
 
 }  // namespace ptpcfg

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numeric>
+#include <unordered_map>
 
 #include "failure.h"
 
@@ -15,8 +16,14 @@ ptp_cfg_type_description describe(const ptp_cfg_type *type) {
     return description;
 }
 
-std::vector<ptp_cfg_field_description> fields_of(const ptp_cfg_type *type) {
-    std::vector<ptp_cfg_field_description> fields(describe(type).field_count);
+const std::vector<ptp_cfg_field_description> &fields_of(const ptp_cfg_type *type) {
+    static std::unordered_map<const ptp_cfg_type *, std::vector<ptp_cfg_field_description>> known;
+    const auto [at, is_new] = known.try_emplace(type);
+    std::vector<ptp_cfg_field_description> &fields = at->second;
+    if (!is_new) {
+        return fields;
+    }
+    fields.resize(describe(type).field_count);
     for (u_int32 index = 0; index < fields.size(); ++index) {
         fields[index].size = sizeof fields[index];
         ptp_cfg_field_describe(type, index, &fields[index]);

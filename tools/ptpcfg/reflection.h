@@ -20,7 +20,8 @@ struct enumeration_literal {
 };
 
 ptp_cfg_type_description describe(const ptp_cfg_type *type);
-std::vector<ptp_cfg_field_description> fields_of(const ptp_cfg_type *type);
+/** Made once for each type. */
+const std::vector<ptp_cfg_field_description> &fields_of(const ptp_cfg_type *type);
 std::vector<enumeration_literal> literals_of(const ptp_cfg_type *type);
 std::optional<enumeration_literal> literal_of(const ptp_cfg_type *type, u_int32 number);
 

@@ -1,8 +1,7 @@
 #include "commands.h"
 #include "failure.h"
-#include "files.h"
 #include "outgoing.h"
-#include "records.h"
+#include "record_stream.h"
 #include "wire.h"
 
 namespace ptpcfg {
@@ -14,22 +13,22 @@ namespace {
  */
 void append_messages(const std::string &path, const send_options &options, const session &session,
                      std::vector<std::string> &messages) {
-    const std::string name = input_name(path);
-    const std::string content = read_input(path);
-    const format from = input_format(options.from, path, content);
+    input_stream input(path);
+    const std::string &name = input.name();
+    const format from = input_format(options.from, path, input.ahead(format_lookahead));
     if (from == format::rec) {
         throw failure(exit_code::bad_input, name + ": is a recording; 'ptpcfg replay' sends it");
     }
     if (from == format::xml || session.has_domain()) {
-        for (const record &record : records_from_input(name, content, from, nullptr, session)) {
-            messages.push_back(bytes_of(record));
-        }
+        each_record(input, from, nullptr, session,
+                    [&messages](const record &each) { append_bytes(each, messages.emplace_back()); });
         return;
     }
+    const std::string content(input.ahead(std::string::npos));
     const std::string bytes = from == format::hex ? from_hex(name, content) : content;
-    records_from_bytes(name, bytes, nullptr, session);
     for (const message_span &span : split_messages(name, bytes)) {
         messages.push_back(bytes.substr(span.offset, span.length));
+        message_from_bytes(name, span.offset, messages.back(), nullptr, session);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "failure.h"
+#include "files.h"
 #include "formats.h"
 #include "primitives.h"
 #include "vela_bundle.h"
@@ -15,7 +16,18 @@ enum : u_int8 { extra_data_flag = VELA_FLAG_EXTRA_DATA, tracked_flag = VELA_FLAG
 /** Thrown inside a walk: the rest of the bytes cannot be placed. */
 struct lost {};
 
-std::string join(const std::string &path, const std::string &name) { return path.empty() ? name : path + "/" + name; }
+/** A name below others; its text is only made when somebody wants to read it. */
+struct path {
+    const char *name = "";
+    const path *above = nullptr;
+    const u_int32 *index = nullptr;  // of an element of an array
+
+    std::string text() const {
+        const std::string own = name + (index != nullptr ? "[" + std::to_string(*index) + "]" : "");
+        const std::string before = above != nullptr ? above->text() : "";
+        return before.empty() ? own : before + "/" + own;
+    }
+};
 
 std::string counted(size_t count, const char *noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
@@ -23,8 +35,12 @@ std::string counted(size_t count, const char *noun) {
 
 class walker {
   public:
-    walker(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle)
-        : bytes_(bytes), position_(offset), limit_(std::min(limit, bytes.size())), handle_(handle) {}
+    walker(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle, walk_result wanted)
+        : bytes_(bytes),
+          position_(offset),
+          limit_(std::min(limit, bytes.size())),
+          handle_(handle),
+          keeps_items_(wanted == walk_result::items) {}
 
     wire_walk message() {
         return guarded([this] { walk_message_body(); });
@@ -33,9 +49,9 @@ class walker {
     wire_walk type(const ptp_cfg_type *type) {
         return guarded([this, type] {
             if (describe(type).kind == PTP_CFG_ENUMERATION) {
-                enumeration(type, describe(type).name);
+                enumeration(type, {describe(type).name});
             } else {
-                structure(type, describe(type).name);
+                structure(type, {describe(type).name});
             }
             if (left() > 0) {
                 note(position_, counted(left(), "byte") + " behind the record belong to nothing");
@@ -71,62 +87,69 @@ class walker {
     size_t left() const { return limit_ - position_; }
 
     /** The next bytes, which must be there. */
-    std::string_view peek(size_t width, const std::string &path) {
+    std::string_view peek(size_t width, const path &at) {
         if (width > left()) {
-            stop(position_, path + ": " + counted(width, "byte") + " wanted, " + std::to_string(left()) + " left");
+            stop(position_, at.text() + ": " + counted(width, "byte") + " wanted, " + std::to_string(left()) + " left");
         }
         return bytes_.substr(position_, width);
     }
 
-    void add(size_t width, const std::string &path, std::string value) {
-        result_.items.push_back({position_, width, path, std::move(value)});
+    /** Passes the next bytes; `meaning` makes the text that explains them. */
+    template <typename describe>
+    void add(size_t width, const path &at, describe meaning, const char *suffix = "") {
+        if (keeps_items_) {
+            result_.items.push_back({position_, width, at.text() + suffix, meaning()});
+        }
         position_ += width;
     }
 
-    u_int64 number(size_t width, const std::string &path) {
-        const u_int64 value = read_number(peek(width, path));
-        add(width, path, std::to_string(value));
+    u_int64 number(size_t width, const path &at) {
+        const u_int64 value = read_number(peek(width, at));
+        add(width, at, [value] { return std::to_string(value); });
         return value;
     }
 
     void walk_message_body();
     void header();
-    void structure(const ptp_cfg_type *type, const std::string &path);
-    void structure_fields(const ptp_cfg_type *type, const std::string &path, int variant, bool tracked);
-    void field(const ptp_cfg_field_description &field, const std::string &path, size_t text_length);
-    void element(const ptp_cfg_field_description &field, const std::string &path, size_t text_length);
-    void enumeration(const ptp_cfg_type *type, const std::string &path);
-    void state_flags(const ptp_cfg_field_description &field, const std::string &path);
-    void skip_unknown(const std::string &path, size_t jump_offset, u_int64 jump);
+    void structure(const ptp_cfg_type *type, const path &at);
+    void structure_fields(const ptp_cfg_type *type, const path &at, int variant, bool tracked);
+    void field(const ptp_cfg_field_description &field, const path &at, size_t text_length);
+    void element(const ptp_cfg_field_description &field, const path &at, size_t text_length);
+    void enumeration(const ptp_cfg_type *type, const path &at);
+    void state_flags(const ptp_cfg_field_description &field, const path &at);
+    void pass_end(const path &at, size_t jump_offset, u_int64 jump);
 
     std::string_view bytes_;
     size_t position_;
     size_t limit_;
     vela_handle *handle_;
+    bool keeps_items_;
     wire_walk result_;
 };
 
 void walker::header() {
+    const path tag_path{"header/tag"}, address_path{"header/address"}, tracked_path{"header/tracked"};
+    const path reserved_path{"header/reserved"};
     const size_t start = position_;
     if (left() < PTP_CFG_MESSAGE_PREFIX) {
         note(start, "a message has at least " + std::to_string(PTP_CFG_MESSAGE_PREFIX) +
                         " bytes of header and identity, " + std::to_string(left()) + " are there");
     }
-    const auto tag = static_cast<u_int8>(peek(1, "header/tag")[0]);
+    const auto tag = static_cast<u_int8>(peek(1, tag_path)[0]);
     if (tag != VELA_MESSAGE_TAG) {
         stop(start, "header/tag: " + hex_pairs(bytes_.substr(start, 1), "") + " does not begin a message, bc does");
     }
-    add(1, "header/tag", "message");
-    const std::string_view address = peek(6, "header/address");
-    add(6, "header/address", address == std::string_view("\xff\xff\xff\xff\xff\xff") ? "everyone" : "");
-    const bool tracked = peek(1, "header/tracked")[0] != 0;
-    add(1, "header/tracked", tracked ? "with state flags" : "no state flags");
-    number(4, "header/word");
+    add(1, tag_path, [] { return "message"; });
+    const std::string_view address = peek(6, address_path);
+    add(6, address_path, [=] { return address == std::string_view("\xff\xff\xff\xff\xff\xff") ? "everyone" : ""; });
+    const bool tracked = peek(1, tracked_path)[0] != 0;
+    add(1, tracked_path, [=] { return tracked ? "with state flags" : "no state flags"; });
+    number(4, {"header/word"});
     const size_t length_at = position_;
-    const u_int64 length = number(4, "header/length");
-    const std::string_view zeros = peek(VELA_WIRE_MESSAGE_HEADER - zero_offset, "header/reserved");
+    const u_int64 length = number(4, {"header/length"});
+    const std::string_view zeros = peek(VELA_WIRE_MESSAGE_HEADER - zero_offset, reserved_path);
     const bool all_zero = zeros.find_first_not_of('\0') == std::string_view::npos;
-    add(zeros.size(), "header/reserved", all_zero ? "" : "ignored, though not zero");
+    add(zeros.size(), reserved_path, [=] { return all_zero ? "" : "ignored, though not zero"; });
     if (length > limit_ - start) {
         note(length_at, "header/length: the message is said to have " + counted(length, "byte") + ", but " +
                             std::to_string(limit_ - start) + " are there");
@@ -137,134 +160,157 @@ void walker::header() {
 
 void walker::walk_message_body() {
     header();
-    const std::string_view luid = peek(VELA_WIRE_LUID, "identity");
+    const path identity_path{"identity"};
+    const std::string_view luid = peek(VELA_WIRE_LUID, identity_path);
     const ptp_cfg_type *type = ptp_cfg_type_find_luid(reinterpret_cast<const u_int8 *>(luid.data()));
     if (type == nullptr || describe(type).kind != PTP_CFG_MESSAGE) {
         stop(position_, "identity: no message is known as " + hex_pairs(luid, ""));
     }
-    add(VELA_WIRE_LUID, "identity", describe(type).short_name);
+    add(VELA_WIRE_LUID, identity_path, [=] { return describe(type).short_name; });
     for (const ptp_cfg_field_description &payload : fields_of(type)) {
-        element(payload, payload.name, 0);
+        element(payload, {payload.name}, 0);
     }
     if (left() > 0) {
         note(position_, counted(left(), "byte") + " behind the last payload belong to nothing");
     }
 }
 
-void walker::structure(const ptp_cfg_type *type, const std::string &path) {
-    const int newest = describe(type).newest_variant;
-    const int variant = static_cast<int8>(peek(1, join(path, "variant"))[0]);
-    std::string meaning = std::to_string(variant);
+std::string variant_text(int variant, int newest) {
+    const std::string text = std::to_string(variant);
     if (variant < 0) {
-        meaning += ": no instance";
-    } else if (variant > newest) {
-        meaning += ", read as " + std::to_string(newest) + ", the newest known";
+        return text + ": no instance";
     }
-    add(1, join(path, "variant"), meaning);
-
-    const auto flag = static_cast<u_int8>(peek(1, join(path, "flag"))[0]);
-    std::string flags = (flag & tracked_flag) != 0 ? "with state flags" : "no state flags";
-    if ((flag & extra_data_flag) != 0) {
-        flags += ", extra data";
-    }
-    if ((flag & ~(tracked_flag | extra_data_flag)) != 0) {
-        flags += ", unknown bits ignored";
-    }
-    add(1, join(path, "flag"), flags);
-    if ((flag & extra_data_flag) != 0) {
-        peek(VELA_WIRE_EXTRA_DATA, join(path, "extra data"));
-        add(VELA_WIRE_EXTRA_DATA, join(path, "extra data"), "ignored");
-    }
-    const size_t jump_offset = position_;
-    const u_int64 jump = read_number(peek(VELA_WIRE_JUMP, join(path, "jump")));
-    add(VELA_WIRE_JUMP, join(path, "jump"), std::to_string(jump) + ", ends at " + std::to_string(jump_offset + jump));
-    if (variant >= 0) {
-        structure_fields(type, path, std::min(variant, newest), (flag & tracked_flag) != 0);
-    }
-    skip_unknown(path, jump_offset, jump);
+    return variant > newest ? text + ", read as " + std::to_string(newest) + ", the newest known" : text;
 }
 
-void walker::structure_fields(const ptp_cfg_type *type, const std::string &path, int variant, bool tracked) {
+std::string flag_text(u_int8 flag) {
+    std::string text = (flag & tracked_flag) != 0 ? "with state flags" : "no state flags";
+    if ((flag & extra_data_flag) != 0) {
+        text += ", extra data";
+    }
+    if ((flag & ~(tracked_flag | extra_data_flag)) != 0) {
+        text += ", unknown bits ignored";
+    }
+    return text;
+}
+
+void walker::structure(const ptp_cfg_type *type, const path &at) {
+    const path variant_path{"variant", &at}, flag_path{"flag", &at}, extra_path{"extra data", &at};
+    const path jump_path{"jump", &at};
+    const int newest = describe(type).newest_variant;
+    const int variant = static_cast<int8>(peek(1, variant_path)[0]);
+    add(1, variant_path, [=] { return variant_text(variant, newest); });
+
+    const auto flag = static_cast<u_int8>(peek(1, flag_path)[0]);
+    add(1, flag_path, [=] { return flag_text(flag); });
+    if ((flag & extra_data_flag) != 0) {
+        peek(VELA_WIRE_EXTRA_DATA, extra_path);
+        add(VELA_WIRE_EXTRA_DATA, extra_path, [] { return "ignored"; });
+    }
+    const size_t jump_offset = position_;
+    const u_int64 jump = read_number(peek(VELA_WIRE_JUMP, jump_path));
+    add(VELA_WIRE_JUMP, jump_path,
+        [=] { return std::to_string(jump) + ", ends at " + std::to_string(jump_offset + jump); });
+    if (variant >= 0) {
+        structure_fields(type, at, std::min(variant, newest), (flag & tracked_flag) != 0);
+    }
+    pass_end(at, jump_offset, jump);
+}
+
+void walker::structure_fields(const ptp_cfg_type *type, const path &at, int variant, bool tracked) {
     size_t text_length = 0;
     for (const ptp_cfg_field_description &description : fields_of(type)) {
         if (description.since > variant) {
             continue;
         }
-        const size_t at = position_;
-        field(description, join(path, description.name), text_length);
+        const size_t start = position_;
+        const path here{description.name, &at};
+        field(description, here, text_length);
         if (description.is_read_only != 0) {
-            text_length = static_cast<size_t>(read_number(bytes_.substr(at, position_ - at)));
+            text_length = static_cast<size_t>(read_number(bytes_.substr(start, position_ - start)));
         } else if (tracked) {
-            state_flags(description, join(path, description.name));
+            state_flags(description, here);
         }
     }
 }
 
-void walker::field(const ptp_cfg_field_description &field, const std::string &path, size_t text_length) {
+void walker::field(const ptp_cfg_field_description &field, const path &at, size_t text_length) {
     if (field.is_array == 0) {
-        element(field, path, text_length);
+        element(field, at, text_length);
         return;
     }
     for (u_int32 index = 0; index < field.capacity; ++index) {
-        element(field, path + "[" + std::to_string(index) + "]", text_length);
+        element(field, {at.name, at.above, &index}, text_length);
     }
 }
 
-void walker::element(const ptp_cfg_field_description &field, const std::string &path, size_t text_length) {
+void walker::element(const ptp_cfg_field_description &field, const path &at, size_t text_length) {
     switch (field.kind) {
         case PTP_CFG_FIELD_STRUCTURE:
-            structure(field.type, path);
+            structure(field.type, at);
             break;
         case PTP_CFG_FIELD_ENUMERATION:
-            enumeration(field.type, path);
+            enumeration(field.type, at);
             break;
         case PTP_CFG_FIELD_TEXT: {
-            const std::string text = quoted(peek(text_length, path));
-            add(text_length, path, text);
+            const std::string_view text = peek(text_length, at);
+            add(text_length, at, [=] { return quoted(text); });
             break;
         }
         default: {
-            const std::string text = value_text(field, peek(field.wire_width, path), handle_);
-            add(field.wire_width, path, text);
+            const std::string_view value = peek(field.wire_width, at);
+            add(field.wire_width, at, [&] { return value_text(field, value, handle_); });
             break;
         }
     }
 }
 
-void walker::enumeration(const ptp_cfg_type *type, const std::string &path) {
-    const int variant = static_cast<int8>(peek(1, join(path, "variant"))[0]);
-    add(1, join(path, "variant"), std::to_string(variant));
-    const auto value = static_cast<u_int32>(read_number(peek(4, path)));
-    const std::optional<enumeration_literal> known = literal_of(type, value);
-    add(4, path, std::to_string(value) + " " + (known ? known->literal : "has no literal"));
+void walker::enumeration(const ptp_cfg_type *type, const path &at) {
+    const path variant_path{"variant", &at};
+    const int variant = static_cast<int8>(peek(1, variant_path)[0]);
+    add(1, variant_path, [=] { return std::to_string(variant); });
+    const auto value = static_cast<u_int32>(read_number(peek(4, at)));
+    add(4, at, [=] {
+        const std::optional<enumeration_literal> known = literal_of(type, value);
+        return std::to_string(value) + " " + (known ? known->literal : "has no literal");
+    });
 }
 
-void walker::state_flags(const ptp_cfg_field_description &field, const std::string &path) {
+void walker::state_flags(const ptp_cfg_field_description &field, const path &at) {
     const size_t wanted = field.is_array != 0 ? 1 + size_t{field.capacity} : 1;
     const size_t there = std::min(wanted, left());
     // Readers take trailing flags as 0 when the bytes end before them.
     if (there == 0) {
         return;
     }
-    std::string value;
-    for (const char flag : bytes_.substr(position_, there)) {
-        value += (value.empty() ? "" : " ") + std::to_string(static_cast<u_int8>(flag));
-    }
-    add(there, path + " state", value + (there < wanted ? ", the rest is missing" : ""));
+    const auto text = [&] {
+        std::string value;
+        for (const char flag : bytes_.substr(position_, there)) {
+            value += (value.empty() ? "" : " ") + std::to_string(static_cast<u_int8>(flag));
+        }
+        return value + (there < wanted ? ", the rest is missing" : "");
+    };
+    add(there, at, text, " state");
 }
 
-void walker::skip_unknown(const std::string &path, size_t jump_offset, u_int64 jump) {
+/** Passes what a newer peer put behind the fields that are known. */
+void walker::pass_end(const path &at, size_t jump_offset, u_int64 jump) {
+    const path jump_path{"jump", &at};
+    const u_int64 known = position_ - jump_offset;
     if (jump > limit_ - jump_offset) {
         stop(jump_offset,
-             join(path, "jump") + ": ends " + counted(jump - (limit_ - jump_offset), "byte") + " behind the last one");
+             jump_path.text() + ": ends " + counted(jump - (limit_ - jump_offset), "byte") + " behind the last one");
     }
-    const size_t end = jump_offset + static_cast<size_t>(jump);
-    if (end > position_) {
-        add(end - position_, join(path, "(newer fields)"), "skipped");
+    if (jump < known) {
+        // Readers go on behind the fields; what the sender meant cannot be told.
+        note(jump_offset, jump_path.text() + ": says that the record ends after " + counted(jump, "byte") + ", but " +
+                              std::to_string(known) + " are taken by its jump and fields");
+    } else if (jump > known) {
+        add(static_cast<size_t>(jump - known), {"(newer fields)", &at}, [] { return "skipped"; });
     }
 }
 
-[[noreturn]] void refuse(const std::string &name, size_t offset, const std::string &reason) {
+[[noreturn]] void refuse(const std::string &name, u_int64 offset, const std::string &reason) {
     throw failure(exit_code::bad_input, name + ": offset " + std::to_string(offset) + ": " + reason);
 }
 
@@ -293,12 +339,12 @@ bool is_bundle(std::string_view bytes) {
     return bytes.size() >= 4 && read_number(bytes.substr(0, 4)) == VELA_BUNDLE_MAGIC;
 }
 
-wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle) {
-    return walker(bytes, offset, limit, handle).message();
+wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle, walk_result wanted) {
+    return walker(bytes, offset, limit, handle, wanted).message();
 }
 
-wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, vela_handle *handle) {
-    return walker(bytes, 0, bytes.size(), handle).type(type);
+wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, vela_handle *handle, walk_result wanted) {
+    return walker(bytes, 0, bytes.size(), handle, wanted).type(type);
 }
 
 std::vector<message_span> split_messages(const std::string &name, std::string_view bytes) {
@@ -311,26 +357,39 @@ std::vector<message_span> split_messages(const std::string &name, std::string_vi
     std::vector<message_span> spans;
     for (size_t offset = 0; offset < bytes.size();) {
         const std::string_view rest = bytes.substr(offset);
-        if (static_cast<u_int8>(rest[0]) != VELA_MESSAGE_TAG) {
-            refuse(name, offset,
-                   "byte " + hex_pairs(rest.substr(0, 1), "") + " does not begin a message, bc does" +
-                       (offset == 0 ? " (for a record without message header use --type)" : ""));
-        }
-        if (rest.size() < PTP_CFG_MESSAGE_PREFIX) {
-            refuse(name, offset,
-                   "a message has at least " + std::to_string(PTP_CFG_MESSAGE_PREFIX) +
-                       " bytes of header and identity, " + std::to_string(rest.size()) + " are there");
-        }
-        const u_int64 length = read_number(rest.substr(length_offset, 4));
-        if (length < PTP_CFG_MESSAGE_PREFIX || length > rest.size()) {
-            refuse(name, offset + length_offset,
-                   "the header gives the message " + counted(length, "byte") + ", " + std::to_string(rest.size()) +
-                       " are there");
-        }
-        spans.push_back({offset, static_cast<size_t>(length)});
-        offset += static_cast<size_t>(length);
+        const size_t length = message_length(name, offset, rest);
+        check_room(name, offset, length, rest.size());
+        spans.push_back({offset, length});
+        offset += length;
     }
     return spans;
+}
+
+size_t message_length(const std::string &name, u_int64 offset, std::string_view rest) {
+    if (static_cast<u_int8>(rest[0]) != VELA_MESSAGE_TAG) {
+        refuse(name, offset,
+               "byte " + hex_pairs(rest.substr(0, 1), "") + " does not begin a message, bc does" +
+                   (offset == 0 ? " (for a record without message header use --type)" : ""));
+    }
+    if (rest.size() < PTP_CFG_MESSAGE_PREFIX) {
+        refuse(name, offset,
+               "a message has at least " + std::to_string(PTP_CFG_MESSAGE_PREFIX) + " bytes of header and identity, " +
+                   std::to_string(rest.size()) + " are there");
+    }
+    const auto length = static_cast<size_t>(read_number(rest.substr(length_offset, 4)));
+    if (length < PTP_CFG_MESSAGE_PREFIX || length > longest_message) {
+        refuse(name, offset + length_offset,
+               "the header gives the message " + counted(length, "byte") + "; " +
+                   std::to_string(PTP_CFG_MESSAGE_PREFIX) + " to " + std::to_string(longest_message) + " are possible");
+    }
+    return length;
+}
+
+void check_room(const std::string &name, u_int64 offset, size_t length, size_t there) {
+    if (length > there) {
+        refuse(name, offset + length_offset,
+               "the header gives the message " + counted(length, "byte") + ", " + std::to_string(there) + " are there");
+    }
 }
 
 }  // namespace ptpcfg

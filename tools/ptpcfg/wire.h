@@ -25,11 +25,14 @@ struct wire_walk {
     size_t end = 0;  // first offset behind what was understood
 };
 
+/** What a walk gives: with the items, or whether everything makes sense only, which is many times faster. */
+enum class walk_result { items, problem };
+
 /** Walks one message that begins at `offset`; it may use the bytes up to `limit`. */
-wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle);
+wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle, walk_result wanted);
 
 /** Walks an instance of a structure or enumeration. */
-wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, vela_handle *handle);
+wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, vela_handle *handle, walk_result wanted);
 
 /** Whether bytes begin as a bundle of messages. */
 bool is_bundle(std::string_view bytes);
@@ -50,5 +53,15 @@ struct message_span {
  * @param name  of the input, for the failure
  */
 std::vector<message_span> split_messages(const std::string &name, std::string_view bytes);
+
+/**
+ * The bytes of a message, as its header says; fails when there is no such header.
+ * @param name, offset  of the input and of the message in it, for the failure
+ * @param rest          what follows there: at least a header and identity, or all that is left
+ */
+size_t message_length(const std::string &name, u_int64 offset, std::string_view rest);
+
+/** Fails when a message of `length` bytes is longer than what is `there`. */
+void check_room(const std::string &name, u_int64 offset, size_t length, size_t there);
 
 }  // namespace ptpcfg

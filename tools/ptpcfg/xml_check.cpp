@@ -10,9 +10,6 @@
 namespace ptpcfg {
 namespace {
 
-constexpr size_t most_faults = 20;
-constexpr const char *recorder_element = "ptp_cfg";
-
 std::string path_of(pugi::xml_node node) {
     std::string path = node.name();
     for (pugi::xml_node above = node.parent(); above.type() == pugi::node_element; above = above.parent()) {
@@ -44,13 +41,14 @@ std::string text_of(pugi::xml_node node) {
 
 class checker {
   public:
-    checker(const xml_source &source, const session &session) : source_(source), session_(session) {}
+    checker(const xml_source &source, const session &session, fault_list &faults)
+        : source_(source), session_(session), faults_(faults) {}
 
     std::vector<xml_record> run(const ptp_cfg_type *bare_type);
+    void frame();
 
   private:
     void fault(pugi::xml_node node, const std::string &reason);
-    void collect(pugi::xml_node parent, const ptp_cfg_type *bare_type);
     void record_element(pugi::xml_node node, const ptp_cfg_type *bare_type);
     void attributes(pugi::xml_node node, const char *allowed);
     bool no_text(pugi::xml_node node);
@@ -62,46 +60,26 @@ class checker {
 
     const xml_source &source_;
     const session &session_;
+    fault_list &faults_;
+    bool has_fault_ = false;
     std::vector<xml_record> records_;
-    std::string faults_;
-    size_t fault_count_ = 0;
 };
 
 void checker::fault(pugi::xml_node node, const std::string &reason) {
-    if (++fault_count_ <= most_faults) {
-        faults_ += (faults_.empty() ? "" : "\n") + source_.place(node) + ": " + path_of(node) + ": " + reason;
-    }
+    has_fault_ = true;
+    faults_.add(source_.place(node) + ": " + path_of(node) + ": " + reason);
 }
 
 std::vector<xml_record> checker::run(const ptp_cfg_type *bare_type) {
-    collect(source_.root(), bare_type);
-    if (fault_count_ > most_faults) {
-        faults_ += "\n" + source_.name() + ": and " + std::to_string(fault_count_ - most_faults) + " more faults";
-    }
-    if (fault_count_ > 0) {
-        throw failure(exit_code::bad_input, faults_);
-    }
-    if (records_.empty()) {
-        throw failure(exit_code::bad_input, source_.name() + ": holds no message");
-    }
-    return std::move(records_);
-}
-
-void checker::collect(pugi::xml_node parent, const ptp_cfg_type *bare_type) {
-    for (const pugi::xml_node node : parent.children()) {
-        if (node.type() != pugi::node_element) {
-            continue;
-        }
-        if (node.name() == std::string(recorder_element) && parent == source_.root()) {
-            attributes(node, "time");
-            if (no_text(node)) {
-                collect(node, bare_type);
-            }
-        } else {
+    for (const pugi::xml_node node : source_.root().children()) {
+        if (node.type() == pugi::node_element) {
             record_element(node, bare_type);
         }
     }
+    return has_fault_ ? std::vector<xml_record>() : std::move(records_);
 }
+
+void checker::frame() { attributes(source_.root().first_child(), "time"); }
 
 void checker::record_element(pugi::xml_node node, const ptp_cfg_type *bare_type) {
     const ptp_cfg_type *type = ptp_cfg_type_find(node.name());
@@ -260,8 +238,14 @@ void checker::enumeration(pugi::xml_node node, const ptp_cfg_type *type) {
 
 }  // namespace
 
-std::vector<xml_record> check_records(const xml_source &source, const ptp_cfg_type *bare_type, const session &session) {
-    return checker(source, session).run(bare_type);
+std::vector<xml_record> check_records(const xml_source &source, bool is_frame, const ptp_cfg_type *bare_type,
+                                      const session &session, fault_list &faults) {
+    checker checker(source, session, faults);
+    if (is_frame) {
+        checker.frame();
+        return {};
+    }
+    return checker.run(bare_type);
 }
 
 }  // namespace ptpcfg

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "fault_list.h"
 #include "session.h"
 #include "xml_source.h"
 
@@ -16,10 +17,12 @@ struct xml_record {
 };
 
 /**
- * Finds the records of an input: message elements, alone or within the <ptp_cfg> of a recorder, or elements of
- * `bare_type`. The library skips what it does not know and keeps defaults for it; here that is a fault. All faults
- * are reported in one failure, a line each, with file, line and element path.
+ * Finds the records of a source: message elements, or elements of `bare_type`. The library skips what it does not know
+ * and keeps defaults for it; here that is a fault. Each is added to `faults` as a line with file, line and element path.
+ * @param is_frame  the source is the tags of a frame, which holds no records
+ * @return nothing when there was a fault
  */
-std::vector<xml_record> check_records(const xml_source &source, const ptp_cfg_type *bare_type, const session &session);
+std::vector<xml_record> check_records(const xml_source &source, bool is_frame, const ptp_cfg_type *bare_type,
+                                      const session &session, fault_list &faults);
 
 }  // namespace ptpcfg

@@ -54,8 +54,8 @@ std::string save(pugi::xml_node node, unsigned flags) {
 
 }  // namespace
 
-xml_source::xml_source(std::string name, const std::string &text)
-    : name_(std::move(name)), text_(repair_lost_values(text)) {
+xml_source::xml_source(std::string name, const std::string &text, size_t line, size_t column)
+    : name_(std::move(name)), line_(line), column_(column), text_(repair_lost_values(text)) {
     line_starts_.push_back(0);
     for (size_t at = 0; at < text_.size(); ++at) {
         if (text_[at] == '\n') {
@@ -79,8 +79,9 @@ xml_source::xml_source(std::string name, const std::string &text)
 
 std::string xml_source::place(size_t offset) const {
     const auto next = std::upper_bound(line_starts_.begin(), line_starts_.end(), offset);
-    const auto line = static_cast<size_t>(next - line_starts_.begin());
-    return name_ + ":" + std::to_string(line) + ":" + std::to_string(offset - line_starts_[line - 1] + 1);
+    const auto line = static_cast<size_t>(next - line_starts_.begin()) - 1;
+    const size_t column = offset - line_starts_[line] + (line == 0 ? column_ : 1);
+    return name_ + ":" + std::to_string(line_ + line) + ":" + std::to_string(column);
 }
 
 std::string xml_source::place(pugi::xml_node node) const {
@@ -90,10 +91,33 @@ std::string xml_source::place(pugi::xml_node node) const {
 
 std::string compact_text(pugi::xml_node node) { return save(node, pugi::format_raw); }
 
-std::string pretty_text(const std::string &rendered) {
-    const xml_source source("rendered XML", rendered);
-    const std::string text = replace_all(save(source.root(), pugi::format_indent), " />", "/>");
-    return replace_all(text, lost_value_markup, lost_value);
+void append_indented(std::string_view rendered, size_t depth, std::string &text) {
+    const auto begin_line = [&text](size_t at_depth) { text.append(at_depth * 2, ' '); };
+    for (size_t at = 0; at < rendered.size();) {
+        const size_t end = rendered.find('>', at) + 1;
+        const std::string_view tag = rendered.substr(at, end - at);
+        if (tag.starts_with("</")) {
+            begin_line(--depth);
+            text.append(tag) += '\n';
+            at = end;
+            continue;
+        }
+        begin_line(depth);
+        text += tag;
+        if (tag.ends_with("/>")) {
+            at = end;
+        } else if (rendered.substr(end).starts_with("</")) {
+            text.insert(text.size() - 1, 1, '/');
+            at = rendered.find('>', end) + 1;
+        } else if (rendered[end] != '<') {
+            at = rendered.find('>', end) + 1;
+            text += rendered.substr(end, at - end);
+        } else {
+            ++depth;
+            at = end;
+        }
+        text += '\n';
+    }
 }
 
 }  // namespace ptpcfg

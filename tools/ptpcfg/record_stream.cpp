@@ -1,0 +1,82 @@
+#include "record_stream.h"
+
+#include <optional>
+
+#include "failure.h"
+#include "vela_bundle.h"
+#include "wire.h"
+#include "xml_splitter.h"
+
+namespace ptpcfg {
+namespace {
+
+using take_fn = std::function<void(const record &)>;
+
+bool is_message(const ptp_cfg_type *type) { return type != nullptr && describe(type).kind == PTP_CFG_MESSAGE; }
+
+/** All bytes of an input that is one thing. */
+std::string_view whole(input_stream &input, const char *what) {
+    const std::string_view bytes = input.ahead(longest_message + 1);
+    if (bytes.size() > longest_message) {
+        throw failure(exit_code::bad_input, input.name() + ": longer than the 64 MiB that " + what + " may have");
+    }
+    return bytes;
+}
+
+void each_message(input_stream &input, const ptp_cfg_type *wanted, const session &session, const take_fn &take) {
+    while (!input.ahead(1).empty()) {
+        const size_t length = message_length(input.name(), input.offset(), input.ahead(PTP_CFG_MESSAGE_PREFIX));
+        const std::string_view bytes = input.ahead(length);
+        check_room(input.name(), input.offset(), length, bytes.size());
+        take(message_from_bytes(input.name(), input.offset(), bytes.substr(0, length), wanted, session));
+        input.skip(length);
+    }
+}
+
+void each_of_bytes(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
+    if (input.ahead(1).empty()) {
+        throw failure(exit_code::bad_input, input.name() + ": is empty");
+    }
+    const bool is_bare = bare_type != nullptr && !is_message(bare_type);
+    if (is_bare || is_bundle(input.ahead(VELA_BUNDLE_PREFIX))) {
+        const std::string_view bytes = whole(input, is_bare ? "a record" : "a bundle");
+        for (const record &each : records_from_bytes(input.name(), bytes, bare_type, session)) {
+            take(each);
+        }
+        return;
+    }
+    each_message(input, bare_type, session, take);
+}
+
+void each_of_xml(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
+    xml_splitter splitter(input);
+    fault_list faults(input.name());
+    bool is_empty = true;
+    while (const std::optional<xml_piece> piece = splitter.next()) {
+        const xml_source source(input.name(), piece->text, piece->line, piece->column);
+        for (const record &each : records_from_source(source, piece->is_frame, bare_type, session, faults)) {
+            take(each);
+        }
+        is_empty = is_empty && piece->is_frame;
+    }
+    faults.fail_if_any();
+    if (is_empty) {
+        throw failure(exit_code::bad_input, input.name() + ": holds no message");
+    }
+}
+
+}  // namespace
+
+void each_record(input_stream &input, format form, const ptp_cfg_type *bare_type, const session &session,
+                 const take_fn &take) {
+    if (form == format::xml) {
+        each_of_xml(input, bare_type, session, take);
+        return;
+    }
+    if (form == format::hex) {
+        input.read_as_hex();
+    }
+    each_of_bytes(input, bare_type, session, take);
+}
+
+}  // namespace ptpcfg
