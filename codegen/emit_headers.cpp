@@ -69,7 +69,7 @@ std::string message_section(const generation &input, const message &type) {
 VELA_API extern const char message_{message}_luid_text[33];
 VELA_API extern const char message_{message}_name[64];
 
-/** Receives a message, which it then owns and destroys. */
+/** Receives a message, which it then owns and destroys, also when it stores an error. */
 {callback}
 
 /** The same, written by the application if it wants to receive this message. */
@@ -96,7 +96,8 @@ constexpr std::string_view handler_note = R"(/*
  *    so link it whole (--whole-archive) or name the handler with -Wl,-u;
  *  - lies in an executable that does not export it: link with -rdynamic when the library is opened at run time;
  *  - comes with a library that is opened after this one, or opened without RTLD_GLOBAL.
- * A callback passed to the unmarshal operation depends on none of this.
+ * A callback passed to the unmarshal operation, or a receiver passed to ptp_cfg_dispatch_bundle(), depends on none of
+ * this.
  */
 #ifdef PTP_CFG_BUILDING_MODULE
 #define PTP_CFG_HANDLER VELA_API __attribute__((weak))
@@ -169,7 +170,9 @@ void emit_umbrella(const generation &input, output_set &files) {
         banner("The PTP configuration data model.",
                "One header for all of it; a source that needs less includes the headers of its subjects.",
                "schema/catalogue.toml");
-    text += "#ifndef PTP_CFG_H\n#define PTP_CFG_H\n\n#include \"ptp_cfg/module.h\"\n#include \"ptp_cfg/reflect.h\"\n";
+    text +=
+        "#ifndef PTP_CFG_H\n#define PTP_CFG_H\n\n#include \"ptp_cfg/module.h\"\n#include \"ptp_cfg/receive.h\"\n"
+        "#include \"ptp_cfg/reflect.h\"\n";
     for (const subject &file : input.schema.subjects) {
         text += "#include \"ptp_cfg/" + file.name + ".h\"\n";
     }

@@ -41,10 +41,12 @@ int main(void) {
     ptp_clock_cfg_message_destroy(handle, MEM_CLASS, sent);
     printf("%u bytes\n", length);
 
-    ptp_clock_cfg_message *received = NULL;
-    ptp_clock_cfg_message_unmarshal_only(handle, MEM_CLASS, &received, bytes, length, &err);
-    print_message(handle, received, &err);
-    ptp_clock_cfg_message_destroy(handle, MEM_CLASS, received);
+    const ptp_cfg_type *type = NULL; /* read from the bytes: any message could have come */
+    void *received = ptp_cfg_receive(handle, MEM_CLASS, &type, bytes, length, NULL, &err);
+    if (type == ptp_cfg_type_find("ptp_clock_cfg_message")) {
+        print_message(handle, received, &err);
+    }
+    ptp_cfg_message_destroy(handle, MEM_CLASS, type, received);
 
     vela_handle_destroy(handle, NULL);
     if (err != 0) {

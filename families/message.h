@@ -137,9 +137,19 @@ struct delivery {
 /**
  * Decodes a message, records it when recording is on, and delivers it to callback, handler or nobody (error 38).
  * `out` is nullptr or the address of the caller's pointer to the message, of whatever type; it is set before delivery.
+ * Nothing is destroyed here, whatever fails.
  */
 u_int32 message_receive(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
                         u_int32 mem_class, const delivery &to, void *out, const u_int8 *buffer, u_int32 length,
                         u_int32 *err);
+
+/** Decodes and records a message for the caller, who owns it. nullptr with an error: then nothing is left of it. */
+void *message_take(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class,
+                   const u_int8 *buffer, u_int32 length, u_int32 *consumed, u_int32 *err);
+
+/** Decodes and records a message and gives it to its handler, who owns it. Without one nothing is left of it either. */
+u_int32 message_dispatch(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                         u_int32 mem_class, const receiver &handler, void *context, void **out, const u_int8 *buffer,
+                         u_int32 length, u_int32 *err);
 
 }  // namespace ptp_cfg

@@ -206,6 +206,24 @@ static void hand_out(void *out, void *message) {
     }
 }
 
+static void record_if_on(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *message) {
+    if (velalib_msg_recorder_get_state() != 0) {
+        record(type, handle, mem_class, message);
+    }
+}
+
+/** Gives a message to whoever wants it; false, with error 38, when nobody does. */
+static bool deliver(const message_descriptor &type, const receiver &to, vela_handle *handle, u_int32 mem_class,
+                    void *context, void *message, u_int32 *err) {
+    if (to.function == nullptr) {
+        fail(handle, VELA_ENOSYS, err);
+        emit(type.trace, trace::message::default_handler);
+        return false;
+    }
+    to.call(to.function, handle, mem_class, context, message, err);
+    return true;
+}
+
 u_int32 message_receive(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
                         u_int32 mem_class, const delivery &to, void *out, const u_int8 *buffer, u_int32 length,
                         u_int32 *err) {
@@ -221,15 +239,38 @@ u_int32 message_receive(const message_descriptor &type, const payload_wire &wire
         return count;  // the partly built message stays with the handle's allocator: nobody may own it
     }
     hand_out(out, message);
-    if (velalib_msg_recorder_get_state() != 0) {
-        record(type, handle, mem_class, message);
+    record_if_on(type, handle, mem_class, message);
+    deliver(type, to.callback.function != nullptr ? to.callback : to.handler, handle, mem_class, to.context, message,
+            err);
+    return count;
+}
+
+void *message_take(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class,
+                   const u_int8 *buffer, u_int32 length, u_int32 *consumed, u_int32 *err) {
+    *consumed = 0;
+    if (*err != 0) {
+        emit(type.trace, trace::message::unmarshal_error, type.name, error_text(*err));
+        return nullptr;
     }
-    const receiver &first = to.callback.function != nullptr ? to.callback : to.handler;
-    if (first.function != nullptr) {
-        first.call(first.function, handle, mem_class, to.context, message, err);
-    } else {
-        fail(handle, VELA_ENOSYS, err);
-        emit(type.trace, trace::message::default_handler);
+    void *message = nullptr;
+    *consumed = message_unmarshal_only(type, wire, handle, mem_class, &message, buffer, length, err);
+    if (*err != 0) {
+        message_destroy(type, wire, handle, mem_class, message);
+        return nullptr;
+    }
+    record_if_on(type, handle, mem_class, message);
+    return message;
+}
+
+u_int32 message_dispatch(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                         u_int32 mem_class, const receiver &handler, void *context, void **out, const u_int8 *buffer,
+                         u_int32 length, u_int32 *err) {
+    u_int32 count = 0;
+    void *message = message_take(type, wire, handle, mem_class, buffer, length, &count, err);
+    hand_out(out, message);
+    if (message != nullptr && !deliver(type, handler, handle, mem_class, context, message, err)) {
+        hand_out(out, nullptr);
+        message_destroy(type, wire, handle, mem_class, message);
     }
     return count;
 }

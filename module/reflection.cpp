@@ -399,27 +399,4 @@ const ptp_cfg_type *ptp_cfg_message_identify(const u_int8 *bytes, u_int32 length
     return type != nullptr && type->kind == PTP_CFG_MESSAGE ? type : nullptr;
 }
 
-u_int32 ptp_cfg_dispatch(vela_handle *handle, u_int32 mem_class, void *context, void **message,
-                         const ptp_cfg_type **type, const u_int8 *bytes, u_int32 length, u_int32 *err) {
-    if (message != nullptr) {
-        *message = nullptr;
-    }
-    if (type != nullptr) {
-        *type = nullptr;
-    }
-    if (*err != 0) {
-        return 0;
-    }
-    clear_last_error(handle);
-    const ptp_cfg_type *found = ptp_cfg_message_identify(bytes, length);
-    if (found == nullptr) {
-        fail(handle, length < PTP_CFG_MESSAGE_PREFIX ? VELA_EMSGSIZE : VELA_EINVAL, err);
-        return 0;
-    }
-    if (type != nullptr) {
-        *type = found;
-    }
-    return found->operations->receive(handle, mem_class, context, message, bytes, length, err);
-}
-
 }  // extern "C"

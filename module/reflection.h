@@ -79,6 +79,7 @@ inline constexpr ptp_cfg_operations structure_operations = {
     .unmarshal_only = nullptr,
     .receive = nullptr,
     .create_shallow = nullptr,
+    .take = nullptr,
 };
 
 template <const enumeration_descriptor &E>
@@ -118,6 +119,7 @@ inline constexpr ptp_cfg_operations enumeration_operations = {
     .unmarshal_only = nullptr,
     .receive = nullptr,
     .create_shallow = nullptr,
+    .take = nullptr,
 };
 
 /** Message is the message's own type, Handler the application's function for it, absent or not. */
@@ -160,11 +162,16 @@ inline constexpr ptp_cfg_operations message_operations = {
     .receive =
         [](vela_handle *handle, u_int32 mem_class, void *context, void **message, const u_int8 *buffer, u_int32 length,
            u_int32 *err) {
-            const delivery to{{nullptr, nullptr}, receiver_of(Handler), context};
-            return message_receive(M, payload_wire_of<M>, handle, mem_class, to, message, buffer, length, err);
+            return message_dispatch(M, payload_wire_of<M>, handle, mem_class, receiver_of(Handler), context, message,
+                                    buffer, length, err);
         },
     .create_shallow = [](vela_handle *handle,
                          u_int32 mem_class) { return message_create_shallow(M, handle, mem_class); },
+    .take =
+        [](vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, u_int32 length, u_int32 *consumed,
+           u_int32 *err) {
+            return message_take(M, payload_wire_of<M>, handle, mem_class, buffer, length, consumed, err);
+        },
 };
 
 }  // namespace ptp_cfg

@@ -92,31 +92,25 @@ void remove(control_plane &self) {
 }
 
 /** Shows whatever the daemon reports; no handler of a particular message is needed for that. */
-void on_bundle(vela_handle *handle, u_int32 mem_class, const u_int8 *bundle, u_int32 length, void *context) {
-    auto *self = static_cast<control_plane *>(context);
-    u_int32 err = 0;
-    vela_bundle_reader reader{};
-    vela_bundle_read(&reader, bundle, length, &err);
-    vela_bundle_item item{};
-    while (vela_bundle_next(&reader, &item) != 0) {
-        const ptp_cfg_type *type = ptp_cfg_message_identify(item.message, item.length);
-        err = item.err;
-        demo::check(type == nullptr && err == 0 ? u_int32{VELA_EINVAL} : err, "understand a report");
-        ptp_cfg_type_description description{};
-        description.size = sizeof description;
-        ptp_cfg_type_describe(type, &description);
-        void *message = nullptr;
-        description.operations->unmarshal_only(handle, mem_class, &message, item.message, item.length, &err);
-        demo::check(err, "read a report");
-        demo::say(std::string("the daemon reports ") + description.short_name + ":");
-        if (type == ptp_cfg_type_find("ptp_stream_runtime_state_msg")) {
-            demo::show_streams(handle, static_cast<ptp_stream_runtime_state_msg_message *>(message));  // 600 lines else
-        } else {
-            demo::show(demo::printed(type, handle, message));
-        }
-        description.operations->destroy(handle, mem_class, message);
+void on_report(vela_handle *handle, u_int32 mem_class, void *context, const ptp_cfg_type *type, void *message,
+               u_int32 *) {
+    ptp_cfg_type_description description{};
+    description.size = sizeof description;
+    ptp_cfg_type_describe(type, &description);
+    demo::say(std::string("the daemon reports ") + description.short_name + ":");
+    if (type == ptp_cfg_type_find("ptp_stream_runtime_state_msg")) {
+        demo::show_streams(handle, static_cast<ptp_stream_runtime_state_msg_message *>(message));  // 600 lines else
+    } else {
+        demo::show(demo::printed(type, handle, message));
     }
-    ++self->reports;
+    ptp_cfg_message_destroy(handle, mem_class, type, message);
+    ++static_cast<control_plane *>(context)->reports;
+}
+
+void on_bundle(vela_handle *handle, u_int32 mem_class, const u_int8 *bundle, u_int32 length, void *context) {
+    u_int32 err = 0;
+    ptp_cfg_dispatch_bundle(handle, mem_class, on_report, context, bundle, length, nullptr, &err);
+    demo::check(err, "understand a report");
 }
 
 }  // namespace

@@ -54,16 +54,14 @@ void apply(const daemon_state &state, ptp_clock_params *params, u_int32 *err) {
     demo::say("priority2 was " + std::to_string(before) + " and is now " + std::to_string(now));
 }
 
-/** Gives every message of a bundle to the handler of its type. */
+/** Gives every message of a bundle to the handler of its type, which then owns it. */
 void on_bundle(vela_handle *handle, u_int32 mem_class, const u_int8 *bundle, u_int32 length, void *context) {
     u_int32 err = 0;
-    vela_bundle_reader reader{};
-    vela_bundle_read(&reader, bundle, length, &err);
-    vela_bundle_item item{};
-    while (vela_bundle_next(&reader, &item) != 0) {
-        err = item.err;
-        ptp_cfg_dispatch(handle, mem_class, context, nullptr, nullptr, item.message, item.length, &err);
-        demo::check(err, "understand a message");
+    ptp_cfg_bundle_report report{};
+    ptp_cfg_dispatch_bundle(handle, mem_class, nullptr, context, bundle, length, &report, &err);
+    if (err != 0) {  // whatever a peer sends, the daemon goes on
+        demo::say("message " + std::to_string(report.first.index + 1) + " of " + std::to_string(report.messages) +
+                  ": " + report.first.reason);
     }
 }
 

@@ -25,7 +25,7 @@ VELA_API void ptp_cfg_type_variant_dump(ptp_cfg_print_fn print);
 VELA_API void vela_ptp_cfg_trace_init(void);
 
 /**
- * Receives the bundles that a transport domain delivers.
+ * Receives the bundles that a transport domain delivers. ptp_cfg_dispatch_bundle() gives their messages to handlers.
  * @param handle     handle to unmarshal with, as given to the transport's process call
  * @param bundle     bytes of the bundle, valid during the call
  * @param context    as given to the transport's process call

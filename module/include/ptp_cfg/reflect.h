@@ -68,7 +68,7 @@ typedef struct ptp_cfg_operations {
     u_int32 (*len)(vela_handle *handle, u_int32 mem_class, const void *instance);
     u_int32 (*marshal)(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance, u_int32 room,
                        u_int32 *err);
-    /** Into an existing instance; NULL for messages, which have receive. */
+    /** Into an existing instance; NULL for messages, which have take and receive. */
     u_int32 (*unmarshal)(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance, u_int32 length,
                          u_int32 *err);
     int32 (*compare)(const void *a, const void *b);      /**< NULL for messages */
@@ -87,13 +87,19 @@ typedef struct ptp_cfg_operations {
     /** Messages only: creates the message from the payload elements of a document. */
     void *(*from_document)(vela_handle *handle, u_int32 mem_class, vela_xml_document *document, u_int32 *err,
                            char *error_text, u_int32 error_room);
-    /** Messages only: decodes without recording or delivering it. */
+    /**
+     * Messages only: decodes without recording or delivering it. The message is the caller's, also a partly filled one
+     * after a failure.
+     */
     u_int32 (*unmarshal_only)(vela_handle *handle, u_int32 mem_class, void **message, const u_int8 *buffer,
                               u_int32 length, u_int32 *err);
-    /** Messages only: decodes, records and delivers to the application's handler of that message. */
+    /** Messages only: decodes, records and delivers to the handler of that message, as ptp_cfg_dispatch() does. */
     u_int32 (*receive)(vela_handle *handle, u_int32 mem_class, void *context, void **message, const u_int8 *buffer,
                        u_int32 length, u_int32 *err);
     void *(*create_shallow)(vela_handle *handle, u_int32 mem_class); /**< messages only */
+    /** Messages only: decodes and records for the caller, as ptp_cfg_receive() does; `consumed` is not NULL. */
+    void *(*take)(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, u_int32 length, u_int32 *consumed,
+                  u_int32 *err);
 } ptp_cfg_operations;
 
 /** Describes a type. */
@@ -167,18 +173,6 @@ enum { PTP_CFG_MESSAGE_PREFIX = VELA_WIRE_MESSAGE_HEADER + VELA_WIRE_LUID };
 
 /** The message that bytes hold, by the identity after their header. NULL when they are too short or none is known. */
 VELA_API const ptp_cfg_type *ptp_cfg_message_identify(const u_int8 *bytes, u_int32 length);
-
-/**
- * Receives a message of whatever type: reads its identity and calls that message's unmarshal, which records it and
- * delivers it to the application's handler (see ptp_cfg_<m>_message_handler).
- * @param context  passed on to the handler
- * @param message  NULL, or receives the message, which the caller then destroys with the type's destroy
- * @param type     NULL, or receives the message's type
- * @param err      90 when the bytes are too short, 22 when their identity is unknown, else as the message's unmarshal
- * @return bytes consumed
- */
-VELA_API u_int32 ptp_cfg_dispatch(vela_handle *handle, u_int32 mem_class, void *context, void **message,
-                                  const ptp_cfg_type **type, const u_int8 *bytes, u_int32 length, u_int32 *err);
 
 VELA_END_C
 
