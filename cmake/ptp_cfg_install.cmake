@@ -2,9 +2,11 @@
 
 include(CMakePackageConfigHelpers)
 
+# The runtime's inline C++ forms are what record libraries are built of; programs have ptp_cfg_inline.h.
 foreach(folder IN ITEMS platform/bitlog platform/velalib platform/transport platform/recorder
                module)
-    install(DIRECTORY "${folder}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
+    install(DIRECTORY "${folder}/include/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h"
+            PATTERN "velalib_inline.h" EXCLUDE PATTERN "velalib/inline" EXCLUDE)
 endforeach()
 install(DIRECTORY "${PTP_CFG_GENERATED_INCLUDE_DIR}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
         FILES_MATCHING PATTERN "*.h")

@@ -7,7 +7,9 @@
 #include <atomic>
 
 #include "bitlog.h"
+#include "format.h"
 #include "levels.h"
+#include "modules.h"
 #include "ring.h"
 
 using namespace bitlog;
@@ -29,10 +31,14 @@ void replace_controls(char *text, size_t length) {
 void print_to_stderr(void *, const bitlog_record *record) {
     char line[line_room];
     const char *module = bitlog_module_name(record->module_id);
-    int prefix = snprintf(line, sizeof line, "%s: %s: ", module != nullptr ? module : "(no module)",
-                          bitlog_level_name(record->level));
+    const char *text = find_message_text(record->module_id, record->number);
+    // Without its text a message names its subject itself.
+    const char *subject = text != nullptr && record->points != nullptr ? record->points->subject : nullptr;
+    int prefix =
+        snprintf(line, sizeof line, "%.63s: %s: %.255s%s", module != nullptr ? module : "(no module)",
+                 bitlog_level_name(record->level), subject != nullptr ? subject : "", subject != nullptr ? ": " : "");
     size_t start = static_cast<size_t>(prefix);
-    size_t needed = bitlog_format(record, line + start, sizeof line - start - 1);
+    size_t needed = format_record(*record, text, line + start, sizeof line - start - 1, controls::kept);
     size_t length = start + needed;
     if (length > sizeof line - 2) {
         length = sizeof line - 2;

@@ -7,19 +7,41 @@
 
 #include "modules.h"
 
+using bitlog::controls;
+
 namespace {
+
+// Bytes of the control character that a text begins with; 0 when it begins with none. Those of two bytes in UTF-8
+// (U+0080 to U+009F) steer terminals as well as those of ASCII.
+size_t control_length(const char *text, size_t length) {
+    const unsigned char first = static_cast<unsigned char>(text[0]);
+    if (first < 0x20 || first == 0x7f) {
+        return 1;
+    }
+    return first == 0xC2 && length > 1 && static_cast<unsigned char>(text[1]) - 0x80u < 0x20u ? 2 : 0;
+}
 
 // Counts everything, keeps what fits.
 class text_writer {
   public:
-    text_writer(char *buffer, size_t room) : buffer_(buffer), room_(room) {}
+    text_writer(char *buffer, size_t room, controls kept) : buffer_(buffer), room_(room), kept_(kept) {}
 
     void put(const char *text, size_t length) {
-        if (used_ < room_) {
-            size_t fitting = length < room_ - used_ ? length : room_ - used_;
-            memcpy(buffer_ + used_, text, fitting);
+        size_t plain = 0;
+        for (size_t i = 0; kept_ == controls::escaped && i < length;) {
+            const size_t control = control_length(text + i, length - i);
+            if (control == 0) {
+                ++i;
+                continue;
+            }
+            copy(text + plain, i - plain);
+            for (plain = i + control; i < plain; ++i) {
+                char escape[8];
+                snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(text[i]));
+                copy(escape, strlen(escape));
+            }
         }
-        used_ += length;
+        copy(text + plain, length - plain);
     }
     void put(const char *text) { put(text, strlen(text)); }
 
@@ -31,8 +53,17 @@ class text_writer {
     }
 
   private:
+    void copy(const char *text, size_t length) {
+        if (used_ < room_) {
+            size_t fitting = length < room_ - used_ ? length : room_ - used_;
+            memcpy(buffer_ + used_, text, fitting);
+        }
+        used_ += length;
+    }
+
     char *buffer_;
     size_t room_;
+    controls kept_;
     size_t used_ = 0;
 };
 
@@ -98,8 +129,8 @@ void put_number(text_writer &writer, const bitlog_record &record) {
 
 }  // namespace
 
-size_t bitlog::format_record(const bitlog_record &record, const char *text, char *buffer, size_t room) {
-    text_writer writer(buffer, room);
+size_t bitlog::format_record(const bitlog_record &record, const char *text, char *buffer, size_t room, controls kept) {
+    text_writer writer(buffer, room, kept);
     if (text != nullptr) {
         put_text(writer, record, text);
     } else {
@@ -109,7 +140,8 @@ size_t bitlog::format_record(const bitlog_record &record, const char *text, char
 }
 
 size_t bitlog_format(const bitlog_record *record, char *buffer, size_t room) {
-    return bitlog::format_record(*record, bitlog::find_message_text(record->module_id, record->number), buffer, room);
+    return bitlog::format_record(*record, bitlog::find_message_text(record->module_id, record->number), buffer, room,
+                                 bitlog::controls::kept);
 }
 
 const char *bitlog_level_name(uint32_t level) {

@@ -160,7 +160,7 @@ size_t bitlog_reader_format(bitlog_reader *reader, const bitlog_entry *entry, ch
     const char *text = module != nullptr ? find_in(module->texts, record.number) : nullptr;
     const char *digits = module != nullptr ? find_in(module->arguments, record.number) : nullptr;
     const bool fits = digits == nullptr || has_arguments(record, digits);
-    return format_record(record, fits ? text : nullptr, buffer, room);
+    return format_record(record, fits ? text : nullptr, buffer, room, controls::escaped);
 }
 
 const char *bitlog_reader_module(bitlog_reader *reader, uint16_t module_id) {

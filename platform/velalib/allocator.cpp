@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "memory_watch.h"
+
 namespace velalib {
 
 namespace {
@@ -45,6 +47,8 @@ struct alignas(16) block_allocator::chunk {
     chunk *next;
 };
 
+block_allocator::block_allocator() : first_apart_size_(memory_is_watched() ? 0 : largest_class_size + 1) {}
+
 block_allocator::~block_allocator() {
     while (apart_ != nullptr) {
         apart_block *next = apart_->next;
@@ -72,7 +76,7 @@ size_t block_allocator::class_size(uint32_t index) {
 
 void *block_allocator::allocate(size_t size) {
     static_assert(sizeof(block_header) == header_size && sizeof(apart_block) % header_size == 0);
-    if (blocks_apart || size > largest_class_size) return allocate_apart(size);
+    if (size >= first_apart_size_) return allocate_apart(size);
     const uint32_t index = class_of(size);
     void *memory = free_[index];
     if (memory != nullptr) {
@@ -89,13 +93,18 @@ void *block_allocator::allocate(size_t size) {
     return memory;
 }
 
-[[noreturn, gnu::cold]] static void refuse(const void *memory) {
-    std::fprintf(stderr, "velalib: block %p is not allocated from this handle, or was freed before\n", memory);
-    std::abort();
-}
-
 [[gnu::always_inline]] inline bool block_allocator::is_out(const block_header &header) const {
     return header.owner == this && header.state == block_out;
+}
+
+void block_allocator::refuse(const void *memory) const {
+    const block_header &header = static_cast<const block_header *>(memory)[-1];
+    if (header.owner == this && header.state == block_free) {
+        std::fprintf(stderr, "velalib: block %p of %u bytes was freed before\n", memory, header.size);
+    } else {
+        std::fprintf(stderr, "velalib: block %p is not allocated from this handle\n", memory);
+    }
+    std::abort();
 }
 
 void block_allocator::check_out(const void *memory) const {

@@ -6,24 +6,15 @@
 
 namespace velalib {
 
-#if defined(__SANITIZE_ADDRESS__)
-#define VELALIB_BLOCKS_APART 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VELALIB_BLOCKS_APART 1
-#endif
-#endif
-#ifndef VELALIB_BLOCKS_APART
-#define VELALIB_BLOCKS_APART 0
-#endif
-
-/** Under an address sanitizer each block is an allocation of its own, so that every overrun is seen. */
-constexpr bool blocks_apart = VELALIB_BLOCKS_APART != 0;
-
-/** Blocks are aligned to 32 bytes, large ones to 16, and never moved. A chunk is only returned with the whole allocator. */
+/**
+ * Blocks are aligned to 32 bytes, large ones to 16, and never moved. A chunk is only returned with the whole allocator.
+ *
+ * When memcheck or an address sanitizer watches the process, each block is an allocation of its own, so that they see
+ * overruns and what is used after it was freed.
+ */
 class block_allocator {
   public:
-    block_allocator() = default;
+    block_allocator();
     ~block_allocator();
     block_allocator(const block_allocator &) = delete;
     block_allocator &operator=(const block_allocator &) = delete;
@@ -50,6 +41,7 @@ class block_allocator {
     static constexpr uint32_t class_count = 37;
 
     bool is_out(const block_header &header) const;
+    [[noreturn, gnu::cold]] void refuse(const void *memory) const;
     static uint32_t class_of(size_t size);
     static size_t class_size(uint32_t index);
     void *allocate_apart(size_t size);
@@ -61,6 +53,7 @@ class block_allocator {
     size_t unused_size_ = 0;
     size_t next_chunk_size_ = 8 * 1024;
     chunk *chunks_ = nullptr;
+    size_t first_apart_size_;  // from here on blocks are allocations of their own
     apart_block *apart_ = nullptr;
     uint64_t blocks_ = 0;
     uint64_t bytes_ = 0;

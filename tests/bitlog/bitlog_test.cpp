@@ -309,8 +309,9 @@ TEST(DefaultSink, PrintsErrorsInOneWriteEach) {
     __BLf_1(&points, 65, id, BITLOG_ERROR, "two\nlines\x1b[2J");
     __BLf_44(&points, 66, id, BITLOG_INFORMATIONAL, 3, 2);
     __BLf_0(&points, 64, id, BITLOG_DEBUG);
-    EXPECT_EQ(captured.writes(), (std::vector<std::string>{"trace_module: emergency: corrupted handle\n",
-                                                           "trace_module: error: create failed: two?lines?[2J\n"}));
+    EXPECT_EQ(captured.writes(),
+              (std::vector<std::string>{"trace_module: emergency: ptp_clock: corrupted handle\n",
+                                        "trace_module: error: ptp_clock: create failed: two?lines?[2J\n"}));
     bitlog_set_level(BITLOG_EMERGENCY);
     __BLf_1(&points, 65, id, BITLOG_ERROR, "not heard");
     bitlog_set_level(BITLOG_DEBUG);

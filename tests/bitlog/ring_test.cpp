@@ -125,6 +125,20 @@ TEST_F(ring, keeps_records_as_they_were_traced) {
     EXPECT_EQ(bitlog_reader_next(opened.get(), &entry, 0), 1) << "what comes later is found, too";
 }
 
+TEST_F(ring, shows_control_characters_escaped) {
+    ASSERT_EQ(bitlog_ring_open(nullptr, 16), 0u);
+    __BLf_111(&points, 100, 0, BITLOG_ERROR, "\x1b[2J", "a\nb\x7f", "\xC2\x9B c\xC3\xA9 \xC2");
+    const reader opened = open(nullptr);
+    bitlog_entry entry;
+    ASSERT_EQ(bitlog_reader_next(opened.get(), &entry, 0), 1);
+    const std::string shown = text(opened.get(), entry);
+    EXPECT_EQ(shown, "message 100: \\x1b[2J, a\\x0ab\\x7f, \\xc2\\x9b c\xC3\xA9 \xC2");
+    EXPECT_STREQ(entry.record.argument[0].text, "\x1b[2J") << "arguments are as they were traced";
+    std::array<char, 20> little{};
+    EXPECT_EQ(bitlog_reader_format(opened.get(), &entry, little.data(), little.size()), shown.size());
+    EXPECT_EQ(std::string(little.data()), shown.substr(0, little.size() - 1));
+}
+
 TEST_F(ring, cuts_the_longest_strings_to_a_fixed_size) {
     ASSERT_EQ(bitlog_ring_open(nullptr, 16), 0u);
     const std::string name = "ptp_current_selected_master_event";

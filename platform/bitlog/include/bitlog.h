@@ -67,7 +67,8 @@ typedef void (*bitlog_sink_fn)(void *cookie, const bitlog_record *record);
 
 /**
  * Replaces the sink. Not locked: do it before threads trace.
- * @param sink  NULL: the default, which prints emergencies and errors to stderr, one line each
+ * @param sink  NULL: the default, which prints emergencies and errors to stderr, one line each: module, level, subject
+ *              and text
  */
 BITLOG_API void bitlog_set_sink(bitlog_sink_fn sink, void *cookie);
 
@@ -107,7 +108,7 @@ BITLOG_API const char *bitlog_level_name(uint32_t level);
 
 /**
  * Formats a record as text: its message text with the arguments put in, or, when the module's texts cannot be found,
- * "message 1234 of ptp_clock: ARGUMENT, ...". The first call for a module reads the texts from the module's file.
+ * "message 1234 of ptp_clock: ARGUMENT, ...". Strings are put in as they are. The first call for a module reads the texts from the module's file.
  * @param buffer  receives at most room - 1 characters and a NUL; may be NULL when `room` is 0
  * @return characters that the whole text needs, as snprintf counts
  */
@@ -197,7 +198,9 @@ BITLOG_API int bitlog_reader_next(bitlog_reader *reader, bitlog_entry *entry, ui
 
 /**
  * Formats a record as bitlog_format() does, with the text from the file of the library that traced it. That file is
- * looked for where it was then, see also bitlog_reader_look_in(), and must be the same build.
+ * looked for where it was then, see also bitlog_reader_look_in(), and must be the same build. Control characters of what
+ * was traced come as \xHH, so that the text is one line and safe to show on a terminal; the entry's arguments have them
+ * as they are.
  */
 BITLOG_API size_t bitlog_reader_format(bitlog_reader *reader, const bitlog_entry *entry, char *buffer, size_t room);
 
