@@ -1,6 +1,8 @@
 // Channels that end in order, and what is known of the messages of those that cannot.
 #include <arpa/inet.h>
 
+#include <algorithm>
+
 #include "channel_end.h"
 
 namespace {
@@ -203,6 +205,10 @@ TEST_P(Places, OfSilentPeersAreForThoseWhoCome) {
         }
         return server.received.size() > 1;
     }));
+    const auto made_room = [](const vela_channel_event &event) {
+        return event.kind == VELA_CHANNEL_DISCONNECTED && event.err == VELA_ETIMEDOUT;
+    };
+    EXPECT_EQ(std::count_if(server.events.begin(), server.events.end(), made_room), 1);
     EXPECT_TRUE(process_until({silent.get()}, [&] { return silent->statistics().disconnects == 1; }));
     EXPECT_EQ(speaker->statistics().disconnects + reader->statistics().disconnects, 0u);
     EXPECT_EQ(server.statistics().peers, 3u);

@@ -55,6 +55,12 @@ void set_bundle_handler(const std::string &channel, vela_bundle_handler handler)
     }
 }
 
+std::string text_of(const vela_channel_event &event, const std::string &uri) {
+    const std::string text = event.text != nullptr ? event.text : "";
+    const std::string prefix = uri + ": ";
+    return text.compare(0, prefix.size(), prefix) == 0 ? text.substr(prefix.size()) : text;
+}
+
 vela_channel_statistics statistics_of(const channel &channel) {
     vela_channel_statistics statistics{};
     vela_channel_get_statistics(channel.get(), &statistics);

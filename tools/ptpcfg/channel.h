@@ -33,6 +33,9 @@ channel open_channel(open_channel_fn open, const channel_options &options, vela_
 /** Sets or, with nullptr, takes back the bundle handler of a channel. */
 void set_bundle_handler(const std::string &channel, vela_bundle_handler handler);
 
+/** What an event tells, without the channel's URI, which lines of ptpcfg begin with. */
+std::string text_of(const vela_channel_event &event, const std::string &uri);
+
 vela_channel_statistics statistics_of(const channel &channel);
 
 }  // namespace ptpcfg

@@ -35,12 +35,12 @@ outgoing::~outgoing() {
 
 void outgoing::on_event(void *cookie, vela_channel *, const vela_channel_event *event) {
     outgoing &self = *static_cast<outgoing *>(cookie);
-    if (event->kind == VELA_CHANNEL_CONNECTED || event->text == nullptr) {
+    if (event->kind == VELA_CHANNEL_CONNECTED) {
         return;
     }
     const bool is_bad =
         event->kind == VELA_CHANNEL_LOST || event->kind == VELA_CHANNEL_UNREAD || event->kind == VELA_CHANNEL_REFUSED;
-    (is_bad && self.worst_event_.empty() ? self.worst_event_ : self.last_event_) = event->text;
+    (is_bad && self.worst_event_.empty() ? self.worst_event_ : self.last_event_) = text_of(*event, self.options_.uri);
 }
 
 u_int64 outgoing::unconfirmed() const {

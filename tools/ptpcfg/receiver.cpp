@@ -34,7 +34,7 @@ void receiver::run() {
         }
     }
     if (silent_strangers_ > 0) {
-        say(std::to_string(silent_strangers_) + " more pieces of strangers were dropped");
+        say(std::to_string(silent_strangers_) + " more pieces came from strangers");
     }
     if (faults_ > 0) {
         throw failure(exit_code::peer, options_.uri + ": " + std::to_string(faults_) + " faults, see above");
@@ -43,7 +43,7 @@ void receiver::run() {
 
 void receiver::on_event(void *cookie, vela_channel *, const vela_channel_event *event) {
     receiver &self = *static_cast<receiver *>(cookie);
-    const std::string text = event->text != nullptr ? event->text : "a message was dropped";
+    const std::string text = text_of(*event, self.options_.uri);
     if (event->kind == VELA_CHANNEL_REFUSED) {
         self.say(text);  // the channel tells that once a second
     } else if (event->kind == VELA_CHANNEL_DROPPED && event->delivered == 0) {
