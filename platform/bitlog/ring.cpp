@@ -9,6 +9,7 @@
 
 #include <atomic>
 
+#include "guarded_file.h"
 #include "modules.h"
 #include "ring_record.h"
 
@@ -85,13 +86,18 @@ void use_ring(ring_memory *ring) { ring_in_use.store(ring, std::memory_order_rel
 using namespace bitlog;
 
 uint32_t bitlog_ring_open(const char *path, uint32_t capacity) {
+    const bitlog_ring_options options = {sizeof options, capacity, 0};
+    return bitlog_ring_open_with(path, &options);
+}
+
+uint32_t bitlog_ring_open_with(const char *path, const bitlog_ring_options *options) {
     if (open_ring() != nullptr) {
         return EBUSY;
     }
-    if (capacity > BITLOG_MOST_CAPACITY) {
+    if (options->size != sizeof *options || options->capacity > BITLOG_MOST_CAPACITY) {
         return EINVAL;
     }
-    const uint32_t wanted = capacity != 0 ? capacity : uint32_t{BITLOG_DEFAULT_CAPACITY};
+    const uint32_t wanted = options->capacity != 0 ? options->capacity : uint32_t{BITLOG_DEFAULT_CAPACITY};
     uint32_t records = 1;
     while (records < wanted) {
         records *= 2;
@@ -100,7 +106,8 @@ uint32_t bitlog_ring_open(const char *path, uint32_t capacity) {
     if (!prepared) {
         prepared = pthread_atfork(nullptr, nullptr, forget_thread) == 0;
     }
-    const uint32_t status = map_ring(path, records, own_ring);
+    const unsigned allowed = options->allow_other_users != 0 ? guarded_file::allow_other_users : guarded_file::only_own;
+    const uint32_t status = map_ring(path, records, allowed, own_ring);
     if (status == 0) {
         start_ring(&own_ring);
         set_ring_listens(true);

@@ -27,7 +27,10 @@ void use_ring(ring_memory *ring);
 /** Enters a module in the table of the open ring, if there is one. One thread at a time. */
 void add_to_ring(uint16_t module_id, const char *name, const char *section, const bitlog_descriptor *descriptor);
 
-/** Maps a new ring; at `path`, or in memory when it is null. Returns 0 or an error of errno. */
-uint32_t map_ring(const char *path, uint32_t capacity, ring_memory &ring);
+/**
+ * Maps a new ring; at `path`, or in memory when it is null. Returns 0 or an error of errno.
+ * @param allowed  what may lie there already, as guarded_file.h says it
+ */
+uint32_t map_ring(const char *path, uint32_t capacity, unsigned allowed, ring_memory &ring);
 
 }  // namespace bitlog

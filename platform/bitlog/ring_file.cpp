@@ -5,71 +5,77 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 
+#include "guarded_file.h"
 #include "ring.h"
 
 namespace bitlog {
 namespace {
 
-enum class file_kind { none, empty, ring, other };
+enum class file_kind { none, empty, ring, other, unusable };
 
-/** Follows no link: what is there may be renamed. What cannot be looked at fails when it is created. */
-file_kind kind_of(const char *path) {
-    struct stat status;
-    if (lstat(path, &status) != 0) {
-        return file_kind::none;
+/** What is there, which may be renamed: no link is followed. errno of the last kind. */
+file_kind kind_of(const char *path, unsigned allowed) {
+    const char *refusal = nullptr;
+    const int fd = guarded_file::open_regular(path, O_RDONLY, 0, allowed, refusal);
+    if (fd < 0) {
+        return errno == ENOENT                     ? file_kind::none
+               : errno == ELOOP || errno == EINVAL ? file_kind::other
+                                                   : file_kind::unusable;
     }
-    if (!S_ISREG(status.st_mode)) {
-        return file_kind::other;
-    }
-    if (status.st_size == 0) {
+    char magic[sizeof ring_magic];
+    const ssize_t count = read(fd, magic, sizeof magic);
+    const int code = errno;
+    close(fd);
+    errno = code;
+    if (count == 0) {
         return file_kind::empty;
     }
-    char magic[sizeof ring_magic] = {};
-    const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    const bool whole = fd >= 0 && read(fd, magic, sizeof magic) == static_cast<ssize_t>(sizeof magic);
-    if (fd >= 0) {
-        close(fd);
-    }
-    return whole && memcmp(magic, ring_magic, sizeof magic) == 0 ? file_kind::ring : file_kind::other;
+    const bool is_ring = count == static_cast<ssize_t>(sizeof magic) && memcmp(magic, ring_magic, sizeof magic) == 0;
+    return is_ring ? file_kind::ring : count < 0 ? file_kind::unusable : file_kind::other;
 }
 
 /** Renames the ring of the process before. */
-uint32_t keep_old_ring(const char *path) {
+uint32_t keep_old_ring(const char *path, unsigned allowed) {
     char *old = nullptr;
     if (asprintf(&old, "%s.old", path) < 0) {
         return ENOMEM;
     }
     uint32_t status = 0;
-    if (kind_of(old) == file_kind::other) {
+    const file_kind kind = kind_of(old, allowed);
+    if (kind == file_kind::other) {
         status = EEXIST;
-    } else if (rename(path, old) != 0) {
+    } else if (kind == file_kind::unusable || rename(path, old) != 0) {
         status = static_cast<uint32_t>(errno);
     }
     free(old);
     return status;
 }
 
-uint32_t make_way(const char *path) {
-    switch (kind_of(path)) {
+uint32_t make_way(const char *path, unsigned allowed) {
+    switch (kind_of(path, allowed)) {
         case file_kind::none:
             return 0;
         case file_kind::empty:
             return unlink(path) == 0 ? 0 : static_cast<uint32_t>(errno);
         case file_kind::ring:
-            return keep_old_ring(path);
+            return keep_old_ring(path, allowed);
+        case file_kind::unusable:
+            return static_cast<uint32_t>(errno);
         default:
             return EEXIST;
     }
 }
 
 uint32_t map_file(const char *path, size_t size, void *&memory) {
-    const int fd = open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640);
+    const char *refusal = nullptr;
+    // What O_EXCL makes is this process's own, whatever user some file systems write down for it.
+    const int fd =
+        guarded_file::open_regular(path, O_RDWR | O_CREAT | O_EXCL, 0640, guarded_file::allow_other_users, refusal);
     if (fd < 0) {
         return static_cast<uint32_t>(errno);
     }
@@ -116,10 +122,10 @@ void fill(ring_header &header, uint32_t capacity) {
 
 }  // namespace
 
-uint32_t map_ring(const char *path, uint32_t capacity, ring_memory &ring) {
+uint32_t map_ring(const char *path, uint32_t capacity, unsigned allowed, ring_memory &ring) {
     const size_t size = ring_size(capacity);
     void *memory = nullptr;
-    uint32_t status = path != nullptr ? make_way(path) : 0;
+    uint32_t status = path != nullptr ? make_way(path, allowed) : 0;
     if (status == 0) {
         status = path != nullptr ? map_file(path, size, memory) : map_memory(size, memory);
     }

@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "file_descriptor.h"
+#include "guarded_file.h"
 #include "record_format.h"
 
 namespace vela::recorder {
@@ -19,10 +20,9 @@ bool exists(const std::string &name) {
 }
 
 /** Whether a file begins as a recording, or was cut off before it could. */
-bool begins_as_recording(const std::string &name) {
-    const transport::file_descriptor file(open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    struct stat status {};
-    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+bool begins_as_recording(const std::string &name, unsigned allowed, const char *&refusal) {
+    const transport::file_descriptor file(guarded_file::open_regular(name.c_str(), O_RDONLY, 0, allowed, refusal));
+    if (!file) {
         return false;
     }
     u_int8 bytes[VELA_RECORDING_HEADER];
@@ -46,11 +46,13 @@ std::string file_name(const std::string &path, u_int32 number) {
     return number == 0 ? path : path + "." + std::to_string(number);
 }
 
-bool check_older_files(const std::string &path, failure &why) {
+bool check_older_files(const std::string &path, unsigned allowed, failure &why) {
     for (u_int32 number = 1; number < VELA_RECORDER_MOST_FILES; ++number) {
         const std::string name = file_name(path, number);
-        if (exists(name) && !begins_as_recording(name)) {
-            why = {VELA_EINVAL, name + ": is in the way: it is no recording, or cannot be read"};
+        const char *refusal = nullptr;
+        if (exists(name) && !begins_as_recording(name, allowed, refusal)) {
+            why = {VELA_EINVAL, name + ": is in the way: " +
+                                    (refusal != nullptr ? refusal : "it is no recording, or cannot be read")};
             return false;
         }
     }

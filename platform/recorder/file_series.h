@@ -21,8 +21,11 @@ failure system_failure(const std::string &name, const char *doing, int code);
 /** The name of the n-th file; the one that is written is number 0. */
 std::string file_name(const std::string &path, u_int32 number);
 
-/** Whether FILE.1 and the others that are there are recordings, so that they may be renamed and removed. */
-bool check_older_files(const std::string &path, failure &why);
+/**
+ * Whether FILE.1 and the others that are there are recordings, so that they may be renamed and removed.
+ * @param allowed  whose they may be, as guarded_file.h says it
+ */
+bool check_older_files(const std::string &path, unsigned allowed, failure &why);
 
 /**
  * Makes the name of FILE free: every file moves on by one, and of the files from number `kept` on none is left. Each

@@ -5,18 +5,6 @@
 namespace vela::recorder {
 namespace {
 
-constexpr std::array<u_int32, 256> crc_table = [] {
-    std::array<u_int32, 256> table{};
-    for (u_int32 byte = 0; byte < table.size(); ++byte) {
-        u_int32 remainder = byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            remainder = remainder >> 1 ^ ((remainder & 1) != 0 ? 0xEDB88320u : 0);
-        }
-        table[byte] = remainder;
-    }
-    return table;
-}();
-
 constexpr size_t length_at = 4, time_at = 8, source_at = 16, bytes_crc_at = 20, head_crc_at = 24;
 
 template <typename number>
@@ -36,14 +24,6 @@ number get(octets bytes, size_t at) {
 }
 
 }  // namespace
-
-u_int32 crc32(octets bytes) {
-    u_int32 crc = 0xFFFFFFFFu;
-    for (const u_int8 byte : bytes) {
-        crc = crc >> 8 ^ crc_table[(crc ^ byte) & 0xFF];
-    }
-    return ~crc;
-}
 
 head_bytes encode_head(const record_head &head) {
     head_bytes bytes{};

@@ -4,6 +4,7 @@
 #include <array>
 #include <span>
 
+#include "crc32.h"
 #include "vela_recorder.h"
 
 namespace vela::recorder {
@@ -21,8 +22,6 @@ struct record_head {
 inline constexpr std::array<u_int8, VELA_RECORDING_HEADER> file_header = {
     VELA_RECORDING_MAGIC >> 24, VELA_RECORDING_MAGIC >> 16 & 0xFF, VELA_RECORDING_MAGIC >> 8 & 0xFF,
     VELA_RECORDING_MAGIC & 0xFF, VELA_RECORDING_VERSION};
-
-u_int32 crc32(octets bytes);
 
 head_bytes encode_head(const record_head &head);
 

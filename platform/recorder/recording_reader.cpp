@@ -9,6 +9,7 @@
 
 #include "file_descriptor.h"
 #include "file_series.h"
+#include "guarded_file.h"
 #include "recording_scan.h"
 
 using namespace vela::recorder;
@@ -61,16 +62,18 @@ bool vela_recording::open(const std::string &path, failure &why) {
 }
 
 bool vela_recording::open_file(const std::string &name, failure &why) {
-    source_file next = {name, file_descriptor(::open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)), {}};
+    const char *refusal = nullptr;
+    // They are only read, and nothing in them is trusted: they may be anybody's.
+    source_file next = {
+        name,
+        file_descriptor(guarded_file::open_regular(name.c_str(), O_RDONLY, 0, guarded_file::allow_all, refusal)),
+        {}};
     if (!next.file && errno == ENOENT) {
         return true;
     }
     if (!next.file || fstat(next.file.get(), &next.status) != 0) {
         why = system_failure(name, "open", errno);
-        return false;
-    }
-    if (!S_ISREG(next.status.st_mode)) {
-        why = {VELA_EINVAL, name + ": is no regular file"};
+        why.text = refusal != nullptr ? name + ": cannot open: " + refusal : why.text;
         return false;
     }
     for (const source_file &other : files_) {

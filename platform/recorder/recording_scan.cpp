@@ -8,7 +8,7 @@ namespace vela::recorder {
 
 place scanner::take(found what, u_int64 end, const char *reason) {
     place result;
-    if (window_.error() != 0) {  // what was not read proves nothing
+    if (error() != 0) {  // what was not read proves nothing
         position_ = window_.size();
         return result;
     }
@@ -59,17 +59,30 @@ place scanner::next() {
         return other == window_.size() ? take(found::torn, other, "the record is cut off")
                                        : take(found::damaged, other, "the record's length leads behind the file");
     }
+    if (!has_checksum(position_ + VELA_RECORD_HEAD, end, head.bytes_crc)) {
+        return take(found::damaged, find_head(position_ + 1), "the record's bytes do not match their checksum");
+    }
     const octets bytes = window_.at(position_ + VELA_RECORD_HEAD, head.length);
     if (bytes.size() < head.length) {
         return take(found::torn, window_.size(), "the record is cut off");
-    }
-    if (crc32(bytes) != head.bytes_crc) {
-        return take(found::damaged, end, "the record's bytes do not match their checksum");
     }
     place result = take(found::record, end, nullptr);
     result.head = head;
     result.bytes = bytes;
     return result;
+}
+
+/** Heads that were made up may all claim the same bytes: from the first damage on, none is summed up twice. */
+bool scanner::has_checksum(u_int64 begin, u_int64 end, u_int32 checksum) {
+    if (!sums_) {
+        const octets bytes = window_.at(begin, static_cast<size_t>(end - begin));
+        if (bytes.size() == end - begin && crc32(bytes) == checksum) {
+            return true;
+        }
+        sums_.emplace(file_, begin);
+        return false;
+    }
+    return sums_->match(begin, end, checksum);
 }
 
 u_int64 scanner::find_head(u_int64 from) {

@@ -2,33 +2,65 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stddef.h>
 #include <stdio.h>
+#include <string.h>
 #include <sys/file.h>
 #include <sys/uio.h>
 #include <time.h>
 
 #include <new>
 
+#include "guarded_file.h"
 #include "recording_scan.h"
 
 using namespace vela::recorder;
 using vela::transport::file_descriptor;
 
-bool vela_recorder::open(failure &why) { return check_older_files(path_, why) && open_locked(why) && find_end(why); }
+bool vela_recorder::open(failure &why) { return check_older_files(path_, allowed_, why) && open_file(why); }
+
+/** Opens FILE, or begins a new one in place of one that is damaged, and finds where the next record goes. */
+bool vela_recorder::open_file(failure &why) {
+    for (;;) {
+        bool is_damaged = false;
+        if (!open_locked(why) || !find_end(is_damaged, why)) {
+            file_ = {};
+            return false;
+        }
+        if (!is_damaged) {
+            return true;
+        }
+        if (options_.files == 1) {  // a new file would replace what can still be read
+            why.text += "; recording goes on behind it";
+            return true;
+        }
+        if (const int code = begin_new_file(); code != 0) {
+            why = system_failure(path_, "turn over, for it is damaged", code);
+            return false;
+        }
+        why.text += "; it is turned over and a new file begun";
+    }
+}
+
+int vela_recorder::begin_new_file() {
+    const int code = turn_over(path_, options_.files);
+    if (code == 0) {
+        ++statistics_.rotations;
+    }
+    file_ = {};
+    return code;
+}
 
 /** Opens FILE so that nobody else writes it. */
 bool vela_recorder::open_locked(failure &why) {
     for (;;) {
-        // Without O_NONBLOCK a pipe of that name would keep the caller waiting.
-        file_descriptor file(::open(path_.c_str(), O_RDWR | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC,
-                                    static_cast<mode_t>(options_.mode)));
+        const char *refusal = nullptr;
+        file_descriptor file(guarded_file::open_regular(path_.c_str(), O_RDWR | O_CREAT | O_APPEND,
+                                                        static_cast<mode_t>(options_.mode), allowed_, refusal));
         struct stat opened {};
         if (!file || fstat(file.get(), &opened) != 0) {
             why = system_failure(path_, "open", errno);
-            return false;
-        }
-        if (!S_ISREG(opened.st_mode)) {
-            why = {VELA_EINVAL, path_ + ": is no regular file"};
+            why.text = refusal != nullptr ? path_ + ": cannot open: " + refusal : why.text;
             return false;
         }
         if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -49,25 +81,31 @@ bool vela_recorder::open_locked(failure &why) {
     }
 }
 
-/** Finds where the next record goes, and cuts off what a killed writer left there. */
-bool vela_recorder::find_end(failure &why) {
+/**
+ * Finds where the next record goes, and cuts off what a killed writer left there: that is plain where all before it is
+ * whole and no head stands in it. Anything else that is wrong stays, for it may be more than it seems, as a message may
+ * hold heads of records itself.
+ */
+bool vela_recorder::find_end(bool &is_damaged, failure &why) {
     scanner scan(file_.get(), size_);
-    place last;
+    place last, damage;
     for (place next = scan.next(); next.what != found::end; next = scan.next()) {
         last = next;
         if (last.offset == 0 && last.what == found::damaged) {
             why = {VELA_EINVAL, path_ + ": " + last.reason};
-            file_ = {};
             return false;
         }
+        damage = damage.what == found::end && last.what == found::damaged ? last : damage;
     }
     if (scan.error() != 0) {
         why = system_failure(path_, "read", scan.error());
-        file_ = {};
         return false;
     }
     is_untidy_ = false;
-    if (last.what == found::torn) {
+    is_damaged = damage.what == found::damaged;
+    if (is_damaged) {
+        why.text = path_ + ": " + damage.reason + " at offset " + std::to_string(damage.offset);
+    } else if (last.what == found::torn) {
         size_ = last.offset;
         is_untidy_ = true;
         statistics_.cut_bytes += last.extent;
@@ -97,7 +135,7 @@ u_int32 vela_recorder::append(const record_head &head, octets bytes) {
 /** Brings FILE into a state in which the record may be added. What fails is tried again with the next record. */
 u_int32 vela_recorder::make_room(u_int64 wanted) {
     failure why;
-    if (!file_ && !(open_locked(why) && find_end(why))) {
+    if (!file_ && !open_file(why)) {
         return why.code;
     }
     if (is_untidy_) {
@@ -109,12 +147,10 @@ u_int32 vela_recorder::make_room(u_int64 wanted) {
     if (size_ <= VELA_RECORDING_HEADER || size_ + wanted <= options_.max_file_bytes) {
         return 0;
     }
-    if (const int code = turn_over(path_, options_.files); code != 0) {
+    if (const int code = begin_new_file(); code != 0) {
         return static_cast<u_int32>(code);
     }
-    ++statistics_.rotations;
-    file_ = {};
-    return open_locked(why) && find_end(why) ? 0 : why.code;
+    return open_file(why) ? 0 : why.code;
 }
 
 /** Writes the record, and before the first one the file's header. */
@@ -171,11 +207,16 @@ constexpr u_int64 nanoseconds_per_second = 1'000'000'000;
 
 /** The options with defaults filled in; false when they are out of range. */
 bool complete(const vela_recorder_options *given, vela_recorder_options &options, failure &why) {
-    options = given != nullptr ? *given : vela_recorder_options{sizeof options, 0, 0, 0};
+    constexpr size_t least = offsetof(vela_recorder_options, allow_other_users);  // of the first release
+    options = {};
+    const size_t size = given != nullptr ? given->size : sizeof options;
+    if (given != nullptr && size >= least && size <= sizeof options) {
+        memcpy(&options, given, size);
+    }
     options.max_file_bytes = options.max_file_bytes != 0 ? options.max_file_bytes : 16u << 20;
     options.files = options.files != 0 ? options.files : 8;
     options.mode = options.mode != 0 ? options.mode : 0600;
-    if (options.size != sizeof options || options.max_file_bytes < VELA_RECORDER_LEAST_FILE ||
+    if (size < least || size > sizeof options || options.max_file_bytes < VELA_RECORDER_LEAST_FILE ||
         options.files > VELA_RECORDER_MOST_FILES || options.mode > 0777) {
         why = {VELA_EINVAL, "recorder options: size, max_file_bytes, files or mode is out of range"};
         return false;

@@ -6,12 +6,17 @@
 
 #include "file_descriptor.h"
 #include "file_series.h"
+#include "guarded_file.h"
 #include "record_format.h"
 
 struct vela_recorder {
   public:
     /** @param options  complete and in range */
-    vela_recorder(std::string path, const vela_recorder_options &options) : path_(std::move(path)), options_(options) {}
+    vela_recorder(std::string path, const vela_recorder_options &options)
+        : path_(std::move(path)),
+          options_(options),
+          allowed_((options.allow_other_users != 0 ? guarded_file::allow_other_users : 0u) |
+                   (options.allow_links != 0 ? guarded_file::allow_links : 0u)) {}
 
     /** Opens or creates FILE; `why.text` without a code is a warning. */
     bool open(vela::recorder::failure &why);
@@ -23,13 +28,16 @@ struct vela_recorder {
 
   private:
     bool open_locked(vela::recorder::failure &why);
-    bool find_end(vela::recorder::failure &why);
+    bool open_file(vela::recorder::failure &why);
+    int begin_new_file();
+    bool find_end(bool &is_damaged, vela::recorder::failure &why);
     u_int32 make_room(u_int64 wanted);
     u_int32 write(const vela::recorder::record_head &head, vela::recorder::octets bytes);
     void take_back();
 
     std::string path_;
     vela_recorder_options options_;
+    unsigned allowed_;  // of files that are there, as guarded_file.h says it
     vela::transport::file_descriptor file_;
     u_int64 size_ = 0;        // of what stands whole in the file
     bool is_untidy_ = false;  // a part of a record stands behind that

@@ -1,6 +1,7 @@
 // Use of shared types: entering, finding and counting. How the file comes into the process is shared_types_file.cpp's.
 #include "shared_types.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -24,8 +25,12 @@ shared_types_lock::~shared_types_lock() {
     if (held_) pthread_mutex_unlock(&file_.lock);
 }
 
+u_int64 shared_start(const vela_shared_types &types) {
+    return types.is_copy ? types.file->address : reinterpret_cast<uintptr_t>(types.file);
+}
+
 const void *shared_place(const vela_shared_types &types, const void *address) {
-    const u_int64 offset = reinterpret_cast<uintptr_t>(address) - types.file->address;
+    const u_int64 offset = reinterpret_cast<uintptr_t>(address) - shared_start(types);
     return reinterpret_cast<const char *>(types.file) + offset;
 }
 
@@ -38,6 +43,7 @@ void *shared_types_user::take(size_t size) {
     shared_types_file &file = *types_->file;
     const size_t used = file.used.load(std::memory_order_relaxed);
     const size_t wanted = (size + 7) / 8 * 8;
+    if (!is_possible_use(static_cast<u_int32>(used), types_->size)) return nullptr;  // another process wrote nonsense
     if (wanted < size || wanted > types_->size - used) return nullptr;
     file.used.store(static_cast<u_int32>(used + wanted), std::memory_order_relaxed);
     return reinterpret_cast<char *>(&file) + used;
@@ -63,16 +69,21 @@ static vela_variant_table *copy_table(const vela_variant_table &source, void *me
 bool shared_types_user::publish(vela_type_info *record) {
     shared_types_file &file = *types_->file;
     const u_int32 count = file.count.load(std::memory_order_relaxed);
-    if (count == shared_types_limit) return false;
+    if (count >= shared_types_limit) return false;
     file.directory[count] = static_cast<u_int32>(reinterpret_cast<char *>(record) - reinterpret_cast<char *>(&file));
     file.count.store(count + 1, std::memory_order_release);
     return catch_up();
 }
 
-/** Puts what the directory has gained into the index; false without memory. */
+/** Puts what the directory has gained into the index, and can be used; false without memory. */
 bool shared_types_user::catch_up() {
-    const u_int32 count = types_->file->count.load(std::memory_order_acquire);
+    const u_int32 count = std::min(types_->file->count.load(std::memory_order_acquire), shared_types_limit);
+    const u_int32 used = types_->file->used.load(std::memory_order_relaxed);
     for (; indexed_ < count; ++indexed_) {
+        if (!is_possible_use(used, types_->size) ||
+            !is_sound_record(*types_, types_->file->directory[indexed_], used)) {
+            continue;
+        }
         char *record = reinterpret_cast<char *>(types_->file) + types_->file->directory[indexed_];
         vela_type_info *info = reinterpret_cast<vela_type_info *>(record);
         if (!index_.insert(info->luid_text, info)) return false;
@@ -112,6 +123,7 @@ u_int32 shared_types_user::start(vela_shared_types *types) {
     if (types->is_copy) return VELA_EINVAL;
     types->users.fetch_add(1);
     types_ = types;
+    if (!is_still_whole(*types)) return VELA_EINVAL;
     const shared_types_lock lock(*types->file);
     if (!lock.is_held()) return EAGAIN;
     if (!catch_up()) return VELA_ENOMEM;
@@ -125,6 +137,7 @@ u_int32 shared_types_user::start(vela_shared_types *types) {
 }
 
 void *shared_types_user::allocate(size_t size) {
+    if (!is_still_whole(*types_)) return nullptr;
     const shared_types_lock lock(*types_->file);
     return lock.is_held() ? take(size) : nullptr;
 }
@@ -133,7 +146,7 @@ void shared_types_user::insert(vela_type_info *record) {
     const char *first = reinterpret_cast<const char *>(types_->file);
     const char *place = reinterpret_cast<const char *>(record);
     if (place < first || place >= first + types_->size) return;  // others could not read it
-    if (!is_complete(*record)) return;
+    if (!is_still_whole(*types_) || !is_complete(*record)) return;
     const shared_types_lock lock(*types_->file);
     if (!lock.is_held() || !catch_up() || index_.lookup(record->luid_text) != nullptr) return;
     void *memory = take(table_size(*record->variant_table));
@@ -145,6 +158,7 @@ void shared_types_user::insert(vela_type_info *record) {
 
 vela_type_info *shared_types_user::lookup(const char *luid_text) {
     vela_type_info *known = index_.lookup(luid_text);
+    if (known == nullptr && !is_still_whole(*types_)) return nullptr;
     if (known != nullptr || indexed_ == types_->file->count.load(std::memory_order_acquire)) return known;
     catch_up();
     return index_.lookup(luid_text);
@@ -181,8 +195,11 @@ static void visit_rows(const vela_type_info &record, int8 count, const vela_vari
 
 void vela_type_counts_each(const vela_shared_types *types, vela_type_counts_fn visit, void *cookie) {
     if (types != nullptr) {
-        const u_int32 count = types->file->count.load(std::memory_order_acquire);
-        for (u_int32 i = 0; i < count; ++i) {
+        if (!velalib::is_still_whole(*types)) return;
+        const u_int32 count = std::min(types->file->count.load(std::memory_order_acquire), velalib::shared_types_limit);
+        const u_int32 used = types->file->used.load(std::memory_order_relaxed);
+        for (u_int32 i = 0; i < count && velalib::is_possible_use(used, types->size); ++i) {
+            if (!velalib::is_sound_record(*types, types->file->directory[i], used)) continue;
             const char *place = reinterpret_cast<const char *>(types->file) + types->file->directory[i];
             const vela_type_info &record = *reinterpret_cast<const vela_type_info *>(place);
             const auto *table =

@@ -5,6 +5,7 @@
 
 #include <atomic>
 
+#include "file_descriptor.h"
 #include "type_table.h"
 #include "velalib/shared_types.h"
 
@@ -37,14 +38,24 @@ static_assert(std::atomic<u_int64>::is_always_lock_free && std::atomic<u_int32>:
 struct vela_shared_types {
     velalib::shared_types_file *file;
     size_t size;
-    bool is_copy;  // read, not mapped: pointers in it are those of another place
+    bool is_copy;  // read as far as it is in use, not mapped: pointers in it are those of another place
+    vela::transport::file_descriptor opened;  // of what is mapped
     std::atomic<u_int32> users;
 };
 
 namespace velalib {
 
-/** Where content of the file lies in this process; `address` is in the mapping that the file is made for. */
+/** Where the mapping begins that pointers in the file are made for. */
+u_int64 shared_start(const vela_shared_types &types);
+/** Where content of the file lies in this process; `address` is in that mapping. */
 const void *shared_place(const vela_shared_types &types, const void *address);
+
+/** Whether `used`, from a file of `size` bytes, can be what it says. */
+bool is_possible_use(u_int32 used, size_t size);
+/** Whether the record at an offset is one that can be found and counted in, within the first `used` bytes. */
+bool is_sound_record(const vela_shared_types &types, u_int32 offset, u_int32 used);
+/** Whether the file still has all bytes that are mapped, so that looking at them does not end the process. */
+bool is_still_whole(const vela_shared_types &types);
 
 /** Holds the lock between processes for a scope. */
 class shared_types_lock {

@@ -11,8 +11,10 @@
 #include <cstring>
 #include <new>
 
+#include "guarded_file.h"
 #include "shared_types.h"
 
+using vela::transport::file_descriptor;
 using velalib::shared_types_file;
 
 namespace {
@@ -37,25 +39,11 @@ struct failure_report {
         }
         return false;
     }
-    /** The same for a call of the system. */
-    bool fail_by_system(const char *what) const {
+    /** The same for a call of the system, or what guards it. */
+    bool fail_by_system(const char *what, const char *refusal = nullptr) const {
         const int code = errno;
-        return fail(static_cast<u_int32>(code), "%s: %s", what, strerror(code));
+        return fail(static_cast<u_int32>(code), "%s: %s", what, refusal != nullptr ? refusal : strerror(code));
     }
-};
-
-class descriptor {
-  public:
-    explicit descriptor(int fd) : fd_(fd) {}
-    ~descriptor() {
-        if (fd_ >= 0) close(fd_);
-    }
-    descriptor(const descriptor &) = delete;
-    descriptor &operator=(const descriptor &) = delete;
-    operator int() const { return fd_; }
-
-  private:
-    int fd_;
 };
 
 // ---- checks --------------------------------------------------------------------------------------------------------
@@ -76,44 +64,19 @@ bool check_head(const shared_types_file &file, size_t size, const failure_report
     if (file.address == 0 || file.address % page_size != 0 || file.address > UINTPTR_MAX - size) {
         return report.fail(VELA_EINVAL, "it is damaged: no such address");
     }
-    return true;
-}
-
-/** Whether `length` bytes at an address of the mapping lie in the part that has been handed out. */
-bool lies_inside(const shared_types_file &file, const void *address, size_t length, u_int32 used) {
-    const u_int64 place = reinterpret_cast<uintptr_t>(address);
-    if (place % alignof(vela_variant_table) != 0 || place < file.address + sizeof file) return false;
-    const u_int64 offset = place - file.address;
-    return offset <= used && length <= used - offset;
-}
-
-bool is_text(const char *text, size_t room) { return memchr(text, '\0', room) != nullptr; }
-
-bool check_record(const vela_shared_types &types, u_int32 offset, u_int32 used) {
-    const shared_types_file &file = *types.file;
-    const void *address = reinterpret_cast<const void *>(file.address + offset);
-    if (!lies_inside(file, address, sizeof(vela_type_info_copy), used)) return false;
-    const auto &record = *static_cast<const vela_type_info *>(velalib::shared_place(types, address));
-    if (record.magic != VELA_TYPE_INFO_MAGIC || record.shared == 0 || strnlen(record.luid_text, 33) != 32 ||
-        !is_text(record.type_name, sizeof record.type_name) ||
-        !is_text(record.module_name, sizeof record.module_name) || !is_text(record.kind, sizeof record.kind)) {
-        return false;
+    if (!velalib::is_possible_use(file.used.load(std::memory_order_relaxed), size) ||
+        file.count.load(std::memory_order_relaxed) > velalib::shared_types_limit) {
+        return report.fail(VELA_EINVAL, "it is damaged: impossible lengths");
     }
-    if (!lies_inside(file, record.variant_table, sizeof(vela_variant_table), used)) return false;
-    const auto &table = *static_cast<const vela_variant_table *>(velalib::shared_place(types, record.variant_table));
-    return table.count > 0 &&
-           lies_inside(file, table.rows, static_cast<size_t>(table.count) * sizeof(vela_variant_row), used);
+    return true;
 }
 
 /** Whether everything that the directory names is whole. */
 bool check_content(const vela_shared_types &types, const failure_report &report) {
-    const u_int32 count = types.file->count.load(std::memory_order_acquire);
+    const u_int32 count = types.file->count.load(std::memory_order_relaxed);
     const u_int32 used = types.file->used.load(std::memory_order_relaxed);
-    if (used < sizeof(shared_types_file) || used > types.size || count > velalib::shared_types_limit) {
-        return report.fail(VELA_EINVAL, "it is damaged: impossible lengths");
-    }
     for (u_int32 i = 0; i < count; ++i) {
-        if (!check_record(types, types.file->directory[i], used)) {
+        if (!velalib::is_sound_record(types, types.file->directory[i], used)) {
             return report.fail(VELA_EINVAL, "it is damaged: record %u of %u is wrong", i + 1, count);
         }
     }
@@ -124,15 +87,15 @@ bool check_content(const vela_shared_types &types, const failure_report &report)
 
 vela_shared_types *new_types(void *memory, size_t size, bool is_copy, const failure_report &report) {
     vela_shared_types *types =
-        new (std::nothrow) vela_shared_types{static_cast<shared_types_file *>(memory), size, is_copy, {1}};
+        new (std::nothrow) vela_shared_types{static_cast<shared_types_file *>(memory), size, is_copy, {}, {1}};
     if (types == nullptr) report.fail(VELA_ENOMEM, "there is no memory");
     return types;
 }
 
-/** Maps a file at exactly this address; nullptr when something is there. */
-vela_shared_types *map(int fd, u_int64 address, size_t size, const failure_report &report) {
+/** Maps a file at exactly this address, and keeps it open; nullptr when something is there. */
+vela_shared_types *map(file_descriptor fd, u_int64 address, size_t size, const failure_report &report) {
     void *const wanted = reinterpret_cast<void *>(address);
-    void *memory = mmap(wanted, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED_NOREPLACE, fd, 0);
+    void *memory = mmap(wanted, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED_NOREPLACE, fd.get(), 0);
     if (memory != MAP_FAILED && memory != wanted) {  // an old kernel takes the address for a hint
         munmap(memory, size);
         memory = MAP_FAILED;
@@ -145,7 +108,11 @@ vela_shared_types *map(int fd, u_int64 address, size_t size, const failure_repor
         return nullptr;
     }
     vela_shared_types *types = new_types(memory, size, false, report);
-    if (types == nullptr) munmap(memory, size);
+    if (types == nullptr) {
+        munmap(memory, size);
+    } else {
+        types->opened = std::move(fd);
+    }
     return types;
 }
 
@@ -166,20 +133,23 @@ void initialize(shared_types_file &file, u_int64 address, size_t size) {
     file.magic.store(velalib::shared_types_magic, std::memory_order_release);
 }
 
-/** Opens a file and finds its length; false with a report. */
-bool measure(int fd, size_t *size, const failure_report &report) {
+/** Opens a file that is there and finds its length; false with a report. */
+bool open_file(const char *path, int flags, unsigned allowed, file_descriptor &fd, size_t *size,
+               const failure_report &report) {
+    if (path == nullptr) return report.fail(VELA_EINVAL, "a path is needed");
+    const char *refusal = nullptr;
+    fd = file_descriptor(guarded_file::open_regular(path, flags, 0, allowed, refusal));
     struct stat status = {};
-    if (fd < 0 || fstat(fd, &status) != 0) return report.fail_by_system("cannot open");
-    if (!S_ISREG(status.st_mode)) return report.fail(VELA_EINVAL, "this is no file");
+    if (!fd || fstat(fd.get(), &status) != 0) return report.fail_by_system("cannot open", refusal);
     *size = static_cast<size_t>(status.st_size);
     if (*size < sizeof(shared_types_file)) return report.fail(VELA_EINVAL, "this is no file of shared types");
     if (*size > largest_size) return report.fail(VELA_EINVAL, "it is too large for a file of shared types");
     return true;
 }
 
-bool read_all(int fd, void *memory, size_t size, const failure_report &report) {
-    for (size_t done = 0; done < size;) {
-        const ssize_t count = pread(fd, static_cast<char *>(memory) + done, size - done, static_cast<off_t>(done));
+bool read_part(int fd, void *memory, size_t begin, size_t end, const failure_report &report) {
+    for (size_t done = begin; done < end;) {
+        const ssize_t count = pread(fd, static_cast<char *>(memory) + done, end - done, static_cast<off_t>(done));
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return report.fail_by_system("cannot read");
         if (count == 0) return report.fail(VELA_EINVAL, "it is being cut");
@@ -188,18 +158,30 @@ bool read_all(int fd, void *memory, size_t size, const failure_report &report) {
     return true;
 }
 
-/** Bytes of a file in memory of this process's own; nullptr with a report. */
-shared_types_file *read_copy(int fd, size_t length, const failure_report &report) {
-    void *memory = length == 0 ? nullptr : std::malloc(length);
-    if (memory == nullptr) {
+/**
+ * A checked copy of a file of `size` bytes, as far as they are in use; nullptr with a report. Read, because a mapping of
+ * a file that somebody cuts ends the process. The head is read first, so that what it counts is there when the rest is.
+ */
+vela_shared_types *read_copy(int fd, size_t size, const failure_report &report) {
+    void *head = std::malloc(sizeof(shared_types_file));
+    vela_shared_types *types = head == nullptr ? nullptr : new_types(head, size, true, report);
+    if (types == nullptr) {
+        std::free(head);
         report.fail(VELA_ENOMEM, "there is no memory");
         return nullptr;
     }
-    if (!read_all(fd, memory, length, report)) {
-        std::free(memory);
-        return nullptr;
+    bool usable = read_part(fd, head, 0, sizeof(shared_types_file), report) && check_head(*types->file, size, report);
+    if (usable) {
+        const u_int32 used = types->file->used.load(std::memory_order_relaxed);
+        void *whole = std::realloc(head, used);
+        types->file = static_cast<shared_types_file *>(whole != nullptr ? whole : head);
+        usable = whole != nullptr
+                     ? read_part(fd, whole, sizeof(shared_types_file), used, report) && check_content(*types, report)
+                     : report.fail(VELA_ENOMEM, "there is no memory");
     }
-    return static_cast<shared_types_file *>(memory);
+    if (usable) return types;
+    vela_shared_types_close(types);
+    return nullptr;
 }
 
 }  // namespace
@@ -218,18 +200,21 @@ vela_shared_types *vela_shared_types_create(const char *path, void *address, siz
         return nullptr;
     }
     size = (size + page_size - 1) / page_size * page_size;
-    const descriptor fd(open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0660));
-    if (fd < 0) {
-        report.fail_by_system("cannot make it");
+    const char *refusal = nullptr;
+    // What O_EXCL makes is this process's own, whatever user some file systems write down for it.
+    file_descriptor fd(
+        guarded_file::open_regular(path, O_RDWR | O_CREAT | O_EXCL, 0660, guarded_file::allow_other_users, refusal));
+    if (!fd) {
+        report.fail_by_system("cannot make it", refusal);
         return nullptr;
     }
     vela_shared_types *types = nullptr;
     // All of it at once: a file system that is full must not show as a SIGBUS later.
-    errno = posix_fallocate(fd, 0, static_cast<off_t>(size));
+    errno = posix_fallocate(fd.get(), 0, static_cast<off_t>(size));
     if (errno != 0) {
         report.fail_by_system("cannot make it");
     } else {
-        types = map(fd, place, size, report);
+        types = map(std::move(fd), place, size, report);
     }
     if (types == nullptr) {
         unlink(path);
@@ -240,54 +225,45 @@ vela_shared_types *vela_shared_types_create(const char *path, void *address, siz
 }
 
 vela_shared_types *vela_shared_types_open(const char *path, void *address, u_int32 *err, char *reason, size_t room) {
+    const vela_shared_types_options options = {sizeof options, address, 0, 0};
+    return vela_shared_types_open_with(path, &options, err, reason, room);
+}
+
+vela_shared_types *vela_shared_types_open_with(const char *path, const vela_shared_types_options *options, u_int32 *err,
+                                               char *reason, size_t room) {
     if (*err != 0) return nullptr;
     const failure_report report = {err, reason, room};
-    if (path == nullptr) {
-        report.fail(VELA_EINVAL, "a path is needed");
+    const vela_shared_types_options wanted =
+        options != nullptr ? *options : vela_shared_types_options{sizeof wanted, nullptr, 0, 0};
+    if (wanted.size != sizeof wanted) {
+        report.fail(VELA_EINVAL, "the options have another size than in this release");
         return nullptr;
     }
-    const descriptor fd(open(path, O_RDWR | O_CLOEXEC));
+    const unsigned allowed = (wanted.allow_other_users != 0 ? guarded_file::allow_other_users : 0u) |
+                             (wanted.allow_links != 0 ? guarded_file::allow_links : 0u);
+    file_descriptor fd;
     size_t size = 0;
-    if (!measure(fd, &size, report)) return nullptr;
-    shared_types_file *head = read_copy(fd, sizeof(shared_types_file), report);
-    if (head == nullptr) return nullptr;
-    bool usable = check_head(*head, size, report);
-    const u_int64 place = head->address;
-    if (usable && address != nullptr && reinterpret_cast<uintptr_t>(address) != place) {
-        usable =
-            report.fail(VELA_EINVAL, "its address is 0x%llx, not %p", static_cast<unsigned long long>(place), address);
-    }
-    std::free(head);
-    vela_shared_types *types = usable ? map(fd, place, size, report) : nullptr;
-    if (types != nullptr && !check_content(*types, report)) {
-        vela_shared_types_close(types);
+    if (!open_file(path, O_RDWR, allowed, fd, &size, report)) return nullptr;
+    vela_shared_types *copy = read_copy(fd.get(), size, report);
+    if (copy == nullptr) return nullptr;
+    const u_int64 place = copy->file->address;
+    vela_shared_types_close(copy);
+    if (wanted.address != nullptr && reinterpret_cast<uintptr_t>(wanted.address) != place) {
+        report.fail(VELA_EINVAL, "its address is 0x%llx, not %p", static_cast<unsigned long long>(place),
+                    wanted.address);
         return nullptr;
     }
-    return types;
+    return map(std::move(fd), place, size, report);
 }
 
 vela_shared_types *vela_shared_types_read(const char *path, u_int32 *err, char *reason, size_t room) {
     if (*err != 0) return nullptr;
     const failure_report report = {err, reason, room};
-    if (path == nullptr) {
-        report.fail(VELA_EINVAL, "a path is needed");
-        return nullptr;
-    }
-    const descriptor fd(open(path, O_RDONLY | O_CLOEXEC));
+    file_descriptor fd;
     size_t size = 0;
-    if (!measure(fd, &size, report)) return nullptr;
-    shared_types_file *copy = read_copy(fd, size, report);
-    if (copy == nullptr) return nullptr;
-    vela_shared_types *types = new_types(copy, size, true, report);
-    if (types == nullptr) {
-        std::free(copy);
-        return nullptr;
-    }
-    if (!check_head(*copy, size, report) || !check_content(*types, report)) {
-        vela_shared_types_close(types);
-        return nullptr;
-    }
-    return types;
+    // Nothing of it is trusted, so it may be anybody's.
+    if (!open_file(path, O_RDONLY, guarded_file::allow_all, fd, &size, report)) return nullptr;
+    return read_copy(fd.get(), size, report);
 }
 
 void vela_shared_types_close(vela_shared_types *types) {

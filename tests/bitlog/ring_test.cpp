@@ -313,6 +313,47 @@ TEST_F(ring, keeps_the_file_of_the_process_before_and_no_other) {
     EXPECT_EQ(bitlog_ring_open(nullptr, 0), static_cast<uint32_t>(EBUSY));
 }
 
+TEST_F(ring, takes_no_link_no_pipe_and_no_ring_of_another_user) {
+    const auto reopen = [this](uint32_t allow_other_users) {
+        bitlog_ring_close();
+        const bitlog_ring_options options = {sizeof options, 16, allow_other_users};
+        return bitlog_ring_open_with(file_.c_str(), &options);
+    };
+    ASSERT_EQ(reopen(0), 0u);
+    fs::rename(file_, file_ + ".real");
+    fs::create_symlink(file_ + ".real", file_);
+    EXPECT_EQ(reopen(1), static_cast<uint32_t>(EEXIST));
+    const reader linked = open(file_.c_str());  // reading changes nothing and may follow it
+    fs::remove(file_);
+    fs::create_symlink(file_ + ".nowhere", file_);
+    EXPECT_EQ(reopen(1), static_cast<uint32_t>(EEXIST));
+    EXPECT_FALSE(fs::exists(file_ + ".nowhere"));
+    fs::remove(file_);
+    ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
+    EXPECT_EQ(reopen(0), static_cast<uint32_t>(EEXIST));
+    EXPECT_THAT(refusal(file_, EINVAL), HasSubstr("no regular file"));
+    fs::remove(file_);
+    const bitlog_ring_options unknown = {1, 16, 0};
+    EXPECT_EQ(bitlog_ring_open_with(file_.c_str(), &unknown), static_cast<uint32_t>(EINVAL));
+
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    for (const char *name : {"", ".old"}) {
+        ASSERT_EQ(reopen(0), 0u);
+        ASSERT_EQ(reopen(0), 0u);  // now there is an old one, too
+        const std::string kept = read(file_);
+        ASSERT_EQ(chown((file_ + name).c_str(), 12345, 12345), 0);
+        EXPECT_EQ(reopen(0), static_cast<uint32_t>(EACCES)) << name;
+        EXPECT_EQ(read(file_), kept);
+        open(file_.c_str());
+        EXPECT_EQ(reopen(1), 0u) << name;
+        bitlog_ring_close();
+        fs::remove(file_);
+        fs::remove(file_ + ".old");
+    }
+}
+
 TEST_F(ring, takes_what_a_child_process_traces) {
     ASSERT_EQ(bitlog_ring_open(file_.c_str(), 16), 0u);
     __BLf_0(&points, 100, 0, BITLOG_ERROR);

@@ -28,6 +28,26 @@ struct item {
     u_int64 extent;
 };
 
+/** A head whose checksum is right, whatever it says. */
+inline bytes forged_head(u_int32 length) {
+    bytes head = {0xF5, 0xA9, 0x5A, 0xC3};
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        head.push_back(static_cast<u_int8>(length >> shift));
+    }
+    head.resize(24);
+    u_int32 crc = ~0u;
+    for (const u_int8 byte : head) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320u : 0);
+        }
+    }
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        head.push_back(static_cast<u_int8>(~crc >> shift));
+    }
+    return head;
+}
+
 struct close_recorder {
     void operator()(vela_recorder *recorder) const { vela_recorder_close(recorder, nullptr); }
 };
@@ -44,7 +64,8 @@ class RecordingFiles : public testing::Test {
     ~RecordingFiles() override { fs::remove_all(folder); }
 
     recorder_ptr open(u_int64 max_file_bytes = 0, u_int32 files = 0) {
-        const vela_recorder_options options = {sizeof options, max_file_bytes, files, 0};
+        const vela_recorder_options options = {sizeof options,    max_file_bytes, files, 0,
+                                               allow_other_users, allow_links};
         char text[256] = "";
         err = 0;
         recorder_ptr recorder(vela_recorder_open(file.c_str(), &options, text, sizeof text, &err));
@@ -119,6 +140,8 @@ class RecordingFiles : public testing::Test {
             .write(reinterpret_cast<const char *>(content.data()), static_cast<std::streamsize>(content.size()));
     }
 
+    u_int32 allow_other_users = 0;
+    u_int32 allow_links = 0;
     std::string folder;
     std::string file;
     std::string said;

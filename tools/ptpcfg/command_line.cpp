@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstring>
 
 #include "bitlog.h"
@@ -31,7 +32,9 @@ void start_trace(const std::string &where) {
     }
     const uint32_t status = bitlog_ring_open(where.c_str(), 0);
     if (status != 0) {
-        throw failure(exit_code::io, where + ": cannot trace there: " + std::strerror(static_cast<int>(status)));
+        throw failure(exit_code::io, where + ": cannot trace there: " +
+                                         (status == EEXIST ? "it, or its .old, is a link or another file than a trace"
+                                                           : std::strerror(static_cast<int>(status))));
     }
 }
 
@@ -276,6 +279,8 @@ void add_record(CLI::App &app) {
     command->add_option("--files", options->files, "files to keep, FILE included; the oldest goes; default 8")
         ->type_name("N")
         ->check(CLI::Range(1, int{VELA_RECORDER_MOST_FILES}));
+    command->add_flag("--allow-other-users", options->other_users, "add to files that belong to another user, too");
+    command->add_flag("--allow-links", options->links, "add to the file that FILE leads to as a symbolic link");
     command->add_option("--count", options->count, "end after this many messages")->type_name("N");
     command->callback([options] { record_messages(*options); });
 }

@@ -63,9 +63,11 @@ void listen(const listen_options &options);
 struct record_options {
     channel_options channel;
     std::string file;
-    u_int64 max_size = 0;  // bytes of a file; 0: the library's default
-    u_int32 files = 0;     // files that are kept; 0: the library's default
-    u_int32 count = 0;     // 0: without end
+    u_int64 max_size = 0;      // bytes of a file; 0: the library's default
+    u_int32 files = 0;         // files that are kept; 0: the library's default
+    bool other_users = false;  // the files may belong to another user
+    bool links = false;        // FILE may be a symbolic link
+    u_int32 count = 0;         // 0: without end
 };
 
 /** Keeps the bytes of what arrives in a recording, whether it is known or not. */

@@ -18,7 +18,8 @@ class recorder {
     explicit recorder(const record_options &options) : path_(options.file) {
         const std::vector<std::string> names = channel_names();
         source_ = static_cast<u_int32>(std::find(names.begin(), names.end(), options.channel.channel) - names.begin());
-        const vela_recorder_options details = {sizeof details, options.max_size, options.files, 0};
+        const vela_recorder_options details = {
+            sizeof details, options.max_size, options.files, 0, options.other_users ? 1u : 0u, options.links ? 1u : 0u};
         char text[512] = "";
         u_int32 err = 0;
         recorder_.reset(vela_recorder_open(path_.c_str(), &details, text, sizeof text, &err));

@@ -129,10 +129,25 @@ enum { BITLOG_DEFAULT_CAPACITY = 4096, BITLOG_MOST_CAPACITY = 1 << 20 };
  *                  before it traced (one that still runs goes on there); any other file is left alone. Nobody may
  *                  make the file shorter while it is open.
  * @param capacity  records to keep, rounded up to a power of two; 0 stands for BITLOG_DEFAULT_CAPACITY
- * @return 0; EBUSY when a ring is open; EINVAL for a capacity beyond BITLOG_MOST_CAPACITY; EEXIST when the path is some
- *         other file; ENOMEM; or what creating the file came to, for example ENOSPC or EACCES
+ * @return 0; EBUSY when a ring is open; EINVAL for a capacity beyond BITLOG_MOST_CAPACITY; EEXIST when the path, or
+ *         PATH.old, is some other file, also a symbolic link; EACCES when a ring that is there belongs to another user,
+ *         see bitlog_ring_open_with(); ENOMEM; or what creating the file came to, for example ENOSPC or EACCES
  */
 BITLOG_API uint32_t bitlog_ring_open(const char *path, uint32_t capacity);
+
+/** How to open a ring. Zero-fill it, set `size`, then what you need. Later releases add members at the end. */
+typedef struct bitlog_ring_options {
+    size_t size;                /**< sizeof(bitlog_ring_options) */
+    uint32_t capacity;          /**< as for bitlog_ring_open() */
+    uint32_t allow_other_users; /**< non-zero: rings that are there already may belong to another user */
+} bitlog_ring_options;
+
+/**
+ * Opens the process's ring as bitlog_ring_open() does. Without allow_other_users a ring under the path, or under PATH.old,
+ * must belong to the effective user of this process: it is renamed or replaced, and a new one is made.
+ * @return as bitlog_ring_open(), and EINVAL for options of another size
+ */
+BITLOG_API uint32_t bitlog_ring_open_with(const char *path, const bitlog_ring_options *options);
 
 /**
  * Closes the ring; a file keeps its records. No other thread may trace or read the ring meanwhile. A process that ends

@@ -9,12 +9,16 @@
  *     vela_recorder_close(recorder, NULL);
  *
  * A record is one write. One that does not fit on a full disk is taken back, reported and counted, and recording
- * goes on as soon as there is room. A process that is killed leaves at most one torn record, at the end of FILE; the
- * next recorder cuts it off, and readers skip it with a warning. Against a loss of power there is no more protection
- * than the file system gives, but what was lost or damaged shows in the checksums.
+ * goes on as soon as there is room. A process that is killed leaves at most one torn record, at the end of FILE, and
+ * readers skip it with a warning. The next recorder cuts it off when it is plain where it begins. Otherwise, and when
+ * FILE is damaged, nothing of it is changed: it becomes FILE.1, and a new FILE is begun; a recorder that is to keep one
+ * file only adds to it behind the damage. Against a loss of power there is no more protection than the file system
+ * gives, but what was lost or damaged shows in the checksums.
  *
  * Reading. The files are read oldest first. Every byte is checked before it is believed; what is damaged is reported
- * with its place, and reading goes on at the next record that is whole.
+ * with its place, and reading goes on at the next head of a record behind the place where the damaged one begins. What
+ * a message inside a torn or damaged record holds can therefore come out as a record, if it has the form of one; the
+ * damage before it tells.
  *
  *     vela_recording *recording = vela_recording_open("/var/log/ptp.rec", text, sizeof text, &err);
  *     vela_recording_item item;
@@ -70,12 +74,17 @@ enum {
 
 typedef struct vela_recorder vela_recorder;
 
-/** How to record. Zero-fill it, set `size`, then what you need; 0 takes the default. */
+/**
+ * How to record. Zero-fill it, set `size`, then what you need; 0 takes the default. Later releases add members at the
+ * end; a program that was compiled with fewer has the defaults of the rest.
+ */
 typedef struct vela_recorder_options {
-    size_t size;            /**< sizeof(vela_recorder_options) */
-    u_int64 max_file_bytes; /**< no file becomes larger; at least VELA_RECORDER_LEAST_FILE; default 16 MiB */
-    u_int32 files;          /**< files that are kept, FILE included, at most VELA_RECORDER_MOST_FILES; default 8 */
-    u_int32 mode;           /**< permission bits of new files, under the process's umask; default 0600 */
+    size_t size;               /**< sizeof(vela_recorder_options) */
+    u_int64 max_file_bytes;    /**< no file becomes larger; at least VELA_RECORDER_LEAST_FILE; default 16 MiB */
+    u_int32 files;             /**< files that are kept, FILE included, at most VELA_RECORDER_MOST_FILES; default 8 */
+    u_int32 mode;              /**< permission bits of new files, under the process's umask; default 0600 */
+    u_int32 allow_other_users; /**< non-zero: files that are there may belong to another user than this process's */
+    u_int32 allow_links;       /**< non-zero: FILE may be a symbolic link; the folders before it always may be */
 } vela_recorder_options;
 
 /** What a recorder did since it was opened. */
@@ -83,21 +92,22 @@ typedef struct vela_recorder_statistics {
     u_int64 records;    /**< written whole */
     u_int64 bytes;      /**< recorded in them, heads not counted */
     u_int64 failed;     /**< records that were not written */
-    u_int64 rotations;  /**< times that a new file was begun because the old one was full */
+    u_int64 rotations;  /**< times that a new file was begun because the old one was full or damaged */
     u_int64 cut_bytes;  /**< of torn records that were cut off when a file was opened */
     u_int64 file_bytes; /**< size of the file that is written now */
     u_int32 last_error; /**< error word of the last record that was not written; 0: none */
 } vela_recorder_statistics;
 
 /**
- * Opens FILE to add records, and creates it when it is not there. A torn record at its end is cut off; nothing else
- * that stands in the file is changed. While it is open no other recorder can write it.
+ * Opens FILE to add records, and creates it when it is not there. A torn record at its end is cut off, a damaged file
+ * turned over, as said above. While it is open no other recorder can write it.
  * @param path     of FILE; its folder must allow to rename and create files
  * @param options  NULL: defaults
- * @param error_text, room  NULL, or receives a sentence: what was wrong or, without an error, what was cut off; empty
- *                          when there is nothing to say
- * @param err      receives 11 (another recorder has it open), 12, 22 (options out of range; FILE or a FILE.n that is
- *                 no recording or no regular file) or the system's errno
+ * @param error_text, room  NULL, or receives a sentence: what was wrong or, without an error, what was cut off or
+ *                          damaged; empty when there is nothing to say
+ * @param err      receives 11 (another recorder has it open), 12, 13 (FILE belongs to another user), 22 (options out of
+ *                 range; FILE is no recording or no regular file; a FILE.n is in the way, which is no recording, or
+ *                 is a link or another user's), 40 (FILE is a symbolic link) or the system's errno
  * @return the recorder, owned by the caller until vela_recorder_close(), or NULL
  */
 VELA_API vela_recorder *vela_recorder_open(const char *path, const vela_recorder_options *options, char *error_text,

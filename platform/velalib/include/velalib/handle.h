@@ -174,8 +174,8 @@ typedef struct vela_handle_report {
  * @param options  NULL for all defaults
  * @param err      0 on entry; receives 12 (no memory, or none left in the shared types), 22 (options of an unknown
  *                 size, an alloc without a free or with accounting, an unknown tracking mode, shared types that are
- *                 only read, or that know fewer variants than a loaded module), or 11 (a process that enters shared
- *                 types does not go on)
+ *                 only read, were cut or damaged, or know fewer variants than a loaded module), or 11 (a process that
+ *                 enters shared types does not go on)
  * @return the handle, owned by the caller until vela_handle_destroy(), or NULL
  */
 VELA_API vela_handle *vela_handle_create(const vela_handle_options *options, u_int32 *err);

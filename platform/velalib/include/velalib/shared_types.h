@@ -19,8 +19,10 @@
  * same variant of the same type at the same moment, one increment may be lost. An application that needs exact counts
  * serialises in that callback or keeps to one process per type.
  *
- * Whoever may write to the file is trusted as this process is: a file is checked when it is opened, against accidents.
- * Do not shorten it while it is in use: an access beyond its end is a SIGBUS.
+ * Whoever may write to the file is trusted as this process is. Therefore it must belong to this process's effective user
+ * and may be no symbolic link, unless options allow that. Against accidents all of it is checked when it is opened, and
+ * what others add when it is first used. Do not shorten it while it is in use: handles are then refused and types no
+ * longer entered, but counting in a record that is gone from the file ends the process (SIGBUS).
  */
 #ifndef VELALIB_SHARED_TYPES_H
 #define VELALIB_SHARED_TYPES_H
@@ -48,17 +50,30 @@ typedef struct vela_shared_types vela_shared_types;
 VELA_API vela_shared_types *vela_shared_types_create(const char *path, void *address, size_t size, u_int32 *err,
                                                      char *reason, size_t room);
 /**
- * Maps a file that another process has made. A process maps it once, for all its handles and threads.
- * @param path     the same, or /proc/PID/fd/N when the file has no name
+ * Maps a file that another process of this user has made. A process maps it once, for all its handles and threads.
+ * @param path     the same
  * @param address  NULL: where the file says; another address than that is refused
- * @param err      as for create; also 2 (no such file), 11 (its maker has not finished it: try again), 22 (it is no such
- *                 file, is damaged or cut, comes from another release, or belongs to another address)
+ * @param err      as for create; also 2 (no such file), 11 (its maker has not finished it: try again), 13 (it belongs to
+ *                 another user, or may not be opened), 22 (it is no such file, is damaged or cut, comes from another
+ *                 release, or belongs to another address), 40 (it is a symbolic link)
  */
 VELA_API vela_shared_types *vela_shared_types_open(const char *path, void *address, u_int32 *err, char *reason,
                                                    size_t room);
+
+/** How to open a file. Zero-fill it, set `size`, then what you need. Later releases add members at the end. */
+typedef struct vela_shared_types_options {
+    size_t size;               /**< sizeof(vela_shared_types_options) */
+    void *address;             /**< as for vela_shared_types_open() */
+    u_int32 allow_other_users; /**< non-zero: the file may belong to another user, who is then trusted */
+    u_int32 allow_links;       /**< non-zero: the path may be a link, as /proc/PID/fd/N of a file without a name is */
+} vela_shared_types_options;
+
+/** Maps a file as vela_shared_types_open() does; also 22 for options of another size. NULL options are all 0. */
+VELA_API vela_shared_types *vela_shared_types_open_with(const char *path, const vela_shared_types_options *options,
+                                                        u_int32 *err, char *reason, size_t room);
 /**
- * Reads a file, to count only: wherever its address is, without a right to write, and safe from what happens to the file
- * afterwards. Errors are those of open. A handle refuses it with 22.
+ * Reads a file, to count only: wherever its address is, whosever it is, without a right to write, and safe from what
+ * happens to the file meanwhile and afterwards. Errors are those of open. A handle refuses it with 22.
  */
 VELA_API vela_shared_types *vela_shared_types_read(const char *path, u_int32 *err, char *reason, size_t room);
 /** Lets go of it; the mapping stays until the last handle that uses it is destroyed. The file stays. NULL does nothing. */
