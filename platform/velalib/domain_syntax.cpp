@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
+#include <charconv>
 #include <cstdlib>
 
 namespace velalib {
@@ -56,18 +56,15 @@ bool whole_number(std::string_view word, int64_t &number) {
         if (word[i] == '_' && !is_between) return false;
         if (word[i] != '_') text += word[i];
     }
-    const bool is_signed = text[0] == '+' || text[0] == '-';
     const std::string_view prefix = std::string_view(text).substr(0, 2);
     const int base = prefix == "0x" ? 16 : prefix == "0o" ? 8 : prefix == "0b" ? 2 : 10;
-    const std::string body = text.substr(base != 10 ? 2 : is_signed ? 1 : 0);
-    // strtoll would take signs and prefixes of its own.
-    if (body.empty() || isxdigit(static_cast<unsigned char>(body[0])) == 0) return false;
-    if (base == 10 && body.size() > 1 && body[0] == '0') return false;
-    if (base == 16 && body.find_first_of("xX") != std::string::npos) return false;
-    char *end = nullptr;
-    errno = 0;
-    number = strtoll((text[0] == '-' ? "-" + body : body).c_str(), &end, base);
-    return errno == 0 && *end == '\0';
+    const bool is_signed = text[0] == '+' || text[0] == '-';
+    const std::string_view body = std::string_view(text).substr(base != 10 ? 2 : is_signed ? 1 : 0);
+    if (body.empty() || body[0] == '-' || (base == 10 && body.size() > 1 && body[0] == '0')) return false;
+    const char *first = text[0] == '-' ? text.data() : body.data();
+    const char *last = text.data() + text.size();
+    const auto [end, problem] = std::from_chars(first, last, number, base);
+    return problem == std::errc() && end == last;
 }
 
 }  // namespace
