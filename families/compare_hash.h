@@ -111,7 +111,8 @@ PTP_CFG_INLINE int32 structure_compare(const void *first, const void *second) {
     }
     const u_int8 *a = static_cast<const u_int8 *>(first);
     const u_int8 *b = static_cast<const u_int8 *>(second);
-    if constexpr (!has_text(D) && D.size >= worth_a_glance) {
+    // Another runtime has an order of its own.
+    if constexpr (has_own_runtime && !has_text(D) && D.size >= worth_a_glance) {
         return compare_at_a_glance<D>(a, b);
     } else {
         return compare_instances<D>(a, b);

@@ -170,7 +170,9 @@ constexpr bool holds_references(const structure_descriptor &type) {
 
 template <const structure_descriptor &D>
 void *structure_create(vela_handle *handle, u_int32 mem_class) {
-    if (trace_is_initialized() && handle->chained_mode == 0 && is_plain(handle) && all_own_variants<D>()) {
+    // Another runtime decides on variants and counts by itself.
+    if (has_own_runtime && trace_is_initialized() && handle->chained_mode == 0 && is_plain(handle) &&
+        all_own_variants<D>()) {
         void *memory = handle->alloc(handle->cookie, mem_class, D.size);
         if (memory == nullptr) {
             return nullptr;

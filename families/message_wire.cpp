@@ -17,6 +17,18 @@ static const char *error_text(u_int32 code) { return strerror(static_cast<int>(c
 /** Room as the payload operations take it. */
 static int32 signed_room(u_int32 room) { return room > INT32_MAX ? INT32_MAX : static_cast<int32>(room); }
 
+static u_int32 payload_len(const payload_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                           const void *payload) {
+    if (type.structure != nullptr) {
+        return structure_len(*type.structure, handle, mem_class, payload);
+    }
+    return visit_primitive(type.kind, [&](auto primitive) {
+        using P = decltype(primitive);
+        return payload == nullptr ? P::width
+                                  : P::len(handle, mem_class, static_cast<const typename P::type *>(payload));
+    });
+}
+
 u_int32 message_len(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *message) {
     if (message == nullptr) {
         return 0;
@@ -24,9 +36,7 @@ u_int32 message_len(const message_descriptor &type, vela_handle *handle, u_int32
     const message_instance *instance = static_cast<const message_instance *>(message);
     u_int32 len = message_prefix;
     for (u_int32 i = 0; i < type.payload_count; ++i) {
-        const payload_descriptor &payload = type.payloads[i];
-        len += payload.structure != nullptr ? structure_len(*payload.structure, handle, mem_class, instance->payload[i])
-                                            : primitive_width(payload.kind);
+        len += payload_len(type.payloads[i], handle, mem_class, instance->payload[i]);
     }
     return len;
 }
