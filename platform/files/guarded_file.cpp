@@ -26,6 +26,9 @@ int open_regular(const char *path, int flags, mode_t mode, unsigned allowed, con
         if (errno == ENXIO) {  // a socket, or a pipe that nobody reads
             return refuse(EINVAL, "it is no regular file", refusal);
         }
+        if (errno == EISDIR) {
+            return refuse(EINVAL, "it is a folder, no file", refusal);
+        }
         if (errno == ELOOP && follow != 0 && lstat(path, &named) == 0 && S_ISLNK(named.st_mode)) {
             return refuse(ELOOP, "it is a symbolic link, which is not followed here", refusal);
         }

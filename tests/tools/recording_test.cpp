@@ -431,4 +431,27 @@ TEST_F(recording, wrong_files_and_options_are_refused) {
     EXPECT_THAT(sent.err, HasSubstr("in.rec: offset 8: this is no message; it is not sent"));
 }
 
+TEST_F(recording, links_pipes_and_files_of_others_are_taken_when_allowed_only) {
+    make("real.rec", {{noon, unknown_message(1), 0}});
+    const std::string record = "ptpcfg record unix:$PWD/s out.rec --timeout 1 ";
+    const outcome link = sh("ln -s real.rec out.rec; " + record);
+    EXPECT_EQ(link.status, 3);
+    EXPECT_THAT(link.err, HasSubstr("out.rec: cannot open: it is a symbolic link, which is not followed here; "
+                                    "--allow-links follows it"));
+    EXPECT_EQ(sh(record + "--allow-links").status, 0);
+    const std::string pipe = "rm -f out.rec; mkfifo out.rec; ";
+    for (const char *command : {"record unix:$PWD/s out.rec", "replay out.rec unix:$PWD/s", "stats out.rec",
+                                "trace out.rec", "listen unix:$PWD/s --timeout 1 --domain out.rec"}) {
+        const outcome refused = sh(pipe + "timeout 20 ptpcfg " + command);
+        EXPECT_EQ(refused.status, 1) << command;
+        EXPECT_THAT(refused.err, HasSubstr("no regular file")) << command;
+    }
+    if (geteuid() == 0) {  // only root can give files away
+        const outcome foreign = sh("rm out.rec; cp real.rec out.rec; chown 12345 out.rec; " + record);
+        EXPECT_EQ(foreign.status, 3);
+        EXPECT_THAT(foreign.err, HasSubstr("it belongs to another user; --allow-other-users adds to it"));
+        EXPECT_EQ(sh(record + "--allow-other-users").status, 0);
+    }
+}
+
 }  // namespace

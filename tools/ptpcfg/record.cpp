@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <memory>
 
@@ -24,7 +25,11 @@ class recorder {
         u_int32 err = 0;
         recorder_.reset(vela_recorder_open(path_.c_str(), &details, text, sizeof text, &err));
         if (recorder_ == nullptr) {
-            throw failure(err == VELA_EINVAL ? exit_code::bad_input : exit_code::io, text);
+            const bool is_foreign = err == EACCES && std::string_view(text).find("another user") != std::string::npos;
+            const std::string advice = err == ELOOP && !options.links ? "; --allow-links follows it"
+                                       : is_foreign                   ? "; --allow-other-users adds to it"
+                                                                      : "";
+            throw failure(err == VELA_EINVAL ? exit_code::bad_input : exit_code::io, text + advice);
         }
         if (text[0] != 0) {
             say(std::string("warning: ") + text);
