@@ -30,9 +30,8 @@ PTP_CFG_INLINE void with_copy(const Value *values, Slow &&slow) {
 }
 
 template <const structure_descriptor &D>
-PTP_CFG_INLINE void structure_get_all([[maybe_unused]] vela_handle *handle, [[maybe_unused]] u_int32 mem_class,
-                                      [[maybe_unused]] const void *instance, [[maybe_unused]] void *const *values,
-                                      [[maybe_unused]] u_int32 *err) {
+PTP_CFG_INLINE void structure_get_all(vela_handle *handle, u_int32 mem_class, const void *instance, void *const *values,
+                                      u_int32 *err) {
     constexpr u_int32 count = value_place(D, D.field_count);
     if constexpr (count > 0) {
         if (!has_own_runtime || *err != 0 || instance == nullptr || header_of(instance)->variant < D.newest) {
@@ -57,6 +56,8 @@ PTP_CFG_INLINE void structure_get_all([[maybe_unused]] vela_handle *handle, [[ma
                 }
             }
         });
+    } else {
+        structure_get_all(D, handle, mem_class, instance, nullptr, err);
     }
 }
 
@@ -88,9 +89,8 @@ PTP_CFG_INLINE bool admits_all(const void *instance, const u_int64 *values) {
 }
 
 template <const structure_descriptor &D>
-PTP_CFG_INLINE void structure_set_all([[maybe_unused]] vela_handle *handle, [[maybe_unused]] u_int32 mem_class,
-                                      [[maybe_unused]] void *instance, [[maybe_unused]] const u_int64 *values,
-                                      [[maybe_unused]] u_int32 *err) {
+PTP_CFG_INLINE void structure_set_all(vela_handle *handle, u_int32 mem_class, void *instance, const u_int64 *values,
+                                      u_int32 *err) {
     constexpr u_int32 count = set_place(D, D.field_count);
     if constexpr (count > 0) {
         if (!has_own_runtime || *err != 0 || instance == nullptr || handle->pre_write != nullptr ||
@@ -113,6 +113,8 @@ PTP_CFG_INLINE void structure_set_all([[maybe_unused]] vela_handle *handle, [[ma
                 }
             }
         });
+    } else {
+        structure_set_all(D, handle, mem_class, instance, nullptr, err);
     }
 }
 

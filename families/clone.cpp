@@ -82,6 +82,12 @@ void *structure_clone_cr(const structure_descriptor &type, const unrolled_functi
 
 void structure_copy_cr(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                        const void *source, void *destination) {
+    if (destination == nullptr) {
+        if (handle->chained_err == 0) {
+            fail(handle, VELA_EINVAL, &handle->chained_err);
+        }
+        return;
+    }
     void *slot = destination;
     structure_copy(type, wire, handle, handle->chained_mem_class, source, &slot, &handle->chained_err);
 }

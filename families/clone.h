@@ -23,12 +23,15 @@ void structure_copy(const structure_descriptor &type, const unrolled_functions &
                     u_int32 mem_class, const void *source, void **slot, u_int32 *err);
 
 #ifndef PTP_CFG_EXPORTED_RUNTIME
-/** Whether a copy by way of the handle's work buffer would be plain, and could not fail there. */
+/**
+ * Whether a copy by way of the handle's work buffer would be plain, and could not fail there. A new instance must have
+ * the variants of this release: a domain may give an enumeration one above them, which the copy would keep.
+ */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool copies_plainly_by_handle(vela_handle *handle, const void *source) {
     constexpr int32 width = static_cast<int32>(newest_width(D));
-    return handle->chained_err == 0 && structure_copies_plainly<D>(handle, source, width) &&
-           vela_inline::work_buffer_room(handle) >= width;
+    return handle->chained_err == 0 && handle->variant_domain.overrides == nullptr &&
+           structure_copies_plainly<D>(handle, source, width) && vela_inline::work_buffer_room(handle) >= width;
 }
 #endif
 

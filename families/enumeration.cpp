@@ -41,6 +41,10 @@ void enumeration_initialize(const enumeration_descriptor &, vela_handle *handle,
         return;
     }
     clear_last_error(handle);
+    if (instance == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+        return;
+    }
     // The variant is the domain's own, also above the newest: such an instance admits values beyond this release.
     const int8 variant = domain_variant(handle, record, err);
     store_header(handle, mem_class, instance, {record, variant, flags, hooks});
@@ -94,7 +98,8 @@ void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_
         return;
     }
     announce(handle, mem_class, destination, enumeration_size);
-    memmove(destination, source, enumeration_size);  // header included; source and destination may be the same
+    copy_header(handle, mem_class, header_of(destination), header_of(source), type.record, false);
+    *value_of(destination) = *value_of(source);
 }
 
 u_int32 enumeration_is_valid(const enumeration_descriptor &type, vela_handle *handle, u_int32 value) {

@@ -53,6 +53,21 @@ void store_header(vela_handle *handle, u_int32 mem_class, void *instance, const 
     add_flags(handle, mem_class, instance, values.flags, values.hooks);
 }
 
+void copy_header(vela_handle *handle, u_int32 mem_class, vela_instance_header *destination,
+                 const vela_instance_header *source, const vela_type_info *record, bool nested) {
+    constexpr u_int8 of_memory = VELA_FLAG_OID | VELA_FLAG_TRACKED | VELA_FLAG_STTR_OFFSET | VELA_FLAG_OWNED_BLOCK;
+    constexpr u_int8 of_nested = of_memory | VELA_FLAG_EMBEDDED | VELA_FLAG_NESTED;
+    const u_int8 own = destination->flags;
+    const bool is_there = destination->type_info != nullptr;  // else memory that holds no instance yet
+    const u_int8 kept = is_there && (nested || (own & VELA_FLAG_NESTED) != 0) ? of_nested : of_memory;
+    if ((own & VELA_FLAG_OWNED_BLOCK) == 0) {  // else the pointer is what the instance frees
+        destination->type_info = record_for(handle, mem_class, record);
+    }
+    destination->variant = source->variant;
+    destination->allocated_variant = source->allocated_variant;
+    destination->flags = static_cast<u_int8>((source->flags & ~kept) | (own & kept));
+}
+
 static vela_variant_table *checked_table(const vela_type_info *record, int8 variant, const bitlog_trace_points &points,
                                          trace::entry varinfo, trace::entry beyond) {
     vela_variant_table *table = record->variant_table;

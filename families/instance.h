@@ -37,6 +37,14 @@ void store_header(vela_handle *handle, u_int32 mem_class, void *instance, const 
 /** ORs bits into the flag byte. */
 void add_flags(vela_handle *handle, u_int32 mem_class, void *instance, u_int8 flags, bool hooks);
 
+/**
+ * Copies a header over another. What its flags tell of memory stays with the memory: who frees it, who refers to it,
+ * whether it has a block of state flags and where. The type pointer becomes that of `record` under this handle.
+ * @param nested  true: the destination lies in a parent, and also stays what it is to that
+ */
+void copy_header(vela_handle *handle, u_int32 mem_class, vela_instance_header *destination,
+                 const vela_instance_header *source, const vela_type_info *record, bool nested);
+
 /** The variant table that counts a new instance; ends the process when there is none. */
 vela_variant_table *table_at_create(const vela_type_info *record, int8 variant, const bitlog_trace_points &points,
                                     const header_traces &traces);

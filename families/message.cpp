@@ -61,24 +61,33 @@ static void *without_memory(const message_descriptor &type, const payload_wire &
     if (handle->chained_mode == 0) {
         return nullptr;
     }
-    fail(handle, VELA_ENOMEM, &handle->chained_err);
+    if (handle->chained_err == 0) {
+        fail(handle, VELA_ENOMEM, &handle->chained_err);
+    }
     return error_message(type, wire, handle, mem_class);
 }
 
-/** Fills the slots; false, with nothing left behind, when a payload cannot be created. */
-static bool create_payloads(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
-                            u_int32 mem_class, message_instance *message) {
+enum class creation : u_int8 { succeeded, lacks_memory, failed };
+
+/** Fills the slots; leaves nothing behind when a payload cannot be created. */
+static creation create_payloads(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
+                                u_int32 mem_class, message_instance *message) {
     for (u_int32 i = 0; i < type.payload_count; ++i) {
         void *payload = wire.function[i]->create(handle, mem_class);
-        if (payload == nullptr) {
+        const structure_descriptor *structure = type.payloads[i].structure;
+        const bool is_static =
+            structure != nullptr && payload == structure->error_instance;  // a chain ran out of memory
+        if (payload == nullptr || is_static) {
             while (i-- > 0) {
                 wire.function[i]->destroy(handle, mem_class, message->payload[i]);
             }
-            return false;
+            // In a chain a structure answers nothing only where its initialisation failed, and has said why.
+            const bool failed = handle->chained_mode != 0 && structure != nullptr && !is_static;
+            return failed ? creation::failed : creation::lacks_memory;
         }
         store_slot(handle, mem_class, &message->payload[i], payload);
     }
-    return true;
+    return creation::succeeded;
 }
 
 void *message_create(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class) {
@@ -92,9 +101,10 @@ void *message_create(const message_descriptor &type, const payload_wire &wire, v
     }
     memset(memory, 0, type.size);
     message_instance *message = instance_of(memory);
-    if (!create_payloads(type, wire, handle, mem_class, message)) {
+    const creation payloads = create_payloads(type, wire, handle, mem_class, message);
+    if (payloads != creation::succeeded) {
         handle->free(handle->cookie, mem_class, message);
-        return without_memory(type, wire, handle, mem_class);
+        return payloads == creation::failed ? nullptr : without_memory(type, wire, handle, mem_class);
     }
     initialize(type, handle, mem_class, message);
     return message;

@@ -76,11 +76,11 @@ static u_int8 *block_for_set(const structure_descriptor &type, const field_descr
     return block;
 }
 
-/** The flag byte of a field, an element or a whole array; nullptr with error 2 beyond the capacity. */
+/** The flag byte of a field, or of an element of an array; nullptr with error 2 beyond the capacity. */
 static u_int8 *flag_byte(const field_descriptor &field, u_int8 *block, u_int32 element, vela_handle *handle,
                          u_int32 *err) {
     u_int8 *first = block + field.flag_position;
-    if (!field.is_array || element == whole_array) {
+    if (!field.is_array) {
         return first;
     }
     return within(field, element, handle, err) ? first + 1 + element : nullptr;
@@ -101,6 +101,22 @@ void state_flag_set(const structure_descriptor &type, u_int32 index, vela_handle
     u_int8 *byte = block == nullptr ? nullptr : flag_byte(field, block, element, handle, err);
     if (byte != nullptr) {
         store_flag(handle, mem_class, byte, flag);
+    }
+}
+
+u_int8 state_flag_whole_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                            const void *instance, u_int32 *err) {
+    const field_descriptor &field = type.fields[index];
+    const u_int8 *block = block_for_get(type, field, handle, mem_class, const_cast<void *>(instance), err);
+    return block == nullptr ? 0 : block[field.flag_position];
+}
+
+void state_flag_whole_set(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                          void *instance, u_int8 flag, u_int32 *err) {
+    const field_descriptor &field = type.fields[index];
+    u_int8 *block = block_for_set(type, field, handle, mem_class, instance, err);
+    if (block != nullptr) {
+        store_flag(handle, mem_class, block + field.flag_position, flag);
     }
 }
 

@@ -7,7 +7,7 @@ namespace ptp_cfg {
 
 /** What the setters leave in a field's flag. */
 constexpr u_int8 flag_set = 2;
-/** Names the flag of an array field as a whole. */
+/** In place of an element: a store that concerns an array as a whole. No index of a caller means that. */
 constexpr u_int32 whole_array = 0xFFFFFFFFu;
 
 /** After a successful store: marks the field, and the element of an array, when the handle tracks state. */
@@ -21,11 +21,17 @@ PTP_CFG_INLINE void mark_set(const structure_descriptor &type, const field_descr
     }
 }
 
-/** A field's flag; `element` an index of an array field, or whole_array for the array's own. */
+/** A field's flag; of an array field that of one element, whose index is checked (2). */
 u_int8 state_flag_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                       const void *instance, u_int32 element, u_int32 *err);
 void state_flag_set(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                     void *instance, u_int32 element, u_int8 flag, u_int32 *err);
+
+/** The flag of an array field as a whole. */
+u_int8 state_flag_whole_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                            const void *instance, u_int32 *err);
+void state_flag_whole_set(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
+                          void *instance, u_int8 flag, u_int32 *err);
 
 /** Lends the element flags of an array field, element 0 first. */
 void state_flag_get_arr(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,

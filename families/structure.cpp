@@ -38,6 +38,9 @@ void *structure_create_internal(const structure_descriptor &type, vela_handle *h
         u_int32 ignored = 0;
         structure_offset_remove(type, handle, mem_class, instance, &ignored);
         handle->free(handle->cookie, mem_class, instance);
+        if (chained) {
+            fail(handle, err, &handle->chained_err);
+        }
         return nullptr;
     }
     return instance;
@@ -96,6 +99,10 @@ void structure_initialize(const structure_descriptor &type, vela_handle *handle,
         return;
     }
     clear_last_error(handle);
+    if (instance == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+        return;
+    }
     const int8 variant = cap_variant(domain_variant(handle, record, err), type.newest);
     store_header(handle, mem_class, instance, {record, variant, flags, hooks});
     const bool tracked = tracking_of(handle, type) == tracking::on;
@@ -212,6 +219,9 @@ void structure_destroy_internal(const structure_descriptor &type, vela_handle *h
 
 void structure_offset_update(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                              u_int8 *sttr_base) {
+    if (instance == nullptr || sttr_base == nullptr) {
+        return;
+    }
     for_each_nested(type, [&](const field_descriptor &field, u_int32 element) {
         void *nested = storage(field, instance, element);
         u_int8 *block = nested_block(sttr_base, field, element);
@@ -222,6 +232,13 @@ void structure_offset_update(const structure_descriptor &type, vela_handle *hand
 
 void structure_offset_remove(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                              u_int32 *err) {
+    if (*err != 0) {
+        return;
+    }
+    if (instance == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+        return;
+    }
     for_each_nested(type, [&](const field_descriptor &field, u_int32 element) {
         void *nested = storage(field, instance, element);
         structure_offset_remove(*field.structure, handle, mem_class, nested, err);

@@ -31,7 +31,10 @@ void structure_offset_update(const structure_descriptor &type, vela_handle *hand
 void structure_offset_remove(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                              u_int32 *err);
 
-/** Copies a whole instance over another, header included; texts are duplicated. */
+/**
+ * Copies a whole instance over another, header included; texts are duplicated. Flags that tell of the destination's
+ * memory and of its place in a parent stay, in it and in all that it embeds.
+ */
 void structure_set(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                    const void *source, u_int32 *err);
 

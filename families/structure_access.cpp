@@ -62,6 +62,9 @@ static bool duplicate_texts(const structure_descriptor &type, vela_handle *handl
 }
 
 void structure_own_texts(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance) {
+    if (instance == nullptr) {
+        return;
+    }
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
         if (field.kind != field_kind::var_string) {
@@ -81,6 +84,52 @@ void structure_own_texts(const structure_descriptor &type, vela_handle *handle, 
 
 // ---- whole instances -------------------------------------------------------------------------------------------------
 
+namespace {
+
+/** Copies the bytes of an instance in rising order, each header by its own rules. */
+class body_copy {
+  public:
+    body_copy(vela_handle *handle, u_int32 mem_class, u_int8 *destination, const u_int8 *source)
+        : handle_(handle), mem_class_(mem_class), destination_(destination), source_(source) {}
+
+    void structure(const structure_descriptor &type, u_int32 offset, bool nested) {
+        header(type.record, offset, nested);
+        for (u_int32 i = 0; i < type.field_count; ++i) {
+            const field_descriptor &field = type.fields[i];
+            const u_int32 place = offset + field.offset;
+            if (field.kind == field_kind::enumeration) {
+                header(field.enumeration->record, place, true);
+            } else if (field.kind == field_kind::structure) {
+                for (u_int32 element = 0; element < field.capacity; ++element) {
+                    structure(*field.structure, place + element * field.stride, true);
+                }
+            }
+        }
+        up_to(offset + type.size);
+    }
+
+  private:
+    void header(const vela_type_info *record, u_int32 offset, bool nested) {
+        up_to(offset);
+        copy_header(handle_, mem_class_, as<vela_instance_header>(destination_ + offset),
+                    as<vela_instance_header>(source_ + offset), record, nested);
+        done_ = offset + offsetof(vela_instance_header, flags) + 1;
+    }
+
+    void up_to(u_int32 end) {
+        memcpy(destination_ + done_, source_ + done_, end - done_);
+        done_ = end;
+    }
+
+    vela_handle *handle_;
+    u_int32 mem_class_;
+    u_int8 *destination_;
+    const u_int8 *source_;
+    u_int32 done_ = 0;
+};
+
+}  // namespace
+
 /** Copies the body and gives the destination its texts. False without memory: nothing has changed then. */
 static bool copy_body(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                       const void *source) {
@@ -94,7 +143,8 @@ static bool copy_body(const structure_descriptor &type, vela_handle *handle, u_i
         old.text[i] = *copies.place[i];
     }
     announce(handle, mem_class, destination, type.size);
-    memmove(destination, source, type.size);
+    body_copy(handle, mem_class, static_cast<u_int8 *>(destination), static_cast<const u_int8 *>(source))
+        .structure(type, 0, false);
     for (u_int32 i = 0; i < copies.count; ++i) {
         *copies.place[i] = copies.text[i];
     }
@@ -106,16 +156,14 @@ static bool copy_body(const structure_descriptor &type, vela_handle *handle, u_i
 static void copy_block(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                        const void *source, u_int32 *err) {
     u_int8 *to = state_block(handle, mem_class, type, destination);
-    if (to == nullptr) {
+    const u_int8 *from = state_block(handle, mem_class, type, source);
+    if (to == nullptr || from == nullptr) {
         fail(handle, VELA_EINVAL, err);
         emit(type.trace, trace::structure::not_tracked);
         return;
     }
-    const u_int8 *from = state_block(handle, mem_class, type, source);
-    if (from != nullptr) {
-        announce(handle, mem_class, to, type.block_length);
-        memmove(to, from, type.block_length);
-    }
+    announce(handle, mem_class, to, type.block_length);
+    memmove(to, from, type.block_length);
 }
 
 void structure_set(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
@@ -124,29 +172,19 @@ void structure_set(const structure_descriptor &type, vela_handle *handle, u_int3
         return;
     }
     clear_last_error(handle);
-    adjust(handle, mem_class, destination, type.newest, err);
-    if (destination == source) {
-        return;
-    }
     if (destination == nullptr || source == nullptr) {
         fail(handle, VELA_EINVAL, err);
         return;
     }
+    adjust(handle, mem_class, destination, type.newest, err);
+    if (destination == source) {
+        return;
+    }
     const tracking mode = tracking_of(handle, type);
-    const u_int8 own_flags = header_of(destination)->flags;
     if (!copy_body(type, handle, mem_class, destination, source)) {
         fail(handle, VELA_ENOMEM, err);
         return;
     }
-    u_int8 flags = header_of(destination)->flags;
-    if ((own_flags & VELA_FLAG_TRACKED) == 0) {
-        // An instance without a block must not claim one: its memory ends at the body.
-        flags = static_cast<u_int8>(flags & ~VELA_FLAG_TRACKED);
-    }
-    if (mode != tracking::none) {
-        flags = static_cast<u_int8>((flags & ~VELA_FLAG_STTR_OFFSET) | (own_flags & VELA_FLAG_STTR_OFFSET));
-    }
-    header_of(destination)->flags = flags;
     if (mode == tracking::on) {
         copy_block(type, handle, mem_class, destination, source, err);
     }
@@ -154,6 +192,13 @@ void structure_set(const structure_descriptor &type, vela_handle *handle, u_int3
 
 void structure_set_elements(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                             const void *source, u_int32 *err) {
+    if (*err != 0) {
+        return;
+    }
+    if (destination == nullptr || source == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+        return;
+    }
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
         if (field.kind == field_kind::structure && field.is_array) {
@@ -166,6 +211,13 @@ void structure_set_elements(const structure_descriptor &type, vela_handle *handl
 }
 
 // ---- all values at once ------------------------------------------------------------------------------------------------
+
+/** What the first field of a type would find, for a type without values: an instance that is none, or has no fields. */
+static void require_variant(vela_handle *handle, const void *instance, u_int32 *err) {
+    if (VELA_CALL(vela_get_instance_variant)(instance, 1, 0) < 0) {
+        fail_epoch(handle, VELA_EEPOCH, err);
+    }
+}
 
 static void get_one(const field_descriptor &field, vela_handle *handle, u_int32 mem_class, const void *instance,
                     void *value, u_int32 *err) {
@@ -192,10 +244,15 @@ void structure_get_all(const structure_descriptor &type, vela_handle *handle, u_
     if (*err != 0) {
         return;
     }
+    clear_last_error(handle);
+    u_int32 count = 0;
     for (u_int32 i = 0; i < type.field_count; ++i) {
         if (is_value_field(type.fields[i])) {
-            get_one(type.fields[i], handle, mem_class, instance, *values++, err);
+            get_one(type.fields[i], handle, mem_class, instance, values[count++], err);
         }
+    }
+    if (count == 0) {
+        require_variant(handle, instance, err);
     }
 }
 
@@ -217,25 +274,34 @@ static void set_one(const structure_descriptor &type, const field_descriptor &fi
     });
 }
 
-/** Stores the values of either the enumerations or all else. */
-static void set_some(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
-                     const u_int64 *value, bool enumerations, u_int32 *err) {
+/** Stores the values of either the enumerations or all else, and counts the values of both. */
+static u_int32 set_some(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                        const u_int64 *values, bool enumerations, u_int32 *err) {
+    u_int32 count = 0;
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
         if (!is_value_field(field) || field.is_companion) {
             continue;
         }
         if ((field.kind == field_kind::enumeration) == enumerations) {
-            set_one(type, field, handle, mem_class, instance, *value, err);
+            set_one(type, field, handle, mem_class, instance, values[count], err);
         }
-        ++value;
+        ++count;
     }
+    return count;
 }
 
 void structure_set_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                        const u_int64 *values, u_int32 *err) {
+    if (*err != 0) {
+        return;
+    }
+    clear_last_error(handle);
     set_some(type, handle, mem_class, instance, values, false, err);
-    set_some(type, handle, mem_class, instance, values, true, err);
+    if (set_some(type, handle, mem_class, instance, values, true, err) == 0) {
+        adjust(handle, mem_class, instance, type.newest, err);
+        require_variant(handle, instance, err);
+    }
 }
 
 }  // namespace ptp_cfg

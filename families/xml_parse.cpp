@@ -135,7 +135,9 @@ void parse_structure(const xml_parse &parse, const structure_descriptor &type, c
 
 void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handle, const char *path,
                           const xml_source &source, void *instance, u_int32 *err) {
-    if (*err == 0) {
+    if (*err == 0 && instance == nullptr) {
+        fail(handle, VELA_EINVAL, err);
+    } else if (*err == 0) {
         xml_path steps(path);
         parse_enumeration({handle, 0, source, err}, type, xml_place(source.document, path, steps), instance);
     }

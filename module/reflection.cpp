@@ -370,6 +370,11 @@ void ptp_cfg_field_set(const ptp_cfg_type *type, u_int32 index, vela_handle *han
     }
 }
 
+/** Whether a caller names an array as a whole in place of an element. */
+static bool is_whole(const field_descriptor &field, u_int32 element) {
+    return field.is_array && element == whole_array;
+}
+
 u_int8 ptp_cfg_field_state_flag_get(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                     void *instance, u_int32 element, u_int32 *err) {
     const structure_descriptor *structure = owner(type, index, handle, err);
@@ -377,8 +382,12 @@ u_int8 ptp_cfg_field_state_flag_get(const ptp_cfg_type *type, u_int32 index, vel
         fail(handle, VELA_EINVAL, err);
         return 0;
     }
-    return structure == nullptr ? u_int8{0}
-                                : state_flag_get(*structure, index, handle, mem_class, instance, element, err);
+    if (structure == nullptr) {
+        return 0;
+    }
+    return is_whole(structure->fields[index], element)
+               ? state_flag_whole_get(*structure, index, handle, mem_class, instance, err)
+               : state_flag_get(*structure, index, handle, mem_class, instance, element, err);
 }
 
 void ptp_cfg_field_state_flag_set(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
@@ -386,6 +395,8 @@ void ptp_cfg_field_state_flag_set(const ptp_cfg_type *type, u_int32 index, vela_
     const structure_descriptor *structure = owner(type, index, handle, err);
     if (structure != nullptr && structure->fields[index].is_companion) {
         fail(handle, VELA_EINVAL, err);
+    } else if (structure != nullptr && is_whole(structure->fields[index], element)) {
+        state_flag_whole_set(*structure, index, handle, mem_class, instance, flag, err);
     } else if (structure != nullptr) {
         state_flag_set(*structure, index, handle, mem_class, instance, element, flag, err);
     }

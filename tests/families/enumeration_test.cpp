@@ -131,6 +131,9 @@ TEST_F(enumeration_test, initialise_in_the_callers_memory) {
     ptp_clock_version_initialize(handle, test_class, version, record, 1, 0, 0x04, nullptr, &err);
     EXPECT_EQ(header(memory).type_info, nullptr);
     err = 0;
+
+    ptp_clock_version_initialize(handle, test_class, nullptr, record, 1, 0, 0, nullptr, &err);
+    expect_error(VELA_EINVAL);
 }
 
 // ---- header operations -----------------------------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-// Access to single fields, to all values at once and to whole instances.
+// Access to single fields and to all values at once.
 #include "layout.h"
 #include "recording_handle.h"
 
@@ -89,7 +89,7 @@ TEST_F(field_test, enumerations_by_value_and_as_instances) {
     ptp_clock_accuracy_set_value(handle, test_class, source.get(), 3, &err);
     ptp_clock_quality_clock_accuracy_set(handle, test_class, quality.get(), source.get(), &err);
     EXPECT_EQ(ptp_clock_quality_clock_accuracy_get_value(handle, test_class, quality.get(), &err), 3u);
-    EXPECT_EQ(header(field).flags, 0) << "the source's header comes with it";
+    EXPECT_EQ(header(field).flags, VELA_FLAG_NESTED) << "it still lies in its parent";
 
     // The instance in the field decides which values it takes.
     ptp_clock_quality_clock_accuracy_set_value(handle, test_class, quality.get(), 19, &err);
@@ -291,6 +291,32 @@ TEST_F(field_test, all_values_up_to_the_first_that_is_missing) {
 
 // ---- all values --------------------------------------------------------------------------------------------------------------
 
+TEST_F(field_test, all_values_of_a_type_that_has_none) {
+    owned<ptp_clock_identity> identity = own(ptp_clock_identity_create(handle, test_class), ptp_clock_identity_destroy);
+    const auto both = [&](ptp_clock_identity *instance, auto &&expect) {
+        vela_store_err(handle, 99);
+        ptp_clock_identity_get_all(handle, test_class, instance, &err);
+        expect();
+        vela_store_err(handle, 99);
+        ptp_clock_identity_get(handle, test_class, instance, &err);
+        expect();
+        vela_store_err(handle, 99);
+        ptp_clock_identity_set_all(handle, test_class, instance, &err);
+        expect();
+    };
+    watch(identity.get(), 32);
+    both(identity.get(), [&] { expect_ok(); });
+    both(nullptr, [&] { expect_epoch_error(); });
+    header(identity.get()).variant = -1;
+    both(identity.get(), [&] { expect_epoch_error(); });
+    header(identity.get()).variant = 0;
+    err = VELA_ENOSPC;
+    both(nullptr, [&] { EXPECT_EQ(handle->last_error.code, 99u) << "an earlier error is left alone"; });
+    err = 0;
+    vela_clear_last_error(handle);
+    expect_untouched();
+}
+
 TEST_F(field_test, set_all_stores_numbers_first_and_no_flags) {
     open(VELA_STTR_ON);
     owned<ptp_g8275_1_ql> level = own(ptp_g8275_1_ql_create(handle, test_class), ptp_g8275_1_ql_destroy);
@@ -326,83 +352,6 @@ TEST_F(field_test, set_all_stores_numbers_first_and_no_flags) {
     ptp_clock_quality_set_all(handle, test_class, quality.get(), 6, 5, 19, &err);
     expect_epoch_error();
     expect_announced(quality.get(), {{clock_class, 1}, {variance, 2}});
-}
-
-// ---- whole instances -----------------------------------------------------------------------------------------------------
-
-TEST_F(field_test, whole_set_copies_the_body) {
-    for (u_int32 tracking : {0, int{VELA_STTR_OFF}}) {
-        open(tracking);
-        owned<ptp_clock_quality> source = make_quality();
-        owned<ptp_clock_quality> destination = make_quality();
-        ptp_clock_quality_set_all(handle, test_class, source.get(), 248, -1, 18, &err);
-        header(source.get()).flags = VELA_FLAG_EMBEDDED;
-        header(destination.get()).flags = VELA_FLAG_STTR_OFFSET;
-        watch(destination.get(), 40);
-        ptp_clock_quality_set(handle, test_class, destination.get(), source.get(), &err);
-        expect_announced(destination.get(), {{0, 40}});
-        EXPECT_EQ(ptp_clock_quality_compare(destination.get(), source.get()), 0);
-        // With a tracking record the place of the block stays the destination's own.
-        EXPECT_EQ(header(destination.get()).flags,
-                  tracking == 0 ? VELA_FLAG_EMBEDDED : VELA_FLAG_EMBEDDED | VELA_FLAG_STTR_OFFSET);
-        ptp_clock_quality_set(handle, test_class, destination.get(), destination.get(), &err);
-        ptp_clock_quality_set(handle, test_class, destination.get(), nullptr, &err);
-        expect_error(VELA_EINVAL);
-        ptp_clock_quality_set(handle, test_class, nullptr, source.get(), &err);
-        expect_error(VELA_EINVAL);
-        expect_untouched();
-    }
-}
-
-TEST_F(field_test, whole_set_copies_the_state_flags_to_where_the_destination_keeps_them) {
-    open(VELA_STTR_ON);
-    owned<ptp_clock_identity> source = own(ptp_clock_identity_create(handle, test_class), ptp_clock_identity_destroy);
-    owned<ptp_port_identity> owner = own(ptp_port_identity_create(handle, test_class), ptp_port_identity_destroy);
-    ptp_clock_identity *nested = ptp_port_identity_clock_identity_get(handle, test_class, owner.get(), &err);
-    ptp_clock_identity_ptp_clk_id_set_mem(handle, test_class, source.get(), "abcdefgh", 8, &err);
-    for (u_int8 i = 0; i < 9; ++i) {
-        byte_at(source.get(), 32u + i) = static_cast<u_int8>(i + 1);
-    }
-    watch(owner.get(), 75);
-    ptp_port_identity_clock_identity_set(handle, test_class, owner.get(), source.get(), &err);
-    const size_t offset = distance(owner.get(), nested);
-    expect_announced(owner.get(), {{offset, 32}, {64 + 1, 9}, {64, 1}});
-    EXPECT_EQ(header(nested).flags, VELA_FLAG_TRACKED | VELA_FLAG_STTR_OFFSET);
-    EXPECT_EQ(memcmp(&byte_at(owner.get(), 65), &byte_at(source.get(), 32), 9), 0);
-    EXPECT_EQ(byte_at(owner.get(), 64), 2);
-    EXPECT_EQ(byte_at(owner.get(), 74), 0);
-
-    // And back, from inside a parent to an instance of its own.
-    owned<ptp_clock_identity> copy = own(ptp_clock_identity_create(handle, test_class), ptp_clock_identity_destroy);
-    ptp_clock_identity_set(handle, test_class, copy.get(), nested, &err);
-    EXPECT_EQ(header(copy.get()).flags & VELA_FLAG_STTR_OFFSET, 0);
-    EXPECT_EQ(memcmp(&byte_at(copy.get(), 32), &byte_at(source.get(), 32), 9), 0);
-    EXPECT_EQ(ptp_clock_identity_compare(copy.get(), source.get()), 0);
-}
-
-TEST_F(field_test, whole_set_between_tracked_and_untracked) {
-    open(VELA_STTR_OFF);
-    owned<ptp_clock_quality> untracked = make_quality();
-    set_mode(VELA_STTR_ON);
-    owned<ptp_clock_quality> tracked = make_quality();
-    ptp_clock_quality_set_all_state_tracking_flag(handle, test_class, tracked.get(), 5);
-    ptp_clock_quality_set_all(handle, test_class, untracked.get(), 248, 0, 1, &err);
-
-    watch(tracked.get(), 43);
-    ptp_clock_quality_set(handle, test_class, tracked.get(), untracked.get(), &err);
-    expect_not_tracked("ptp_clock_quality");
-    expect_announced(tracked.get(), {{0, 40}});
-    EXPECT_EQ(ptp_clock_quality_compare(tracked.get(), untracked.get()), 0);
-    EXPECT_EQ(byte_at(tracked.get(), 42), 5);
-
-    // An instance without a block never gets the flag that promises one.
-    owned<ptp_clock_quality> source = make_quality();
-    watch(untracked.get(), 40);
-    ptp_clock_quality_set(handle, test_class, untracked.get(), source.get(), &err);
-    expect_not_tracked("ptp_clock_quality");
-    EXPECT_EQ(header(untracked.get()).flags, 0);
-    EXPECT_EQ(ptp_clock_quality_compare(untracked.get(), source.get()), 0);
-    expect_announced(untracked.get(), {{0, 40}});
 }
 
 }  // namespace

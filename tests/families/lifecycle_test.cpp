@@ -402,6 +402,35 @@ TEST_F(lifecycle_test, structures_hold_no_object_identifiers_themselves) {
     EXPECT_EQ(ptp_clock_quality_adjust_variant(handle, test_class, quality.get(), &err), 0u);
 }
 
+TEST_F(lifecycle_test, no_instance_is_an_error_or_nothing) {
+    const vela_type_info *record = &_ptp_port_data_set_type_info_internal;
+    u_int8 block[22] = {};
+    for (u_int32 tracking : {0, int{VELA_STTR_ON}}) {
+        open(tracking);
+        ptp_port_data_set_initialize(handle, test_class, nullptr, record, 1, 0, 0, nullptr, &err);
+        expect_error(VELA_EINVAL);
+        ptp_port_data_set_offset_update(handle, test_class, nullptr, block);
+        ptp_port_data_set_offset_remove(handle, test_class, nullptr, &err);
+        expect_error(VELA_EINVAL);
+        ptp_port_data_set_post_copyout_cleanup(handle, test_class, nullptr);
+        ptp_port_post_copyout_cleanup(handle, test_class, nullptr);
+        owned<ptp_ip_streams_arr> streams =
+            own(ptp_ip_streams_arr_create(handle, test_class), ptp_ip_streams_arr_destroy);
+        ptp_ip_streams_arr_post_copyout_cleanup(handle, test_class, nullptr, streams.get(), &err);
+        expect_error(VELA_EINVAL);
+        ptp_ip_streams_arr_post_copyout_cleanup(handle, test_class, streams.get(), nullptr, &err);
+        expect_error(VELA_EINVAL);
+        err = VELA_ENOSPC;
+        ptp_ip_streams_arr_post_copyout_cleanup(handle, test_class, nullptr, streams.get(), &err);
+        ptp_port_data_set_offset_remove(handle, test_class, nullptr, &err);
+        EXPECT_EQ(err, u_int32{VELA_ENOSPC});
+        err = 0;
+        ptp_port_data_set_set_all_state_tracking_flag(handle, test_class, nullptr, 1);
+        ptp_port_data_set_destroy_internal(handle, test_class, nullptr, 0);
+        expect_ok();
+    }
+}
+
 // ---- destroy ---------------------------------------------------------------------------------------------------------------
 
 TEST_F(lifecycle_test, destroy_announces_the_first_word_and_counts_nested_instances_first) {
@@ -476,6 +505,23 @@ TEST_F(lifecycle_test, chained_life) {
     EXPECT_EQ(ptp_clock_quality_compare(quality, copy), 0);
     ptp_clock_quality_destroy_cr(handle, copy);
     ptp_clock_quality_destroy_cr(handle, quality);
+    EXPECT_EQ(blocks_out(), 0u);
+}
+
+TEST_F(lifecycle_test, a_chain_is_told_why_initialising_failed) {
+    const old_domain domain({{"ptp_clock", 0}});
+    open(0, 0, domain);
+    chain();
+    failures.variant_lookup = EIO;
+    EXPECT_EQ(ptp_clock_quality_create_cr(handle), nullptr);
+    expect_trace("ptp_clock_quality", BITLOG_ERROR, std::string("error in ptp_clock_quality create: ") + strerror(EIO),
+                 0);
+    expect_chained_error(EIO);
+    EXPECT_EQ(ptp_clock_cfg_message_create_cr(handle), nullptr);
+    expect_trace("ptp_clock", BITLOG_ERROR, std::string("error in ptp_clock create: ") + strerror(EIO), 0);
+    EXPECT_NE(ptp_clock_quality_create_cr(handle), nullptr) << "the chain goes on with the static instance";
+    expect_chained_error(EIO);
+    failures.variant_lookup = 0;
     EXPECT_EQ(blocks_out(), 0u);
 }
 

@@ -298,17 +298,24 @@ TEST_F(state_flag_test, element_flags_end_at_the_capacity) {
     owned<ptp_ipv4_streams_arr> streams = make_streams();
     watch(identity.get(), 41);
     watch(streams.get(), 12321);
-    for (u_int32 index : {8u, 0xFFFFFFFEu}) {
+    for (u_int32 index : {8u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
         EXPECT_EQ(ptp_clock_identity_ptp_clk_id_state_flag_get(handle, test_class, identity.get(), index, &err), 0);
         expect_error(VELA_ENOENT);
         ptp_clock_identity_ptp_clk_id_state_flag_set(handle, test_class, identity.get(), index, 1, &err);
         expect_error(VELA_ENOENT);
     }
-    ptp_ipv4_streams_arr_streams_state_flag_get(handle, test_class, streams.get(), 128, &err);
-    expect_error(VELA_ENOENT);
-    ptp_ipv4_streams_arr_streams_state_flag_set(handle, test_class, streams.get(), 128, 1, &err);
-    expect_error(VELA_ENOENT);
+    for (u_int32 index : {128u, 0xFFFFFFFFu}) {
+        ptp_ipv4_streams_arr_streams_state_flag_get(handle, test_class, streams.get(), index, &err);
+        expect_error(VELA_ENOENT);
+        ptp_ipv4_streams_arr_streams_state_flag_set(handle, test_class, streams.get(), index, 1, &err);
+        expect_error(VELA_ENOENT);
+    }
     expect_untouched();
+    // Only reflection has a name for the whole among the elements.
+    const ptp_cfg_type *type = type_named("ptp_clock_identity");
+    ptp_cfg_field_state_flag_set(type, 0, handle, test_class, identity.get(), 0xFFFFFFFF, 5, &err);
+    EXPECT_EQ(ptp_cfg_field_state_flag_get(type, 0, handle, test_class, identity.get(), 0xFFFFFFFF, &err), 5);
+    expect_announced(identity.get(), {{32, 1}});
     ptp_clock_identity_ptp_clk_id_state_flag_set(handle, test_class, identity.get(), 7, 1, &err);
     expect_announced(identity.get(), {{40, 1}});
     ptp_clock_identity_ptp_clk_id_state_flag_whole_set(handle, test_class, identity.get(), 1, &err);

@@ -285,6 +285,40 @@ TEST(CloneInABuffer, NeverStoresBehindIt) {
     }
 }
 
+TEST_F(Clone, CopyNeedsADestination) {
+    const auto port = make_port("name");
+    handle->chained_mem_class = test_class;
+    ptp_port_copy_cr(handle, port.get(), nullptr);
+    expect_chained_error(VELA_EINVAL);
+    handle->chained_err = 99;
+    ptp_port_copy_cr(handle, port.get(), nullptr);
+    EXPECT_EQ(handle->chained_err, 99u);
+    handle->chained_err = 0;
+    EXPECT_EQ(blocks_out(), 2u) << "nothing was created";
+}
+
+TEST(CloneUnderADomain, AnEnumerationKeepsTheVariantOfItsSource) {
+    const test_handle plain;
+    const record_type type("ptp_clock");
+    const auto source = type.create(plain);
+    const old_domain domain({{"ptp_clock_mode", 3}, {"ptp_clock_profile", 3}});
+    const test_handle handle({.domain = domain});
+    auto *clock = static_cast<ptp_clock *>(source.get());
+    u_int32 err = 0;
+    ptp_clock *slot = nullptr;
+    u_int8 buffer[512];
+    ptp_clock_clone_internal(handle, mem_class, clock, &slot, buffer, sizeof buffer, &err);
+    const auto by_slot = hold(handle, slot, ptp_clock_destroy);
+    const auto copied = hold(handle, ptp_clock_create(handle, mem_class), ptp_clock_destroy);
+    ptp_clock_copy_cr(handle, clock, copied.get());
+    const auto cloned = hold(handle, ptp_clock_clone_cr(handle, clock), ptp_clock_destroy);
+    for (ptp_clock *copy : {by_slot.get(), copied.get(), cloned.get()}) {
+        EXPECT_EQ(header(ptp_clock_clk_mode_get(handle, mem_class, copy, &err)).variant, 0);
+        EXPECT_EQ(header(ptp_clock_clk_profile_get(handle, mem_class, copy, &err)).variant, 1);
+    }
+    EXPECT_EQ(err, 0u);
+}
+
 TEST(CloneOfNewer, RecordsAreCopiedButElementsAndEnumerationsAreChecked) {
     const auto clone_under = [](const char *type_name, std::initializer_list<std::pair<const char *, int8>> variants) {
         const record_type type(type_name);

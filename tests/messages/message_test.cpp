@@ -136,6 +136,14 @@ TEST_F(Message, AChainGoesOnWithTheStaticMessage) {
     chain();
     fail_allocation(1);
     auto *failed = ptp_port_data_set_info_message_create_cr(handle);
+    // Never with one of its own around a static payload, which free_and_set or detach would hand out as owned.
+    for (int failing : {2, 3}) {  // a payload
+        handle->chained_err = 0;
+        fail_allocation(failing);
+        EXPECT_EQ(ptp_port_data_set_info_message_create_cr(handle), failed);
+        EXPECT_EQ(handle->chained_err, u_int32{VELA_ENOMEM});
+        EXPECT_EQ(blocks_out(), 0u);
+    }
     EXPECT_EQ(handle->chained_mode, 0u);
     ASSERT_NE(failed, nullptr);
     EXPECT_EQ(handle->chained_err, u_int32{VELA_ENOMEM});

@@ -36,6 +36,12 @@ class Xml : public family_test {
         type.operations->from_xml(handle, test_class, path.c_str(), parsed.get(), instance, &err, error_text,
                                   sizeof error_text);
     }
+    void expect_no_instance_refused(ptp_cfg_type_kind kind, const std::string &text) {
+        for (const record_type &type : record_types(kind)) {
+            read(type, "//q", text, nullptr);
+            expect_error(VELA_EINVAL);
+        }
+    }
     void read_quality(const std::string &text, ptp_clock_quality *quality) {
         read(record_type("ptp_clock_quality"), "//q", text, quality);
     }
@@ -307,6 +313,11 @@ TEST_F(Xml, MalformedValuesAreNamed) {
     ptp_clock_quality_from_xml(handle, test_class, "//q", parsed.get(), quality.get(), &err, little, 9);
     expect_error(VELA_EINVAL);
     EXPECT_EQ(std::string(little, sizeof little), std::string("element \0.", 10));
+}
+
+TEST_F(Xml, NothingIsReadIntoNoInstance) {
+    expect_no_instance_refused(PTP_CFG_ENUMERATION, "<q/>");
+    expect_no_instance_refused(PTP_CFG_STRUCTURE, quality_xml);
 }
 
 TEST_F(Xml, TextsOfMoreThan255CharactersAreRefused) {
