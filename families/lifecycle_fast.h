@@ -21,6 +21,7 @@ PTP_CFG_INLINE bool has_own_variants(const vela_type_info *record, int8 newest) 
     return record->variant_table != nullptr && record->variant_table->count == newest + 1;
 }
 
+/** Whether the records that a new instance points at are as the constant stores assume. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool all_own_variants() {
     bool own = has_own_variants(D.record, D.newest);
@@ -57,6 +58,19 @@ constexpr bool is_made_alike(const field_descriptor &field) {
         }
     }
     return true;
+}
+
+/** Whether what counts the instances that are to be destroyed is sound, down to the last nested one. */
+template <const structure_descriptor &D>
+PTP_CFG_INLINE bool all_records_sound() {
+    bool sound = D.record->magic == VELA_TYPE_INFO_MAGIC && has_own_variants(D.record, D.newest);
+    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
+        constexpr const field_descriptor &field = D.fields[I];
+        if constexpr (field.kind == field_kind::structure) {
+            sound = sound && all_records_sound<*field.structure>();
+        }
+    });
+    return sound;
 }
 
 /** Writes the elements of an array that begins at an offset of a new instance. */
@@ -192,7 +206,7 @@ void structure_destroy(vela_handle *handle, u_int32 mem_class, void *instance) {
     if constexpr (!has_text(D)) {  // else its texts are given back too
         if (instance != nullptr && instance != D.error_instance && is_plain(handle) &&
             !(holds_references(D) && vela_inline::has_address_references(handle)) &&
-            owes_nothing<D>(static_cast<const u_int8 *>(instance)) && all_own_variants<D>()) {
+            owes_nothing<D>(static_cast<const u_int8 *>(instance)) && all_records_sound<D>()) {
             count_all<D, &vela_variant_row::destroyed, 1>();
             header_of(instance)->type_info = nullptr;
             handle->free(handle->cookie, mem_class, instance);

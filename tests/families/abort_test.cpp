@@ -4,9 +4,12 @@
 namespace ptp_cfg_test {
 namespace {
 
-class abort_test : public family_test {
+class abort_test : public family_test, public testing::WithParamInterface<hook_set> {
   protected:
-    abort_test() { GTEST_FLAG_SET(death_test_style, "fast"); }
+    abort_test() {
+        GTEST_FLAG_SET(death_test_style, "fast");
+        use_hooks(GetParam());
+    }
 };
 
 /** The chance that a record is sound is only taken away in the process that dies. */
@@ -14,7 +17,7 @@ class abort_test : public family_test {
 
 constexpr char corrupted[] = "Corrupted VELA Handle";
 
-TEST_F(abort_test, unknown_tracking_mode_in_structure_operations) {
+TEST_P(abort_test, unknown_tracking_mode_in_structure_operations) {
     open(VELA_STTR_ON);
     owned<ptp_clock_identity> owner = own(ptp_clock_identity_create(handle, test_class), ptp_clock_identity_destroy);
     owned<ptp_clock_identity> other = own(ptp_clock_identity_create(handle, test_class), ptp_clock_identity_destroy);
@@ -81,7 +84,7 @@ TEST_F(abort_test, unknown_tracking_mode_in_structure_operations) {
     expect_ok();
 }
 
-TEST_F(abort_test, unknown_tracking_mode_in_containers_and_messages) {
+TEST_P(abort_test, unknown_tracking_mode_in_containers_and_messages) {
     open(VELA_STTR_ON);
     owned<ptp_ipv4_streams_arr> array =
         own(ptp_ipv4_streams_arr_create(handle, test_class), ptp_ipv4_streams_arr_destroy);
@@ -105,10 +108,10 @@ TEST_F(abort_test, unknown_tracking_mode_in_containers_and_messages) {
     EXPECT_ABORT(ptp_clock_delete_cmd_message_marshal(handle, test_class, bytes, message.get(), sizeof bytes, &err),
                  corrupted);
     set_mode(VELA_STTR_ON);
-    counters.clear();
+    forget_counted();
 }
 
-TEST_F(abort_test, every_structure_checks_the_mode) {
+TEST_P(abort_test, every_structure_checks_the_mode) {
     open(VELA_STTR_ON);
     for (const ptp_cfg_type *type : types_of(PTP_CFG_STRUCTURE)) {
         const ptp_cfg_type_description description = describe(type);
@@ -117,7 +120,7 @@ TEST_F(abort_test, every_structure_checks_the_mode) {
     }
 }
 
-TEST_F(abort_test, record_without_a_variant_table) {
+TEST_P(abort_test, record_without_a_variant_table) {
     owned<ptp_clock_version> version = own(ptp_clock_version_create(handle, test_class), ptp_clock_version_destroy);
     owned<ptp_clock_quality> quality = own(ptp_clock_quality_create(handle, test_class), ptp_clock_quality_destroy);
     owned<ptp_clock_delete_cmd_message> message =
@@ -146,7 +149,7 @@ TEST_F(abort_test, record_without_a_variant_table) {
                  "ptp_clock_delete_cmd_message: varinfo is NULL");
 }
 
-TEST_F(abort_test, type_pointer_that_is_none) {
+TEST_P(abort_test, type_pointer_that_is_none) {
     vela_type_info stranger = _ptp_clock_quality_type_info_internal;
     stranger.magic = 0xfeedbeef;
     for (const char *name : {"ptp_clock_version", "ptp_clock_quality", "ptp_clock_delete_cmd_message"}) {
@@ -161,7 +164,46 @@ TEST_F(abort_test, type_pointer_that_is_none) {
     }
 }
 
-TEST_F(abort_test, nested_instances_are_checked_before_their_parent) {
+TEST_P(abort_test, corrupt_elements_and_what_they_hold) {
+    owned<ptp_ipv4_streams_arr> streams =
+        own(ptp_ipv4_streams_arr_create(handle, test_class), ptp_ipv4_streams_arr_destroy);
+    vela_type_info stranger = _ptp_ipv4_stream_id_type_info_internal;
+    stranger.magic = 0;
+    const auto destroy_with = [&](void *instance, const vela_type_info *record) {
+        header(instance).type_info = record;
+        ptp_ipv4_streams_arr_destroy(handle, test_class, streams.get());
+    };
+    for (u_int32 i : {0u, 61u, 127u}) {
+        ptp_ipv4_stream_id *element = ptp_ipv4_streams_arr_streams_get(handle, test_class, streams.get(), i, &err);
+        void *held = ptp_ipv4_stream_id_port_hdl_get(handle, test_class, element, &err);
+        EXPECT_ABORT(destroy_with(element, nullptr), "ptp_ipv4_stream_id: tinfo is null or corrupted");
+        EXPECT_ABORT(destroy_with(element, &stranger), "ptp_ipv4_stream_id: tinfo is null or corrupted");
+        EXPECT_ABORT(destroy_with(held, nullptr), "ptp_port_pd_hdl: tinfo is null or corrupted");
+    }
+}
+
+TEST_P(abort_test, records_that_all_instances_share) {
+    owned<ptp_port_identity> identity = own(ptp_port_identity_create(handle, test_class), ptp_port_identity_destroy);
+    owned<ptp_ipv4_streams_arr> streams =
+        own(ptp_ipv4_streams_arr_create(handle, test_class), ptp_ipv4_streams_arr_destroy);
+    for (const char *name : {"ptp_port_identity", "ptp_clock_identity", "ptp_ipv4_streams_arr", "ptp_ipv4_stream_id"}) {
+        const std::string subject = name;
+        const bool in_array = subject.find("ipv4") != std::string::npos;
+        vela_type_info &record = static_record(type_named(name));
+        const auto destroy_after = [&](auto &&change) {
+            change();
+            if (in_array) {
+                ptp_ipv4_streams_arr_destroy(handle, test_class, streams.get());
+            } else {
+                ptp_port_identity_destroy(handle, test_class, identity.get());
+            }
+        };
+        EXPECT_ABORT(destroy_after([&] { record.magic = 0; }), subject + ": tinfo is null or corrupted");
+        EXPECT_ABORT(destroy_after([&] { record.variant_table = nullptr; }), subject + ": varinfo is NULL");
+    }
+}
+
+TEST_P(abort_test, nested_instances_are_checked_before_their_parent) {
     owned<ptp_port_identity> identity = own(ptp_port_identity_create(handle, test_class), ptp_port_identity_destroy);
     const auto destroy_without_types = [&] {
         header(identity.get()).type_info = nullptr;
@@ -171,6 +213,8 @@ TEST_F(abort_test, nested_instances_are_checked_before_their_parent) {
     };
     EXPECT_ABORT(destroy_without_types(), "ptp_clock_identity: tinfo is null or corrupted");
 }
+
+INSTANTIATE_TEST_SUITE_P(handles, abort_test, testing::Values(all_hooks, no_hooks), name_of_hooks);
 
 }  // namespace
 }  // namespace ptp_cfg_test

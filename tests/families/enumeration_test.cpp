@@ -50,7 +50,7 @@ TEST_F(enumeration_test, life_of_an_instance) {
     expect_counted(&row(record).destroyed);
 
     ptp_clock_version_destroy(handle, test_class, nullptr);
-    EXPECT_TRUE(counters.empty());
+    expect_none_counted();
 }
 
 TEST_F(enumeration_test, every_type_has_the_same_life_and_shape) {
@@ -88,7 +88,7 @@ TEST_F(enumeration_test, variants_beyond_the_table_count_in_its_last_row) {
 
     vela_handle_set_domain(handle, nullptr);
     version = ptp_clock_version_create(handle, test_class);
-    counters.clear();
+    forget_counted();
     header(version).variant = -3;
     ptp_clock_version_destroy(handle, test_class, version);
     expect_counted(&row(record).destroyed);
@@ -124,7 +124,7 @@ TEST_F(enumeration_test, initialise_in_the_callers_memory) {
     watch(memory, sizeof memory);
     ptp_clock_version_initialize(handle, test_class, version, record, 0, 0, 0x04, nullptr, &err);
     expect_announced(memory, {}, {{0, 11}});
-    EXPECT_TRUE(counters.empty());
+    expect_none_counted();
 
     header(memory).type_info = nullptr;
     err = VELA_ENOSPC;
@@ -393,7 +393,7 @@ TEST_F(enumeration_test, chain_after_a_failure) {
     expect_ok();
 
     chain();
-    counters.clear();
+    forget_counted();
     fail_allocation(1);
     ptp_clock_version *standin = ptp_clock_version_create_cr(handle);
     ASSERT_NE(standin, nullptr);
@@ -409,7 +409,7 @@ TEST_F(enumeration_test, chain_after_a_failure) {
     EXPECT_EQ(value_of(standin), 0u);
     ptp_clock_version_destroy_cr(handle, standin);
     ptp_clock_version_destroy(handle, chained_class, standin);
-    EXPECT_TRUE(counters.empty());
+    expect_none_counted();
     expect_chained_error(VELA_ENOMEM);
 }
 

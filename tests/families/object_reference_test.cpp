@@ -13,8 +13,9 @@ void destroy_object(vela_handle *handle, u_int32 mem_class, void *instance) {
 }
 
 /** Objects and holders are both ptp_stream_delete: it has one address field. */
-class object_reference_test : public family_test {
+class object_reference_test : public family_test, public testing::WithParamInterface<hook_set> {
   protected:
+    object_reference_test() { use_hooks(GetParam()); }
     ptp_stream_delete *make() { return ptp_stream_delete_create(handle, test_class); }
     ptp_stream_delete *make_object() {
         ptp_stream_delete *object = make();
@@ -38,52 +39,52 @@ class object_reference_test : public family_test {
     }
 };
 
-TEST_F(object_reference_test, an_object_without_references_goes_at_once) {
+TEST_P(object_reference_test, an_object_without_references_goes_at_once) {
     destroy(make_object());
     EXPECT_EQ(blocks_out(), 0u);
     expect_destroy_trace(BITLOG_INFORMATIONAL, "Successfully removed OID mapping", 15);
 }
 
-TEST_F(object_reference_test, a_referenced_object_goes_with_the_last_holder) {
+TEST_P(object_reference_test, a_referenced_object_goes_with_the_last_holder) {
     ptp_stream_delete *object = make_object();
     ptp_stream_delete *first = make();
     ptp_stream_delete *second = make();
     refer(first, object);
     refer(second, object);
     refer(second, object);
-    counters.clear();
+    forget_counted();
     destroy(object);
     expect_destroy_trace(BITLOG_INFORMATIONAL,
                          "Object has references and will be cleaned up when all of them are released", 14);
-    EXPECT_TRUE(counters.empty()) << "it still lives";
+    expect_none_counted();  // it still lives
     destroy(first);
     EXPECT_EQ(blocks_out(), 2u);
     EXPECT_EQ(vela_oid_reference_count(handle, object), 2u);
     destroy(second);
     EXPECT_EQ(blocks_out(), 0u);
-    EXPECT_EQ(counters.size(), 3u);
+    EXPECT_EQ(steps_counted(), 3u);
 }
 
-TEST_F(object_reference_test, a_mapping_that_cannot_be_removed_stops_destroy) {
+TEST_P(object_reference_test, a_mapping_that_cannot_be_removed_stops_destroy) {
     ptp_stream_delete *object = make();
-    counters.clear();
+    forget_counted();
     header(object).flags |= VELA_FLAG_OID;  // the runtime knows of none
     destroy(object);
     expect_destroy_trace(BITLOG_ERROR,
                          std::string("Failed to remove oid mapping for object. Error ") + strerror(ENOENT), 13);
     expect_stored(VELA_ENOENT);
     EXPECT_EQ(blocks_out(), 1u);
-    EXPECT_TRUE(counters.empty());
+    expect_none_counted();
     header(object).flags = 0;
     destroy(object);
 }
 
-TEST_F(object_reference_test, references_that_cannot_be_listed_stop_destroy) {
+TEST_P(object_reference_test, references_that_cannot_be_listed_stop_destroy) {
     ptp_stream_delete *object = make_object();
     ptp_stream_delete *holder = make();
     refer(holder, object);
     refer(holder, nullptr);  // an object that is not known yet
-    counters.clear();
+    forget_counted();
     destroy(holder);
     const std::string failed = "Failed to get oid references from object. Error ";
     expect_destroy_trace(BITLOG_ERROR, failed + strerror(ENOENT), 16);
@@ -94,7 +95,7 @@ TEST_F(object_reference_test, references_that_cannot_be_listed_stop_destroy) {
     destroy(holder);
     expect_destroy_trace(BITLOG_ERROR, failed + strerror(ENOMEM), 16);
     EXPECT_EQ(blocks_out(), 2u);
-    EXPECT_TRUE(counters.empty());
+    expect_none_counted();
 
     vela_address_references_drop(handle, address_of(holder));
     destroy(holder);
@@ -103,7 +104,7 @@ TEST_F(object_reference_test, references_that_cannot_be_listed_stop_destroy) {
     vela_clear_last_error(handle);
 }
 
-TEST_F(object_reference_test, a_reference_that_cannot_be_released_is_passed_over) {
+TEST_P(object_reference_test, a_reference_that_cannot_be_released_is_passed_over) {
     ptp_stream_delete *lost = make_object();
     ptp_stream_delete *object = make_object();
     ptp_stream_delete *holder = make();
@@ -124,7 +125,7 @@ TEST_F(object_reference_test, a_reference_that_cannot_be_released_is_passed_over
     vela_clear_last_error(handle);
 }
 
-TEST_F(object_reference_test, addresses_of_nested_instances_and_elements_release_theirs) {
+TEST_P(object_reference_test, addresses_of_nested_instances_and_elements_release_theirs) {
     ptp_stream_delete *object = make_object();
     owned<ptp_ipv4_streams_arr> array =
         own(ptp_ipv4_streams_arr_create(handle, test_class), ptp_ipv4_streams_arr_destroy);
@@ -162,6 +163,9 @@ TEST_F(object_reference_test, addresses_of_nested_instances_and_elements_release
     destroy(object);
     expect_destroy_trace(BITLOG_INFORMATIONAL, "Successfully removed OID mapping", 15);
 }
+
+INSTANTIATE_TEST_SUITE_P(handles, object_reference_test, testing::Values(all_hooks, no_hooks, write_hook, counter_hook),
+                         name_of_hooks);
 
 }  // namespace
 }  // namespace ptp_cfg_test

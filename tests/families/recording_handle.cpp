@@ -1,5 +1,7 @@
 #include "recording_handle.h"
 
+#include <dlfcn.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <ostream>
@@ -71,7 +73,7 @@ void family_test::before_count(void *cookie, void *address, size_t length, u_int
     family_test &test = *static_cast<family_test *>(cookie);
     EXPECT_EQ(mem_class, test.expected_class) << "of a counter's announcement";
     const u_int64 *counter = static_cast<const u_int64 *>(address);
-    test.counters.push_back({counter, *counter, length});
+    test.counters.push_back({counter, *counter, length, test.traces.size()});
 }
 
 void family_test::receive_trace(void *cookie, const bitlog_record *record) {
@@ -107,14 +109,20 @@ void family_test::open(u_int32 tracking, u_int32 shared_type_info, const vela_do
     options.alloc = &allocate;
     options.free = &release;
     options.cookie = this;
-    options.pre_write = &before_write;
-    options.pre_write_counter = &before_count;
+    options.pre_write = hooks.writes ? &before_write : nullptr;
+    options.pre_write_counter = hooks.counters ? &before_count : nullptr;
     options.tracking = tracking;
     options.shared_type_info = shared_type_info;
     options.domain = domain;
     handle = vela_handle_create(&options, &err);
     ASSERT_EQ(err, 0u);
     handle->chained_mem_class = chained_class;
+    forget_counted();
+}
+
+void family_test::use_hooks(const hook_set &wanted) {
+    hooks = wanted;
+    open(0);
 }
 
 void family_test::close() {
@@ -185,6 +193,10 @@ void family_test::expect_announced(const void *instance, const std::vector<range
     watched *region = find(instance);
     ASSERT_NE(region, nullptr) << "not watched";
     settle(*region);
+    if (!hooks.writes) {
+        region->silent.assign(region->last.size(), false);
+        return;
+    }
     EXPECT_EQ(region->announced, wanted);
     for (const range &bytes : silent) {
         EXPECT_TRUE(take(region->silent, bytes)) << bytes << " did not change";
@@ -263,11 +275,41 @@ void family_test::expect_no_trace() {
 }
 
 void family_test::expect_counted(const u_int64 *counter) {
+    if (!hooks.counters) {
+        u_int64 &expected = expected_counters[counter];
+        EXPECT_GE(*counter, ++expected) << "a counter stands still";
+        return;
+    }
     ASSERT_FALSE(counters.empty()) << "no counter was announced";
     EXPECT_EQ(counters.front().counter, counter);
     EXPECT_EQ(counters.front().length, 1u);
     EXPECT_EQ(*counter, counters.front().before + 1);
     counters.erase(counters.begin());
+}
+
+void family_test::expect_none_counted() {
+    EXPECT_EQ(steps_counted(), 0u);
+    forget_counted();
+}
+
+u_int64 family_test::steps_counted() const {
+    u_int64 steps = counters.size();
+    for (const auto &[counter, expected] : expected_counters) {
+        steps += *counter - expected;
+    }
+    return steps;
+}
+
+void family_test::forget_counted() {
+    counters.clear();
+    expected_counters.clear();
+    for (u_int32 i = 0; !hooks.counters && i < ptp_cfg_type_count(); ++i) {
+        const vela_variant_table &table = *static_record(ptp_cfg_type_at(i)).variant_table;
+        for (int row = 0; row < table.count; ++row) {
+            expected_counters[&table.rows[row].created] = table.rows[row].created;
+            expected_counters[&table.rows[row].destroyed] = table.rows[row].destroyed;
+        }
+    }
 }
 
 // ---- types ---------------------------------------------------------------------------------------------------------------
@@ -292,6 +334,27 @@ std::vector<const ptp_cfg_type *> types_of(ptp_cfg_type_kind kind) {
         }
     }
     return types;
+}
+
+vela_type_info &static_record(const ptp_cfg_type *type) {
+    const std::string name = std::string("_") + describe(type).name + "_type_info_internal";
+    void *record = dlsym(RTLD_DEFAULT, name.c_str());
+    EXPECT_NE(record, nullptr) << name;
+    return *static_cast<vela_type_info *>(record);
+}
+
+void for_each_header(const ptp_cfg_type *type, vela_handle *handle, void *instance,
+                     const std::function<void(const ptp_cfg_type *, void *)> &visit) {
+    visit(type, instance);
+    for (u_int32 i = 0; i < describe(type).field_count; ++i) {
+        const ptp_cfg_field_description field = describe_field(type, i);
+        const bool nested = field.kind == PTP_CFG_FIELD_STRUCTURE || field.kind == PTP_CFG_FIELD_ENUMERATION;
+        for (u_int32 element = 0; nested && element < field.capacity; ++element) {
+            u_int32 err = 0;
+            for_each_header(field.type, handle, ptp_cfg_field_get(type, i, handle, test_class, instance, element, &err),
+                            visit);
+        }
+    }
 }
 
 const ptp_cfg_type *type_named(const char *name) {

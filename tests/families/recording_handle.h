@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <compare>
+#include <functional>
 #include <initializer_list>
 #include <iosfwd>
 #include <map>
@@ -41,7 +42,20 @@ struct counted {
     const u_int64 *counter;
     u_int64 before;  // value when the hook was called
     size_t length;
+    size_t traces;  // seen by then and not yet expected
 };
+
+/** Which hooks a handle has besides its allocator. The library takes shorter ways where there are none. */
+struct hook_set {
+    const char *name;
+    bool writes;
+    bool counters;
+};
+inline void PrintTo(const hook_set &hooks, std::ostream *out) { *out << hooks.name; }
+constexpr hook_set all_hooks = {"AllHooks", true, true};
+constexpr hook_set no_hooks = {"NoHooks", false, false};
+constexpr hook_set write_hook = {"WriteHook", true, false};
+constexpr hook_set counter_hook = {"CounterHook", false, true};
 
 template <class T>
 struct destroyer {
@@ -52,6 +66,9 @@ struct destroyer {
 /** An instance that is destroyed at the end of its scope. */
 template <class T>
 using owned = std::unique_ptr<T, destroyer<T>>;
+
+/** Name of a test that is repeated on handles with different hooks. */
+inline std::string name_of_hooks(const testing::TestParamInfo<hook_set> &info) { return info.param.name; }
 
 /**
  * A fixture around one handle. At the end of a test no block may be out, no trace and no error unseen.
@@ -68,6 +85,11 @@ class family_test : public testing::Test {
 
     // ---- the handle ----
 
+    /**
+     * Makes the handle anew with these hooks. Without pre_write nothing is expected to be announced; without a counter
+     * hook the counters of static records are looked at.
+     */
+    void use_hooks(const hook_set &wanted);
     /** Makes the handle anew: tracking 0, VELA_STTR_OFF or VELA_STTR_ON. */
     void open(u_int32 tracking, u_int32 shared_type_info = 0, const vela_domain *domain = nullptr);
     /** Changes the tracking mode under living instances. The handle must have been opened with one. */
@@ -123,12 +145,18 @@ class family_test : public testing::Test {
     void expect_no_trace();
     /** Expects one call of the counter hook, for a counter that has gone up by one since. */
     void expect_counted(const u_int64 *counter);
+    /** Expects that no counter moved since the last expectation. */
+    void expect_none_counted();
+    void forget_counted();
+    /** Steps of all counters that have not been expected yet. */
+    u_int64 steps_counted() const;
 
     vela_handle *handle = nullptr;
     u_int32 err = 0;
     u_int32 expected_class = test_class;
     std::vector<traced> traces;
     std::vector<counted> counters;
+    hook_set hooks = all_hooks;
 
   private:
     struct watched {
@@ -150,6 +178,7 @@ class family_test : public testing::Test {
     void close();
 
     std::map<const void *, size_t> blocks;
+    std::map<const u_int64 *, u_int64> expected_counters;  // of static records; without a counter hook
     std::vector<watched> regions;
     int allocations_until_failure = 0;
     bool watching_new_blocks = false;
@@ -168,6 +197,11 @@ inline size_t distance(const void *instance, const void *field) {
 
 ptp_cfg_type_description describe(const ptp_cfg_type *type);
 ptp_cfg_field_description describe_field(const ptp_cfg_type *type, u_int32 index);
+/** The record of a type that all handles without records of their own share. */
+vela_type_info &static_record(const ptp_cfg_type *type);
+/** Calls visit for an instance and every enumeration and structure in it, the outermost first. */
+void for_each_header(const ptp_cfg_type *type, vela_handle *handle, void *instance,
+                     const std::function<void(const ptp_cfg_type *, void *)> &visit);
 /** All types of a kind, in the library's order. */
 std::vector<const ptp_cfg_type *> types_of(ptp_cfg_type_kind kind);
 /** A type that must exist. */

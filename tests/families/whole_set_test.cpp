@@ -2,28 +2,12 @@
 #include <dlfcn.h>
 
 #include <cstring>
-#include <functional>
 
 #include "layout.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {
 namespace {
-
-/** Calls visit for an instance and every enumeration and structure in it, the outermost first. */
-void for_each_header(const ptp_cfg_type *type, vela_handle *handle, void *instance,
-                     const std::function<void(vela_instance_header &)> &visit) {
-    visit(header(instance));
-    for (u_int32 i = 0; i < describe(type).field_count; ++i) {
-        const ptp_cfg_field_description field = describe_field(type, i);
-        const bool nested = field.kind == PTP_CFG_FIELD_STRUCTURE || field.kind == PTP_CFG_FIELD_ENUMERATION;
-        for (u_int32 element = 0; nested && element < field.capacity; ++element) {
-            u_int32 err = 0;
-            for_each_header(field.type, handle, ptp_cfg_field_get(type, i, handle, test_class, instance, element, &err),
-                            visit);
-        }
-    }
-}
 
 class whole_set_test : public family_test {
   protected:
@@ -48,7 +32,7 @@ class whole_set_test : public family_test {
     }
     std::vector<vela_instance_header> headers_of(const ptp_cfg_type *type, void *instance) {
         std::vector<vela_instance_header> headers;
-        for_each_header(type, handle, instance, [&](const vela_instance_header &it) { headers.push_back(it); });
+        for_each_header(type, handle, instance, [&](const ptp_cfg_type *, void *it) { headers.push_back(header(it)); });
         return headers;
     }
 };
@@ -148,7 +132,8 @@ TEST_F(whole_set_test, every_header_of_every_type_keeps_what_is_its_own) {
             const std::vector<vela_instance_header> sound = headers_of(type, source.get());
             const std::vector<vela_instance_header> own = headers_of(type, destination.get());
             const vela_type_info stranger = *own[0].type_info;
-            for_each_header(type, handle, source.get(), [&](vela_instance_header &it) {
+            for_each_header(type, handle, source.get(), [&](const ptp_cfg_type *, void *nested) {
+                vela_instance_header &it = header(nested);
                 it.flags |= VELA_FLAG_OID | VELA_FLAG_EMBEDDED | VELA_FLAG_EXTRA_DATA | VELA_FLAG_OWNED_BLOCK;
                 it.variant = 1;
                 it.type_info = &stranger;
@@ -167,7 +152,8 @@ TEST_F(whole_set_test, every_header_of_every_type_keeps_what_is_its_own) {
                 EXPECT_EQ(copied[i].type_info, own[i].type_info) << "header " << i;
             }
             size_t next = 0;
-            for_each_header(type, handle, source.get(), [&](vela_instance_header &it) { it = sound[next++]; });
+            for_each_header(type, handle, source.get(),
+                            [&](const ptp_cfg_type *, void *it) { header(it) = sound[next++]; });
         }
     }
 }
