@@ -1,4 +1,4 @@
-# What `cmake --install` puts where: libraries, headers, the command line, and how other builds find them.
+# What `cmake --install` puts where: libraries, headers, the command line, how other builds find them, and what to read.
 
 include(CMakePackageConfigHelpers)
 
@@ -18,6 +18,13 @@ install(EXPORT ptp_cfg NAMESPACE ptp_cfg:: FILE ptp_cfg_targets.cmake
 if(PTP_CFG_TOOLS)
     install(TARGETS ptpcfg RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()
+
+# What README.md refers to lies beside it as in the source tree, except for tests/ and bench/.
+install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY schema DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.toml")
+install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN run EXCLUDE)  # that plays the build tree
+install(DIRECTORY "${PTP_CFG_REFERENCE_DIR}" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 configure_package_config_file("${PROJECT_SOURCE_DIR}/packaging/ptp_cfg-config.cmake.in"
                               "${PROJECT_BINARY_DIR}/packaging/ptp_cfg-config.cmake"

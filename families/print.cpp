@@ -86,7 +86,7 @@ u_int32 enumeration_print(const enumeration_descriptor &type, vela_handle *handl
     if (literal != nullptr) {
         out.line(literal);
     } else {
-        out.words("Enum value out of range");  // without a new line: readers of the text know it so
+        out.words("Enum value out of range");  // without a new line, which tells it from a literal
     }
     return out.position;
 }
@@ -110,7 +110,7 @@ u_int32 structure_print(const structure_descriptor &type, vela_handle *handle, u
         }
     }
     // The closing indentation is written over the opening one, yet counted here: the brace stands `indent`
-    // characters on, behind whatever the caller's buffer holds there. Readers of the text expect this distance.
+    // characters on, behind whatever the caller's buffer holds there. The distance is part of the text's form.
     out.position += vela_print_space(handle, mem_class, buffer, indent, out.left(), err);
     out.line("}");
     return out.position;

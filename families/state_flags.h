@@ -36,7 +36,7 @@ void state_flag_whole_set(const structure_descriptor &type, u_int32 index, vela_
 /** Lends the element flags of an array field, element 0 first. */
 void state_flag_get_arr(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                         void *instance, u_int8 **flags, u_int32 *err);
-/** Stores flags from the array's whole byte on: one byte earlier than state_flag_get_arr reads, as peers expect. */
+/** Stores flags from the array's whole byte on, which makes the first of them the array's own; get_arr begins behind it. */
 void state_flag_set_arr(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                         void *instance, const u_int8 *flags, u_int32 count, u_int32 *err);
 

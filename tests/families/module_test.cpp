@@ -433,7 +433,7 @@ TEST(module_test, manifest_lists_every_type) {
     }
     EXPECT_FALSE(std::getline(lines, line)) << line;
 
-    // What other tools have on file of these types.
+    // Identities and definitions of these types never change: files and peers refer to them.
     for (const char *known : {"c13fd0a548290cdc1c1ff084c3c98eb1:b8e89f27f197dbec0747035d97502babtype000:00024N",
                               "313ec5be9ab02fb1218821bfe24c6198:9175e349803cb8d402cfb340a4f6090denum001:00016N",
                               "852bda6c079d58af443fbd15f53e084c:06fb4259751f049c4dae74babd4bdbf1enum000:00016N"}) {

@@ -206,7 +206,8 @@ VELA_API void vela_domain_destroy(vela_domain *domain);
 /**
  * Sets the variant of a type in a domain.
  * @param type_name  for example "ptp_port"
- * @param variant    from 0; one above the newest is read as the newest by whoever creates an instance
+ * @param variant    from 0. Above the newest, structures are made in their newest variant; enumerations take it as it
+ *                   is, and then admit values that this release has no literal for
  * @return 0, 12 (no memory) or 22 (negative variant, empty name)
  */
 VELA_API u_int32 vela_domain_set_variant(vela_domain *domain, const char *type_name, int8 variant);
