@@ -47,6 +47,9 @@ TEST_F(bad_input, xml_that_the_types_do_not_know_is_refused_with_its_place) {
         {"<warm_restart colour=\"red\">true</warm_restart>", "unknown attribute colour"},
         {"<warm_restart state=\"256\">true</warm_restart>", "state \"256\" is not a number from 0 to 255"},
         {"<warm_restart><b/></warm_restart>", "unknown element; a value is wanted in <warm_restart>"},
+        {"<default_data_set><clk_id>AA-BB-CC-FF-FE-00-03</clk_id></default_data_set>",
+         "clk_id: 'AA-BB-CC-FF-FE-00-03' is not 8 bytes as AA-BB-CC-FF-FE-00-03-30, or an element <ptp_clk_id> for"},
+        {"<default_data_set><clk_id>AA:BB:CC:FF:FE:00:03:30</clk_id></default_data_set>", "is not 8 bytes as AA-BB"},
         {"stray", "text \"\\x0a  stray"},
         {"<default_data_set><clk_id><ptp_clk_id>1</ptp_clk_id><ptp_clk_id>2</ptp_clk_id><ptp_clk_id>3</ptp_clk_id>"
          "<ptp_clk_id>4</ptp_clk_id><ptp_clk_id>5</ptp_clk_id><ptp_clk_id>6</ptp_clk_id><ptp_clk_id>7</ptp_clk_id>"
@@ -141,6 +144,9 @@ TEST_F(bad_input, bytes_that_lie_are_refused) {
         {15, std::string("\x05", 1), "offset 12: the header gives the message 5 bytes"},
         {27, "\x55", "offset 27: identity: no message is known as 55"},
         {45, std::string("\xff\xff\xff\xff", 4), "ptp_clock_delete/jump: ends"},
+        {45, std::string("\0\0\0\5", 4),
+         "offset 45: ptp_clock_delete/jump: says that the record ends after 5 bytes, but 24 are taken by"},
+        {45, std::string("\0\0\0\0", 4), "ptp_clock_delete/jump: says that the record ends after 0 bytes"},
         {good.size(), "\x01\x02", "does not begin a message"},
     };
     for (const lie &lie : lies) {
@@ -236,6 +242,30 @@ TEST_F(bad_input, wrong_command_lines_are_usage_errors) {
         EXPECT_NE(result.err, "") << script;
     }
     EXPECT_EQ(sh("ptpcfg --version && ptpcfg encode --help").status, 0);
+    const std::pair<const char *, const char *> sentences[] = {
+        {"ptpcfg", "ptpcfg: A subcommand is required; 'ptpcfg --help' lists them\n"},
+        {"ptpcfg decod clock.bin",
+         "ptpcfg: there is no subcommand 'decod'; did you mean decode? 'ptpcfg --help' lists the subcommands\n"},
+        {"ptpcfg --domain ptp_port=0 xyzzy",
+         "ptpcfg: there is no subcommand 'xyzzy'; 'ptpcfg --help' lists the subcommands\n"},
+        {"ptpcfg --trase decode",
+         "ptpcfg: decode: The following argument was not expected: --trase; "
+         "'ptpcfg decode --help' says more\n"},
+        {"ptpcfg --foo", "ptpcfg: unknown option --foo; 'ptpcfg --help' lists them\n"},
+        {"ptpcfg encode a b",
+         "ptpcfg: encode: The following argument was not expected: b; 'ptpcfg encode --help' says "
+         "more\n"},
+        {"ptpcfg decode --check -o x y",
+         "ptpcfg: decode: --output excludes --check; 'ptpcfg decode --help' says more\n"},
+        {"ptpcfg record tcp:127.0.0.1:70000 a.rec",
+         "ptpcfg: 'tcp:127.0.0.1:70000': expected a numeric address and a port from 0 to 65535, tcp:127.0.0.1:4711 or "
+         "tcp:[::1]:4711\n"},
+    };
+    for (const auto &[script, sentence] : sentences) {
+        const outcome result = sh(script);
+        EXPECT_EQ(result.status, 2) << script;
+        EXPECT_EQ(result.err, sentence);
+    }
 }
 
 }  // namespace

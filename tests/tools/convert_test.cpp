@@ -96,6 +96,53 @@ TEST_F(convert, a_record_travels_without_a_message_when_its_type_is_named) {
               "<ptp_clock_mode>\n  <VELA_PTP_CLOCK_MODE_BC_HYBRID/>\n</ptp_clock_mode>\n");
 }
 
+TEST_F(convert, addresses_and_identities_are_written_as_people_write_them) {
+    const auto clock = [](const std::string &identity) {
+        return "<ptp_clock_identity>" + identity + "</ptp_clock_identity>";
+    };
+    write("short.xml", clock(" aA-BB-CC-FF-FE-00-03-30\n"));
+    write("long.xml", clock("<ptp_clk_id>170</ptp_clk_id><ptp_clk_id>187</ptp_clk_id><ptp_clk_id>204</ptp_clk_id>"
+                            "<ptp_clk_id>255</ptp_clk_id><ptp_clk_id>254</ptp_clk_id><ptp_clk_id>0</ptp_clk_id>"
+                            "<ptp_clk_id>3</ptp_clk_id><ptp_clk_id>48</ptp_clk_id>"));
+    const std::string encode = "ptpcfg encode --to hex --type ptp_clock_identity ";
+    EXPECT_EQ(sh(encode + "short.xml").err, "");
+    EXPECT_EQ(sh(encode + "short.xml").out, sh(encode + "long.xml").out);
+
+    const auto streams = [](const std::string &address) {
+        return "<ptp_ipv4_streams_list_msg><ptp_ipv4_streams_arr><streams><stream_id>3221225985</stream_id><addr>" +
+               address + "</addr></streams></ptp_ipv4_streams_arr></ptp_ipv4_streams_list_msg>";
+    };
+    write("dotted.xml", streams("192.0.2.1"));
+    write("number.xml", streams("3221225985"));
+    EXPECT_EQ(sh("ptpcfg encode dotted.xml -o a.bin && ptpcfg encode number.xml | cmp - a.bin").err, "");
+    EXPECT_THAT(sh("ptpcfg decode a.bin").out, HasSubstr("<addr>3221225985</addr>"));
+    const std::string printed = sh("ptpcfg print a.bin").out;
+    EXPECT_EQ(lines_with(printed, "192.0.2.1"), "      addr@u_int32:3221225985 (192.0.2.1)\n");
+    EXPECT_EQ(lines_with(printed, "("), lines_with(printed, "(192.0.2.1)"));
+    EXPECT_EQ(lines_with(sh("ptpcfg decode --explain a.bin").out, "(192.0.2.1)"),
+              lines_with(sh("ptpcfg decode --explain a.bin").out, "streams[0]/addr"));
+    write("bad.xml", streams("192.0.2"));
+    EXPECT_THAT(sh("ptpcfg encode bad.xml").err,
+                HasSubstr("addr: '192.0.2' is not an IPv4 address: a number from 0 to 4294967295, or as 192.0.2.1"));
+
+    const auto port = [](const std::string &vrf) {
+        return "<ptp_port_cfg><ptp_port><vrf>" + vrf + "</vrf></ptp_port></ptp_port_cfg>";
+    };
+    write("vrf.xml", port("1:254:1:1"));
+    EXPECT_THAT(sh("ptpcfg encode vrf.xml | ptpcfg print").out, HasSubstr("vrf@vrf_info:id 1 table 254 afi 1 safi 1"));
+    write("vrf.xml", port("red"));
+    EXPECT_THAT(sh("ptpcfg encode vrf.xml").err,
+                HasSubstr("vrf: 'red' is not of type vrf_info, which is written as ID:TABLE:AFI:SAFI, four numbers"));
+}
+
+TEST_F(convert, check_tells_by_its_exit_code) {
+    EXPECT_EQ(sh("ptpcfg decode --check clock.bin; ptpcfg encode --check $CLOCKS/delete_clock.xml").out, "");
+    write("bad.bin", read("clock.bin") + "x");
+    const outcome bad = sh("ptpcfg decode --check bad.bin");
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_THAT(bad.err, HasSubstr("bad.bin: offset 152: byte 78 does not begin a message"));
+}
+
 TEST_F(convert, state_flags_go_through_xml_when_they_are_asked_for) {
     write("in.xml",
           "<ptp_clock_cfg><ptp_clock><modify state=\"2\">true</modify><default_data_set state=\"1\">"

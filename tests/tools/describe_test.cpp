@@ -23,6 +23,19 @@ TEST_F(describe, lists_every_type_and_describes_each) {
     EXPECT_THAT(sh("ptpcfg describe ptp_clock_cfg").out, HasSubstr("93215bd5b0203226a07b2cba59df4112"));
 }
 
+TEST_F(describe, says_how_values_are_written) {
+    for (const char *primitive : {"u_int8", "u_int16", "u_int32", "u_int64", "int8", "int16", "int32", "vela_boolean",
+                                  "var_string", "en_address", "ip_address", "vrf_info"}) {
+        EXPECT_THAT(sh(std::string("ptpcfg describe ") + primitive).out, HasSubstr("In XML it is written as"))
+            << primitive;
+    }
+    EXPECT_THAT(sh("ptpcfg describe vrf_info").out, HasSubstr("ID:TABLE:AFI:SAFI"));
+    EXPECT_THAT(sh("ptpcfg describe ptp_port").out, HasSubstr("vrf_info      is written as ID:TABLE"));
+    EXPECT_THAT(sh("ptpcfg describe ptp_clock_identity").out, HasSubstr("8 bytes as AA-BB-CC-FF-FE-00-03-30"));
+    EXPECT_THAT(sh("ptpcfg describe ptp_ipv4_stream_id").out,
+                HasSubstr("addr        is written as a number, or an addr"));
+}
+
 TEST_F(describe, layout_agrees_with_the_encoder) {
     const outcome result = sh(R"(
         for option in "" --tracked; do

@@ -185,4 +185,13 @@ TEST_F(older_peer, is_described_by_one_file_and_single_variants) {
     EXPECT_EQ(missing.err, "ptpcfg: none.toml: cannot read: No such file or directory\n");
 }
 
+TEST_F(older_peer, takes_the_example_clocks_that_its_profiles_allow) {
+    for (const char *clock :
+         {"g8275_1_boundary_clock", "default_profile_ordinary_clock", "delete_clock", "modify_priority"}) {
+        EXPECT_EQ(sh("ptpcfg encode " + older + " --check $CLOCKS/" + clock + ".xml").err, "") << clock;
+    }
+    EXPECT_THAT(sh("ptpcfg encode " + older + " $CLOCKS/g8275_2_boundary_clock.xml").err,
+                HasSubstr("needs a newer variant"));
+}
+
 }  // namespace

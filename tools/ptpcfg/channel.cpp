@@ -41,8 +41,10 @@ channel open_channel(open_channel_fn open, const channel_options &options, vela_
     u_int32 err = 0;
     channel result(open(options.channel.c_str(), options.uri.c_str(), &details, reason, sizeof reason, &err));
     if (result == nullptr) {
+        const std::string text = reason[0] != 0 ? reason : error_text(err);
+        const bool has_uri = text.find(options.uri) != std::string::npos;
         throw failure(err == VELA_EINVAL ? exit_code::usage : exit_code::peer,
-                      options.uri + ": " + (reason[0] != 0 ? reason : error_text(err)));
+                      has_uri ? text : options.uri + ": " + text);
     }
     return result;
 }

@@ -14,9 +14,9 @@ namespace {
 
 constexpr const char *exit_codes =
     "Exit codes: 0 done; 1 the input is wrong; 2 the command line is wrong; 3 a file, a pipe or the memory failed;\n"
-    "4 the other end of a channel failed, or did not confirm every message. Faults are named on standard error, a line "
-    "each; output appears whole or\n"
-    "not at all.";
+    "4 the other end of a channel failed, or did not confirm every message. Faults are named on standard error, each\n"
+    "in a line. A file is written whole or not at all; standard output may have what came before a fault. When its\n"
+    "reader ends, as head does, ptpcfg ends as by SIGPIPE (141 in a shell).";
 
 void trace_to_stderr(void *, const bitlog_record *record) {
     char text[512];
@@ -77,7 +77,6 @@ void add_global_options(CLI::App &app, final_statistics &statistics) {
         ->allow_extra_args(false)
         ->each([domain](const std::string &) {});  // keeps it as long as the option
     app.footer(exit_codes);
-    app.failure_message(CLI::FailureMessage::simple);
 }
 
 /** --domain of a subcommand, which may also stand before the subcommand's name. */
@@ -311,6 +310,27 @@ void add_replay(CLI::App &app) {
     command->callback([options] { replay(*options); });
 }
 
+/** What is wrong with a command line, and where more is said. */
+std::string fault_of(const CLI::App &app, const CLI::ParseError &error) {
+    if (const std::vector<CLI::App *> parsed = app.get_subcommands(); !parsed.empty()) {
+        const std::string name = parsed.front()->get_name();
+        return name + ": " + error.what() + "; 'ptpcfg " + name + " --help' says more";
+    }
+    std::vector<std::string> names;
+    for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; })) {
+        names.push_back(command->get_name());
+    }
+    for (const std::string &word : app.remaining()) {
+        if (word.starts_with('-')) {
+            return "unknown option " + word + "; 'ptpcfg --help' lists them";
+        }
+        const std::string hint = suggestion(word, names);
+        return "there is no subcommand '" + word + "'" + (hint.empty() ? ";" : hint) +
+               " 'ptpcfg --help' lists the subcommands";
+    }
+    return error.what() + std::string("; 'ptpcfg --help' lists them");
+}
+
 }  // namespace
 
 int run_command_line(int argc, char **argv) {
@@ -326,7 +346,10 @@ int run_command_line(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? 0 : static_cast<int>(exit_code::usage);
+        if (error.get_exit_code() == 0) {
+            return app.exit(error);  // help was asked for
+        }
+        throw failure(exit_code::usage, fault_of(app, error));
     }
     return 0;
 }

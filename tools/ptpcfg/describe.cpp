@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <set>
 
 #include "commands.h"
 #include "failure.h"
@@ -6,6 +7,7 @@
 #include "record_writer.h"
 #include "records.h"
 #include "table.h"
+#include "value_forms.h"
 
 namespace ptpcfg {
 namespace {
@@ -72,6 +74,25 @@ std::string members_text(const ptp_cfg_type *type, const ptp_cfg_type_descriptio
     return table.text();
 }
 
+/** How values are written whose form is not plain, where there are such. */
+std::string forms_text(const ptp_cfg_type *type) {
+    table table;
+    std::set<std::string> told;
+    for (const ptp_cfg_field_description &field : fields_of(type)) {
+        const std::string form = form_of(field);
+        const bool is_own = is_ipv4_number(field);
+        if (!form.empty() && told.insert(is_own ? field.name : field.type_name).second) {
+            table.row({is_own ? field.name : field.type_name, "is written as " + form});
+        }
+    }
+    return told.empty() ? "" : "\n" + table.text();
+}
+
+std::string primitive_text(const primitive_doc &primitive) {
+    return std::string(primitive.name) + ": primitive\n" + primitive.doc + ".\n\nIn XML it is written as " +
+           primitive.form + ".\n";
+}
+
 std::string details_text(const ptp_cfg_type *type) {
     const ptp_cfg_type_description description = describe(type);
     std::string text = std::string(description.short_name) + ": " + kind_name(description.kind) + "\n";
@@ -86,7 +107,10 @@ std::string details_text(const ptp_cfg_type *type) {
         size += ", " + std::to_string(description.tracked_size) + " with state flags";
     }
     facts.row({"size", size});
-    return text + "\n" + facts.text() + "\n" + members_text(type, description);
+    if (description.kind == PTP_CFG_STRUCTURE && is_byte_list(type)) {
+        facts.row({"written as", form_of_byte_list(type)});
+    }
+    return text + "\n" + facts.text() + "\n" + members_text(type, description) + forms_text(type);
 }
 
 /** Collects where each part of an encoding stands. */
@@ -210,6 +234,9 @@ std::string sample_text(const ptp_cfg_type *type, const session_options &options
 std::string answer(const describe_options &options) {
     if (options.name.empty()) {
         return list_text();
+    }
+    if (const primitive_doc *primitive = primitive_named(options.name)) {
+        return primitive_text(*primitive);
     }
     const ptp_cfg_type *type = type_named(options.name);
     if (options.xml) {

@@ -7,7 +7,11 @@
 namespace ptpcfg {
 namespace {
 
-int digit_value(char c) {
+bool is_separator(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0 || c == ',' || c == ':'; }
+
+}  // namespace
+
+int hex_digit_value(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
     }
@@ -15,17 +19,13 @@ int digit_value(char c) {
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-bool is_separator(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0 || c == ',' || c == ':'; }
-
-}  // namespace
-
 void hex_reader::take(std::string_view text, std::string &bytes) {
     for (const char c : text) {
         ++column_;
         if (is_comment_) {
             is_comment_ = c != '\n';
         } else if (high_ >= 0) {
-            const int low = digit_value(c);
+            const int low = hex_digit_value(c);
             if (low >= 0) {
                 bytes.push_back(static_cast<char>(high_ << 4 | low));
             } else if (high_ != 0 || (c | 0x20) != 'x') {  // "0x" stands before a pair
@@ -36,7 +36,7 @@ void hex_reader::take(std::string_view text, std::string &bytes) {
             is_comment_ = true;
         } else if (!is_separator(c)) {
             pair_column_ = column_;
-            high_ = digit_value(c);
+            high_ = hex_digit_value(c);
             if (high_ < 0) {
                 refuse();
             }
@@ -55,8 +55,9 @@ void hex_reader::finish() const {
 }
 
 void hex_reader::refuse() const {
-    throw failure(exit_code::bad_input, name_ + ":" + std::to_string(line_) + ":" + std::to_string(pair_column_) +
-                                            ": a pair of hexadecimal digits must stand here");
+    throw failure(exit_code::bad_input,
+                  name_ + ":" + std::to_string(line_) + ":" + std::to_string(pair_column_) +
+                      ": a pair of hexadecimal digits must stand here; --from says another format");
 }
 
 }  // namespace ptpcfg

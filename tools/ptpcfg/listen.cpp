@@ -7,6 +7,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "files.h"
 #include "receiver.h"
 #include "record_writer.h"
 #include "records.h"
@@ -39,6 +40,9 @@ class record_stream {
             const ssize_t count = ::write(file_, text.data() + done, text.size() - done);
             if (count < 0 && errno != EINTR) {
                 const int reason = errno;
+                if (reason == EPIPE && file_ == STDOUT_FILENO) {
+                    throw reader_is_gone();
+                }
                 if (is_file && ::ftruncate(file_, status.st_size) != 0) {
                     throw failure(exit_code::io, name_ + ": cannot write, and the last record is cut");
                 }

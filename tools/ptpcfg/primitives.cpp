@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <limits>
 
+#include "value_forms.h"
+
 namespace ptpcfg {
 namespace {
 
@@ -66,6 +68,9 @@ const primitive *primitive_of(const ptp_cfg_field_description &field) {
 /** What a field of this kind takes, for a sentence. */
 std::string expectation(const ptp_cfg_field_description &field) {
     const unsigned bits = field.element_size * 8u;
+    if (is_ipv4_number(field)) {
+        return "an IPv4 address: a number from 0 to 4294967295, or as 192.0.2.1";
+    }
     switch (field.kind) {
         case PTP_CFG_FIELD_UNSIGNED:
             return "a number from 0 to " +
@@ -76,7 +81,7 @@ std::string expectation(const ptp_cfg_field_description &field) {
         case PTP_CFG_FIELD_BOOLEAN:
             return "true or false";
         default:
-            return std::string("a value of type ") + field.type_name;
+            return std::string("of type ") + field.type_name + ", which is written as " + form_of(field);
     }
 }
 
@@ -127,7 +132,8 @@ std::string value_text(const ptp_cfg_field_description &field, std::string_view 
     if (err != 0 || element.size() < 7) {
         return "";
     }
-    return std::string(element.substr(3, element.size() - 7));
+    const std::string text(element.substr(3, element.size() - 7));
+    return is_ipv4_number(field) ? text + note_on_address(static_cast<u_int32>(read_number(bytes))) : text;
 }
 
 std::string quoted(std::string_view text) {

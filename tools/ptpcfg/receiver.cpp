@@ -37,7 +37,8 @@ void receiver::run() {
         say(std::to_string(silent_strangers_) + " more pieces came from strangers");
     }
     if (faults_ > 0) {
-        throw failure(exit_code::peer, options_.uri + ": " + std::to_string(faults_) + " faults, see above");
+        throw failure(exit_code::peer, options_.uri + ": " + std::to_string(faults_) +
+                                           (faults_ == 1 ? " fault" : " faults") + ", see above");
     }
 }
 

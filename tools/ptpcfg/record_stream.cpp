@@ -48,19 +48,35 @@ void each_of_bytes(input_stream &input, const ptp_cfg_type *bare_type, const ses
     each_message(input, bare_type, session, take);
 }
 
-void each_of_xml(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
-    xml_splitter splitter(input);
-    fault_list faults(input.name());
-    bool is_empty = true;
+/** Whether there was an element other than frames. */
+bool each_piece(xml_splitter &splitter, const input_stream &input, const ptp_cfg_type *bare_type,
+                const session &session, fault_list &faults, const take_fn &take) {
+    bool has_records = false;
     while (const std::optional<xml_piece> piece = splitter.next()) {
         const xml_source source(input.name(), piece->text, piece->line, piece->column);
         for (const record &each : records_from_source(source, piece->is_frame, bare_type, session, faults)) {
             take(each);
         }
-        is_empty = is_empty && piece->is_frame;
+        has_records = has_records || !piece->is_frame;
+    }
+    return has_records;
+}
+
+void each_of_xml(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
+    xml_splitter splitter(input);
+    fault_list faults(input.name());
+    bool has_records = true;
+    try {
+        has_records = each_piece(splitter, input, bare_type, session, faults, take);
+    } catch (const failure &error) {
+        // What ends the reading is told behind what was found before.
+        if (faults.empty() || error.code() != exit_code::bad_input) {
+            throw;
+        }
+        faults.add(error.what());
     }
     faults.fail_if_any();
-    if (is_empty) {
+    if (!has_records) {
         throw failure(exit_code::bad_input, input.name() + ": holds no message");
     }
 }

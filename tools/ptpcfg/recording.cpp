@@ -63,7 +63,8 @@ void recording::say(const std::string &text) const {
 
 void recording::finish() const {
     if (faults_ > 0) {
-        throw failure(exit_code::bad_input, path_ + ": " + std::to_string(faults_) + " faults, see above");
+        throw failure(exit_code::bad_input,
+                      path_ + ": " + std::to_string(faults_) + (faults_ == 1 ? " fault" : " faults") + ", see above");
     }
 }
 

@@ -5,6 +5,7 @@
 #include "failure.h"
 #include "files.h"
 #include "state_flags.h"
+#include "value_forms.h"
 #include "wire.h"
 
 namespace ptpcfg {
@@ -163,6 +164,11 @@ std::vector<record> records_from_bytes(const std::string &name, std::string_view
 
 std::vector<record> records_from_source(const xml_source &source, bool is_frame, const ptp_cfg_type *bare_type,
                                         const session &session, fault_list &faults) {
+    for (const pugi::xml_node element : source.root().children()) {
+        if (const ptp_cfg_type *type = ptp_cfg_type_find(element.name())) {
+            rewrite_forms(element, type);
+        }
+    }
     std::vector<record> records;
     const bool is_message = bare_type != nullptr && describe(bare_type).kind == PTP_CFG_MESSAGE;
     for (const xml_record &element :
@@ -196,9 +202,11 @@ void append_xml(const record &record, std::string &text) {
 }
 
 void append_print(const record &record, std::string &text) {
-    append_filled(record, text, "print", [&record](char *buffer, u_int32 room, u_int32 *err) {
+    std::string printed;
+    append_filled(record, printed, "print", [&record](char *buffer, u_int32 room, u_int32 *err) {
         return record.operations().print(record.handle(), memory_class, buffer, record.instance(), room, err);
     });
+    text += explained_print(printed, record.type());
 }
 
 }  // namespace ptpcfg

@@ -12,6 +12,7 @@
 #include "bitlog.h"
 #include "commands.h"
 #include "failure.h"
+#include "files.h"
 #include "json.h"
 #include "signals.h"
 
@@ -217,6 +218,9 @@ class trace_printer {
     }
 
     [[noreturn]] static void fail_to_write() {
+        if (errno == EPIPE) {
+            throw reader_is_gone();
+        }
         throw failure(exit_code::io, std::string("standard output: cannot write: ") + std::strerror(errno));
     }
 

@@ -6,6 +6,7 @@
 
 #include "failure.h"
 #include "primitives.h"
+#include "value_forms.h"
 
 namespace ptpcfg {
 namespace {
@@ -134,10 +135,15 @@ bool checker::no_children(pugi::xml_node node) {
 /** A structure or message: its children are its fields or payloads. */
 void checker::structure(pugi::xml_node node, const ptp_cfg_type *type) {
     attributes(node, "state");
+    const std::string text = text_of(node);
+    if (is_byte_list(type) && text.find_first_not_of(" \t\r\n") != std::string::npos) {
+        fault(node, "'" + text + "' is not " + form_of_byte_list(type));
+        return;
+    }
     if (!no_text(node)) {
         return;
     }
-    const std::vector<ptp_cfg_field_description> fields = fields_of(type);
+    const std::vector<ptp_cfg_field_description> &fields = fields_of(type);
     std::map<std::string, u_int32> seen;
     for (const pugi::xml_node child : node.children()) {
         if (child.type() != pugi::node_element) {

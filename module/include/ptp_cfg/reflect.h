@@ -45,7 +45,8 @@ typedef struct ptp_cfg_field_description {
     u_int8 element_size; /**< bytes in memory of a number or opaque value; 0 for others */
     u_int32 wire_width;  /**< bytes on the wire of one primitive value or enumeration; 0 for others */
     const char *doc;
-    const char *unit; /**< NULL where there is none */
+    const char *unit; /**< "seconds" and so on, or "IPv4 address" of a number that is one, its first octet the most
+                           significant; NULL where there is none */
 } ptp_cfg_field_description;
 
 /** A value of an enumeration. */

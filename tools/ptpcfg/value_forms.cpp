@@ -1,0 +1,222 @@
+#include "value_forms.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <unordered_map>
+#include <vector>
+
+#include "hex_reader.h"
+
+namespace ptpcfg {
+namespace {
+
+constexpr const char *number_form = "a decimal number, or a hexadecimal one as 0x2A";
+
+constexpr primitive_doc primitives[] = {
+    {"u_int8", "Number from 0 to 255", number_form},
+    {"u_int16", "Number from 0 to 65535", number_form},
+    {"u_int32", "Number from 0 to 4294967295",
+     "a decimal number, or a hexadecimal one as 0x2A; where it is an IPv4 address ('describe' says so) also as "
+     "192.0.2.1"},
+    {"u_int64", "Number from 0 to 18446744073709551615", number_form},
+    {"int8", "Number from -128 to 127", number_form},
+    {"int16", "Number from -32768 to 32767", number_form},
+    {"int32", "Number from -2147483648 to 2147483647", number_form},
+    {"vela_boolean", "Truth value", "true or false; 1 and 0 are read as well"},
+    {"var_string", "Text of up to 255 characters",
+     "itself, with \\\\ for a backslash and \\xNN for a byte that XML cannot have"},
+    {"en_address", "MAC address", "six bytes, as 00:1b:19:00:00:01 or 00-1b-19-00-00-01"},
+    {"ip_address", "IP address of either family",
+     "192.0.2.1, 2001:db8::1, fe80::1%3 with a scope of 3, or nothing where there is none"},
+    {"vrf_info", "VRF: its identifier, table, address family (AFI) and subsequent address family (SAFI)",
+     "ID:TABLE:AFI:SAFI, four numbers, as 1:254:1:1"},
+};
+
+/** The bytes of pairs of digits with '-' between them, if that is what a text is. */
+std::optional<std::string> dashed_bytes(std::string_view text, size_t count) {
+    if (text.size() != count * 3 - 1) {
+        return std::nullopt;
+    }
+    for (size_t at = 0; at < text.size(); ++at) {
+        if (at % 3 == 2 ? text[at] != '-' : hex_digit_value(text[at]) < 0) {
+            return std::nullopt;
+        }
+    }
+    std::string bytes;
+    for (size_t at = 0; at < text.size(); at += 3) {
+        bytes.push_back(static_cast<char>(hex_digit_value(text[at]) << 4 | hex_digit_value(text[at + 1])));
+    }
+    return bytes;
+}
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    const size_t begin = std::min(text.find_first_not_of(blanks), text.size());
+    return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
+}
+
+void rewrite_byte_list(pugi::xml_node node, const ptp_cfg_type *type) {
+    const ptp_cfg_field_description &field = fields_of(type).front();
+    const std::optional<std::string> bytes = dashed_bytes(trimmed(node.child_value()), field.capacity);
+    if (!bytes) {
+        return;
+    }
+    node.remove_children();
+    for (const char byte : *bytes) {
+        node.append_child(field.name).text().set(static_cast<unsigned>(static_cast<u_int8>(byte)));
+    }
+}
+
+void rewrite_address(pugi::xml_node node) {
+    const std::string text(trimmed(node.child_value()));
+    in_addr address{};
+    if (inet_pton(AF_INET, text.c_str(), &address) == 1) {
+        node.text().set(ntohl(address.s_addr));
+    }
+}
+
+/** Whether something within a type is an address that print shows as a number. */
+bool has_ipv4_number(const ptp_cfg_type *type) {
+    static std::unordered_map<const ptp_cfg_type *, bool> known;
+    if (const auto at = known.find(type); at != known.end()) {
+        return at->second;
+    }
+    const std::vector<ptp_cfg_field_description> &fields = fields_of(type);
+    const bool result = std::any_of(fields.begin(), fields.end(), [](const ptp_cfg_field_description &field) {
+        return is_ipv4_number(field) || (field.type != nullptr && has_ipv4_number(field.type));
+    });
+    known[type] = result;
+    return result;
+}
+
+/** A line of print, NAME@TYPE:VALUE. */
+struct printed_line {
+    size_t depth;
+    std::string_view name;  // without an index
+    std::string_view type;
+    std::string_view value;
+};
+
+printed_line split(std::string_view line) {
+    const size_t begin = std::min(line.find_first_not_of(' '), line.size());
+    const size_t at = std::min(line.find('@', begin), line.size());
+    const size_t colon = std::min(line.find(':', at), line.size());
+    const std::string_view name = line.substr(begin, at - begin);
+    return {begin / 2, name.substr(0, std::min(name.find('['), name.size())),
+            line.substr(std::min(at + 1, colon), colon - std::min(at + 1, colon)),
+            line.substr(std::min(colon + 1, line.size()))};
+}
+
+const ptp_cfg_field_description *field_named(const ptp_cfg_type *type, std::string_view name) {
+    const std::vector<ptp_cfg_field_description> &fields = fields_of(type);
+    const auto at = std::find_if(fields.begin(), fields.end(), [&](const auto &field) { return field.name == name; });
+    return at == fields.end() ? nullptr : &*at;
+}
+
+/** Knows within which structures a line of print stands, by its indentation. */
+class print_explainer {
+  public:
+    std::string note_on(std::string_view text) {
+        const printed_line line = split(text);
+        owners_.resize(std::min(owners_.size(), line.depth));
+        const ptp_cfg_type *owner = owners_.empty() ? nullptr : owners_.back();
+        if (line.value == " {") {
+            owners_.push_back(ptp_cfg_type_find(std::string(line.type).c_str()));
+            return "";
+        }
+        const ptp_cfg_field_description *field = owner == nullptr ? nullptr : field_named(owner, line.name);
+        if (field == nullptr || !is_ipv4_number(*field)) {
+            return "";
+        }
+        return note_on_address(static_cast<u_int32>(std::strtoul(std::string(line.value).c_str(), nullptr, 10)));
+    }
+
+  private:
+    std::vector<const ptp_cfg_type *> owners_;
+};
+
+}  // namespace
+
+const primitive_doc *primitive_named(std::string_view name) {
+    const auto at = std::find_if(std::begin(primitives), std::end(primitives),
+                                 [&](const primitive_doc &row) { return row.name == name; });
+    return at == std::end(primitives) ? nullptr : at;
+}
+
+std::string form_of(const ptp_cfg_field_description &field) {
+    if (field.type != nullptr) {
+        return field.kind == PTP_CFG_FIELD_STRUCTURE && is_byte_list(field.type) ? form_of_byte_list(field.type) : "";
+    }
+    if (is_ipv4_number(field)) {
+        return "a number, or an address as 192.0.2.1";
+    }
+    const primitive_doc *primitive = primitive_named(field.type_name);
+    const bool is_number = field.kind == PTP_CFG_FIELD_UNSIGNED || field.kind == PTP_CFG_FIELD_SIGNED;
+    return primitive == nullptr || is_number ? "" : primitive->form;
+}
+
+bool is_byte_list(const ptp_cfg_type *type) {
+    const std::vector<ptp_cfg_field_description> &fields = fields_of(type);
+    return fields.size() == 1 && fields[0].is_array != 0 && fields[0].kind == PTP_CFG_FIELD_UNSIGNED &&
+           fields[0].element_size == 1;
+}
+
+std::string form_of_byte_list(const ptp_cfg_type *type) {
+    const ptp_cfg_field_description &field = fields_of(type).front();
+    const std::string count = std::to_string(field.capacity);
+    const std::string example = field.capacity == 8 ? "AA-BB-CC-FF-FE-00-03-30" : "AA-BB-...";
+    return count + " bytes as " + example + ", or an element <" + field.name + "> for each";
+}
+
+bool is_ipv4_number(const ptp_cfg_field_description &field) {
+    return field.unit != nullptr && std::string_view(field.unit) == "IPv4 address";
+}
+
+std::string note_on_address(u_int32 address) {
+    if (address == 0) {
+        return "";
+    }
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        text += (text.empty() ? "" : ".") + std::to_string(address >> shift & 0xFF);
+    }
+    return " (" + text + ")";
+}
+
+void rewrite_forms(pugi::xml_node record, const ptp_cfg_type *type) {
+    if (describe(type).kind == PTP_CFG_STRUCTURE && is_byte_list(type)) {
+        rewrite_byte_list(record, type);
+        return;
+    }
+    for (const pugi::xml_node child : record.children()) {
+        const ptp_cfg_field_description *field = field_named(type, child.name());
+        if (field != nullptr && field->kind == PTP_CFG_FIELD_STRUCTURE) {
+            rewrite_forms(child, field->type);
+        } else if (field != nullptr && is_ipv4_number(*field)) {
+            rewrite_address(child);
+        }
+    }
+}
+
+std::string explained_print(std::string_view text, const ptp_cfg_type *type) {
+    constexpr std::string_view no_literal = "Enum value out of range";
+    std::string result;
+    if (!has_ipv4_number(type) && text.find(no_literal) == std::string_view::npos) {
+        return result.append(text);
+    }
+    print_explainer explainer;
+    while (!text.empty()) {
+        size_t length = std::min(text.find('\n'), text.size());
+        // What has no literal is not followed by a line break.
+        if (const std::string_view value = split(text.substr(0, length)).value; value.starts_with(no_literal)) {
+            length -= value.size() - no_literal.size();
+        }
+        const std::string_view line = text.substr(0, length);
+        result.append(line).append(explainer.note_on(line)) += '\n';
+        text.remove_prefix(length + (length < text.size() && text[length] == '\n' ? 1 : 0));
+    }
+    return result;
+}
+
+}  // namespace ptpcfg

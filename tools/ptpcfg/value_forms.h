@@ -1,0 +1,44 @@
+// How values are written in XML, beyond what the library reads: for people, who write addresses and identities their way.
+#pragma once
+
+#include <optional>
+#include <pugixml.hpp>
+#include <string>
+#include <string_view>
+
+#include "reflection.h"
+
+namespace ptpcfg {
+
+/** A primitive type as it is documented. */
+struct primitive_doc {
+    const char *name;
+    const char *doc;
+    const char *form;  // completes "is written as ..."
+};
+
+/** The primitive of a name, or nullptr. */
+const primitive_doc *primitive_named(std::string_view name);
+
+/** How a value of a field is written, or an empty text where the type's own documentation tells. */
+std::string form_of(const ptp_cfg_field_description &field);
+
+/** Whether a structure is nothing but bytes, such as an identity, which has a text form of its own. */
+bool is_byte_list(const ptp_cfg_type *type);
+std::string form_of_byte_list(const ptp_cfg_type *type);
+
+/** Whether a field is a number that stands for an IPv4 address. */
+bool is_ipv4_number(const ptp_cfg_field_description &field);
+/** What is shown behind such a number, " (192.0.2.1)"; nothing where there is no address. */
+std::string note_on_address(u_int32 address);
+
+/**
+ * Rewrites what only this tool reads, within the element of a record: AA-BB-CC-FF-FE-00-03-30 in an element of bytes, and
+ * 192.0.2.1 in a number that is an address. What has another form is left as it is.
+ */
+void rewrite_forms(pugi::xml_node record, const ptp_cfg_type *type);
+
+/** The text of print with addresses explained, each line on its own. */
+std::string explained_print(std::string_view text, const ptp_cfg_type *type);
+
+}  // namespace ptpcfg
