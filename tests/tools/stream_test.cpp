@@ -91,16 +91,16 @@ class stream : public shell_test {
 TEST_F(stream, memory_does_not_grow_with_the_input) {
     const char *const options = std::getenv("ASAN_OPTIONS");
     setenv("ASAN_OPTIONS", ((options != nullptr ? options : "") + std::string(":quarantine_size_mb=1")).c_str(), 1);
-    write("many.bin", repeated(read("one.bin"), 100'000));
+    write("many.bin", repeated(read("one.bin"), 1'000'000));
     const std::string conversions = R"(
         ptpcfg decode --check many.bin && ptpcfg decode many.bin >many.xml && ptpcfg encode many.xml | cmp - many.bin &&
         ptpcfg print many.bin >/dev/null && ptpcfg decode --explain many.bin >/dev/null &&
         ptpcfg encode --to hex many.bin | ptpcfg encode - | cmp - many.bin)";
     ASSERT_EQ(sh(conversions).status, 0);
     const long before = peak();
-    write("many.bin", repeated(read("one.bin"), 4'000'000));
+    write("many.bin", repeated(read("one.bin"), 6'000'000));
     ASSERT_EQ(sh(conversions).status, 0);
-    EXPECT_LT(peak() - before, 4096) << "KiB more for 4 MB, and tens of MB of XML";
+    EXPECT_LT(peak() - before, 4096) << "KiB more for 5 MB more, and tens of MB of XML";
 }
 
 TEST_F(stream, what_lies_across_two_blocks_is_read_as_one) {
@@ -126,10 +126,10 @@ TEST_F(stream, xml_is_cut_where_its_elements_end) {
         EXPECT_EQ(sh("ptpcfg encode in.xml | cmp - two.bin").status, 0) << good;
     }
     const std::pair<std::string, const char *> faults[] = {
-        {"<ptp_cfg>" + two, "in.xml:12:1: not well-formed XML: <ptp_cfg> is not closed"},
+        {"<ptp_cfg>" + two, "in.xml:11:1: not well-formed XML: <ptp_cfg> is not closed"},
         {two + "</ptp_cfg>", "</ptp_cfg> ends nothing that began"},
         {"<ptp_cfg>" + message + "</ptp_cf>", "</ptp_cf> ends nothing"},
-        {"<ptp_cfg>" + message + "stray" + message + "</ptp_cfg>", "in.xml:6:17: text \"stray\" has no place here"},
+        {"<ptp_cfg>" + message + "stray" + message + "</ptp_cfg>", "in.xml:6:1: text \"stray\" has no place here"},
         {two + "stray", "not well-formed XML: text \"stray\" outside"},
         {message + "<ptp_clock_cfg", "an element's tag is not closed"},
         {message + "<!-- ", "a comment is not closed"},
@@ -159,7 +159,7 @@ TEST_F(stream, faults_of_all_messages_are_told_and_nothing_is_written) {
     EXPECT_EQ(result.status, 1);
     const auto lines = std::count(result.err.begin(), result.err.end(), '\n');
     EXPECT_EQ(lines, 21);
-    EXPECT_THAT(result.err, HasSubstr("ptp_clock_delete_cfg/wrong: unknown element"));
+    EXPECT_THAT(result.err, HasSubstr("ptp_clock_delete_cmd/wrong: unknown element"));
     EXPECT_THAT(result.err, EndsWith("ptpcfg: in.xml: and 3 more faults\n"));
     write("in.bin", repeated(read("one.bin"), 3 * block) + "x");
     EXPECT_EQ(sh("ptpcfg decode in.bin -o out.xml").status, 1);
