@@ -1,4 +1,6 @@
 // Corruption that nothing can be salvaged from ends the process, with a trace that says what was found.
+#include <sys/mman.h>
+
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {
@@ -9,7 +11,10 @@ class abort_test : public family_test, public testing::WithParamInterface<hook_s
     abort_test() {
         GTEST_FLAG_SET(death_test_style, "fast");
         use_hooks(GetParam());
+        last_counted = static_cast<const void **>(
+            mmap(nullptr, sizeof(void *), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     }
+    ~abort_test() override { munmap(last_counted, sizeof(void *)); }
 };
 
 /** The chance that a record is sound is only taken away in the process that dies. */
@@ -160,7 +165,9 @@ TEST_P(abort_test, type_pointer_that_is_none) {
         };
         const std::string trace = std::string(name) + ": tinfo is null or corrupted";
         EXPECT_ABORT(destroy_with(nullptr), trace);
+        stranger.variant_table = static_record(type_named(name)).variant_table;
         EXPECT_ABORT(destroy_with(&stranger), trace);
+        EXPECT_NE(*last_counted, &stranger.variant_table->rows[0].destroyed) << "counted before it was looked at";
     }
 }
 

@@ -287,11 +287,48 @@ TEST_P(lifecycle_test, a_variant_byte_out_of_range_counts_in_the_nearest_row) {
         forget_counted();
         header(offset).variant = expected.variant;
         ptp_utc_offset_destroy(handle, test_class, offset);
-        expect_counted(&row(_ptp_utc_offset_type_info_internal, expected.row).destroyed);
+        u_int64 *counter = &row(_ptp_utc_offset_type_info_internal, expected.row).destroyed;
         if (expected.text != nullptr) {
+            expect_counted_after_a_trace(counter);
             expect_trace("ptp_utc_offset", BITLOG_INFORMATIONAL, expected.text, 7);
+        } else {
+            expect_counted(counter);
         }
     }
+}
+
+TEST_P(lifecycle_test, a_table_with_fewer_variants_counts_in_its_last_row) {
+    int8 &offset_variants = _ptp_utc_offset_type_info_internal.variant_table->count;
+    int8 &message_variants = _ptp_clock_delete_cmd_message_type_info_internal.variant_table->count;
+    offset_variants = 1;
+    ptp_utc_offset *offset = [&] {
+        const old_domain domain({{"ptp_utc_offset", 2}});
+        vela_handle_set_domain(handle, domain);
+        ptp_utc_offset *made = ptp_utc_offset_create(handle, test_class);
+        vela_handle_set_domain(handle, nullptr);
+        return made;
+    }();
+    expect_counted_after_a_trace(&row(_ptp_utc_offset_type_info_internal).created);
+    expect_trace("ptp_utc_offset", BITLOG_INFORMATIONAL, "variant 2 requested only 1 variants present", 3);
+    ptp_utc_offset_destroy(handle, test_class, offset);
+    expect_counted_after_a_trace(&row(_ptp_utc_offset_type_info_internal).destroyed);
+    expect_trace("ptp_utc_offset", BITLOG_INFORMATIONAL, "variant 2 requested only 1 variants present", 7);
+    // Without a domain the table says which variant is the newest.
+    offset = ptp_utc_offset_create(handle, test_class);
+    EXPECT_EQ(header(offset).variant, 0);
+    ptp_utc_offset_destroy(handle, test_class, offset);
+    offset_variants = 3;
+    forget_counted();
+
+    message_variants = -1;
+    const std::string text = "variant 0 requested only 4294967295 variants present";
+    auto *message = ptp_clock_delete_cmd_message_create_shallow(handle, test_class);
+    expect_counted_after_a_trace(&row(_ptp_clock_delete_cmd_message_type_info_internal).created);
+    expect_trace("ptp_clock_delete_cmd_message", BITLOG_INFORMATIONAL, text);
+    ptp_clock_delete_cmd_message_destroy(handle, test_class, message);
+    expect_counted_after_a_trace(&row(_ptp_clock_delete_cmd_message_type_info_internal).destroyed);
+    expect_trace("ptp_clock_delete_cmd_message", BITLOG_INFORMATIONAL, text);
+    message_variants = 1;
 }
 
 TEST_P(lifecycle_test, each_nested_instance_counts_in_the_row_of_its_own_variant) {
@@ -516,6 +553,36 @@ TEST_P(lifecycle_test, destroy_announces_the_first_word_and_counts_nested_instan
     ptp_port_identity_destroy(handle, test_class, nullptr);
     ptp_port_identity_destroy_internal(handle, test_class, nullptr, 1);
     expect_none_counted();
+}
+
+TEST_P(lifecycle_test, memory_goes_back_without_a_type_pointer) {
+    for (const ptp_cfg_type_kind kind : {PTP_CFG_STRUCTURE, PTP_CFG_ENUMERATION, PTP_CFG_MESSAGE}) {
+        for (const ptp_cfg_type *type : types_of(kind)) {
+            create(type).reset();
+            EXPECT_EQ(first_word_released, nullptr) << describe(type).name;
+        }
+    }
+}
+
+TEST_P(lifecycle_test, what_an_instance_owes_is_settled_wherever_it_is_owed) {
+    // Extra data marks an instance of which the runtime may keep something: itself, what it nests, an element.
+    const ptp_cfg_type *types[] = {type_named("ptp_clock_quality"), type_named("ptp_port_identity"),
+                                   type_named("ptp_ip_streams_arr")};
+    for (const ptp_cfg_type *type : types) {
+        for (const u_int8 flag : {VELA_FLAG_EXTRA_DATA, VELA_FLAG_STTR_OFFSET}) {
+            owned<void> instance = create(type);
+            void *last = nullptr;
+            for_each_header(type, handle, instance.get(), [&](const ptp_cfg_type *nested_type, void *nested) {
+                last = describe(nested_type).kind == PTP_CFG_STRUCTURE ? nested : last;
+            });
+            header(last).flags |= flag;
+            handle->hd_mapping = 1;
+            failures.removals = 0;
+            instance.reset();
+            EXPECT_EQ(failures.removals, 1) << describe(type).name << " flag " << +flag;
+            handle->hd_mapping = 0;
+        }
+    }
 }
 
 TEST_P(lifecycle_test, destroy_frees_a_block_that_the_first_word_owns) {

@@ -41,6 +41,7 @@ void family_test::release(void *cookie, u_int32 mem_class, void *memory) {
         test.settle(*region);
         region->alive = false;
     }
+    std::memcpy(&test.first_word_released, memory, sizeof test.first_word_released);
     std::free(memory);
 }
 
@@ -73,6 +74,9 @@ void family_test::before_count(void *cookie, void *address, size_t length, u_int
     family_test &test = *static_cast<family_test *>(cookie);
     EXPECT_EQ(mem_class, test.expected_class) << "of a counter's announcement";
     const u_int64 *counter = static_cast<const u_int64 *>(address);
+    if (test.last_counted != nullptr) {
+        *test.last_counted = counter;
+    }
     test.counters.push_back({counter, *counter, length, test.traces.size()});
 }
 
@@ -285,6 +289,11 @@ void family_test::expect_counted(const u_int64 *counter) {
     EXPECT_EQ(counters.front().length, 1u);
     EXPECT_EQ(*counter, counters.front().before + 1);
     counters.erase(counters.begin());
+}
+
+void family_test::expect_counted_after_a_trace(const u_int64 *counter) {
+    EXPECT_TRUE(!hooks.counters || (!counters.empty() && counters.front().traces == 1));
+    expect_counted(counter);
 }
 
 void family_test::expect_none_counted() {

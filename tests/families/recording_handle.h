@@ -145,6 +145,8 @@ class family_test : public testing::Test {
     void expect_no_trace();
     /** Expects one call of the counter hook, for a counter that has gone up by one since. */
     void expect_counted(const u_int64 *counter);
+    /** The same, and that one trace came before: what is odd about an instance is told before it is counted. */
+    void expect_counted_after_a_trace(const u_int64 *counter);
     /** Expects that no counter moved since the last expectation. */
     void expect_none_counted();
     void forget_counted();
@@ -154,6 +156,10 @@ class family_test : public testing::Test {
     vela_handle *handle = nullptr;
     u_int32 err = 0;
     u_int32 expected_class = test_class;
+    /** The first word that the block released last held then: an instance's type pointer. */
+    const void *first_word_released = nullptr;
+    /** Where to leave the address of the counter announced last, for those who watch a process die; or nullptr. */
+    const void **last_counted = nullptr;
     std::vector<traced> traces;
     std::vector<counted> counters;
     hook_set hooks = all_hooks;

@@ -198,7 +198,9 @@ TEST_F(state_flag_test, who_may_not_read_or_write_flags) {
     const std::function<void()> writes[] = {
         [&] { ptp_clock_identity_ptp_clk_id_state_flag_set(handle, test_class, identity, 0, 1, &err); },
         [&] { ptp_clock_identity_ptp_clk_id_state_flag_whole_set(handle, test_class, identity, 1, &err); },
-        [&] { ptp_clock_identity_ptp_clk_id_state_flag_set_arr(handle, test_class, identity, eight, 8, &err); }};
+        [&] { ptp_clock_identity_ptp_clk_id_state_flag_set_arr(handle, test_class, identity, eight, 8, &err); },
+        // A count that is none is looked at last.
+        [&] { ptp_clock_identity_ptp_clk_id_state_flag_set_arr(handle, test_class, identity, eight, 7, &err); }};
     const auto each = [&](auto &&expect) {
         for (const std::function<void()> &read : reads) {
             read();
@@ -285,6 +287,10 @@ TEST_F(state_flag_test, the_list_is_written_one_byte_before_it_is_read) {
         expect_error(VELA_ENOENT);
     }
     expect_untouched();
+    header(identity.get()).variant = -1;  // has no field, which comes before what the count should be
+    ptp_clock_identity_ptp_clk_id_state_flag_set_arr(handle, test_class, identity.get(), list, 7, &err);
+    expect_epoch_error();
+    header(identity.get()).variant = 0;
 
     owned<ptp_ipv4_streams_arr> streams = make_streams();
     const byte_list many(128, 4);

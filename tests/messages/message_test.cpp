@@ -106,6 +106,23 @@ TEST_F(Message, DestroyReturnsWhatItHoldsAndIgnoresWhatIsNone) {
     ptp_port_delete_cmd_message_destroy(handle, test_class, shallow);
 }
 
+TEST_F(Message, DestroyAnnouncesTheSlotsThatItEmpties) {
+    watch_new_blocks();
+    auto *two = ptp_port_data_set_info_message_create(handle, test_class);
+    take_announced(two);
+    forget_counted();
+    ptp_port_data_set_info_message_destroy(handle, test_class, two);
+    expect_announced(two, {{32, 8}, {40, 8}}, {{0, 8}});  // the type pointer goes unannounced
+    EXPECT_EQ(counters.back().counter,
+              &_ptp_port_data_set_info_message_type_info_internal.variant_table->rows[0].destroyed)
+        << "payloads go first";
+
+    auto *shallow = ptp_port_data_set_info_message_create_shallow(handle, test_class);
+    take_announced(shallow);
+    ptp_port_data_set_info_message_destroy(handle, test_class, shallow);
+    expect_announced(shallow, {}, {{0, 8}});
+}
+
 TEST_F(Message, WithoutMemoryThereIsNone) {
     for (int failing = 1; failing <= 3; ++failing) {  // the message, its payloads
         fail_allocation(failing);

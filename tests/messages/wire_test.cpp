@@ -338,6 +338,20 @@ TEST(WireTracking, InstancesCreatedUntrackedSendZeroFlags) {
     handle->sttr_record->mode = VELA_STTR_ON;
     EXPECT_EQ(record_type("ptp_clock_quality").marshal(handle, quality.get()),
               from_hex("00 08 0000000F  11 00  FFFE 00  00 00000006 00"));
+
+    // Of an array as many as it has elements, and where the room ends fewer; whatever the buffer held before.
+    const auto identity = hold(handle, ptp_clock_identity_create(handle, mem_class), ptp_clock_identity_destroy);
+    const octets whole = from_hex("00 08 00000015  00000000 00000000  00  00000000 00000000");
+    for (const u_int32 room : {23u, 19u}) {
+        octets bytes(24, 0xFF);
+        u_int32 err = 0;
+        EXPECT_EQ(
+            ptp_clock_identity_marshal(handle, mem_class, bytes.data(), identity.get(), static_cast<int32>(room), &err),
+            room);
+        EXPECT_EQ(err, 0u);
+        EXPECT_TRUE(std::equal(bytes.begin() + 6, bytes.begin() + room, whole.begin() + 6));
+        EXPECT_EQ(bytes[room], 0xFF);
+    }
 }
 
 TEST(WireTrackingDeathTest, CorruptionAborts) {

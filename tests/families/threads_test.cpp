@@ -1,0 +1,49 @@
+// Counters that all threads of a process move.
+#include <thread>
+
+#include "recording_handle.h"
+
+namespace ptp_cfg_test {
+namespace {
+
+constexpr u_int64 lives_of_a_thread = 100000;
+
+/** Creates and destroys instances on a handle of its own; a counter hook keeps them off the shortest way. */
+template <class T>
+void live(T *(*create)(vela_handle *, u_int32), void (*destroy)(vela_handle *, u_int32, T *), bool hook) {
+    u_int32 err = 0;
+    vela_handle_options options = {};
+    options.size = sizeof options;
+    options.pre_write_counter = hook ? [](void *, void *, size_t, u_int32) {} : vela_pre_write_fn{nullptr};
+    vela_handle *handle = vela_handle_create(&options, &err);
+    for (u_int64 i = 0; i < lives_of_a_thread; ++i) {
+        destroy(handle, test_class, create(handle, test_class));
+    }
+    vela_handle_destroy(handle, nullptr);
+}
+
+template <class T>
+void expect_all_counted(const vela_type_info &record, T *(*create)(vela_handle *, u_int32),
+                        void (*destroy)(vela_handle *, u_int32, T *)) {
+    const vela_variant_row &row = record.variant_table->rows[0];
+    const vela_variant_row before = row;
+    std::vector<std::thread> threads;
+    for (const bool hook : {false, false, true, true}) {
+        threads.emplace_back(live<T>, create, destroy, hook);
+    }
+    for (std::thread &each : threads) {
+        each.join();
+    }
+    EXPECT_EQ(row.created - before.created, threads.size() * lives_of_a_thread) << record.type_name;
+    EXPECT_EQ(row.destroyed - before.destroyed, threads.size() * lives_of_a_thread) << record.type_name;
+}
+
+TEST(threads_test, no_life_is_lost_to_the_counters) {
+    expect_all_counted(_ptp_clock_quality_type_info_internal, ptp_clock_quality_create, ptp_clock_quality_destroy);
+    expect_all_counted(_ptp_clock_version_type_info_internal, ptp_clock_version_create, ptp_clock_version_destroy);
+    expect_all_counted(_ptp_clock_delete_cmd_message_type_info_internal, ptp_clock_delete_cmd_message_create,
+                       ptp_clock_delete_cmd_message_destroy);
+}
+
+}  // namespace
+}  // namespace ptp_cfg_test
