@@ -251,6 +251,8 @@ TEST_F(bad_input, wrong_command_lines_are_usage_errors) {
         {"ptpcfg --trase decode",
          "ptpcfg: decode: The following argument was not expected: --trase; "
          "'ptpcfg decode --help' says more\n"},
+        {"ptpcfg encode --domain ptp_clock=1 x", "ptpcfg: --domain ptp_clock=1: ptp_clock has variant 0 only\n"},
+        {"ptpcfg describe ptp_port --variant 7", "ptpcfg: --variant 7: ptp_port has the variants 0 to 1\n"},
         {"ptpcfg --foo", "ptpcfg: unknown option --foo; 'ptpcfg --help' lists them\n"},
         {"ptpcfg encode a b",
          "ptpcfg: encode: The following argument was not expected: b; 'ptpcfg encode --help' says "

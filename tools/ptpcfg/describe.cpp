@@ -205,8 +205,8 @@ class layout {
 std::string layout_text(const ptp_cfg_type *type, int variant, bool tracked) {
     const ptp_cfg_type_description description = describe(type);
     if (variant < 0 || variant > description.newest_variant) {
-        throw failure(exit_code::usage, "--variant " + std::to_string(variant) + ": " + description.short_name +
-                                            " has the variants " + variants(description.newest_variant));
+        throw failure(exit_code::usage, "--variant " + std::to_string(variant) + ": " + description.short_name + " " +
+                                            variants_text(description));
     }
     layout layout(tracked);
     switch (description.kind) {

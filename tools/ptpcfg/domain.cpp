@@ -48,7 +48,7 @@ void set_variant(vela_domain *of, const std::string &assignment) {
         throw failure(exit_code::usage, "--domain " + assignment + ": " + type.name +
                                             (type.kind == PTP_CFG_MESSAGE
                                                  ? " is a message, which has no variants; name the type of its payload"
-                                                 : " has the variants 0 to " + std::to_string(type.newest_variant)));
+                                                 : " " + variants_text(type)));
     }
     check(vela_domain_set_variant(of, type.name, static_cast<int8>(variant)));
 }

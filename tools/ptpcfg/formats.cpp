@@ -83,4 +83,8 @@ std::string to_hex(std::string_view bytes) {
     return text;
 }
 
+std::string counted(uint64_t count, const char *noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 }  // namespace ptpcfg

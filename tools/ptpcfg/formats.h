@@ -1,6 +1,7 @@
 // The forms in which a record is read and written.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,9 @@ format format_of_content(std::string_view content);
 
 /** Bytes from a whole text of hexadecimal digits, as hex_reader takes them. */
 std::string from_hex(const std::string &name, std::string_view text);
+
+/** "1 byte", "2 bytes". */
+std::string counted(uint64_t count, const char *noun);
 
 /** Bytes as lines of 16 pairs. */
 std::string to_hex(std::string_view bytes);

@@ -131,10 +131,10 @@ record message_from_bytes(const std::string &name, u_int64 offset, std::string_v
     if (type == nullptr || !walk.problem.empty()) {
         fail_decoding(name, offset, walk, VELA_EINVAL);
     }
-    const std::string place = name + ": offset " + std::to_string(offset);
+    const auto place = [&] { return name + ": offset " + std::to_string(offset); };
     if (wanted != nullptr && type != wanted) {
         throw failure(exit_code::bad_input,
-                      place + ": this is a " + describe(type).short_name + ", not a " + describe(wanted).short_name);
+                      place() + ": this is a " + describe(type).short_name + ", not a " + describe(wanted).short_name);
     }
     void *instance = nullptr;
     u_int32 err = 0;
@@ -144,7 +144,9 @@ record message_from_bytes(const std::string &name, u_int64 offset, std::string_v
     if (err != 0) {
         fail_decoding(name, offset, walk, err);
     }
-    session.admit(result, place);
+    if (session.has_domain()) {
+        session.admit(result, place());
+    }
     return result;
 }
 

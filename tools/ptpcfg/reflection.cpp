@@ -16,6 +16,11 @@ ptp_cfg_type_description describe(const ptp_cfg_type *type) {
     return description;
 }
 
+std::string variants_text(const ptp_cfg_type_description &type) {
+    return type.newest_variant == 0 ? "has variant 0 only"
+                                    : "has the variants 0 to " + std::to_string(type.newest_variant);
+}
+
 const std::vector<ptp_cfg_field_description> &fields_of(const ptp_cfg_type *type) {
     static std::unordered_map<const ptp_cfg_type *, std::vector<ptp_cfg_field_description>> known;
     const auto [at, is_new] = known.try_emplace(type);

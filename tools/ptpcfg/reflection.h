@@ -20,6 +20,9 @@ struct enumeration_literal {
 };
 
 ptp_cfg_type_description describe(const ptp_cfg_type *type);
+/** "has the variants 0 to 2", for a sentence about a type. */
+std::string variants_text(const ptp_cfg_type_description &type);
+
 /** Made once for each type. */
 const std::vector<ptp_cfg_field_description> &fields_of(const ptp_cfg_type *type);
 std::vector<enumeration_literal> literals_of(const ptp_cfg_type *type);

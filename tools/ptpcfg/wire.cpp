@@ -3,10 +3,8 @@
 #include <algorithm>
 
 #include "failure.h"
-#include "files.h"
 #include "formats.h"
 #include "primitives.h"
-#include "vela_bundle.h"
 
 namespace ptpcfg {
 namespace {
@@ -28,10 +26,6 @@ struct path {
         return before.empty() ? own : before + "/" + own;
     }
 };
-
-std::string counted(size_t count, const char *noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
 
 class walker {
   public:
@@ -89,9 +83,20 @@ class walker {
     /** The next bytes, which must be there. */
     std::string_view peek(size_t width, const path &at) {
         if (width > left()) {
-            stop(position_, at.text() + ": " + counted(width, "byte") + " wanted, " + std::to_string(left()) + " left");
+            stop_short(width, at);
         }
         return bytes_.substr(position_, width);
+    }
+
+    [[noreturn]] void stop_short(size_t width, const path &at) {
+        stop(position_, at.text() + ": " + counted(width, "byte") + " wanted, " + std::to_string(left()) + " left");
+    }
+
+    /** Passes bytes of which nothing is to be told, if they are there. */
+    bool pass_untold(size_t width) {
+        const bool can_pass = !keeps_items_ && width <= left();
+        position_ += can_pass ? width : 0;
+        return can_pass;
     }
 
     /** Passes the next bytes; `meaning` makes the text that explains them. */
@@ -234,9 +239,17 @@ void walker::structure_fields(const ptp_cfg_type *type, const path &at, int vari
     }
 }
 
+/** Whether any bytes of the right number are a value: all but structures, which have an inside, and texts. */
+bool is_plain(const ptp_cfg_field_description &field) {
+    return field.kind != PTP_CFG_FIELD_STRUCTURE && field.kind != PTP_CFG_FIELD_TEXT;
+}
+
 void walker::field(const ptp_cfg_field_description &field, const path &at, size_t text_length) {
     if (field.is_array == 0) {
         element(field, at, text_length);
+        return;
+    }
+    if (is_plain(field) && pass_untold(size_t{field.capacity} * field.wire_width)) {
         return;
     }
     for (u_int32 index = 0; index < field.capacity; ++index) {
@@ -245,6 +258,9 @@ void walker::field(const ptp_cfg_field_description &field, const path &at, size_
 }
 
 void walker::element(const ptp_cfg_field_description &field, const path &at, size_t text_length) {
+    if (is_plain(field) && pass_untold(field.wire_width)) {
+        return;
+    }
     switch (field.kind) {
         case PTP_CFG_FIELD_STRUCTURE:
             structure(field.type, at);
@@ -310,34 +326,7 @@ void walker::pass_end(const path &at, size_t jump_offset, u_int64 jump) {
     }
 }
 
-[[noreturn]] void refuse(const std::string &name, u_int64 offset, const std::string &reason) {
-    throw failure(exit_code::bad_input, name + ": offset " + std::to_string(offset) + ": " + reason);
-}
-
-std::vector<message_span> split_bundle(const std::string &name, std::string_view bytes) {
-    vela_bundle_reader reader{};
-    u_int32 err = 0;
-    vela_bundle_read(&reader, reinterpret_cast<const u_int8 *>(bytes.data()), static_cast<u_int32>(bytes.size()), &err);
-    if (err != 0) {
-        refuse(name, 0, "this begins as a bundle of messages, but its length or version is wrong");
-    }
-    std::vector<message_span> spans;
-    vela_bundle_item item{};
-    while (vela_bundle_next(&reader, &item) != 0) {
-        if (item.err != 0) {
-            refuse(name, item.offset, std::string("bundle: ") + (item.reason != nullptr ? item.reason : "no message"));
-        }
-        const auto *start = reinterpret_cast<const u_int8 *>(bytes.data());
-        spans.push_back({static_cast<size_t>(item.message - start), item.length});
-    }
-    return spans;
-}
-
 }  // namespace
-
-bool is_bundle(std::string_view bytes) {
-    return bytes.size() >= 4 && read_number(bytes.substr(0, 4)) == VELA_BUNDLE_MAGIC;
-}
 
 wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle, walk_result wanted) {
     return walker(bytes, offset, limit, handle, wanted).message();
@@ -345,51 +334,6 @@ wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela
 
 wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, vela_handle *handle, walk_result wanted) {
     return walker(bytes, 0, bytes.size(), handle, wanted).type(type);
-}
-
-std::vector<message_span> split_messages(const std::string &name, std::string_view bytes) {
-    if (bytes.empty()) {
-        throw failure(exit_code::bad_input, name + ": is empty");
-    }
-    if (is_bundle(bytes)) {
-        return split_bundle(name, bytes);
-    }
-    std::vector<message_span> spans;
-    for (size_t offset = 0; offset < bytes.size();) {
-        const std::string_view rest = bytes.substr(offset);
-        const size_t length = message_length(name, offset, rest);
-        check_room(name, offset, length, rest.size());
-        spans.push_back({offset, length});
-        offset += length;
-    }
-    return spans;
-}
-
-size_t message_length(const std::string &name, u_int64 offset, std::string_view rest) {
-    if (static_cast<u_int8>(rest[0]) != VELA_MESSAGE_TAG) {
-        refuse(name, offset,
-               "byte " + hex_pairs(rest.substr(0, 1), "") + " does not begin a message, bc does" +
-                   (offset == 0 ? " (for a record without message header use --type)" : ""));
-    }
-    if (rest.size() < PTP_CFG_MESSAGE_PREFIX) {
-        refuse(name, offset,
-               "a message has at least " + std::to_string(PTP_CFG_MESSAGE_PREFIX) + " bytes of header and identity, " +
-                   std::to_string(rest.size()) + " are there");
-    }
-    const auto length = static_cast<size_t>(read_number(rest.substr(length_offset, 4)));
-    if (length < PTP_CFG_MESSAGE_PREFIX || length > longest_message) {
-        refuse(name, offset + length_offset,
-               "the header gives the message " + counted(length, "byte") + "; " +
-                   std::to_string(PTP_CFG_MESSAGE_PREFIX) + " to " + std::to_string(longest_message) + " are possible");
-    }
-    return length;
-}
-
-void check_room(const std::string &name, u_int64 offset, size_t length, size_t there) {
-    if (length > there) {
-        refuse(name, offset + length_offset,
-               "the header gives the message " + counted(length, "byte") + ", " + std::to_string(there) + " are there");
-    }
 }
 
 }  // namespace ptpcfg
