@@ -2,6 +2,10 @@
 
 namespace ptp_cfg {
 
+static call_name clone_name(const structure_descriptor &type) {
+    return {type.name, nullptr, "clone_internal", "clone_cr"};
+}
+
 /** Bytes that the encoding of an instance takes for extra data, which structure_len() leaves out. */
 static u_int32 extra_data_len(const structure_descriptor &type, const void *instance) {
     const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 1, 0);
@@ -31,26 +35,29 @@ void structure_clone_internal(const structure_descriptor &type, const unrolled_f
                               u_int32 mem_class, const void *source, void **slot, u_int8 *buffer, int32 length,
                               u_int32 *err) {
     if (*err != 0) {
+        trace_refused(type, clone_name(type), handle, err);
         return;
     }
     clear_last_error(handle);
     if (slot == nullptr || buffer == nullptr) {
-        fail(handle, VELA_ENOENT, err);
+        fail_in(clone_name(type), handle, VELA_ENOENT, err,
+                slot == nullptr ? "the slot is null" : "the work buffer is null");
         return;
     }
     const bool plainly = wire.copies_plainly(handle, source, length);
     if (!plainly && length >= 1 && !holds_encoding(type, wire, handle, mem_class, source, length)) {
-        fail(handle, VELA_EMSGSIZE, err);
+        fail_in(clone_name(type), handle, VELA_EMSGSIZE, err, "the work buffer is shorter than the encoding");
         return;
     }
     const u_int32 count = plainly ? 0 : wire.marshal_for_clone(handle, mem_class, buffer, source, length, err);
     if (*err != 0) {
+        name_failure(clone_name(type), handle, err);
         return;
     }
     if (*slot == nullptr) {
         *slot = wire.create(handle, mem_class);
         if (*slot == nullptr) {
-            fail(handle, VELA_ENOMEM, err);
+            fail_in(clone_name(type), handle, VELA_ENOMEM, err);
             return;
         }
     }
@@ -60,6 +67,7 @@ void structure_clone_internal(const structure_descriptor &type, const unrolled_f
     }
     wire.unmarshal(handle, mem_class, buffer, *slot, static_cast<int32>(count), 0, err);
     if (*err != 0) {
+        name_failure(clone_name(type), handle, err);
         structure_destroy(type, handle, mem_class, *slot);
         *slot = nullptr;
     }
@@ -82,14 +90,19 @@ void *structure_clone_cr(const structure_descriptor &type, const unrolled_functi
 
 void structure_copy_cr(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                        const void *source, void *destination) {
+    if (handle->chained_err != 0) {
+        trace_refused(type, {type.name, nullptr, "copy_cr"}, handle, &handle->chained_err);
+        return;
+    }
     if (destination == nullptr) {
-        if (handle->chained_err == 0) {
-            fail(handle, VELA_EINVAL, &handle->chained_err);
-        }
+        fail_in({type.name, nullptr, "copy_cr"}, handle, VELA_EINVAL, &handle->chained_err, "the destination is null");
         return;
     }
     void *slot = destination;
     structure_copy(type, wire, handle, handle->chained_mem_class, source, &slot, &handle->chained_err);
+    if (handle->chained_err != 0) {
+        name_failure({type.name, nullptr, "copy_cr"}, handle, &handle->chained_err);
+    }
 }
 
 u_int32 structure_is_valid(const structure_descriptor &type, vela_handle *handle, u_int32 field_number) {

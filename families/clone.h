@@ -46,7 +46,7 @@ void *structure_clone_cr(vela_handle *handle, const void *source) {
                 return copy;
             }
             clear_last_error(handle);
-            fail(handle, VELA_ENOMEM, &handle->chained_err);
+            fail_in({D.name, nullptr, "clone_cr"}, handle, VELA_ENOMEM, &handle->chained_err);
             return nullptr;
         }
     }

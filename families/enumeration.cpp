@@ -12,7 +12,7 @@ void *enumeration_create(const enumeration_descriptor &type, vela_handle *handle
         if (!chained) {
             return nullptr;
         }
-        fail(handle, VELA_ENOMEM, &handle->chained_err);
+        fail_in({type.name, nullptr, "create_cr"}, handle, VELA_ENOMEM, &handle->chained_err);
         return type.error_instance;
     }
     memset(instance, 0, enumeration_size);
@@ -35,14 +35,14 @@ void *enumeration_create_cr(const enumeration_descriptor &type, vela_handle *han
     return instance;
 }
 
-void enumeration_initialize(const enumeration_descriptor &, vela_handle *handle, u_int32 mem_class, void *instance,
+void enumeration_initialize(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                             const vela_type_info *record, bool hooks, u_int8 flags, u_int32 *err) {
     if (*err != 0) {
         return;
     }
     clear_last_error(handle);
     if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in({type.name, nullptr, "initialize"}, handle, VELA_EINVAL, err, "the instance is null");
         return;
     }
     // The variant is the domain's own, also above the newest: such an instance admits values beyond this release.
@@ -72,13 +72,29 @@ void enumeration_destroy(const enumeration_descriptor &type, vela_handle *handle
     handle->free(handle->cookie, mem_class, instance);
 }
 
-u_int32 enumeration_get_value(vela_handle *handle, const void *instance, u_int32 *err) {
+void refuse_value(const enumeration_descriptor &type, vela_handle *handle, const void *instance, u_int32 *err) {
+    fail_in({type.name, nullptr, "set_value"}, handle, VELA_EEPOCH, err,
+            instance == nullptr ? "the instance is null" : "the instance's variant does not have this value");
+}
+
+void refuse_call(const enumeration_descriptor &type, const char *operation, vela_handle *handle, u_int32 *err) {
+    const call_name call{type.name, nullptr, operation};
     if (*err != 0) {
+        trace_refused(type, call, handle, err);
+    } else {
+        fail_in(call, handle, VELA_EINVAL, err, "an instance is null");
+    }
+}
+
+u_int32 enumeration_get_value(const enumeration_descriptor &type, vela_handle *handle, const void *instance,
+                              u_int32 *err) {
+    if (*err != 0) {
+        refuse_call(type, "get_value", handle, err);
         return 0;
     }
     clear_last_error(handle);
     if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        refuse_call(type, "get_value", handle, err);
         return 0;
     }
     return *value_of(instance);
@@ -87,14 +103,16 @@ u_int32 enumeration_get_value(vela_handle *handle, const void *instance, u_int32
 void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                      const void *source, u_int32 *err) {
     if (*err != 0) {
+        refuse_call(type, "set", handle, err);
         return;
     }
     clear_last_error(handle);
     if (destination == nullptr || source == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        refuse_call(type, "set", handle, err);
         return;
     }
     if (!enumeration_admits(type, handle, mem_class, destination, *value_of(source), err)) {
+        name_failure({type.name, nullptr, "set"}, handle, err);
         return;
     }
     announce(handle, mem_class, destination, enumeration_size);

@@ -14,7 +14,8 @@ void enumeration_set_embedded(const enumeration_descriptor &type, vela_handle *h
 void enumeration_destroy(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                          u_int32 free);
 
-u_int32 enumeration_get_value(vela_handle *handle, const void *instance, u_int32 *err);
+u_int32 enumeration_get_value(const enumeration_descriptor &type, vela_handle *handle, const void *instance,
+                              u_int32 *err);
 void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                      const void *source, u_int32 *err);
 u_int32 enumeration_is_valid(const enumeration_descriptor &type, vela_handle *handle, u_int32 value);
@@ -36,13 +37,20 @@ PTP_CFG_INLINE bool variant_admits(const u_int32 *thresholds, int8 newest, int8 
     return variant > newest || (variant >= 0 && number < thresholds[variant]);
 }
 
+/** Ends a store of a value that the instance's variant does not have: error 43. */
+[[gnu::cold, gnu::noinline]] void refuse_value(const enumeration_descriptor &type, vela_handle *handle,
+                                               const void *instance, u_int32 *err);
+/** Ends a call of {type}_{operation}: the word is set, or an instance is null, which is then error 22. */
+[[gnu::cold, gnu::noinline]] void refuse_call(const enumeration_descriptor &type, const char *operation,
+                                              vela_handle *handle, u_int32 *err);
+
 /** Prepares a store of `value`; false when the instance's variant does not have it. */
 PTP_CFG_INLINE bool enumeration_admits(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
                                        void *instance, u_int32 value, u_int32 *err) {
     adjust(handle, mem_class, instance, type.newest, err);
     const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 0, 1);
     if (!variant_admits(type.thresholds, type.newest, variant, value)) {
-        fail_epoch(handle, VELA_EEPOCH, err);
+        refuse_value(type, handle, instance, err);
         return false;
     }
     return true;
@@ -51,11 +59,12 @@ PTP_CFG_INLINE bool enumeration_admits(const enumeration_descriptor &type, vela_
 PTP_CFG_INLINE void enumeration_set_value(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
                                           void *instance, u_int32 value, u_int32 *err) {
     if (*err != 0) {
+        refuse_call(type, "set_value", handle, err);
         return;
     }
     clear_last_error(handle);
     if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        refuse_call(type, "set_value", handle, err);
         return;
     }
     if (!enumeration_admits(type, handle, mem_class, instance, value, err)) {

@@ -15,40 +15,53 @@ PTP_CFG_INLINE bool has_field(const field_descriptor &field, const void *instanc
     return VELA_CALL(vela_get_instance_variant)(instance, 1, by_kind) >= static_cast<int>(field.since);
 }
 
-/** Opens a read of a field; false when it ends here. */
-PTP_CFG_INLINE bool begin_get(const field_descriptor &field, vela_handle *handle, const void *instance, u_int32 *err) {
-    if (*err != 0) {
-        return false;
+/** The name of a field's accessor, also of its form for chains. */
+call_name accessor_name(const structure_descriptor &type, const field_descriptor &field, const char *operation);
+
+/** Ends an access that must not go on: the word is set, or there is no such field, which is then error 43. */
+[[gnu::cold, gnu::noinline]] void refuse_access(const structure_descriptor &type, const field_descriptor &field,
+                                                const char *operation, vela_handle *handle, const void *instance,
+                                                u_int32 *err);
+
+/** Opens a read of a field by the function {type}_{field}{operation}; false when it ends here. */
+PTP_CFG_INLINE bool begin_get(const structure_descriptor &type, const field_descriptor &field, const char *operation,
+                              vela_handle *handle, const void *instance, u_int32 *err) {
+    if (*err == 0) [[likely]] {
+        clear_last_error(handle);
+        if (has_field(field, instance)) [[likely]] {
+            return true;
+        }
     }
-    clear_last_error(handle);
-    if (!has_field(field, instance)) {
-        fail_epoch(handle, VELA_EEPOCH, err);
-        return false;
-    }
-    return true;
+    refuse_access(type, field, operation, handle, instance, err);
+    return false;
 }
 
 /** Opens a write of a field; false when it ends here. */
-PTP_CFG_INLINE bool begin_set(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
-                              u_int32 mem_class, void *instance, u_int32 *err) {
-    if (*err != 0) {
-        return false;
+PTP_CFG_INLINE bool begin_set(const structure_descriptor &type, const field_descriptor &field, const char *operation,
+                              vela_handle *handle, u_int32 mem_class, void *instance, u_int32 *err) {
+    if (*err == 0) [[likely]] {
+        clear_last_error(handle);
+        adjust(handle, mem_class, instance, type.newest, err);
+        if (has_field(field, instance)) [[likely]] {
+            return true;
+        }
+        *err = 0;  // whatever the adjustment came to: the field is tested first
     }
-    clear_last_error(handle);
-    adjust(handle, mem_class, instance, type.newest, err);
-    if (!has_field(field, instance)) {
-        fail_epoch(handle, VELA_EEPOCH, err);
-        return false;
-    }
-    return true;
+    refuse_access(type, field, operation, handle, instance, err);
+    return false;
 }
 
+/** Ends an access with an index beyond the field's elements: error 2. */
+[[gnu::cold, gnu::noinline]] void refuse_index(const structure_descriptor &type, const field_descriptor &field,
+                                               const char *operation, vela_handle *handle, u_int32 *err);
+
 /** False, with error 2, for an index at or above the capacity. */
-inline bool within(const field_descriptor &field, u_int32 element, vela_handle *handle, u_int32 *err) {
-    if (element < field.capacity) {
+inline bool within(const structure_descriptor &type, const field_descriptor &field, const char *operation,
+                   u_int32 element, vela_handle *handle, u_int32 *err) {
+    if (element < field.capacity) [[likely]] {
         return true;
     }
-    fail(handle, VELA_ENOENT, err);
+    refuse_index(type, field, operation, handle, err);
     return false;
 }
 
@@ -56,7 +69,7 @@ inline bool within(const field_descriptor &field, u_int32 element, vela_handle *
 PTP_CFG_INLINE void *field_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                void *instance, u_int32 element, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
-    if (!begin_get(field, handle, instance, err) || !within(field, element, handle, err)) {
+    if (!begin_get(type, field, "_get", handle, instance, err) || !within(type, field, "_get", element, handle, err)) {
         return nullptr;
     }
     u_int8 *value = storage(field, instance, element);
@@ -76,7 +89,9 @@ typename primitive_traits<K>::type field_get_value(const structure_descriptor &t
                                                    u_int32 *err) {
     using P = primitive_traits<K>;
     const field_descriptor &field = type.fields[index];
-    if (!begin_get(field, handle, instance, err) || !within(field, element, handle, err)) {
+    constexpr const char *operation = "_get_value";
+    if (!begin_get(type, field, operation, handle, instance, err) ||
+        !within(type, field, operation, element, handle, err)) {
         return 0;
     }
     const auto *value = as<typename P::type>(storage(field, instance, element));
@@ -89,27 +104,32 @@ void field_set_value(const structure_descriptor &type, u_int32 index, vela_handl
                      void *instance, u_int32 element, typename primitive_traits<K>::type value, u_int32 *err) {
     using P = primitive_traits<K>;
     const field_descriptor &field = type.fields[index];
-    if (!begin_set(type, field, handle, mem_class, instance, err) || !within(field, element, handle, err)) {
+    constexpr const char *operation = "_set_value";
+    if (!begin_set(type, field, operation, handle, mem_class, instance, err) ||
+        !within(type, field, operation, element, handle, err)) {
         return;
     }
     P::set_value(handle, mem_class, as<typename P::type>(storage(field, instance, element)), value, err);
-    mark_set(type, field, handle, mem_class, instance, element, err);
+    finish_set(type, field, operation, handle, mem_class, instance, element, err);
 }
 
 PTP_CFG_INLINE u_int32 field_get_enumeration(const structure_descriptor &type, u_int32 index, vela_handle *handle,
                                              const void *instance, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
-    return begin_get(field, handle, instance, err) ? *value_of(static_cast<const void *>(storage(field, instance))) : 0;
+    return begin_get(type, field, "_get_value", handle, instance, err)
+               ? *value_of(static_cast<const void *>(storage(field, instance)))
+               : 0;
 }
 
 PTP_CFG_INLINE void field_set_enumeration(const structure_descriptor &type, u_int32 index, vela_handle *handle,
                                           u_int32 mem_class, void *instance, u_int32 value, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
-    if (!begin_set(type, field, handle, mem_class, instance, err)) {
+    constexpr const char *operation = "_set_value";
+    if (!begin_set(type, field, operation, handle, mem_class, instance, err)) {
         return;
     }
     enumeration_set_value(*field.enumeration, handle, mem_class, storage(field, instance), value, err);
-    mark_set(type, field, handle, mem_class, instance, 0, err);
+    finish_set(type, field, operation, handle, mem_class, instance, 0, err);
 }
 
 /** Copies a value of the field's own type into a field, or into an element of a scalar array. */

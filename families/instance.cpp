@@ -102,7 +102,7 @@ u_int32 oid_count(const bitlog_trace_points &points, const header_traces &traces
     clear_last_error(handle);
     if (instance == nullptr) {
         emit(points, traces.oid_count_null);
-        fail(handle, VELA_EINVAL, err);
+        fail_in({points.subject, nullptr, "get_oid_count"}, handle, VELA_EINVAL, err, "the instance is null");
     }
     return 0;
 }
@@ -116,7 +116,7 @@ void object_references(const bitlog_trace_points &points, const header_traces &t
     clear_last_error(handle);
     if (instance == nullptr) {
         emit(points, traces.references_null);
-        fail(handle, VELA_EINVAL, err);
+        fail_in({points.subject, nullptr, "get_object_references"}, handle, VELA_EINVAL, err, "the instance is null");
     }
 }
 

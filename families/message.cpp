@@ -62,7 +62,7 @@ static void *without_memory(const message_descriptor &type, const payload_wire &
         return nullptr;
     }
     if (handle->chained_err == 0) {
-        fail(handle, VELA_ENOMEM, &handle->chained_err);
+        fail_in({type.type_name, nullptr, "create_cr"}, handle, VELA_ENOMEM, &handle->chained_err);
     }
     return error_message(type, wire, handle, mem_class);
 }
@@ -200,15 +200,25 @@ void message_free_and_set(const message_descriptor &type, const payload_wire &wi
     }
 }
 
+static void name_value_access(const message_descriptor &type, u_int32 index, trace::entry text, vela_handle *handle,
+                              const u_int32 *err) {
+    const bool reads =
+        text.position == trace::message::get_1.position || text.position == trace::message::get_2.position;
+    name_failure({type.type_name, type.payloads[index].name, reads ? "_get_value" : "_set_value"}, handle, err);
+}
+
 void *message_value_payload(const message_descriptor &type, u_int32 index, trace::entry text, vela_handle *handle,
                             void *message, u_int32 *err) {
+    const bool present = *err != 0;
     if (!begin(type, text, handle, message, err)) {
-        fail(handle, VELA_ENOENT, err);
+        fail(handle, VELA_ENOENT, err, present ? "an error was present" : "the message is null");
+        name_value_access(type, index, text, handle, err);
         return nullptr;
     }
     void *payload = instance_of(message)->payload[index];
     if (payload == nullptr) {
-        fail(handle, VELA_ENOENT, err);
+        fail(handle, VELA_ENOENT, err, "the message holds no such payload");
+        name_value_access(type, index, text, handle, err);
     }
     return payload;
 }

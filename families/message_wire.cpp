@@ -43,16 +43,22 @@ u_int32 message_len(const message_descriptor &type, vela_handle *handle, u_int32
 
 // ---- marshal -------------------------------------------------------------------------------------------------------------
 
+static call_name marshal_name(const message_descriptor &type) {
+    return {type.type_name, nullptr, "marshal", "marshal_cr"};
+}
+
 /** Whether the handle's domain and its open bundle take the message. */
 static bool admitted(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, u_int32 *err) {
     if (vela_domain_lookup_message_ok(handle, &handle->variant_domain, type.record, err) == 0) {
         emit(type.trace, trace::message::domain_refused, type.name, type.record->luid_text, handle->domain_name);
         fail_epoch(handle, VELA_EDOMAIN, err);
+        name_failure(marshal_name(type), handle, err);
         return false;
     }
     if (handle->bundle_open != nullptr &&
         bundle_message_validate_add(handle, mem_class, type.luid, type.display_name, err) == 0) {
         emit(type.trace, trace::message::bundle_refused, type.name, error_text(*err));
+        name_failure(marshal_name(type), handle, err);
         return false;
     }
     return *err == 0;
@@ -75,7 +81,7 @@ static u_int32 write_body(const message_descriptor &type, const payload_wire &wi
     u_int32 count = message_prefix;
     for (u_int32 i = 0; i < type.payload_count; ++i) {
         if (message->payload[i] == nullptr && type.payloads[i].structure == nullptr && *err == 0) {
-            fail(handle, VELA_EINVAL, err);  // a primitive has no encoding for "absent"
+            fail(handle, VELA_EINVAL, err, "the message holds no payload");  // a primitive has no encoding for "absent"
         }
         count += wire.function[i]->marshal(handle, mem_class, buffer + count, message->payload[i],
                                            signed_room(room - count), err);
@@ -91,7 +97,7 @@ u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire
     }
     clear_last_error(handle);
     if (message == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in(marshal_name(type), handle, VELA_EINVAL, err, "the message is null");
         return 0;
     }
     if (!admitted(type, handle, mem_class, err)) {
@@ -104,10 +110,12 @@ u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire
                                                                                ? u_int32{BITLOG_DEBUG}
                                                                                : u_int32{BITLOG_ERROR}};
         emit(type.trace, failed, type.name, error_text(*err));
+        name_failure(marshal_name(type), handle, err);
         return count;
     }
     if (handle->bundle_open != nullptr && bundle_message_increment_count(handle, type.luid, err) == 0) {
         emit(type.trace, trace::message::bundle_missing, type.name, error_text(*err));
+        name_failure(marshal_name(type), handle, err);
         return count;
     }
     announce(handle, mem_class, &instance->block.length, sizeof instance->block.length);
@@ -130,7 +138,7 @@ u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wir
     clear_last_error(handle);
     message_instance *message = static_cast<message_instance *>(message_create_shallow(type, handle, mem_class));
     if (message == nullptr) {
-        fail(handle, VELA_ENOMEM, err);
+        fail_in({type.type_name, nullptr, "unmarshal_only"}, handle, VELA_ENOMEM, err);
         return 0;
     }
     // The identity is skipped, not compared: who reads it decides which message's unmarshal to call.
@@ -152,6 +160,7 @@ u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wir
     }
     if (*err != 0) {
         VELA_CALL(vela_store_err)(handle, *err);  // creating a payload after the failure has cleared it
+        name_failure({type.type_name, nullptr, "unmarshal_only"}, handle, err);
     }
     *out = message;
     return count;
@@ -226,7 +235,7 @@ static void record_if_on(const message_descriptor &type, vela_handle *handle, u_
 static bool deliver(const message_descriptor &type, const receiver &to, vela_handle *handle, u_int32 mem_class,
                     void *context, void *message, u_int32 *err) {
     if (to.function == nullptr) {
-        fail(handle, VELA_ENOSYS, err);
+        fail_in({type.type_name, nullptr, "unmarshal"}, handle, VELA_ENOSYS, err);
         emit(type.trace, trace::message::default_handler);
         return false;
     }
@@ -246,6 +255,7 @@ u_int32 message_receive(const message_descriptor &type, const payload_wire &wire
     void *message = nullptr;
     const u_int32 count = message_unmarshal_only(type, wire, handle, mem_class, &message, buffer, length, err);
     if (*err != 0) {
+        name_failure({type.type_name, nullptr, "unmarshal"}, handle, err);
         return count;  // the partly built message stays with the handle's allocator: nobody may own it
     }
     hand_out(out, message);
@@ -278,10 +288,14 @@ u_int32 message_dispatch(const message_descriptor &type, const payload_wire &wir
     u_int32 count = 0;
     void *message = message_take(type, wire, handle, mem_class, buffer, length, &count, err);
     hand_out(out, message);
-    if (message != nullptr && !deliver(type, handler, handle, mem_class, context, message, err)) {
+    if (message != nullptr) {
+        if (deliver(type, handler, handle, mem_class, context, message, err)) {
+            return count;
+        }
         hand_out(out, nullptr);
         message_destroy(type, wire, handle, mem_class, message);
     }
+    name_failure({nullptr, nullptr, "ptp_cfg_dispatch"}, handle, err);
     return count;
 }
 

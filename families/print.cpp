@@ -76,6 +76,7 @@ void print_field(text &out, const field_descriptor &field, const void *instance,
 u_int32 enumeration_print(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
                           u_int32 indent, const char *label, const void *instance, u_int32 room, u_int32 *err) {
     if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "print", "print_cr"}, handle, err);
         return 0;
     }
     clear_last_error(handle);
@@ -88,12 +89,16 @@ u_int32 enumeration_print(const enumeration_descriptor &type, vela_handle *handl
     } else {
         out.words("Enum value out of range");  // without a new line, which tells it from a literal
     }
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "print", "print_cr"}, handle, err);
+    }
     return out.position;
 }
 
 u_int32 structure_print(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
                         u_int32 indent, const char *label, const void *instance, u_int32 room, u_int32 *err) {
     if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "print", "print_cr"}, handle, err);
         return 0;
     }
     clear_last_error(handle);
@@ -104,15 +109,22 @@ u_int32 structure_print(const structure_descriptor &type, vela_handle *handle, u
     if (variant < 0) {
         return out.position;  // an unknown variant has no fields, and no closing brace
     }
-    for (u_int32 i = 0; i < type.field_count; ++i) {
-        if (static_cast<int>(type.fields[i].since) <= variant) {
-            print_field(out, type.fields[i], instance, indent + indent_step);
+    u_int32 printed = 0;
+    for (; printed < type.field_count && *err == 0; ++printed) {
+        if (static_cast<int>(type.fields[printed].since) <= variant) {
+            print_field(out, type.fields[printed], instance, indent + indent_step);
         }
+    }
+    if (*err != 0 && printed != 0) {
+        name_failure({type.name, type.fields[printed - 1].name, "print", "print_cr"}, handle, err);
     }
     // The closing indentation is written over the opening one, yet counted here: the brace stands `indent`
     // characters on, behind whatever the caller's buffer holds there. The distance is part of the text's form.
     out.position += vela_print_space(handle, mem_class, buffer, indent, out.left(), err);
     out.line("}");
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "print", "print_cr"}, handle, err);
+    }
     return out.position;
 }
 
@@ -124,7 +136,7 @@ u_int32 message_print(const message_descriptor &type, vela_handle *handle, u_int
     }
     clear_last_error(handle);
     if (message == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in({type.type_name, nullptr, "print", "print_cr"}, handle, VELA_EINVAL, err, "the message is null");
         return 0;
     }
     text out{handle, mem_class, buffer, room, err};
@@ -151,6 +163,9 @@ u_int32 message_print(const message_descriptor &type, vela_handle *handle, u_int
     }
     out.space(0);
     out.line("}");
+    if (*err != 0) {
+        name_failure({type.type_name, nullptr, "print", "print_cr"}, handle, err);
+    }
     return out.position;
 }
 

@@ -11,13 +11,19 @@ constexpr u_int8 flag_set = 2;
 constexpr u_int32 whole_array = 0xFFFFFFFFu;
 
 /** After a successful store: marks the field, and the element of an array, when the handle tracks state. */
-void mark_tracked(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
-                  u_int32 mem_class, void *instance, u_int32 element, u_int32 *err);
+void mark_tracked(const structure_descriptor &type, const field_descriptor &field, const char *operation,
+                  vela_handle *handle, u_int32 mem_class, void *instance, u_int32 element, u_int32 *err);
+/** Says that the accessor {type}_{field}{operation} has failed with *err. */
+[[gnu::cold, gnu::noinline]] void name_access(const structure_descriptor &type, const field_descriptor &field,
+                                              const char *operation, vela_handle *handle, const u_int32 *err);
 
-PTP_CFG_INLINE void mark_set(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
-                             u_int32 mem_class, void *instance, u_int32 element, u_int32 *err) {
-    if (*err == 0 && handle->sttr_record != nullptr) {
-        mark_tracked(type, field, handle, mem_class, instance, element, err);
+/** Ends a store by the accessor {type}_{field}{operation}: marks the field, or names the accessor when it failed. */
+PTP_CFG_INLINE void finish_set(const structure_descriptor &type, const field_descriptor &field, const char *operation,
+                               vela_handle *handle, u_int32 mem_class, void *instance, u_int32 element, u_int32 *err) {
+    if (*err != 0) [[unlikely]] {
+        name_access(type, field, operation, handle, err);
+    } else if (handle->sttr_record != nullptr) {
+        mark_tracked(type, field, operation, handle, mem_class, instance, element, err);
     }
 }
 

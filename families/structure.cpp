@@ -27,7 +27,7 @@ void *structure_create_internal(const structure_descriptor &type, vela_handle *h
         if (!chained) {
             return nullptr;
         }
-        fail(handle, VELA_ENOMEM, &handle->chained_err);
+        fail_in({type.name, nullptr, "create_cr"}, handle, VELA_ENOMEM, &handle->chained_err);
         return type.error_instance;
     }
     memset(instance, 0, size);
@@ -39,7 +39,7 @@ void *structure_create_internal(const structure_descriptor &type, vela_handle *h
         structure_offset_remove(type, handle, mem_class, instance, &ignored);
         handle->free(handle->cookie, mem_class, instance);
         if (chained) {
-            fail(handle, err, &handle->chained_err);
+            fail_in({type.name, nullptr, "create_cr"}, handle, err, &handle->chained_err, "it cannot be initialised");
         }
         return nullptr;
     }
@@ -66,7 +66,7 @@ static u_int8 *block_base(vela_handle *handle, u_int32 mem_class, const structur
 static void keep_offset(vela_handle *handle, u_int32 mem_class, void *nested, const u_int8 *block, u_int32 *err) {
     velalib_update_sttr_offset(handle, mem_class, nested, block - static_cast<u_int8 *>(nested));
     if ((header_of(nested)->flags & VELA_FLAG_STTR_OFFSET) == 0) {
-        fail(handle, VELA_ENOMEM, err);
+        fail(handle, VELA_ENOMEM, err, "no memory for the place of a state-flag block");
     }
 }
 
@@ -100,7 +100,7 @@ void structure_initialize(const structure_descriptor &type, vela_handle *handle,
     }
     clear_last_error(handle);
     if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in({type.name, nullptr, "initialize"}, handle, VELA_EINVAL, err, "the instance is null");
         return;
     }
     const int8 variant = cap_variant(domain_variant(handle, record, err), type.newest);
@@ -114,7 +114,8 @@ void structure_initialize(const structure_descriptor &type, vela_handle *handle,
         const vela_variant_table *table = table_at_create(own, variant, type.trace, structure_header_traces);
         VELA_CALL(velalib_type_stats_create_object)(handle, mem_class, own, row_of(*table, variant), err);
         if (tracked && (header_of(instance)->flags & VELA_FLAG_NESTED) != 0 && sttr_base == nullptr) {
-            fail(handle, VELA_EINVAL, err);
+            fail_in({type.name, nullptr, "initialize"}, handle, VELA_EINVAL, err,
+                    "a nested instance without its parent's state flags");
             emit(type.trace, trace::structure::sttr_base_null);
             return;
         }
@@ -236,7 +237,7 @@ void structure_offset_remove(const structure_descriptor &type, vela_handle *hand
         return;
     }
     if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in({type.name, nullptr, "offset_remove"}, handle, VELA_EINVAL, err, "the instance is null");
         return;
     }
     for_each_nested(type, [&](const field_descriptor &field, u_int32 element) {

@@ -158,7 +158,8 @@ static void copy_block(const structure_descriptor &type, vela_handle *handle, u_
     u_int8 *to = state_block(handle, mem_class, type, destination);
     const u_int8 *from = state_block(handle, mem_class, type, source);
     if (to == nullptr || from == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in({type.name, nullptr, "set"}, handle, VELA_EINVAL, err,
+                to == nullptr ? "the destination is not state tracked" : "the source is not state tracked");
         emit(type.trace, trace::structure::not_tracked);
         return;
     }
@@ -169,11 +170,13 @@ static void copy_block(const structure_descriptor &type, vela_handle *handle, u_
 void structure_set(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                    const void *source, u_int32 *err) {
     if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "set"}, handle, err);
         return;
     }
     clear_last_error(handle);
     if (destination == nullptr || source == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in({type.name, nullptr, "set"}, handle, VELA_EINVAL, err,
+                destination == nullptr ? "the destination is null" : "the source is null");
         return;
     }
     adjust(handle, mem_class, destination, type.newest, err);
@@ -182,7 +185,7 @@ void structure_set(const structure_descriptor &type, vela_handle *handle, u_int3
     }
     const tracking mode = tracking_of(handle, type);
     if (!copy_body(type, handle, mem_class, destination, source)) {
-        fail(handle, VELA_ENOMEM, err);
+        fail_in({type.name, nullptr, "set"}, handle, VELA_ENOMEM, err, "no memory for a copy of its texts");
         return;
     }
     if (mode == tracking::on) {
@@ -196,13 +199,14 @@ void structure_set_elements(const structure_descriptor &type, vela_handle *handl
         return;
     }
     if (destination == nullptr || source == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in({type.name, nullptr, "post_copyout_cleanup"}, handle, VELA_EINVAL, err,
+                destination == nullptr ? "the destination is null" : "the source is null");
         return;
     }
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
         if (field.kind == field_kind::structure && field.is_array) {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
+            for (u_int32 element = 0; element < field.capacity && *err == 0; ++element) {
                 structure_set(*field.structure, handle, mem_class, storage(field, destination, element),
                               storage(field, source, element), err);
             }
@@ -215,14 +219,14 @@ void structure_set_elements(const structure_descriptor &type, vela_handle *handl
 /** What the first field of a type would find, for a type without values: an instance that is none, or has no fields. */
 static void require_variant(vela_handle *handle, const void *instance, u_int32 *err) {
     if (VELA_CALL(vela_get_instance_variant)(instance, 1, 0) < 0) {
-        fail_epoch(handle, VELA_EEPOCH, err);
+        fail_epoch(handle, VELA_EEPOCH, err, instance == nullptr ? "the instance is null" : nullptr);
     }
 }
 
-static void get_one(const field_descriptor &field, vela_handle *handle, u_int32 mem_class, const void *instance,
-                    void *value, u_int32 *err) {
+static void get_one(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
+                    u_int32 mem_class, const void *instance, void *value, u_int32 *err) {
     const u_int8 *bytes = storage(field, instance);
-    const bool readable = begin_get(field, handle, instance, err);
+    const bool readable = *err == 0 && begin_get(type, field, "_get_value", handle, instance, err);
     if (value == nullptr) {
         return;
     }
@@ -242,28 +246,35 @@ static void get_one(const field_descriptor &field, vela_handle *handle, u_int32 
 void structure_get_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *instance,
                        void *const *values, u_int32 *err) {
     if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "get_all"}, handle, err);
         return;
     }
     clear_last_error(handle);
     u_int32 count = 0;
     for (u_int32 i = 0; i < type.field_count; ++i) {
         if (is_value_field(type.fields[i])) {
-            get_one(type.fields[i], handle, mem_class, instance, values[count++], err);
+            get_one(type, type.fields[i], handle, mem_class, instance, values[count++], err);
         }
     }
     if (count == 0) {
         require_variant(handle, instance, err);
     }
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "get_all"}, handle, err);
+    }
 }
 
 static void set_one(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
                     u_int32 mem_class, void *instance, u_int64 value, u_int32 *err) {
-    if (!begin_set(type, field, handle, mem_class, instance, err)) {
+    if (*err != 0 || !begin_set(type, field, "_set_value", handle, mem_class, instance, err)) {
         return;
     }
     u_int8 *bytes = storage(field, instance);
     if (field.kind == field_kind::enumeration) {
         enumeration_set_value(*field.enumeration, handle, mem_class, bytes, static_cast<u_int32>(value), err);
+        if (*err != 0) {
+            name_access(type, field, "_set_value", handle, err);
+        }
         return;
     }
     visit_primitive(field.kind, [&](auto primitive) {
@@ -294,6 +305,7 @@ static u_int32 set_some(const structure_descriptor &type, vela_handle *handle, u
 void structure_set_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                        const u_int64 *values, u_int32 *err) {
     if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "set_all"}, handle, err);
         return;
     }
     clear_last_error(handle);
@@ -301,6 +313,9 @@ void structure_set_all(const structure_descriptor &type, vela_handle *handle, u_
     if (set_some(type, handle, mem_class, instance, values, true, err) == 0) {
         adjust(handle, mem_class, instance, type.newest, err);
         require_variant(handle, instance, err);
+    }
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "set_all"}, handle, err);
     }
 }
 

@@ -13,7 +13,7 @@ struct marshal_call {
     vela_handle *handle;
     u_int32 mem_class;
     u_int32 *err;
-    bool newer = false;
+    const char *newer = nullptr;  // its type
 };
 
 /** Position in a buffer; never beyond its end. */
@@ -32,7 +32,7 @@ int8 variant_to_write(marshal_call &call, const vela_type_info *record, const vo
     int8 variant = VELA_CALL(vela_get_instance_variant)(instance, structure, 0);
     const int8 domain = domain_variant(call.handle, record, call.err);
     if (check && variant > domain) {
-        call.newer = true;
+        call.newer = record->type_name;
         variant = domain;
     }
     return cap_variant(variant, newest);
@@ -159,12 +159,16 @@ u_int32 write_structure(marshal_call &call, const structure_descriptor &type, u_
     return out.position;
 }
 
-/** Ends a call: an instance newer than its domain is an error where there is no other. */
-void report_newer(const marshal_call &call) {
-    if (call.newer && *call.err == 0) {
-        fail_epoch(call.handle, VELA_EEPOCH, call.err);
+/** Ends a call that failed: an instance newer than its domain is an error where there is no other. */
+[[gnu::cold, gnu::noinline]] void end_failed(const marshal_call &call, const call_name &name) {
+    if (*call.err == 0) {
+        fail_in({call.newer, nullptr, "marshal"}, call.handle, VELA_EEPOCH, call.err,
+                "the instance's variant is newer than the handle's domain");
     }
+    name_failure(name, call.handle, call.err);
 }
+
+bool has_failed(const marshal_call &call) { return *call.err != 0 || call.newer != nullptr; }
 
 u_int32 positive(int32 room) { return room < 0 ? 0 : static_cast<u_int32>(room); }
 
@@ -173,28 +177,37 @@ u_int32 positive(int32 room) { return room < 0 ? 0 : static_cast<u_int32>(room);
 u_int32 enumeration_marshal(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
                             const void *instance, int32 room, u_int32 *err) {
     if (*err != 0) {
+        refuse_call(type, "marshal", handle, err);
         return 0;
     }
     clear_last_error(handle);
     if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        refuse_call(type, "marshal", handle, err);
         return 0;
     }
     marshal_call call{handle, mem_class, err};
     const u_int32 count = write_enumeration(call, type, buffer, instance, positive(room));
-    report_newer(call);
+    if (has_failed(call)) {
+        end_failed(call, {type.name, nullptr, "marshal"});
+    }
     return count;
 }
 
 u_int32 structure_marshal_exact(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
                                 u_int8 *buffer, const void *instance, int32 room, domain_check check, u_int32 *err) {
+    const auto name = [&]() -> call_name {
+        return {type.name, nullptr, check == domain_check::always ? "marshal" : "marshal_for_clone"};
+    };
     if (*err != 0) {
+        trace_refused(type, name(), handle, err);
         return 0;
     }
     clear_last_error(handle);
     marshal_call call{handle, mem_class, err};
     const u_int32 count = write_structure(call, type, buffer, instance, positive(room), check == domain_check::always);
-    report_newer(call);
+    if (has_failed(call)) {
+        end_failed(call, name());
+    }
     return count;
 }
 

@@ -183,7 +183,7 @@ void follow_jump(unmarshal_call &call, const structure_descriptor &type, const w
     if (end <= in.length) {
         in.position = static_cast<u_int32>(end);
     } else if (*call.err == 0) {
-        fail(call.handle, VELA_EMSGSIZE, call.err);
+        fail(call.handle, VELA_EMSGSIZE, call.err, "a record claims more bytes than there are");
     }
 }
 
@@ -213,39 +213,42 @@ u_int32 read_structure(unmarshal_call &call, const structure_descriptor &type, c
     return in.position;
 }
 
-/** Opens a call; false when it ends here. */
-bool begin(vela_handle *handle, const void *instance, u_int32 *err) {
-    if (*err != 0) {
-        return false;
-    }
-    clear_last_error(handle);
-    if (instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
-        return false;
-    }
-    return true;
-}
-
 u_int32 positive(int32 length) { return length < 0 ? 0 : static_cast<u_int32>(length); }
 
 }  // namespace
 
 u_int32 enumeration_unmarshal(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
                               const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err) {
-    if (!begin(handle, instance, err)) {
+    if (*err != 0 || instance == nullptr) {
+        refuse_call(type, "unmarshal", handle, err);
         return 0;
     }
+    clear_last_error(handle);
     unmarshal_call call{handle, mem_class, mode, err};
-    return read_enumeration(call, type, buffer, instance, positive(length));
+    const u_int32 count = read_enumeration(call, type, buffer, instance, positive(length));
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "unmarshal"}, handle, err);
+    }
+    return count;
 }
 
 u_int32 structure_unmarshal_exact(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
                                   const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err) {
-    if (!begin(handle, instance, err)) {
+    if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "unmarshal"}, handle, err);
+        return 0;
+    }
+    clear_last_error(handle);
+    if (instance == nullptr) {
+        fail_in({type.name, nullptr, "unmarshal"}, handle, VELA_EINVAL, err, "the instance is null");
         return 0;
     }
     unmarshal_call call{handle, mem_class, mode, err};
-    return read_structure(call, type, buffer, instance, positive(length));
+    const u_int32 count = read_structure(call, type, buffer, instance, positive(length));
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "unmarshal"}, handle, err);
+    }
+    return count;
 }
 
 }  // namespace ptp_cfg

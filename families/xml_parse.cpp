@@ -51,7 +51,7 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
     }
     if (!has_field(field, instance)) {
         if (place.exists()) {
-            fail_epoch(parse.handle, VELA_EEPOCH, parse.err);
+            fail_epoch(parse.handle, VELA_EEPOCH, parse.err, "the instance's variant does not have it");
         }
         return;
     }
@@ -104,6 +104,7 @@ void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &typ
             return;
         }
         if (*parse.err != VELA_ENOENT) {
+            fail(parse.handle, *parse.err, parse.err);
             name_failed_path(parse, place.path());
             VELA_CALL(vela_store_err)(parse.handle, *parse.err);  // last: a message that had to be cut is no cause
             return;
@@ -116,18 +117,22 @@ void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &typ
 void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance) {
     clear_last_error(parse.handle);
     if (instance == nullptr) {
-        fail(parse.handle, VELA_EINVAL, parse.err);
+        fail(parse.handle, VELA_EINVAL, parse.err, "the instance is null");
         return;
     }
     if (!place.exists()) {
-        fail(parse.handle, VELA_ENOENT, parse.err);
+        fail(parse.handle, VELA_ENOENT, parse.err, "the document has no element of that path");
         return;
     }
     xml_children children(place);
-    for (u_int32 i = 0; i < type.field_count && *parse.err == 0; ++i) {
+    u_int32 i = 0;
+    for (; i < type.field_count && *parse.err == 0; ++i) {
         if (!type.fields[i].is_companion) {
             parse_field(parse, type.fields[i], instance, children);
         }
+    }
+    if (*parse.err != 0 && i != 0) {
+        name_failure({type.name, type.fields[i - 1].name, "from_xml"}, parse.handle, parse.err);
     }
 }
 
@@ -135,19 +140,31 @@ void parse_structure(const xml_parse &parse, const structure_descriptor &type, c
 
 void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handle, const char *path,
                           const xml_source &source, void *instance, u_int32 *err) {
-    if (*err == 0 && instance == nullptr) {
-        fail(handle, VELA_EINVAL, err);
-    } else if (*err == 0) {
-        xml_path steps(path);
-        parse_enumeration({handle, 0, source, err}, type, xml_place(source.document, path, steps), instance);
+    if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "from_xml"}, handle, err);
+        return;
+    }
+    if (instance == nullptr) {
+        fail_in({type.name, nullptr, "from_xml"}, handle, VELA_EINVAL, err, "the instance is null");
+        return;
+    }
+    xml_path steps(path);
+    parse_enumeration({handle, 0, source, err}, type, xml_place(source.document, path, steps), instance);
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "from_xml"}, handle, err);
     }
 }
 
 void structure_from_xml(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *path,
                         const xml_source &source, void *instance, u_int32 *err) {
-    if (*err == 0) {
-        xml_path steps(path);
-        parse_structure({handle, mem_class, source, err}, type, xml_place(source.document, path, steps), instance);
+    if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "from_xml"}, handle, err);
+        return;
+    }
+    xml_path steps(path);
+    parse_structure({handle, mem_class, source, err}, type, xml_place(source.document, path, steps), instance);
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "from_xml"}, handle, err);
     }
 }
 
@@ -174,7 +191,7 @@ void *message_from_xml(const message_descriptor &type, const payload_wire &wire,
     clear_last_error(handle);
     message_instance *message = static_cast<message_instance *>(message_create(type, wire, handle, mem_class));
     if (message == nullptr) {
-        fail(handle, VELA_ENOMEM, err);
+        fail_in({type.type_name, nullptr, "from_xml"}, handle, VELA_ENOMEM, err);
         return nullptr;
     }
     const xml_parse parse{handle, mem_class, source, err};
@@ -188,6 +205,9 @@ void *message_from_xml(const message_descriptor &type, const payload_wire &wire,
     }
     if (*err == VELA_ENOENT) {
         *err = 0;
+    }
+    if (*err != 0) {
+        name_failure({type.type_name, nullptr, "from_xml"}, handle, err);
     }
     // After a failure the message stays with the handle's allocator: callers of this operation never destroy it.
     return *err == 0 ? message : nullptr;

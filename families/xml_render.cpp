@@ -52,6 +52,7 @@ void render_value(xml_output &out, const field_descriptor &field, const void *in
 u_int32 enumeration_to_xml(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *name,
                            char *buffer, const void *instance, u_int32 room, u_int32 *err) {
     if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "to_xml", "toxml_cr"}, handle, err);
         return 0;
     }
     clear_last_error(handle);
@@ -65,12 +66,16 @@ u_int32 enumeration_to_xml(const enumeration_descriptor &type, vela_handle *hand
                                                               "<%s value out of range/>", type.name);
     out.position += xml_enum_print(handle, mem_class, out.here(), text, out.left(), length, err);
     out.end(name);
+    if (*err != 0) {
+        name_failure({type.name, nullptr, "to_xml", "toxml_cr"}, handle, err);
+    }
     return out.position;
 }
 
 u_int32 structure_to_xml(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *name,
                          char *buffer, const void *instance, u_int32 room, u_int8 state_flag, u_int32 *err) {
     if (*err != 0) {
+        trace_refused(type, {type.name, nullptr, "to_xml", "toxml_cr"}, handle, err);
         return 0;
     }
     clear_last_error(handle);
@@ -78,7 +83,8 @@ u_int32 structure_to_xml(const structure_descriptor &type, vela_handle *handle, 
     const bool tracked = tracking_of(handle, type) == tracking::on;
     xml_output out{handle, mem_class, buffer, room, err};
     out.start(name, state_flag);
-    for (u_int32 i = 0; i < type.field_count && *err == 0; ++i) {
+    u_int32 i = 0;
+    for (; i < type.field_count && *err == 0; ++i) {
         const field_descriptor &field = type.fields[i];
         if (static_cast<int>(field.since) > variant) {
             continue;
@@ -92,6 +98,9 @@ u_int32 structure_to_xml(const structure_descriptor &type, vela_handle *handle, 
             }
         }
     }
+    if (*err != 0) {
+        name_failure({type.name, i == 0 ? nullptr : type.fields[i - 1].name, "to_xml", "toxml_cr"}, handle, err);
+    }
     out.end(name);  // also after a failure
     return out.position;
 }
@@ -104,7 +113,7 @@ u_int32 message_to_xml(const message_descriptor &type, vela_handle *handle, u_in
     }
     clear_last_error(handle);
     if (message == nullptr) {
-        fail(handle, VELA_EINVAL, err);
+        fail_in({type.type_name, nullptr, "to_xml", "toxml_cr"}, handle, VELA_EINVAL, err, "the message is null");
         return 0;
     }
     const message_instance *instance = static_cast<const message_instance *>(message);
@@ -125,6 +134,9 @@ u_int32 message_to_xml(const message_descriptor &type, vela_handle *handle, u_in
         }
     }
     out.end(type.name);
+    if (*err != 0) {
+        name_failure({type.type_name, nullptr, "to_xml", "toxml_cr"}, handle, err);
+    }
     return out.position;
 }
 

@@ -4,7 +4,8 @@
 
 namespace ptp_cfg {
 
-static vela_module module_record = {"ptp_cfg", type_table, nullptr, nullptr};
+extern vela_module module_record;
+vela_module module_record = {"ptp_cfg", type_table, nullptr, nullptr};
 static bool linked_once = false;
 
 /** Links the record at the end of the runtime's tail queue. Runs at load; again, it does nothing. */
@@ -63,7 +64,7 @@ extern "C" void ptp_cfg_typeinfo_initialize(vela_handle *handle, u_int32 mem_cla
             entry = enter(handle, mem_class, *record);
             inserted = 1;
             if (entry == nullptr) {
-                fail(handle, VELA_ENOMEM, err);
+                fail_in({nullptr, nullptr, "ptp_cfg_typeinfo_initialize"}, handle, VELA_ENOMEM, err);
                 return;
             }
         }

@@ -13,15 +13,17 @@ using namespace ptp_cfg;
 
 namespace {
 
-/** Finds the message that bytes hold, and tells the caller; nullptr with an error. */
-const ptp_cfg_type *identify(vela_handle *handle, const ptp_cfg_type **type, const u_int8 *bytes, u_int32 length,
+/** Finds the message that bytes hold, and tells the caller; nullptr with an error of the operation. */
+const ptp_cfg_type *identify(const char *operation, vela_handle *handle, const ptp_cfg_type **type, const u_int8 *bytes, u_int32 length,
                              u_int32 *err) {
     const ptp_cfg_type *found = nullptr;
     if (*err == 0) {
         clear_last_error(handle);
         found = ptp_cfg_message_identify(bytes, length);
         if (found == nullptr) {
-            fail(handle, length < PTP_CFG_MESSAGE_PREFIX ? VELA_EMSGSIZE : VELA_EINVAL, err);
+            const bool cut = length < PTP_CFG_MESSAGE_PREFIX;
+            fail_in({nullptr, nullptr, operation}, handle, cut ? VELA_EMSGSIZE : VELA_EINVAL, err,
+                    cut ? "the bytes end before the message's identity does" : "no message has this identity");
         }
     }
     if (type != nullptr) {
@@ -85,8 +87,11 @@ extern "C" {
 void *ptp_cfg_receive(vela_handle *handle, u_int32 mem_class, const ptp_cfg_type **type, const u_int8 *bytes,
                       u_int32 length, u_int32 *consumed, u_int32 *err) {
     u_int32 count = 0;
-    const ptp_cfg_type *found = identify(handle, type, bytes, length, err);
+    const ptp_cfg_type *found = identify("ptp_cfg_receive", handle, type, bytes, length, err);
     void *message = found == nullptr ? nullptr : found->operations->take(handle, mem_class, bytes, length, &count, err);
+    if (found != nullptr && message == nullptr) {
+        name_failure({nullptr, nullptr, "ptp_cfg_receive"}, handle, err);
+    }
     if (consumed != nullptr) {
         *consumed = count;
     }
@@ -104,7 +109,7 @@ u_int32 ptp_cfg_dispatch(vela_handle *handle, u_int32 mem_class, void *context, 
     if (message != nullptr) {
         *message = nullptr;
     }
-    const ptp_cfg_type *found = identify(handle, type, bytes, length, err);
+    const ptp_cfg_type *found = identify("ptp_cfg_dispatch", handle, type, bytes, length, err);
     return found == nullptr ? 0 : found->operations->receive(handle, mem_class, context, message, bytes, length, err);
 }
 
@@ -125,7 +130,8 @@ u_int32 ptp_cfg_dispatch_bundle(vela_handle *handle, u_int32 mem_class, ptp_cfg_
             }
         }
         if (delivery.report.failed != 0) {
-            fail(handle, delivery.report.first.err, err);
+            fail_in({nullptr, nullptr, "ptp_cfg_dispatch_bundle"}, handle, delivery.report.first.err, err,
+                    delivery.report.first.reason);
         }
     }
     if (report != nullptr) {

@@ -297,7 +297,7 @@ void *ptp_cfg_field_get(const ptp_cfg_type *type, u_int32 index, vela_handle *ha
 u_int64 ptp_cfg_field_get_value(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                 void *instance, u_int32 element, u_int32 *err) {
     if (type->kind == PTP_CFG_ENUMERATION && *err == 0) {
-        return enumeration_get_value(handle, instance, err);
+        return enumeration_get_value(enumeration_of(type), handle, instance, err);
     }
     if (type->kind == PTP_CFG_MESSAGE) {
         return payload_value(message_of(type), index, handle, mem_class, instance, err);
@@ -362,7 +362,7 @@ void ptp_cfg_field_set(const ptp_cfg_type *type, u_int32 index, vela_handle *han
             text_set(*structure, index, handle, mem_class, instance, static_cast<const char *>(value), length, err);
         }
     } else if (field.kind == field_kind::structure && field.is_array) {
-        if (within(field, element, handle, err)) {  // the typed operation leaves this to its caller
+        if (within(*structure, field, "_set", element, handle, err)) {  // the typed operation leaves this to its caller
             array_set_element(*structure, index, handle, mem_class, instance, element, value, err);
         }
     } else {

@@ -3,6 +3,7 @@
 
 #include "allocator.h"
 #include "domain.h"
+#include "failures.h"
 #include "memory_account.h"
 #include "object_references.h"
 #include "pointer_map.h"
@@ -20,6 +21,7 @@ struct vela_runtime {
     velalib::variant_cache variants;
     velalib::pointer_map<int64_t> sttr_offsets;  // by instance: distance to its state-flag block
     velalib::object_references references;
+    velalib::failures failures;
     vela_sttr_record sttr = {};
 
     // The application's callbacks, for handles whose cookie is the runtime.

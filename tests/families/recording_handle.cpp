@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ostream>
+#include <regex>
 
 namespace ptp_cfg_test {
 
@@ -86,6 +87,10 @@ void family_test::receive_trace(void *cookie, const bitlog_record *record) {
     bitlog_format(record, text, sizeof text);
     EXPECT_NE(record->module_id, 0);
     EXPECT_LT(record->number - record->points->first_number, record->points->count);
+    if (record->level == BITLOG_DEBUG && std::regex_match(text, std::regex("\\w+ refused: error \\d+ is present"))) {
+        test.refused.emplace_back(text);
+        return;
+    }
     test.traces.push_back(
         {record->points->subject, record->number - record->points->first_number, record->level, text});
     if (record->level == BITLOG_EMERGENCY) {

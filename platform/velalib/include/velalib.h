@@ -7,6 +7,7 @@
 #ifndef VELALIB_H
 #define VELALIB_H
 
+#include "velalib/error_text.h"
 #include "velalib/handle.h"
 #include "velalib/memory_use.h"
 #include "velalib/object_reference.h"

@@ -26,6 +26,29 @@ VELA_API void vela_store_err(vela_handle *handle, u_int32 code);
 /** Records an epoch code (43, 52) as the handle's last error and stores it in *err. */
 VELA_API void vela_store_epoch_err(vela_handle *handle, u_int32 code, u_int32 *err);
 
+/** The function that failed, by parts of its name, and the field that it is about. */
+typedef struct vela_failed_call {
+    const char *type;      /**< "ptp_clock_quality", or NULL when `operation` is the whole name */
+    const char *field;     /**< "clock_accuracy", or NULL */
+    const char *operation; /**< "marshal"; one that begins with '_', such as "_set_value", follows the field's name */
+} vela_failed_call;
+
+struct vela_module;
+
+/**
+ * Notes that a call turned an error word into a code, for vela_error_text(); what was noted of that code before is
+ * forgotten. To be followed by vela_name_failure() from the operation that was called.
+ * @param reason  what was wrong, as half a sentence that stays; NULL: as the code says
+ */
+VELA_API void vela_note_failure(vela_handle *handle, u_int32 code, const char *reason);
+/**
+ * Says which call has failed with a code. Operations that call each other may each say it: the outermost names the
+ * function, the innermost the field.
+ * @param module  the module whose texts `call` and the reason are: once it is unloaded they are not looked at
+ */
+VELA_API void vela_name_failure(vela_handle *handle, u_int32 code, const struct vela_module *module,
+                                const vela_failed_call *call);
+
 /* ---- identity and variants ------------------------------------------------------------------------------ */
 
 /** Registers a module's types with a handle; the runtime calls it when the type table lacks one. */

@@ -24,6 +24,7 @@ struct runtime_front {
     handle->last_error.code = code;
     handle->last_error.epoch = 0;
     *err = code;
+    vela_note_failure(handle, code, nullptr);
     return 0;
 }
 
