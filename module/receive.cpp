@@ -14,8 +14,8 @@ using namespace ptp_cfg;
 namespace {
 
 /** Finds the message that bytes hold, and tells the caller; nullptr with an error of the operation. */
-const ptp_cfg_type *identify(const char *operation, vela_handle *handle, const ptp_cfg_type **type, const u_int8 *bytes, u_int32 length,
-                             u_int32 *err) {
+const ptp_cfg_type *identify(const char *operation, vela_handle *handle, const ptp_cfg_type **type, const u_int8 *bytes,
+                             u_int32 length, u_int32 *err) {
     const ptp_cfg_type *found = nullptr;
     if (*err == 0) {
         clear_last_error(handle);
