@@ -154,6 +154,21 @@ std::vector<vela_type_info *> records() {
     return all;
 }
 
+TEST(module_test, what_failed_is_named_while_the_library_is_loaded) {
+    loaded_library library;
+    u_int32 err = 0;
+    vela_handle *handle = vela_handle_create(nullptr, &err);
+    using copy = void(vela_handle *, u_int32, void *, const void *, u_int32 *);
+    library.find<copy>("ptp_clock_accuracy_set")(handle, 0, nullptr, nullptr, &err);
+    char text[200];
+    vela_error_text(handle, err, text, sizeof text);
+    EXPECT_STREQ(text, "22 (VELA_EINVAL): ptp_clock_accuracy_set: an instance is null");
+    library.close();
+    vela_error_text(handle, err, text, sizeof text);
+    EXPECT_STREQ(text, "22 (VELA_EINVAL): an argument that is not valid, such as a null instance");
+    vela_handle_destroy(handle, nullptr);
+}
+
 TEST(module_test, records_of_all_types) {
     static_assert(sizeof(vela_type_info) == 272 && sizeof(vela_type_info_copy) == 288);
     loaded_library library;

@@ -68,8 +68,9 @@ record record_from_element(const xml_source &source, const xml_record &element, 
     char reason[256] = "";
     const auto check = [&] {
         if (err != 0) {
-            throw failure(exit_code::bad_input, source.place(element.node) + ": " + type.short_name + ": " +
-                                                    error_text(err) + (reason[0] != 0 ? ": " : "") + reason);
+            throw failure(exit_code::bad_input,
+                          source.place(element.node) + ": " + type.short_name + ": " +
+                              (reason[0] != 0 ? error_text(err) + ": " : error_text(handle, err)) + reason);
         }
     };
     if (type.kind == PTP_CFG_MESSAGE) {
@@ -107,7 +108,7 @@ void append_filled(const record &record, std::string &text, const char *doing, c
         }
         if (err != VELA_EMSGSIZE || room >= longest_message) {
             throw failure(exit_code::bad_input, std::string(describe(record.type()).short_name) + ": cannot " + doing +
-                                                    ": " + error_text(err));
+                                                    ": " + error_text(record.handle(), err));
         }
         buffer.resize(room * 4 + 1, ' ');
     }

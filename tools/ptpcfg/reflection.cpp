@@ -140,6 +140,12 @@ std::string error_text(u_int32 code) {
     }
 }
 
+std::string error_text(vela_handle *handle, u_int32 code) {
+    char call[512];
+    vela_error_text(handle, code, call, sizeof call);
+    return error_text(code) + " [" + call + "]";
+}
+
 std::string system_error_text(u_int32 code) {
     return std::string(std::strerror(static_cast<int>(code))) + " (" + std::to_string(code) + ")";
 }

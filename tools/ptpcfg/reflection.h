@@ -42,6 +42,8 @@ const ptp_cfg_type *message_named(const std::string &name);
 
 /** What an error word says, for a sentence. */
 std::string error_text(u_int32 code);
+/** The same with the call of the library that failed and its reason, for errors that a record's content explains. */
+std::string error_text(vela_handle *handle, u_int32 code);
 
 /** What an errno of a file says. */
 std::string system_error_text(u_int32 code);
