@@ -1,6 +1,7 @@
 #include "families/field.h"
 #include "families/xml.h"
 #include "families/xml_place.h"
+#include "families/xml_strict.h"
 
 namespace ptp_cfg {
 
@@ -50,8 +51,11 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
         return;
     }
     if (!has_field(field, instance)) {
-        if (place.exists()) {
+        const u_int32 found = place.look();
+        if (found == VELA_OK) {
             fail_epoch(parse.handle, VELA_EEPOCH, parse.err, "the instance's variant does not have it");
+        } else if (found == VELA_ENOMEM) {
+            fail(parse.handle, VELA_ENOMEM, parse.err);
         }
         return;
     }
@@ -88,9 +92,25 @@ void name_failed_path(const xml_parse &parse, const char *path) {
     }
 }
 
+/** A value may be a number where the document's reader allows it. */
+void parse_number(const xml_parse &parse, const xml_place &place, void *instance) {
+    if constexpr (has_own_runtime) {
+        vela_xml_document *document = parse.source.document;
+        if (place.number() != 0 && (xml_get_rules(document) & VELA_XML_NUMBERS) != 0 &&
+            read_enumeration_number(xml_element_text(document, place.number()), value_of(instance))) {
+            clear_last_error(parse.handle);
+        }
+    }
+}
+
 void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_place &place,
                        void *instance) {
     clear_last_error(parse.handle);
+    if (place.lacks_memory()) {
+        fail(parse.handle, VELA_ENOMEM, parse.err);
+        name_failed_path(parse, place.path());
+        return;
+    }
     xml_children literals(place);
     const char *only = literals.only_name();  // there is one as a rule, and then the others need no search
     const size_t only_length = only != nullptr ? strlen(only) : 0;
@@ -112,6 +132,7 @@ void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &typ
         VELA_CALL(vela_store_err)(parse.handle, *parse.err);
         *parse.err = 0;
     }
+    parse_number(parse, place, instance);
 }
 
 void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance) {
@@ -120,8 +141,9 @@ void parse_structure(const xml_parse &parse, const structure_descriptor &type, c
         fail(parse.handle, VELA_EINVAL, parse.err, "the instance is null");
         return;
     }
-    if (!place.exists()) {
-        fail(parse.handle, VELA_ENOENT, parse.err, "the document has no element of that path");
+    if (const u_int32 found = place.look(); found != VELA_OK) {
+        fail(parse.handle, found, parse.err,
+             found == VELA_ENOENT ? "the document has no element of that path" : nullptr);
         return;
     }
     xml_children children(place);
@@ -149,7 +171,11 @@ void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handl
         return;
     }
     xml_path steps(path);
-    parse_enumeration({handle, 0, source, err}, type, xml_place(source.document, path, steps), instance);
+    const xml_place place(source.document, path, steps);
+    if (place.number() == 0 || !is_read_strictly(source.document) ||
+        admits_enumeration(type, handle, source, instance, place.number(), err)) {
+        parse_enumeration({handle, 0, source, err}, type, place, instance);
+    }
     if (*err != 0) {
         name_failure({type.name, nullptr, "from_xml"}, handle, err);
     }
@@ -162,24 +188,56 @@ void structure_from_xml(const structure_descriptor &type, vela_handle *handle, u
         return;
     }
     xml_path steps(path);
-    parse_structure({handle, mem_class, source, err}, type, xml_place(source.document, path, steps), instance);
+    const xml_place place(source.document, path, steps);
+    if (place.number() == 0 || instance == nullptr || !is_read_strictly(source.document) ||
+        admits_structure(type, handle, source, instance, place.number(), err)) {
+        parse_structure({handle, mem_class, source, err}, type, place, instance);
+    }
     if (*err != 0) {
         name_failure({type.name, nullptr, "from_xml"}, handle, err);
     }
 }
 
-static void parse_payload(const xml_parse &parse, const payload_descriptor &payload, void *value) {
+/** @param element  where the payload stands when that is known, else 0 */
+static void parse_payload(const xml_parse &parse, const payload_descriptor &payload, void *value, u_int32 element) {
     char path[128] = "//";
     strncat(path, payload.name, sizeof path - 3);
+    xml_path steps(path);
+    const xml_place found =
+        element != 0 ? xml_place(parse.source.document, element, steps) : xml_place(parse.source.document, path, steps);
     if (payload.structure != nullptr) {
-        structure_from_xml(*payload.structure, parse.handle, parse.mem_class, path, parse.source, value, parse.err);
+        parse_structure(parse, *payload.structure, found, value);
         return;
     }
     visit_primitive(payload.kind, [&](auto primitive) {
         using P = decltype(primitive);
-        P::from_xml(parse.handle, parse.mem_class, path, parse.source.document, static_cast<typename P::type *>(value),
-                    parse.err, parse.source.error_text, parse.source.error_room);
+        P::from_xml(parse.handle, parse.mem_class, found.path_to_read(), parse.source.document,
+                    static_cast<typename P::type *>(value), parse.err, parse.source.error_text,
+                    parse.source.error_room);
     });
+}
+
+/** Reads what there is. A payload that is not in the document keeps its defaults. */
+static void parse_payloads(const xml_parse &parse, const message_descriptor &type, message_instance &message) {
+    for (u_int32 i = 0; i < type.payload_count && *parse.err == 0; ++i) {
+        parse_payload(parse, type.payloads[i], message.payload[i], 0);
+        if (*parse.err == VELA_ENOENT) {
+            *parse.err = 0;
+        }
+    }
+}
+
+/** Reads a document that must fit the message as a whole. */
+static void parse_payloads_strictly(const xml_parse &parse, const message_descriptor &type, message_instance &message) {
+    u_int32 elements[std::size(message.payload)] = {};
+    if (!admits_message(type, parse.handle, parse.source, message, elements, parse.err)) {
+        return;
+    }
+    for (u_int32 i = 0; i < type.payload_count && *parse.err == 0; ++i) {
+        if (elements[i] != 0) {
+            parse_payload(parse, type.payloads[i], message.payload[i], elements[i]);
+        }
+    }
 }
 
 void *message_from_xml(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class,
@@ -195,21 +253,18 @@ void *message_from_xml(const message_descriptor &type, const payload_wire &wire,
         return nullptr;
     }
     const xml_parse parse{handle, mem_class, source, err};
-    for (u_int32 i = 0; i < type.payload_count; ++i) {
-        if (*err == VELA_ENOENT) {
-            *err = 0;  // the payload is not in the document: it keeps its defaults
+    if (is_read_strictly(source.document)) {
+        parse_payloads_strictly(parse, type, *message);
+        if (*err != 0) {
+            message_destroy(type, wire, handle, mem_class, message);
         }
-        if (*err == 0) {
-            parse_payload(parse, type.payloads[i], message->payload[i]);
-        }
-    }
-    if (*err == VELA_ENOENT) {
-        *err = 0;
+    } else {
+        parse_payloads(parse, type, *message);
+        // After a failure the message stays with the handle's allocator: callers of this operation never destroy it.
     }
     if (*err != 0) {
         name_failure({type.type_name, nullptr, "from_xml"}, handle, err);
     }
-    // After a failure the message stays with the handle's allocator: callers of this operation never destroy it.
     return *err == 0 ? message : nullptr;
 }
 

@@ -2,8 +2,8 @@
 
 namespace ptp_cfg {
 
-// Numbers are what the library's own runtime knows beyond paths. A caller's path may also be an expression that several
-// elements answer to, so that no number stands for what its steps name: then paths it is, all the way down.
+// Numbers are what the library's own runtime knows beyond paths. A path of any form is searched for once, however many
+// elements it names: the parse begins at the first, and finds all else from there. So no form reads another value.
 
 xml_place::xml_place(vela_xml_document *document, const char *root, xml_path &path)
     : document_(document),
@@ -12,13 +12,25 @@ xml_place::xml_place(vela_xml_document *document, const char *root, xml_path &pa
       siblings_(nullptr),
       parent_length_(path.length()),
       length_(path.length()),
+      search_(VELA_OK),
       has_number_(false),
       number_(0) {
     if constexpr (has_own_runtime) {
-        const u_int32 result = xml_find_element(document, root, &number_);
-        has_number_ = result == VELA_OK || result == VELA_ENOENT;
+        search_ = xml_find_element(document, root, &number_);
+        has_number_ = search_ == VELA_OK || search_ == VELA_ENOENT;
     }
 }
+
+xml_place::xml_place(vela_xml_document *document, u_int32 number, xml_path &path)
+    : document_(document),
+      path_(path),
+      text_(path.text()),
+      siblings_(nullptr),
+      parent_length_(path.length()),
+      length_(path.length()),
+      search_(VELA_OK),
+      has_number_(true),
+      number_(number) {}
 
 xml_place::xml_place(xml_children &parent, const char *name, u_int32 name_length)
     : document_(parent.parent_.document_),
@@ -26,6 +38,7 @@ xml_place::xml_place(xml_children &parent, const char *name, u_int32 name_length
       text_(path_.text()),
       siblings_(&parent),
       parent_length_(path_.length()),
+      search_(VELA_OK),
       has_number_(parent.parent_.has_number_),
       number_(0) {
     path_.append_step(name, name_length);
@@ -55,12 +68,19 @@ void xml_place::go_to(u_int32 position) {
     }
 }
 
-bool xml_place::exists() const {
+u_int32 xml_place::look() const {
     if (has_number_) {
-        return number_ != 0;
+        return number_ != 0 ? VELA_OK : VELA_ENOENT;
+    }
+    if (lacks_memory()) {
+        return VELA_ENOMEM;
     }
     u_int32 count = 0;
-    return xml_get_element_nodecount(document_, text_, &count) == VELA_OK && count > 0;
+    const u_int32 result = xml_get_element_nodecount(document_, text_, &count);
+    if (result == VELA_ENOMEM) {
+        return VELA_ENOMEM;
+    }
+    return result == VELA_OK && count > 0 ? VELA_OK : VELA_ENOENT;
 }
 
 const char *xml_place::path_to_read() const {

@@ -8,10 +8,13 @@ namespace ptp_cfg {
 /** The path of an element, which grows and shrinks as a parse goes down and up. */
 class xml_path {
   public:
-    /** @param root  a path that is too long to keep leaves room for no step */
+    /** @param root  a path that is too long to keep is shown as dots and leaves room for no step */
     explicit xml_path(const char *root) {
         if (root != nullptr) {
             append(root, strlen(root));
+        }
+        if (!fits()) {
+            memcpy(text_, "...", sizeof "...");
         }
     }
 
@@ -52,6 +55,8 @@ class xml_place {
   public:
     /** The element that a parse begins at, found by the path that its caller gave. */
     xml_place(vela_xml_document *document, const char *root, xml_path &path);
+    /** An element that is known. */
+    xml_place(vela_xml_document *document, u_int32 number, xml_path &path);
     /** A child: the first of its name. The path has its step until the place is gone. */
     xml_place(xml_children &parent, const char *name, u_int32 name_length);
     ~xml_place() { path_.cut(parent_length_); }
@@ -60,10 +65,15 @@ class xml_place {
 
     /** Goes on to the child of that position among those of its name; positions are taken in turn, from 1. */
     void go_to(u_int32 position);
-    /** False when the path is too long to name the element, which is then not to be looked at. */
-    bool fits() const { return path_.fits(); }
-    bool exists() const;
+    /** False when only the path could name the element and is too long to do so: it is not to be looked at then. */
+    bool fits() const { return has_number_ || path_.fits(); }
+    /** Looks whether the element is there: 0, else 2, or 12 without memory to look. */
+    u_int32 look() const;
+    /** True when there was no memory to search for the element that the parse begins at. */
+    bool lacks_memory() const { return search_ == VELA_ENOMEM; }
     const char *path() const { return text_; }
+    /** 0 when there is no such element, or only its path is known. */
+    u_int32 number() const { return number_; }
     /** The path, by which the document's very next read finds the element without a search. */
     const char *path_to_read() const;
 
@@ -76,6 +86,7 @@ class xml_place {
     xml_children *siblings_;  // nullptr: it has been found by its path
     size_t parent_length_;    // of the path
     size_t length_;           // of the path, up to the name
+    u_int32 search_;          // how the search ended for the element that the parse begins at
     bool has_number_;
     u_int32 number_;  // 0: there is no such element
 };

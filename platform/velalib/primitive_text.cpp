@@ -1,8 +1,12 @@
+#include <cstdio>
+
 #include "text_io.h"
 #include "value_text.h"
 #include "velalib/primitives.h"
+#include "xml_characters.h"
 #include "xml_write.h"
 
+using velalib::is_blank;
 using velalib::value_text_room;
 using velalib::xml_source;
 
@@ -93,13 +97,19 @@ u_int32 to_xml(vela_handle *handle, const char *name, char *buffer, const P *val
     return velalib::write_element(handle, name, buffer, text, length, room, state_flag, err);
 }
 
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-
 std::string_view trim(const char *text) {
     while (is_blank(*text)) ++text;
     size_t length = strlen(text);
     while (length > 0 && is_blank(text[length - 1])) --length;
     return {text, length};
+}
+
+constexpr const char *refusal_format = "value '%.*s' is not %s";
+
+/** How much is shown of a text that is refused. */
+int shown_length(std::string_view text) {
+    constexpr size_t most = 64;
+    return static_cast<int>(text.size() < most ? text.size() : most);
 }
 
 template <typename Text, typename P>
@@ -117,11 +127,48 @@ void from_xml(vela_handle *handle, u_int32 mem_class, const xml_source &source, 
         vela_inline::value_set(handle, mem_class, value, &fresh, err);
         return;
     }
-    const int shown = static_cast<int>(trimmed.size() < 64 ? trimmed.size() : 64);
-    velalib::refuse(handle, source, VELA_EINVAL, err, "value '%.*s' is not %s", shown, trimmed.data(), Text::expected);
+    velalib::refuse(handle, source, VELA_EINVAL, err, refusal_format, shown_length(trimmed), trimmed.data(),
+                    Text::expected);
 }
 
+/** The forms that the values of a type have. */
+struct value_forms {
+    std::string_view type;
+    bool (*hold)(std::string_view text);
+    const char *expected;
+};
+
+template <typename Text, typename P>
+constexpr value_forms forms_of(std::string_view type) {
+    return {type,
+            [](std::string_view text) {
+                P value = {};
+                return Text::parse(text, &value);
+            },
+            Text::expected};
+}
+
+constexpr value_forms all_forms[] = {
+    forms_of<number_text<u_int8>, u_int8>("u_int8"),     forms_of<number_text<u_int16>, u_int16>("u_int16"),
+    forms_of<number_text<u_int32>, u_int32>("u_int32"),  forms_of<number_text<u_int64>, u_int64>("u_int64"),
+    forms_of<number_text<int8>, int8>("int8"),           forms_of<number_text<int16>, int16>("int16"),
+    forms_of<number_text<int32>, int32>("int32"),        forms_of<boolean_text, vela_boolean>("vela_boolean"),
+    forms_of<en_address_text, en_address>("en_address"), forms_of<ip_address_text, ip_address>("ip_address"),
+    forms_of<vrf_info_text, vrf_info>("vrf_info"),
+};
+
 }  // namespace
+
+u_int32 xml_check_value(const char *type_name, const char *text, char *reason, u_int32 room) {
+    if (std::string_view(type_name) == "var_string") return velalib::check_string(text, reason, room);
+    const std::string_view trimmed = trim(text);
+    for (const value_forms &forms : all_forms) {
+        if (forms.type != type_name || forms.hold(trimmed)) continue;
+        snprintf(reason, room, refusal_format, shown_length(trimmed), trimmed.data(), forms.expected);
+        return VELA_EINVAL;
+    }
+    return VELA_OK;
+}
 
 u_int32 u_int8_print(vela_handle *handle, u_int32, char *buffer, u_int32 indent, const char *label, const u_int8 *value,
                      u_int32 room, u_int32 *err) {

@@ -8,22 +8,6 @@ namespace {
 
 bool is_continuation(u_int8 byte) { return (byte & 0xC0) == 0x80; }
 
-/** Length of the UTF-8 character at `at`, or 0 when XML must not contain what stands there. */
-size_t utf8_length(const u_int8 *at, size_t left) {
-    const u_int8 first = at[0];
-    const size_t length = first >= 0xF0 ? 4 : (first >= 0xE0 ? 3 : 2);
-    if (first < 0xC2 || first > 0xF4 || left < length) return 0;
-    for (size_t i = 1; i < length; ++i) {
-        if (!is_continuation(at[i])) return 0;
-    }
-    if (first == 0xE0 && at[1] < 0xA0) return 0;                    // longer than need be
-    if (first == 0xED && at[1] > 0x9F) return 0;                    // half of a surrogate pair
-    if (first == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) return 0;  // U+FFFE, U+FFFF
-    if (first == 0xF0 && at[1] < 0x90) return 0;                    // longer than need be
-    if (first == 0xF4 && at[1] > 0x8F) return 0;                    // beyond the last character
-    return length;
-}
-
 const char *xml_escape(char c) {
     switch (c) {
         case '&':
@@ -70,7 +54,7 @@ void walk(text_form form, const char *bytes, size_t count, Emit emit) {
             emit(escape, strlen(escape));
         } else {
             if (byte >= 0x80) {
-                plain = utf8_length(reinterpret_cast<const u_int8 *>(bytes) + i, count - i);
+                plain = utf8_length(bytes + i, count - i);
             } else if ((byte < 0x20 && byte != '\t' && byte != '\n') || byte == 0x7F) {
                 plain = 0;
             }
@@ -103,6 +87,22 @@ size_t read_escape(const char *at, char *byte) {
 }
 
 }  // namespace
+
+size_t utf8_length(const char *bytes, size_t left) {
+    const u_int8 *at = reinterpret_cast<const u_int8 *>(bytes);
+    const u_int8 first = at[0];
+    const size_t length = first >= 0xF0 ? 4 : (first >= 0xE0 ? 3 : 2);
+    if (first < 0xC2 || first > 0xF4 || left < length) return 0;
+    for (size_t i = 1; i < length; ++i) {
+        if (!is_continuation(at[i])) return 0;
+    }
+    if (first == 0xE0 && at[1] < 0xA0) return 0;                    // longer than need be
+    if (first == 0xED && at[1] > 0x9F) return 0;                    // half of a surrogate pair
+    if (first == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) return 0;  // U+FFFE, U+FFFF
+    if (first == 0xF0 && at[1] < 0x90) return 0;                    // longer than need be
+    if (first == 0xF4 && at[1] > 0x8F) return 0;                    // beyond the last character
+    return length;
+}
 
 size_t escaped_length(text_form form, const char *bytes, size_t count) {
     size_t total = 0;

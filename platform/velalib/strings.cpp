@@ -1,5 +1,6 @@
 #include "velalib/strings.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "string_text.h"
@@ -61,24 +62,31 @@ u_int32 write_text(vela_handle *handle, const char *name, char *buffer, const ch
     return element.length;
 }
 
+/** Counts the bytes that a text stands for: 0; 22 or 28 with a reason. */
+u_int32 count_bytes(const char *text, u_int32 limit, u_int32 *length, char *reason, u_int32 room) {
+    const char *bad = nullptr;
+    const size_t total = velalib::unescaped_length(text, &bad);
+    if (bad != nullptr) {
+        snprintf(reason, room, "'%.4s' is no escape; write a backslash as \\\\", bad);
+        return VELA_EINVAL;
+    }
+    if (total > limit) {
+        snprintf(reason, room, "%zu characters are more than the %u it can hold", total, limit);
+        return VELA_ENOSPC;
+    }
+    *length = static_cast<u_int32>(total);
+    return VELA_OK;
+}
+
 /** Finds an element's text and the number of bytes it stands for; false with *err set. */
 bool read_bytes(vela_handle *handle, const xml_source &source, u_int32 limit, const char **text, u_int32 *length,
                 u_int32 *err) {
     *text = velalib::read_text(handle, source, err);
     if (*text == nullptr) return false;
-    const char *bad = nullptr;
-    const size_t total = velalib::unescaped_length(*text, &bad);
-    if (bad != nullptr) {
-        velalib::refuse(handle, source, VELA_EINVAL, err, "'%.4s' is no escape; write a backslash as \\\\", bad);
-        return false;
-    }
-    if (total > limit) {
-        velalib::refuse(handle, source, VELA_ENOSPC, err, "%zu characters are more than the %u it can hold", total,
-                        limit);
-        return false;
-    }
-    *length = static_cast<u_int32>(total);
-    return true;
+    char reason[96];
+    const u_int32 result = count_bytes(*text, limit, length, reason, sizeof reason);
+    if (result != VELA_OK) velalib::refuse(handle, source, result, err, "%s", reason);
+    return result == VELA_OK;
 }
 
 /** True when both arguments are there; else error 22. */
@@ -89,6 +97,11 @@ bool are_given(vela_handle *handle, const void *a, const void *b, u_int32 *err) 
 }
 
 }  // namespace
+
+u_int32 velalib::check_string(const char *text, char *reason, u_int32 room) {
+    u_int32 length = 0;
+    return count_bytes(text, longest_text, &length, reason, room);
+}
 
 char *var_string_get(vela_handle *handle, u_int32, const var_string *value, u_int32 *err) {
     if (*err != 0) return nullptr;

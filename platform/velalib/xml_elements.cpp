@@ -23,8 +23,7 @@ u_int32 find_from(const vela_xml_document *document, u_int32 element, const char
 }  // namespace
 
 u_int32 xml_find_element(vela_xml_document *document, const char *path, u_int32 *element) {
-    if (document == nullptr || path == nullptr || !document->cursor.find(path, element)) return VELA_EINVAL;
-    return *element != 0 ? VELA_OK : VELA_ENOENT;
+    return velalib::find_element(document, path, element);
 }
 
 u_int32 xml_first_child(const vela_xml_document *document, u_int32 element) {

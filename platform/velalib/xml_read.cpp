@@ -1,9 +1,13 @@
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <new>
 
 #include "velalib_inline.h"
 #include "xml_document.h"
+#include "xml_scan.h"
+
+using velalib::objection;
 
 namespace {
 
@@ -20,61 +24,44 @@ void report(char *error_text, size_t error_room, const char *text, size_t positi
     snprintf(error_text, error_room, "line %zu, column %zu: %s", line, position - line_start + 1, reason);
 }
 
-/** Where a document breaks a rule of ours, and which. */
-struct objection {
-    const char *reason = nullptr;
-    size_t position = 0;
-};
-
-size_t position_of(pugi::xml_node node) {
-    const ptrdiff_t offset = node.offset_debug();
-    return offset < 0 ? 0 : static_cast<size_t>(offset);
-}
-
-/** One root element, no text beside it, no document type. */
-objection check_top(pugi::xml_node document) {
-    u_int32 roots = 0;
-    for (pugi::xml_node node = document.first_child(); node; node = node.next_sibling()) {
-        switch (node.type()) {
-            case pugi::node_doctype:
-                return {"a document type is not accepted; leave it out", position_of(node)};
-            case pugi::node_pcdata:
-            case pugi::node_cdata:
-                return {"text outside the root element", position_of(node)};
-            case pugi::node_element:
-                if (++roots > 1) return {"a second root element; a document has one", position_of(node)};
-                break;
-            default:
-                break;
-        }
-    }
-    return roots == 0 ? objection{"there is no element", 0} : objection{};
-}
-
-objection parse_text(vela_xml_document &document, size_t length) {
-    constexpr unsigned options = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_doctype |
-                                 pugi::parse_fragment | pugi::parse_ws_pcdata_single;
-    const pugi::xml_parse_result result =
-        document.tree.load_buffer_inplace(document.source.get(), length, options, pugi::encoding_utf8);
-    if (result) return {};
-    return {result.description(), static_cast<size_t>(result.offset < 0 ? 0 : result.offset)};
-}
-
-objection parse(vela_xml_document &document, const char *text, size_t length) {
-    if (const char *at = velalib::find_bad_reference(text, length)) {
-        return {"an '&' that starts none of XML's own references; write it as &amp;", static_cast<size_t>(at - text)};
-    }
+/** Builds the tree of a text, which must not be empty; the words of lost values are blanked out first. */
+pugi::xml_parse_result build_tree(vela_xml_document &document, std::string_view text,
+                                  const std::vector<size_t> &lost_values) {
+    // The parser drops what stands outside the root element unless it takes the text for a fragment, and then still
+    // overlooks the last character, which is therefore ours.
+    constexpr unsigned options =
+        pugi::parse_cdata | pugi::parse_escapes | pugi::parse_eol | pugi::parse_fragment | pugi::parse_ws_pcdata_single;
+    const size_t length = text.size() + 1;
     document.source = std::make_unique_for_overwrite<char[]>(length);
-    memcpy(document.source.get(), text, length);
-    objection bad = parse_text(document, length);
-    if (bad.reason != nullptr) {  // perhaps for a value out of range, which is not well-formed
-        memcpy(document.source.get(), text, length);
-        if (velalib::blank_values_out_of_range(document.source.get(), length)) bad = parse_text(document, length);
+    char *source = document.source.get();
+    memcpy(source, text.data(), text.size());
+    source[text.size()] = '\n';
+    for (const size_t at : lost_values) memset(source + at, ' ', velalib::lost_value_words.size());
+    const pugi::xml_parse_result result =
+        document.tree.load_buffer_inplace(source, length, options, pugi::encoding_utf8);
+    if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+    return result;
+}
+
+/** Whether a document has a root element and no text beside it. */
+bool has_root_only(pugi::xml_node document) {
+    const pugi::xml_node root = document.first_child();
+    return root.type() == pugi::node_element && root == document.last_child();
+}
+
+objection parse(vela_xml_document &document, std::string_view text) {
+    std::vector<size_t> lost_values;
+    const bool is_plain = velalib::is_plain_markup(text);
+    if (is_plain && build_tree(document, text, lost_values) && has_root_only(document.tree.root())) {
+        const pugi::xml_node too_deep = document.index.build(document.tree.root(), text.size());
+        if (!too_deep) return {};
     }
-    if (bad.reason == nullptr) bad = check_top(document.tree.root());
+    const objection bad = velalib::find_objection(text, &lost_values);
     if (bad.reason != nullptr) return bad;
-    const pugi::xml_node too_deep = document.index.build(document.tree.root(), length);
-    return too_deep ? objection{"elements are nested too deeply", position_of(too_deep)} : objection{};
+    const pugi::xml_parse_result result = build_tree(document, text, lost_values);
+    if (!result) return {result.description(), static_cast<size_t>(result.offset < 0 ? 0 : result.offset)};
+    document.index.build(document.tree.root(), text.size());
+    return {};
 }
 
 /** The node before another one in document order; null before the first. */
@@ -95,58 +82,92 @@ u_int32 query(vela_xml_document &document, const char *path, pugi::xpath_node_se
     }
 }
 
-/** The text of the first element that a general XPath expression names. */
-u_int32 query_text(vela_xml_document &document, const char *path, const char **text) {
+/** The first element that a general XPath expression names. */
+u_int32 query_element(vela_xml_document &document, const char *path, u_int32 *element) {
     pugi::xpath_node_set found;
     if (query(document, path, &found) != VELA_OK) return VELA_EINVAL;
     const pugi::xml_node node = found.first().node();
     if (node.type() != pugi::node_element) return VELA_ENOENT;
-    // The index has all elements in document order, so the node's position among them finds its text.
+    // The index has all elements in document order, so the node's position among them is its number.
     u_int32 position = 0;
     for (pugi::xml_node at = node; at; at = previous_in_document(at)) position += at.type() == pugi::node_element;
-    *text = document.index[position].text;
+    *element = position;
     return VELA_OK;
 }
 
 }  // namespace
+
+u_int32 velalib::find_element(vela_xml_document *document, const char *path, u_int32 *element) {
+    *element = 0;
+    if (document == nullptr || path == nullptr) return VELA_EINVAL;
+    if (document->cursor.find(path, element)) return *element != 0 ? VELA_OK : VELA_ENOENT;
+    try {
+        return query_element(*document, path, element);
+    } catch (const std::bad_alloc &) {
+        return VELA_ENOMEM;
+    }
+}
 
 u_int32 velalib::find_text(vela_xml_document *document, const char *path, const char **text) {
     if (document == nullptr || path == nullptr) return VELA_EINVAL;
     u_int32 element = document->selection.element;
     const bool is_selected = document->selection.path == path;
     document->selection.path = nullptr;
-    if (is_selected || document->cursor.find(path, &element)) {
-        if (element == 0) return VELA_ENOENT;
-        *text = document->index[element].text;
-        return VELA_OK;
+    if (!is_selected) {
+        const u_int32 result = find_element(document, path, &element);
+        if (result != VELA_OK) return result;
     }
-    try {
-        return query_text(*document, path, text);
-    } catch (const std::bad_alloc &) {
-        return VELA_ENOMEM;
-    }
+    if (element == 0) return VELA_ENOENT;
+    *text = document->index[element].text;
+    return VELA_OK;
 }
 
-vela_xml_document *vela_xml_parse(const char *text, size_t length, char *error_text, size_t error_room) {
+/** Options as they are here, from a caller who may know fewer or more; false when they ask for what is unknown. */
+static bool read_options(const vela_xml_options *options, vela_xml_options *out) {
+    constexpr u_int32 known = VELA_XML_STRICT | VELA_XML_ALL_PAYLOADS | VELA_XML_ALL_FIELDS | VELA_XML_NUMBERS;
+    constexpr u_int32 only_strict = VELA_XML_ALL_PAYLOADS | VELA_XML_ALL_FIELDS;
+    *out = {};
+    if (options == nullptr) return true;
+    if (options->size < offsetof(vela_xml_options, on_fault)) return false;
+    memcpy(out, options, options->size < sizeof *out ? options->size : sizeof *out);
+    const bool is_strict = (out->rules & VELA_XML_STRICT) != 0;
+    return (out->rules & ~known) == 0 && (is_strict || (out->rules & only_strict) == 0);
+}
+
+vela_xml_document *vela_xml_parse_with(const char *text, size_t length, const vela_xml_options *options, u_int32 *err,
+                                       char *error_text, size_t error_room) {
+    if (*err != 0) return nullptr;
     if (error_text != nullptr && error_room != 0) error_text[0] = '\0';
+    *err = VELA_EINVAL;
+    vela_xml_options known;
+    if (!read_options(options, &known)) {
+        if (error_text != nullptr) snprintf(error_text, error_room, "options of this document that nobody knows");
+        return nullptr;
+    }
     if (text == nullptr || length == 0) {
         report(error_text, error_room, "", 0, "there is no text");
         return nullptr;
     }
-    if (const void *nul = memchr(text, 0, length)) {
-        report(error_text, error_room, text, static_cast<size_t>(static_cast<const char *>(nul) - text),
-               "a NUL character");
-        return nullptr;
-    }
     try {
         auto document = std::make_unique<vela_xml_document>();
-        const objection bad = parse(*document, text, length);
-        if (bad.reason == nullptr) return document.release();
-        report(error_text, error_room, text, bad.position < length ? bad.position : length, bad.reason);
+        const objection bad = parse(*document, {text, length});
+        if (bad.reason != nullptr) {
+            report(error_text, error_room, text, bad.position < length ? bad.position : length, bad.reason);
+            return nullptr;
+        }
+        if (known.rules != 0) velalib::keep_rules(*document, known, {text, length});
+        *err = 0;
+        return document.release();
     } catch (const std::bad_alloc &) {
+        *err = VELA_ENOMEM;
         report(error_text, error_room, text, 0, "no memory to parse it");
+        return nullptr;
     }
-    return nullptr;
+}
+
+vela_xml_document *vela_xml_parse(const char *text, size_t length, char *error_text, size_t error_room) {
+    u_int32 err = 0;
+    return vela_xml_parse_with(text, length, nullptr, &err, error_text, error_room);
 }
 
 void vela_xml_destroy(vela_xml_document *document) { delete document; }

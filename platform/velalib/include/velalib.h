@@ -16,5 +16,6 @@
 #include "velalib/shared_types.h"
 #include "velalib/strings.h"
 #include "velalib/types.h"
+#include "velalib/xml.h"
 
 #endif

@@ -14,6 +14,7 @@
 #include <stdio.h>
 
 #include "velalib/handle.h"
+#include "velalib/xml.h"
 
 VELA_BEGIN_C
 
@@ -272,18 +273,6 @@ VELA_API u_int32 end_tag(vela_handle *handle, u_int32 mem_class, char *buffer, c
 VELA_API u_int32 xml_enum_print(vela_handle *handle, u_int32 mem_class, char *buffer, const char *text, u_int32 room,
                                 u_int32 length, u_int32 *err);
 
-/** A parsed document. Not locked: one thread at a time, readers included. */
-typedef struct vela_xml_document vela_xml_document;
-
-/**
- * Parses a document. No document type, entity expansion or network access takes place. An element written as
- * `<NAME value out of range/>` (how a value without a literal is rendered) is accepted and has no value.
- * @param error_text  NULL, or receives the reason with line and column
- * @return the document, owned by the caller, or NULL
- */
-VELA_API vela_xml_document *vela_xml_parse(const char *text, size_t length, char *error_text, size_t error_room);
-VELA_API void vela_xml_destroy(vela_xml_document *document);
-
 /*
  * Paths: "//NAME" is the first element of that name in the document, "/NAME" the root; each further "/NAME" or
  * "/NAME[n]" is a child of the element before it, the first or the n-th of its name. Any other form is taken as
@@ -294,16 +283,17 @@ VELA_API void vela_xml_destroy(vela_xml_document *document);
  * Reads the text of the element that a path names ("//ptp_clock/modify", "//list/entry[3]").
  * @param value  receives at most size - 1 characters and a NUL
  * @param flags  0
- * @return 0; 2 when there is no such element; 28 when the text is longer than the room; 22 for a path that is none
+ * @return 0; 2 when there is no such element; 28 when the text is longer than the room; 22 for a path that is none; 12
+ *         without memory for a general expression
  */
 VELA_API u_int32 xml_get_element_value(vela_xml_document *document, const char *path, char *value, u_int32 size,
                                        u_int32 flags);
 /**
  * Counts the elements that a path names: of "//NAME" all in the document, of a step without [n] all children of
- * that name. Returns 0, or 22 for a path that is none.
+ * that name. Returns 0, 12, or 22 for a path that is none.
  */
 VELA_API u_int32 xml_get_element_nodecount(vela_xml_document *document, const char *path, u_int32 *count);
-/** The same text in full: a NUL-terminated string that belongs to the document. Returns 0, 2 or 22. */
+/** The same text in full: a NUL-terminated string that belongs to the document. Returns 0, 2, 12 or 22. */
 VELA_API u_int32 xml_get_element_text(vela_xml_document *document, const char *path, const char **text);
 
 /*
@@ -313,8 +303,8 @@ VELA_API u_int32 xml_get_element_text(vela_xml_document *document, const char *p
  */
 
 /**
- * Finds the element that a path names.
- * @return 0; 2 when there is no such element; 22 for a general expression, which may name several
+ * Finds the element that a path of any form names; of several the first in the document.
+ * @return 0; 2 when there is no such element; 22 for a path that is none; 12 without memory for a general expression
  */
 VELA_API u_int32 xml_find_element(vela_xml_document *document, const char *path, u_int32 *element);
 /** The first child of an element; 0 when it has none. */
@@ -334,6 +324,35 @@ VELA_API u_int32 xml_find_next(const vela_xml_document *document, u_int32 *fresh
  * without a search; with element 0, none. Must be followed by that read, whose path is the name to be shown of it.
  */
 VELA_API void xml_select_element(vela_xml_document *document, const char *path, u_int32 element);
+
+/* Reading by rules, which looks at all that is there. */
+
+/** The rules that a document was parsed for: VELA_XML_..., 0 for plain reading. */
+VELA_API u_int32 xml_get_rules(const vela_xml_document *document);
+/** The sibling behind an element, whatever its name; 0 when it is the last. */
+VELA_API u_int32 xml_next_sibling(const vela_xml_document *document, u_int32 element);
+VELA_API const char *xml_element_name(const vela_xml_document *document, u_int32 element);
+/** What stands in an element itself, "" for nothing. */
+VELA_API const char *xml_element_text(const vela_xml_document *document, u_int32 element);
+/**
+ * Reads an attribute of an element of a document for strict reading. @param index  from 0
+ * @return 1, or 0 when the element has fewer
+ */
+VELA_API u_int32 xml_get_attribute(const vela_xml_document *document, u_int32 element, u_int32 index, const char **name,
+                                   const char **value);
+/**
+ * Compares a text with the forms of a primitive type's values.
+ * @param reason  receives what is wrong
+ * @return 0; 22; 28 for a var_string that is too long
+ */
+VELA_API u_int32 xml_check_value(const char *type_name, const char *text, char *reason, u_int32 room);
+/**
+ * Tells the document's on_fault of a fault at an element, and explains the first in `error_text`.
+ * @param err  its code goes here if it is the first (0 before), or 12 without memory
+ * @return non-zero to go on
+ */
+VELA_API u_int32 xml_tell_fault(vela_xml_document *document, u_int32 element, u_int32 code, const char *reason,
+                                char *error_text, u_int32 error_room, u_int32 *err);
 
 VELA_END_C
 
