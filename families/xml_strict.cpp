@@ -62,7 +62,7 @@ class checker {
     const char *text_of(u_int32 element) const { return xml_element_text(source_.document, element); }
 
     void child(const structure_descriptor &type, const void *instance, u_int32 element, u_int32 index, u_int32 count);
-    void value(const field_descriptor &field, u_int32 element);
+    void value(field_kind kind, const char *name, u_int32 element);
     void missing(const structure_descriptor &type, const void *instance, u_int32 element, const u_int16 *counts);
     void number(const enumeration_descriptor &type, const void *instance, u_int32 element, const trimmed &text);
     void literal(const enumeration_descriptor &type, const void *instance, u_int32 element);
@@ -192,10 +192,10 @@ void checker::enumeration(const enumeration_descriptor &type, const void *instan
 
 // ---- structures -----------------------------------------------------------------------------------------------------
 
-void checker::value(const field_descriptor &field, u_int32 element) {
+void checker::value(field_kind kind, const char *name, u_int32 element) {
     attributes(element, "state");
     if (const u_int32 inner = xml_first_child(source_.document, element)) {
-        fault(inner, VELA_EINVAL, "unknown element; a value is wanted in <%s>", field.name);
+        fault(inner, VELA_EINVAL, "unknown element; a value is wanted in <%s>", name);
         return;
     }
     char reason[longest_reason];
@@ -205,10 +205,10 @@ void checker::value(const field_descriptor &field, u_int32 element) {
             fault(element, result, "%s", reason);
         }
     };
-    if (field.kind == field_kind::var_string) {
+    if (kind == field_kind::var_string) {
         check("var_string");
     } else {
-        visit_primitive(field.kind, [&](auto primitive) { check(decltype(primitive)::name); });
+        visit_primitive(kind, [&](auto primitive) { check(decltype(primitive)::name); });
     }
 }
 
@@ -235,7 +235,7 @@ void checker::child(const structure_descriptor &type, const void *instance, u_in
     } else if (field.kind == field_kind::enumeration) {
         enumeration(*field.enumeration, stored, element);
     } else {
-        value(field, element);
+        value(field.kind, field.name, element);
     }
 }
 
@@ -328,10 +328,7 @@ void checker::payload(const message_descriptor &type, const message_instance &me
         if (payload.structure != nullptr) {
             structure(*payload.structure, message.payload[i], element);
         } else {
-            field_descriptor field = {};
-            field.name = payload.name;
-            field.kind = payload.kind;
-            value(field, element);
+            value(payload.kind, payload.name, element);
         }
         return;
     }

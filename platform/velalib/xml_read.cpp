@@ -11,17 +11,22 @@ using velalib::objection;
 
 namespace {
 
-/** Writes "line L, column C: REASON" for a position in the text. */
-void report(char *error_text, size_t error_room, const char *text, size_t position, const char *reason) {
-    if (error_text == nullptr || error_room == 0) return;
-    size_t line = 1;
+/** Explains why a text is no document, and tells whom the options name. */
+void report(const vela_xml_options &options, char *error_text, size_t error_room, const char *text,
+            const objection &bad) {
+    u_int32 line = 1;
     size_t line_start = 0;
-    for (size_t i = 0; i < position; ++i) {
+    for (size_t i = 0; i < bad.position; ++i) {
         if (text[i] != '\n') continue;
         ++line;
         line_start = i + 1;
     }
-    snprintf(error_text, error_room, "line %zu, column %zu: %s", line, position - line_start + 1, reason);
+    const u_int32 column = static_cast<u_int32>(bad.position - line_start + 1);
+    if (error_text != nullptr && error_room != 0) {
+        snprintf(error_text, error_room, "line %u, column %u: %s", line, column, bad.reason);
+    }
+    const vela_xml_fault fault = {VELA_EINVAL, line, column, "", bad.reason};
+    if (options.on_fault != nullptr) options.on_fault(options.cookie, &fault);
 }
 
 /** Builds the tree of a text, which must not be empty; the words of lost values are blanked out first. */
@@ -145,14 +150,15 @@ vela_xml_document *vela_xml_parse_with(const char *text, size_t length, const ve
         return nullptr;
     }
     if (text == nullptr || length == 0) {
-        report(error_text, error_room, "", 0, "there is no text");
+        report(known, error_text, error_room, "", {"there is no text", 0});
         return nullptr;
     }
     try {
         auto document = std::make_unique<vela_xml_document>();
-        const objection bad = parse(*document, {text, length});
+        objection bad = parse(*document, {text, length});
         if (bad.reason != nullptr) {
-            report(error_text, error_room, text, bad.position < length ? bad.position : length, bad.reason);
+            bad.position = bad.position < length ? bad.position : length;
+            report(known, error_text, error_room, text, bad);
             return nullptr;
         }
         if (known.rules != 0) velalib::keep_rules(*document, known, {text, length});
@@ -160,7 +166,7 @@ vela_xml_document *vela_xml_parse_with(const char *text, size_t length, const ve
         return document.release();
     } catch (const std::bad_alloc &) {
         *err = VELA_ENOMEM;
-        report(error_text, error_room, text, 0, "no memory to parse it");
+        if (error_text != nullptr && error_room != 0) snprintf(error_text, error_room, "no memory to parse it");
         return nullptr;
     }
 }

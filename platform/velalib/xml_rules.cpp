@@ -68,7 +68,6 @@ std::string on_one_line(const char *reason) {
 void velalib::keep_rules(vela_xml_document &document, const vela_xml_options &options, std::string_view text) {
     document.rules = std::make_unique<xml_rules>();
     document.rules->options = options;
-    if ((options.rules & VELA_XML_STRICT) == 0) return;
     document.rules->text = text;
     document.rules->nodes.reserve(document.index.size());
     document.rules->nodes.push_back(document.tree.root());
@@ -93,6 +92,7 @@ const char *xml_element_text(const vela_xml_document *document, u_int32 element)
 
 u_int32 xml_get_attribute(const vela_xml_document *document, u_int32 element, u_int32 index, const char **name,
                           const char **value) {
+    if (document->rules == nullptr) return 0;
     pugi::xml_attribute attribute = document->rules->nodes[element].first_attribute();
     for (; attribute && index > 0; --index) attribute = attribute.next_attribute();
     *name = attribute.name();

@@ -383,24 +383,27 @@ TEST_F(Xml, ArraysEndAtTheFirstMissingPosition) {
     vela_clear_last_error(handle);
 }
 
-TEST_F(Xml, PathsThatAreTooLongNameNothing) {
-    // "curr_master_ext" does not fit behind a path of this length; cut, it would be the name of another field.
-    const std::string name(255 - strlen("///curr_master"), 'p');
+TEST_F(Xml, PathsOfAnyLengthReadAlike) {
+    // Behind the first of these paths there is no room to show "curr_master_ext"; cut, it would be another field's name.
     const record_type type("ptp_bmca_current_mst_details");
-    const auto details = create(type.type);
-    read(type, "//" + name,
-         "<" + name + "><curr_master>5</curr_master><curr_master_ext>192.0.2.1</curr_master_ext></" + name + ">",
-         details.get());
-    EXPECT_EQ(err, 0u) << error_text;
-    const auto *instance = static_cast<ptp_bmca_current_mst_details *>(details.get());
-    EXPECT_EQ(ptp_bmca_current_mst_details_curr_master_get_value(handle, test_class, instance, &err), 5u);
-    EXPECT_NE(type.to_xml(handle, details.get()).find("<curr_master_ext></curr_master_ext>"), std::string::npos);
-
-    const std::string longer(300, 'p');
-    read(type, "//" + longer, "<" + longer + "><curr_master>6</curr_master></" + longer + ">", details.get());
-    EXPECT_EQ(err, 0u) << error_text;
-    EXPECT_EQ(ptp_bmca_current_mst_details_curr_master_get_value(handle, test_class, instance, &err), 5u);
-    vela_clear_last_error(handle);
+    for (const size_t length : {255 - strlen("///curr_master"), size_t{300}}) {
+        const auto details = create(type.type);
+        const std::string name(length, 'p');
+        const auto text = [&](const char *address) {
+            return "<" + name + "><curr_master>5</curr_master><curr_master_ext>" + address + "</curr_master_ext></" +
+                   name + ">";
+        };
+        read(type, "//" + name, text("192.0.2.1"), details.get());
+        EXPECT_EQ(err, 0u) << error_text;
+        vela_clear_last_error(handle);
+        const std::string rendered = type.to_xml(handle, details.get());
+        EXPECT_NE(rendered.find("<curr_master>5</curr_master><curr_master_ext>192.0.2.1</curr_master_ext>"),
+                  std::string::npos)
+            << rendered;
+        read(type, "//" + name, text("nowhere"), details.get());
+        expect_error(VELA_EINVAL);
+        EXPECT_NE(std::string(error_text).find("value 'nowhere' is not an ip_address"), std::string::npos);
+    }
 }
 
 // ---- messages -------------------------------------------------------------------------------------------------------

@@ -25,13 +25,19 @@ class XmlElements : public testing::Test {
     u_int32 result = 0;
 };
 
-TEST_F(XmlElements, SimplePathsNameOneElement) {
+TEST_F(XmlElements, PathsOfAnyFormNameOneElement) {
     EXPECT_EQ(text_of(find("//r/a[2]")), "3");
     EXPECT_EQ(text_of(find("//c/a")), "4");
     EXPECT_EQ(find("//r/missing"), 0u);
     EXPECT_EQ(result, u_int32{VELA_ENOENT});
+    // General expressions name the first of what they answer to.
+    EXPECT_EQ(text_of(find("(//a)[3]")), "4");
+    EXPECT_EQ(text_of(find("//a[2]")), "3");
+    EXPECT_EQ(find("//a | //r"), find("//r"));
+    EXPECT_EQ(find("//a[. = 'x']"), 0u);
+    EXPECT_EQ(result, u_int32{VELA_ENOENT});
     u_int32 element = 0;
-    for (const char *path : {"(//r)[1]", "//a[2]", "r", ""}) {
+    for (const char *path : {"//r[", "count(//a)", "//", ""}) {
         EXPECT_EQ(xml_find_element(parsed, path, &element), u_int32{VELA_EINVAL}) << path;
     }
     EXPECT_EQ(xml_find_element(parsed, nullptr, &element), u_int32{VELA_EINVAL});

@@ -335,7 +335,7 @@ VELA_API const char *xml_element_name(const vela_xml_document *document, u_int32
 /** What stands in an element itself, "" for nothing. */
 VELA_API const char *xml_element_text(const vela_xml_document *document, u_int32 element);
 /**
- * Reads an attribute of an element of a document for strict reading. @param index  from 0
+ * Reads an attribute of an element; documents for plain reading have none. @param index  from 0
  * @return 1, or 0 when the element has fewer
  */
 VELA_API u_int32 xml_get_attribute(const vela_xml_document *document, u_int32 element, u_int32 index, const char **name,

@@ -62,7 +62,8 @@ typedef struct vela_xml_fault {
 } vela_xml_fault;
 
 /**
- * Told of each fault that strict reading finds, in the order of the document.
+ * Told of each fault that strict reading finds, in the order of the document; and of the first place where a document is
+ * not well-formed, with the path "".
  * @return non-zero to be told of the next, too
  */
 typedef u_int32 (*vela_xml_fault_fn)(void *cookie, const vela_xml_fault *fault);
