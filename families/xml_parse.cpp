@@ -1,6 +1,7 @@
 #include "families/field.h"
 #include "families/xml.h"
 #include "families/xml_place.h"
+#include "families/xml_short_forms.h"
 #include "families/xml_strict.h"
 
 namespace ptp_cfg {
@@ -14,11 +15,33 @@ struct xml_parse {
     u_int32 mem_class;
     const xml_source &source;
     u_int32 *err;
+    u_int32 rules;  // of the document: VELA_XML_...
+
+    xml_parse(vela_handle *user, u_int32 memory_class, const xml_source &from, u_int32 *error)
+        : handle(user), mem_class(memory_class), source(from), err(error), rules(rules_of(from.document)) {}
+    /** A place's text, where its element may hold something that is not read otherwise; else nullptr. */
+    const char *text_for(u_int32 rule, const xml_place &place) const {
+        if constexpr (has_own_runtime) {
+            if ((rules & rule) != 0 && place.number() != 0) {
+                return xml_element_text(source.document, place.number());
+            }
+        }
+        return nullptr;
+    }
+
+  private:
+    static u_int32 rules_of(const vela_xml_document *document) {
+        if constexpr (has_own_runtime) {
+            return xml_get_rules(document);
+        }
+        return 0;
+    }
 };
 
 void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_place &place,
                        void *instance);
 void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance);
+bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8 *value, const xml_place &place);
 
 void parse_value(const xml_parse &parse, const field_descriptor &field, void *instance, u_int32 element,
                  const xml_place &place) {
@@ -36,6 +59,9 @@ void parse_value(const xml_parse &parse, const field_descriptor &field, void *in
                                 parse.source.error_text, parse.source.error_room);
             break;
         default:
+            if (parse_address(parse, field, value, place)) {
+                return;
+            }
             visit_primitive(field.kind, [&](auto primitive) {
                 using P = decltype(primitive);
                 P::from_xml(parse.handle, parse.mem_class, place.path_to_read(), parse.source.document,
@@ -94,13 +120,37 @@ void name_failed_path(const xml_parse &parse, const char *path) {
 
 /** A value may be a number where the document's reader allows it. */
 void parse_number(const xml_parse &parse, const xml_place &place, void *instance) {
-    if constexpr (has_own_runtime) {
-        vela_xml_document *document = parse.source.document;
-        if (place.number() != 0 && (xml_get_rules(document) & VELA_XML_NUMBERS) != 0 &&
-            read_enumeration_number(xml_element_text(document, place.number()), value_of(instance))) {
-            clear_last_error(parse.handle);
-        }
+    const char *text = parse.text_for(VELA_XML_NUMBERS, place);
+    if (text != nullptr && read_enumeration_number(text, value_of(instance))) {
+        clear_last_error(parse.handle);
     }
+}
+
+/** Reads an address that is written as one; false when it is a number. */
+bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8 *value, const xml_place &place) {
+    const char *text = parse.text_for(VELA_XML_SHORT_FORMS, place);
+    u_int32 number = 0;
+    if (text == nullptr || !is_ipv4_number(field) || !read_ipv4_number(text, &number)) {
+        return false;
+    }
+    using P = primitive_traits<field_kind::u_int32>;
+    P::set_value(parse.handle, parse.mem_class, as<P::type>(value), number, parse.err);
+    return true;
+}
+
+/** Reads bytes that are written as one text; false when they have elements of their own. */
+bool parse_byte_list(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance) {
+    const char *text = parse.text_for(VELA_XML_SHORT_FORMS, place);
+    u_int8 bytes[most_listed_bytes];
+    if (text == nullptr || !is_byte_list(type) || !read_byte_list(type, text, bytes)) {
+        return false;
+    }
+    using P = primitive_traits<field_kind::u_int8>;
+    for (u_int32 i = 0; i < type.fields[0].capacity; ++i) {
+        P::set_value(parse.handle, parse.mem_class, as<P::type>(storage(type.fields[0], instance, i)), bytes[i],
+                     parse.err);
+    }
+    return true;
 }
 
 void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_place &place,
@@ -144,6 +194,9 @@ void parse_structure(const xml_parse &parse, const structure_descriptor &type, c
     if (const u_int32 found = place.look(); found != VELA_OK) {
         fail(parse.handle, found, parse.err,
              found == VELA_ENOENT ? "the document has no element of that path" : nullptr);
+        return;
+    }
+    if (parse_byte_list(parse, type, place, instance)) {
         return;
     }
     xml_children children(place);

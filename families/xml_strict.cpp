@@ -5,6 +5,7 @@
 
 #include "families/field.h"
 #include "families/nearest_name.h"
+#include "families/xml_short_forms.h"
 
 namespace ptp_cfg {
 
@@ -62,7 +63,8 @@ class checker {
     const char *text_of(u_int32 element) const { return xml_element_text(source_.document, element); }
 
     void child(const structure_descriptor &type, const void *instance, u_int32 element, u_int32 index, u_int32 count);
-    void value(field_kind kind, const char *name, u_int32 element);
+    void value(field_kind kind, const char *name, u_int32 element, bool is_address);
+    bool holds_byte_list(const structure_descriptor &type, u_int32 element);
     void missing(const structure_descriptor &type, const void *instance, u_int32 element, const u_int16 *counts);
     void number(const enumeration_descriptor &type, const void *instance, u_int32 element, const trimmed &text);
     void literal(const enumeration_descriptor &type, const void *instance, u_int32 element);
@@ -192,16 +194,26 @@ void checker::enumeration(const enumeration_descriptor &type, const void *instan
 
 // ---- structures -----------------------------------------------------------------------------------------------------
 
-void checker::value(field_kind kind, const char *name, u_int32 element) {
+void checker::value(field_kind kind, const char *name, u_int32 element, bool is_address) {
     attributes(element, "state");
     if (const u_int32 inner = xml_first_child(source_.document, element)) {
         fault(inner, VELA_EINVAL, "unknown element; a value is wanted in <%s>", name);
         return;
     }
+    u_int32 address = 0;
+    const bool may_be_dotted = is_address && (rules_ & VELA_XML_SHORT_FORMS) != 0;
+    if (may_be_dotted && read_ipv4_number(text_of(element), &address)) {
+        return;
+    }
     char reason[longest_reason];
     const auto check = [&](const char *type_name) {
         const u_int32 result = xml_check_value(type_name, text_of(element), reason, sizeof reason);
-        if (result != VELA_OK) {
+        if (result != VELA_OK && may_be_dotted) {
+            const trimmed text(text_of(element));
+            fault(element, result,
+                  "value '%.*s' is not an IPv4 address: a number from 0 to 4294967295, or as 192.0.2.1", text.shown(),
+                  text.text);
+        } else if (result != VELA_OK) {
             fault(element, result, "%s", reason);
         }
     };
@@ -235,7 +247,7 @@ void checker::child(const structure_descriptor &type, const void *instance, u_in
     } else if (field.kind == field_kind::enumeration) {
         enumeration(*field.enumeration, stored, element);
     } else {
-        value(field.kind, field.name, element);
+        value(field.kind, field.name, element, is_ipv4_number(field));
     }
 }
 
@@ -253,11 +265,26 @@ void checker::missing(const structure_descriptor &type, const void *instance, u_
     }
 }
 
+/** Whether an element holds bytes in one text, or is meant to; what is wrong with them is told then. */
+bool checker::holds_byte_list(const structure_descriptor &type, u_int32 element) {
+    const trimmed text(text_of(element));
+    if ((rules_ & VELA_XML_SHORT_FORMS) == 0 || !is_byte_list(type) || text.is_empty()) {
+        return false;
+    }
+    u_int8 bytes[most_listed_bytes];
+    if (has_children(element) || !read_byte_list(type, text.text, bytes)) {
+        const field_descriptor &field = type.fields[0];
+        fault(element, VELA_EINVAL, "'%.*s' is not %u bytes as %s, or an element <%s> for each", text.shown(),
+              text.text, field.capacity, field.capacity == 8 ? "AA-BB-CC-FF-FE-00-03-30" : "AA-BB-...", field.name);
+    }
+    return true;
+}
+
 void checker::structure(const structure_descriptor &type, const void *instance, u_int32 element) {
     constexpr u_int32 most_fields = 256;
     u_int16 counts[most_fields] = {};
     attributes(element, "state");
-    if (!no_text(element) || type.field_count > most_fields) {
+    if (holds_byte_list(type, element) || !no_text(element) || type.field_count > most_fields) {
         return;
     }
     u_int32 index = 0;  // fields nearly always stand in their order, so the search begins at the last
@@ -328,7 +355,7 @@ void checker::payload(const message_descriptor &type, const message_instance &me
         if (payload.structure != nullptr) {
             structure(*payload.structure, message.payload[i], element);
         } else {
-            value(payload.kind, payload.name, element);
+            value(payload.kind, payload.name, element, false);
         }
         return;
     }

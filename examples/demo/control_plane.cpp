@@ -20,11 +20,13 @@ struct control_plane {
 ptp_clock_cfg_message *read_configuration(vela_handle *handle, const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
-    char reason[256] = "the file is missing or empty";
-    vela_xml_document *document =
-        text.empty() ? nullptr : vela_xml_parse(text.data(), text.size(), reason, sizeof reason);
-    demo::check(document == nullptr ? u_int32{VELA_EINVAL} : 0, "read " + path + ": " + reason);
+    demo::check(text.empty() ? u_int32{VELA_ENOENT} : 0, "read " + path + ": the file is missing or empty");
+    // People write such files, so a name that is misspelt must not pass unnoticed.
+    const vela_xml_options strict = {sizeof strict, VELA_XML_STRICT | VELA_XML_ALL_PAYLOADS, nullptr, nullptr};
+    char reason[256] = "";
     u_int32 err = 0;
+    vela_xml_document *document = vela_xml_parse_with(text.data(), text.size(), &strict, &err, reason, sizeof reason);
+    demo::check(err, "read " + path + ": " + reason);
     ptp_clock_cfg_message *message =
         ptp_clock_cfg_message_from_xml(handle, demo::mem_class, document, &err, reason, sizeof reason);
     vela_xml_destroy(document);

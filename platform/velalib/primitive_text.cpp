@@ -67,7 +67,7 @@ struct ip_address_text {
 };
 
 struct vrf_info_text {
-    static constexpr const char *expected = "a vrf_info (ID:TABLE:AFI:SAFI)";
+    static constexpr const char *expected = "a vrf_info (ID:TABLE:AFI:SAFI, four numbers, as 1:254:1:1)";
     static u_int32 print(char *out, const vrf_info &value) { return velalib::describe_value(out, value); }
     static u_int32 format(char *out, const vrf_info &value) { return velalib::format_value(out, value); }
     static bool parse(std::string_view text, vrf_info *value) { return velalib::parse_value(text, value); }

@@ -129,7 +129,8 @@ u_int32 velalib::find_text(vela_xml_document *document, const char *path, const 
 
 /** Options as they are here, from a caller who may know fewer or more; false when they ask for what is unknown. */
 static bool read_options(const vela_xml_options *options, vela_xml_options *out) {
-    constexpr u_int32 known = VELA_XML_STRICT | VELA_XML_ALL_PAYLOADS | VELA_XML_ALL_FIELDS | VELA_XML_NUMBERS;
+    constexpr u_int32 known =
+        VELA_XML_STRICT | VELA_XML_ALL_PAYLOADS | VELA_XML_ALL_FIELDS | VELA_XML_NUMBERS | VELA_XML_SHORT_FORMS;
     constexpr u_int32 only_strict = VELA_XML_ALL_PAYLOADS | VELA_XML_ALL_FIELDS;
     *out = {};
     if (options == nullptr) return true;

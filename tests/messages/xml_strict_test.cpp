@@ -222,6 +222,32 @@ TEST_F(XmlStrict, EnumerationsMayBeNumbersWhenAskedFor) {
     EXPECT_EQ(err, 0u);
 }
 
+TEST_F(XmlStrict, IdentitiesAndAddressesMayBeShortWhenAskedFor) {
+    const std::string identity = "ptp_clock_identity", all = "<r> aA-BB-CC-FF-FE-00-03-30\n</r>";
+    const std::string unread = read(identity.c_str(), "<r/>", 0);
+    for (const u_int32 rules : {u_int32{VELA_XML_SHORT_FORMS}, u_int32{VELA_XML_SHORT_FORMS | VELA_XML_STRICT}}) {
+        EXPECT_NE(read(identity.c_str(), all, rules).find("<ptp_clk_id>170</ptp_clk_id><ptp_clk_id>187</ptp_clk_id>"),
+                  std::string::npos);
+        EXPECT_EQ(err, 0u) << why;
+        EXPECT_NE(read("ptp_ipv4_streams", "<r><addr> 192.0.2.1 </addr></r>", rules).find("<addr>3221225985</addr>"),
+                  std::string::npos);
+        EXPECT_EQ(err, 0u) << why;
+        EXPECT_NE(read("ptp_ipv4_streams", "<r><addr>7</addr></r>", rules).find("<addr>7</addr>"), std::string::npos);
+        for (const char *none : {"192.0.2", "192.0.2.256", "192.0.2.01", "192.0.2.1.", "1 92.0.2.1", "x"}) {
+            read("ptp_ipv4_streams", "<r><addr>" + std::string(none) + "</addr></r>", rules);
+            EXPECT_EQ(err, u_int32{VELA_EINVAL}) << none;
+        }
+        for (const char *none : {"AA-BB-CC-FF-FE-00-03", "AA-BB-CC-FF-FE-00-03-30-31", "AA:BB:CC:FF:FE:00:03:30",
+                                 "AA-BB-CC-FF-FE-00-03-3", "AA-BB-CC-FF-FE-00-03-30<ptp_clk_id>1</ptp_clk_id>"}) {
+            EXPECT_EQ(read(identity.c_str(), "<r>" + std::string(none) + "</r>", rules | VELA_XML_STRICT), unread);
+            EXPECT_EQ(err, u_int32{VELA_EINVAL}) << none;
+        }
+    }
+    EXPECT_EQ(read(identity.c_str(), all, 0), unread);
+    read(identity.c_str(), all, VELA_XML_STRICT);
+    EXPECT_EQ(err, u_int32{VELA_EINVAL});
+}
+
 TEST_F(XmlStrict, AMessageIsTheRootWithItsPayloads) {
     const std::string handle_part = "<ptp_port_pd_hdl><hdl>7</hdl></ptp_port_pd_hdl>";
     const std::string data = "<ptp_port_data_set><versionNumber>2</versionNumber></ptp_port_data_set>";

@@ -291,7 +291,8 @@ TEST_F(Xml, MalformedValuesAreNamed) {
                  "value '1.2.3' is not an ip_address (such as 192.0.2.1, 2001:db8::1%3 or nothing)"},
              row{"ptp_port", "local_mac_addr", "1:2", 22,
                  "value '1:2' is not an en_address (such as 00:1b:19:00:00:01)"},
-             row{"ptp_port", "vrf", "1:2:3", 22, "value '1:2:3' is not a vrf_info (ID:TABLE:AFI:SAFI)"},
+             row{"ptp_port", "vrf", "1:2:3", 22,
+                 "value '1:2:3' is not a vrf_info (ID:TABLE:AFI:SAFI, four numbers, as 1:254:1:1)"},
          }) {
         const record_type type(it.type);
         const auto instance = create(type.type);

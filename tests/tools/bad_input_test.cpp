@@ -28,29 +28,31 @@ TEST_F(bad_input, xml_that_the_types_do_not_know_is_refused_with_its_place) {
         {"<clk_modus/>",
          "in.xml:3:4: ptp_clock_cfg/ptp_clock/clk_modus: unknown element in ptp_clock; did you mean "
          "clk_mode?"},
-        {"<modify>true</modify><modify>true</modify>", "ptp_clock/modify: stands here a second time"},
+        {"<modify>true</modify><modify>true</modify>", "ptp_clock/modify[2]: stands here a second time; keep one"},
         {"<clk_mode><VELA_PTP_CLOCK_MODE_BD/></clk_mode>",
          "unknown literal of ptp_clock_mode; did you mean "
          "VELA_PTP_CLOCK_MODE_BC?"},
         {"<clk_mode/>", "has no value"},
-        {"<clk_mode>7</clk_mode>", "text \"7\" has no place here"},
+        {"<clk_mode>x</clk_mode>", "text 'x' has no place here"},
+        {"<clk_mode>4294967296</clk_mode>", "a number from 0 to 4294967295"},
         {"<clk_mode><VELA_PTP_CLOCK_MODE_BC/><VELA_PTP_CLOCK_MODE_BC/></clk_mode>", "is a second value of clk_mode"},
-        {"<clk_mode><ptp_clock_mode value out of range/></clk_mode>", "had no literal when it was written"},
-        {"<default_data_set><priority1>256</priority1></default_data_set>", "'256' is not a number from 0 to 255"},
-        {"<default_data_set><priority1>-1</priority1></default_data_set>", "'-1' is not a number from 0 to 255"},
-        {"<default_data_set><priority1/></default_data_set>", "priority1: '' is not a number"},
+        {"<clk_mode><ptp_clock_mode value out of range/></clk_mode>",
+         "had no literal when this was written, and is lost"},
+        {"<default_data_set><priority1>256</priority1></default_data_set>", "value '256' is not a u_int8 (0 to 255)"},
+        {"<default_data_set><priority1>-1</priority1></default_data_set>", "value '-1' is not a u_int8 (0 to 255)"},
+        {"<default_data_set><priority1/></default_data_set>", "priority1: value '' is not a u_int8"},
         {"<time_properties><currentUtcOffset>32768</currentUtcOffset></time_properties>",
-         "'32768' is not a number from -32768 to 32767"},
-        {"<clock_handle>18446744073709551616</clock_handle>", "from 0 to 18446744073709551615"},
-        {"<clock_handle>1 2</clock_handle>", "'1 2' is not a number"},
-        {"<warm_restart>maybe</warm_restart>", "'maybe' is not true or false"},
+         "value '32768' is not an int16 (-32768 to 32767)"},
+        {"<clock_handle>18446744073709551616</clock_handle>", "(0 to 18446744073709551615)"},
+        {"<clock_handle>1 2</clock_handle>", "value '1 2' is not a u_int64"},
+        {"<warm_restart>maybe</warm_restart>", "value 'maybe' is not a vela_boolean (true, false, 1 or 0)"},
         {"<warm_restart colour=\"red\">true</warm_restart>", "unknown attribute colour"},
-        {"<warm_restart state=\"256\">true</warm_restart>", "state \"256\" is not a number from 0 to 255"},
+        {"<warm_restart state=\"256\">true</warm_restart>", "state '256' is not a number from 0 to 255"},
         {"<warm_restart><b/></warm_restart>", "unknown element; a value is wanted in <warm_restart>"},
         {"<default_data_set><clk_id>AA-BB-CC-FF-FE-00-03</clk_id></default_data_set>",
          "clk_id: 'AA-BB-CC-FF-FE-00-03' is not 8 bytes as AA-BB-CC-FF-FE-00-03-30, or an element <ptp_clk_id> for"},
         {"<default_data_set><clk_id>AA:BB:CC:FF:FE:00:03:30</clk_id></default_data_set>", "is not 8 bytes as AA-BB"},
-        {"stray", "text \"\\x0a  stray"},
+        {"stray", "text 'stray' has no place here"},
         {"<default_data_set><clk_id><ptp_clk_id>1</ptp_clk_id><ptp_clk_id>2</ptp_clk_id><ptp_clk_id>3</ptp_clk_id>"
          "<ptp_clk_id>4</ptp_clk_id><ptp_clk_id>5</ptp_clk_id><ptp_clk_id>6</ptp_clk_id><ptp_clk_id>7</ptp_clk_id>"
          "<ptp_clk_id>8</ptp_clk_id><ptp_clk_id>9</ptp_clk_id></clk_id></default_data_set>",
@@ -66,6 +68,24 @@ TEST_F(bad_input, xml_that_the_types_do_not_know_is_refused_with_its_place) {
     }
 }
 
+TEST_F(bad_input, plain_reading_skips_what_strict_reading_refuses_and_complete_reading_wants_all) {
+    write("in.xml", clock("<clk_modus/><clk_mode>words</clk_mode><modify>true</modify><modify>false</modify>"));
+    EXPECT_EQ(sh("ptpcfg encode in.xml").status, 1);
+    const outcome plain = sh("ptpcfg encode --plain in.xml | ptpcfg decode");
+    EXPECT_EQ(plain.err, "");
+    EXPECT_THAT(plain.out, HasSubstr("<modify>true</modify>"));
+    write("in.xml", clock("<modify>maybe</modify>"));
+    EXPECT_THAT(sh("ptpcfg encode --plain in.xml").err,
+                MatchesRegex("ptpcfg: in.xml:1:2: ptp_clock_cfg: element .*: value 'maybe' is not .*\n"));
+
+    write("in.xml", clock("<modify>true</modify>"));
+    EXPECT_EQ(sh("ptpcfg encode in.xml -o a.bin && ptpcfg decode a.bin | ptpcfg encode --complete | cmp a.bin -").err,
+              "");
+    EXPECT_THAT(sh("ptpcfg encode --complete in.xml").err,
+                HasSubstr("in.xml:2:3: ptp_clock_cfg/ptp_clock: <clk_mode> is missing; add it"));
+    EXPECT_EQ(sh("ptpcfg encode --complete --plain in.xml").status, 2);
+}
+
 TEST_F(bad_input, a_text_holds_255_characters_whatever_they_take_in_xml) {
     const auto port = [](size_t count, const std::string &character) {
         std::string name;
@@ -78,7 +98,8 @@ TEST_F(bad_input, a_text_holds_255_characters_whatever_they_take_in_xml) {
         write("in.xml", port(255, character));
         EXPECT_EQ(sh("ptpcfg encode in.xml -o a.bin && ptpcfg decode a.bin | ptpcfg encode | cmp a.bin -").err, "");
         write("in.xml", port(256, character));
-        EXPECT_THAT(sh("ptpcfg encode in.xml").err, HasSubstr("port_name: the text is longer than the 255 characters"));
+        EXPECT_THAT(sh("ptpcfg encode in.xml").err,
+                    HasSubstr("port_name: 256 characters are more than the 255 it can hold"));
     }
     write("in.xml", port(1, "\\q"));
     EXPECT_EQ(sh("ptpcfg encode in.xml").status, 1);
@@ -98,6 +119,12 @@ TEST_F(bad_input, what_is_no_message_is_refused) {
         {"<ptp_clock_cfg><ptp_clock>", "not well-formed XML"},
         {"<ptp_clock_cfg></ptp_clock>", "not well-formed XML"},
         {"no xml at all", "not well-formed XML"},
+        {"<!-- a -- b --><ptp_clock_cfg/>", "not well-formed XML: '--' within a comment"},
+        {"<ptp_clock_cfg>]]></ptp_clock_cfg>", "in.xml:1:16: not well-formed XML: ']]>' in a text"},
+        {"<ptp_clock_cfg state='1'\nstate='2'/>", "in.xml:2:1: not well-formed XML: an attribute of a name"},
+        {"<ptp_cfg>\n <ptp_clock_cfg><a>\x01</a></ptp_clock_cfg></ptp_cfg>", "in.xml:2:20: not well-formed XML"},
+        {"<ptp_clock_cfg>\xFF</ptp_clock_cfg>", "in.xml:1:16: not well-formed XML: bytes that are no UTF-8"},
+        {"<?xml version='1.0' encoding='UTF-8' standalone='perhaps'?><ptp_clock_cfg/>", "a wrong XML declaration"},
         {"<!DOCTYPE a [<!ENTITY b \"c\">]><ptp_clock_cfg/>", "document type declaration"},
         {"<ptp_clock/>", "use --type ptp_clock"},
         {"<ptp_clock_cfg/>", "<ptp_clock> is missing"},

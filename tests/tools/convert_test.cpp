@@ -122,8 +122,9 @@ TEST_F(convert, addresses_and_identities_are_written_as_people_write_them) {
     EXPECT_EQ(lines_with(sh("ptpcfg decode --explain a.bin").out, "(192.0.2.1)"),
               lines_with(sh("ptpcfg decode --explain a.bin").out, "streams[0]/addr"));
     write("bad.xml", streams("192.0.2"));
-    EXPECT_THAT(sh("ptpcfg encode bad.xml").err,
-                HasSubstr("addr: '192.0.2' is not an IPv4 address: a number from 0 to 4294967295, or as 192.0.2.1"));
+    EXPECT_THAT(
+        sh("ptpcfg encode bad.xml").err,
+        HasSubstr("addr: value '192.0.2' is not an IPv4 address: a number from 0 to 4294967295, or as 192.0.2.1"));
 
     const auto port = [](const std::string &vrf) {
         return "<ptp_port_cfg><ptp_port><vrf>" + vrf + "</vrf></ptp_port></ptp_port_cfg>";
@@ -132,7 +133,7 @@ TEST_F(convert, addresses_and_identities_are_written_as_people_write_them) {
     EXPECT_THAT(sh("ptpcfg encode vrf.xml | ptpcfg print").out, HasSubstr("vrf@vrf_info:id 1 table 254 afi 1 safi 1"));
     write("vrf.xml", port("red"));
     EXPECT_THAT(sh("ptpcfg encode vrf.xml").err,
-                HasSubstr("vrf: 'red' is not of type vrf_info, which is written as ID:TABLE:AFI:SAFI, four numbers"));
+                HasSubstr("vrf: value 'red' is not a vrf_info (ID:TABLE:AFI:SAFI, four numbers, as 1:254:1:1)"));
 }
 
 TEST_F(convert, check_tells_by_its_exit_code) {
@@ -141,6 +142,44 @@ TEST_F(convert, check_tells_by_its_exit_code) {
     const outcome bad = sh("ptpcfg decode --check bad.bin");
     EXPECT_EQ(bad.status, 1);
     EXPECT_THAT(bad.err, HasSubstr("bad.bin: offset 152: byte 78 does not begin a message"));
+}
+
+TEST_F(convert, a_value_without_literal_keeps_its_number) {
+    // An accuracy of 99 in a message, and a mode alone; another reader of XML accepts them.
+    write("quality.hex", "00 00 0000000c 06 fffe 00 00000063");
+    const std::string type = "--type ptp_clock_quality";
+    const std::string text = sh("ptpcfg decode " + type + " quality.hex -o quality.xml; cat quality.xml").out;
+    EXPECT_THAT(text, HasSubstr("\n  <clock_accuracy>99</clock_accuracy>\n"));
+    for (const char *mode : {"", " --plain", " --complete"}) {
+        EXPECT_EQ(sh("ptpcfg encode " + type + mode + " quality.xml --to hex").out,
+                  "00 00 00 00 00 0c 06 ff fe 00 00 00 00 63\n");
+    }
+    write("mode.hex", "00 fffffffe");
+    EXPECT_EQ(sh("ptpcfg decode --type ptp_clock_mode mode.hex").out, "<ptp_clock_mode>4294967294</ptp_clock_mode>\n");
+    EXPECT_EQ(sh("ptpcfg decode --type ptp_clock_mode mode.hex | ptpcfg encode --type ptp_clock_mode --to hex").out,
+              "00 ff ff ff fe\n");
+
+    // In the middle of a clock.
+    std::string clock = read("clock.bin");
+    const std::string explained = sh("ptpcfg decode --explain clock.bin").out;
+    const size_t at = std::stoul(lines_with(explained, "VELA_PTP_CLOCK_MODE_"));
+    clock.replace(at, 4, std::string("\0\0\0\x4D", 4));
+    write("clock.bin", clock);
+    EXPECT_EQ(sh("ptpcfg decode clock.bin | tee clock.xml | ptpcfg encode | cmp clock.bin -").err, "");
+    EXPECT_THAT(read("clock.xml"), HasSubstr("<clk_mode>77</clk_mode>\n"));
+    const std::string printed = sh("ptpcfg print clock.bin").out;
+    EXPECT_THAT(printed, HasSubstr("clk_mode@ptp_clock_mode:Enum value out of range: 77\n"));
+    EXPECT_EQ(lines_with(printed, "out of range"), lines_with(printed, "clk_mode@"));
+}
+
+TEST_F(convert, a_printed_text_is_not_taken_for_a_value_without_literal) {
+    const std::string words = "@ptp_port_role:Enum value out of range";
+    for (const std::string role : {"", "<port_role>77</port_role>"}) {
+        write("in.xml", "<ptp_port>" + role + "<port_name>x" + words + "</port_name></ptp_port>");
+        const std::string text = sh("ptpcfg encode --type ptp_port in.xml | ptpcfg print --type ptp_port").out;
+        EXPECT_THAT(text, HasSubstr("\"x" + words + "\"\n"));
+        EXPECT_EQ(text.find(words + ": 77\n") != std::string::npos, !role.empty()) << text;
+    }
 }
 
 TEST_F(convert, state_flags_go_through_xml_when_they_are_asked_for) {

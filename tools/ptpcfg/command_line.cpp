@@ -101,6 +101,14 @@ void refuse_domain(CLI::App &command) {
     });
 }
 
+void add_reading_options(CLI::App &command, session_options &options) {
+    CLI::Option *plain =
+        command.add_flag("--plain", options.plain_xml,
+                         "skip in XML what is unknown, repeated or misplaced, as the library does by itself; else that "
+                         "is a fault");
+    command.add_flag("--complete", options.complete_xml, "refuse XML in which a field is missing")->excludes(plain);
+}
+
 void add_from_option(CLI::App &command, std::string &from) {
     command.add_option("--from", from, std::string("format of the input: ") + input_formats)->type_name("FORMAT");
 }
@@ -208,6 +216,7 @@ void add_send(CLI::App &app) {
         ->required();
     add_from_option(*command, options->from);
     add_domain_option(*command, options->session);
+    add_reading_options(*command, options->session);
     command->add_flag("--tracked", options->session.tracked, "write state flags, as state attributes give them");
     command->footer(
         std::string("It ends when the peer has read every message, or fails with exit code 4 and the number "

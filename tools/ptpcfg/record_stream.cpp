@@ -5,7 +5,7 @@
 #include "failure.h"
 #include "vela_bundle.h"
 #include "wire.h"
-#include "xml_splitter.h"
+#include "xml_records.h"
 
 namespace ptpcfg {
 namespace {
@@ -53,9 +53,8 @@ bool each_piece(xml_splitter &splitter, const input_stream &input, const ptp_cfg
                 const session &session, fault_list &faults, const take_fn &take) {
     bool has_records = false;
     while (const std::optional<xml_piece> piece = splitter.next()) {
-        const xml_source source(input.name(), piece->text, piece->line, piece->column);
-        for (const record &each : records_from_source(source, piece->is_frame, bare_type, session, faults)) {
-            take(each);
+        if (const std::optional<record> each = record_from_xml(input.name(), *piece, bare_type, session, faults)) {
+            take(*each);
         }
         has_records = has_records || !piece->is_frame;
     }

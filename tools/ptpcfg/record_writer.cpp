@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "records.h"
-#include "xml_source.h"
+#include "xml_layout.h"
 
 namespace ptpcfg {
 

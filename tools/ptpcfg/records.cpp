@@ -4,7 +4,7 @@
 
 #include "failure.h"
 #include "files.h"
-#include "state_flags.h"
+#include "unnamed_values.h"
 #include "value_forms.h"
 #include "wire.h"
 
@@ -38,54 +38,6 @@ record type_from_bytes(const std::string &name, std::string_view bytes, const pt
         fail_decoding(name, 0, walk, err);
     }
     session.admit(result, name);
-    return result;
-}
-
-/** A parsed document that destroys itself. */
-class xml_text {
-  public:
-    explicit xml_text(const std::string &name, const std::string &text) {
-        char reason[256] = "";
-        document_ = vela_xml_parse(text.data(), text.size(), reason, sizeof reason);
-        if (document_ == nullptr) {
-            throw failure(exit_code::bad_input, name + ": cannot read: " + reason);
-        }
-    }
-    ~xml_text() { vela_xml_destroy(document_); }
-    xml_text(const xml_text &) = delete;
-    xml_text &operator=(const xml_text &) = delete;
-    vela_xml_document *get() const { return document_; }
-
-  private:
-    vela_xml_document *document_;
-};
-
-record record_from_element(const xml_source &source, const xml_record &element, const session &session) {
-    const xml_text document(source.name(), compact_text(element.node));
-    vela_handle *handle = session.handle(session.tracked());
-    const ptp_cfg_type_description type = describe(element.type);
-    u_int32 err = 0;
-    char reason[256] = "";
-    const auto check = [&] {
-        if (err != 0) {
-            throw failure(exit_code::bad_input,
-                          source.place(element.node) + ": " + type.short_name + ": " +
-                              (reason[0] != 0 ? error_text(err) + ": " : error_text(handle, err)) + reason);
-        }
-    };
-    if (type.kind == PTP_CFG_MESSAGE) {
-        void *message =
-            type.operations->from_document(handle, memory_class, document.get(), &err, reason, sizeof reason);
-        check();
-        record result(element.type, message, handle);
-        session.admit(result, source.place(element.node));
-        return result;
-    }
-    record result = new_record(element.type, handle);
-    const std::string path = std::string("//") + type.name;
-    type.operations->from_xml(handle, memory_class, path.c_str(), document.get(), result.instance(), &err, reason,
-                              sizeof reason);
-    check();
     return result;
 }
 
@@ -165,32 +117,6 @@ std::vector<record> records_from_bytes(const std::string &name, std::string_view
     return records;
 }
 
-std::vector<record> records_from_source(const xml_source &source, bool is_frame, const ptp_cfg_type *bare_type,
-                                        const session &session, fault_list &faults) {
-    for (const pugi::xml_node element : source.root().children()) {
-        if (const ptp_cfg_type *type = ptp_cfg_type_find(element.name())) {
-            rewrite_forms(element, type);
-        }
-    }
-    std::vector<record> records;
-    const bool is_message = bare_type != nullptr && describe(bare_type).kind == PTP_CFG_MESSAGE;
-    for (const xml_record &element :
-         check_records(source, is_frame, is_message ? nullptr : bare_type, session, faults)) {
-        if (is_message && element.type != bare_type) {
-            throw failure(exit_code::bad_input, source.place(element.node) + ": this is a " + element.node.name() +
-                                                    ", not a " + describe(bare_type).short_name);
-        }
-        if (!faults.empty()) {
-            continue;
-        }
-        records.push_back(record_from_element(source, element, session));
-        if (session.tracked()) {
-            set_state_flags(records.back(), element.node);
-        }
-    }
-    return records;
-}
-
 void append_bytes(const record &record, std::string &bytes) {
     append_filled(record, bytes, "encode", [&record](char *buffer, u_int32 room, u_int32 *err) {
         return record.operations().marshal(record.handle(), memory_class, reinterpret_cast<u_int8 *>(buffer),
@@ -199,9 +125,11 @@ void append_bytes(const record &record, std::string &bytes) {
 }
 
 void append_xml(const record &record, std::string &text) {
+    const size_t from = text.size();
     append_filled(record, text, "write as XML", [&record](char *buffer, u_int32 room, u_int32 *err) {
         return record.operations().to_xml(record.handle(), memory_class, buffer, record.instance(), room, err);
     });
+    number_in_xml(record, from, text);
 }
 
 void append_print(const record &record, std::string &text) {
@@ -209,6 +137,7 @@ void append_print(const record &record, std::string &text) {
     append_filled(record, printed, "print", [&record](char *buffer, u_int32 room, u_int32 *err) {
         return record.operations().print(record.handle(), memory_class, buffer, record.instance(), room, err);
     });
+    number_in_print(record, 0, printed);
     text += explained_print(printed, record.type());
 }
 

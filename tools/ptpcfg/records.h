@@ -7,7 +7,6 @@
 
 #include "formats.h"
 #include "session.h"
-#include "xml_check.h"
 
 namespace ptpcfg {
 
@@ -27,11 +26,10 @@ record message_from_bytes(const std::string &name, u_int64 offset, std::string_v
 std::vector<record> records_from_bytes(const std::string &name, std::string_view bytes, const ptp_cfg_type *bare_type,
                                        const session &session);
 
-/** Builds the records of an XML text, after it was checked; see check_records() for `is_frame` and `faults`. */
-std::vector<record> records_from_source(const xml_source &source, bool is_frame, const ptp_cfg_type *bare_type,
-                                        const session &session, fault_list &faults);
-
-/** Add a record to a text: its encoding; XML as the library renders it, in one line; or the text of print. */
+/**
+ * Add a record to a text: its encoding; XML as the library renders it, in one line; or the text of print. Values of
+ * enumerations without a literal are numbers in both.
+ */
 void append_bytes(const record &record, std::string &bytes);
 void append_xml(const record &record, std::string &text);
 void append_print(const record &record, std::string &text);

@@ -20,7 +20,18 @@ record::~record() {
 
 void session::destroy_handle::operator()(vela_handle *handle) const { vela_handle_destroy(handle, nullptr); }
 
-session::session(const session_options &options) : tracked_(options.tracked), domain_(domain_from(options.domain)) {
+namespace {
+
+u_int32 rules_of(const session_options &options) {
+    constexpr u_int32 forms = VELA_XML_NUMBERS | VELA_XML_SHORT_FORMS;
+    constexpr u_int32 strict = VELA_XML_STRICT | VELA_XML_ALL_PAYLOADS;
+    return options.plain_xml ? forms : forms | strict | (options.complete_xml ? u_int32{VELA_XML_ALL_FIELDS} : 0);
+}
+
+}  // namespace
+
+session::session(const session_options &options)
+    : tracked_(options.tracked), xml_rules_(rules_of(options)), domain_(domain_from(options.domain)) {
     plain_ = create(VELA_STTR_OFF);
     tracking_ = create(VELA_STTR_ON);
 }

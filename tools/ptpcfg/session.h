@@ -14,6 +14,8 @@ namespace ptpcfg {
 struct session_options {
     std::vector<std::string> domain;  // FILE, TYPE=VARIANT
     bool tracked = false;             // encode with state flags
+    bool plain_xml = false;           // what the types do not know is skipped
+    bool complete_xml = false;        // each field must be there
 };
 
 /** A record or message and the handle it belongs to. Movable; the session must outlive it. */
@@ -43,6 +45,8 @@ class session {
     vela_handle *handle(bool tracked) const { return tracked ? tracking_.get() : plain_.get(); }
     /** Whether the command line asks for state flags. */
     bool tracked() const { return tracked_; }
+    /** How XML is read: VELA_XML_... */
+    u_int32 xml_rules() const { return xml_rules_; }
     /** Whether the command line names a domain. */
     bool has_domain() const { return domain_ != nullptr; }
     /** The variant that new instances of a type get. */
@@ -60,6 +64,7 @@ class session {
     std::unique_ptr<vela_handle, destroy_handle> create(u_int32 tracking) const;
 
     bool tracked_;
+    u_int32 xml_rules_;
     domain domain_;
     std::unique_ptr<vela_handle, destroy_handle> plain_;
     std::unique_ptr<vela_handle, destroy_handle> tracking_;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "session.h"
-#include "xml_source.h"
 
 namespace ptpcfg {
 
@@ -10,6 +9,6 @@ namespace ptpcfg {
  * Sets the flags that the `state` attributes of an element and of those within it give, on a tracked record built
  * from it. The byte of an array as a whole does not stand in XML and stays as it is.
  */
-void set_state_flags(const record &record, pugi::xml_node element);
+void set_state_flags(const record &record, const vela_xml_document *document, u_int32 element);
 
 }  // namespace ptpcfg

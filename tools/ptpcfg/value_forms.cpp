@@ -1,12 +1,8 @@
 #include "value_forms.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <unordered_map>
 #include <vector>
-
-#include "hex_reader.h"
 
 namespace ptpcfg {
 namespace {
@@ -32,49 +28,6 @@ constexpr primitive_doc primitives[] = {
     {"vrf_info", "VRF: its identifier, table, address family (AFI) and subsequent address family (SAFI)",
      "ID:TABLE:AFI:SAFI, four numbers, as 1:254:1:1"},
 };
-
-/** The bytes of pairs of digits with '-' between them, if that is what a text is. */
-std::optional<std::string> dashed_bytes(std::string_view text, size_t count) {
-    if (text.size() != count * 3 - 1) {
-        return std::nullopt;
-    }
-    for (size_t at = 0; at < text.size(); ++at) {
-        if (at % 3 == 2 ? text[at] != '-' : hex_digit_value(text[at]) < 0) {
-            return std::nullopt;
-        }
-    }
-    std::string bytes;
-    for (size_t at = 0; at < text.size(); at += 3) {
-        bytes.push_back(static_cast<char>(hex_digit_value(text[at]) << 4 | hex_digit_value(text[at + 1])));
-    }
-    return bytes;
-}
-
-std::string_view trimmed(std::string_view text) {
-    constexpr std::string_view blanks = " \t\r\n";
-    const size_t begin = std::min(text.find_first_not_of(blanks), text.size());
-    return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
-}
-
-void rewrite_byte_list(pugi::xml_node node, const ptp_cfg_type *type) {
-    const ptp_cfg_field_description &field = fields_of(type).front();
-    const std::optional<std::string> bytes = dashed_bytes(trimmed(node.child_value()), field.capacity);
-    if (!bytes) {
-        return;
-    }
-    node.remove_children();
-    for (const char byte : *bytes) {
-        node.append_child(field.name).text().set(static_cast<unsigned>(static_cast<u_int8>(byte)));
-    }
-}
-
-void rewrite_address(pugi::xml_node node) {
-    const std::string text(trimmed(node.child_value()));
-    in_addr address{};
-    if (inet_pton(AF_INET, text.c_str(), &address) == 1) {
-        node.text().set(ntohl(address.s_addr));
-    }
-}
 
 /** Whether something within a type is an address that print shows as a number. */
 bool has_ipv4_number(const ptp_cfg_type *type) {
@@ -184,34 +137,14 @@ std::string note_on_address(u_int32 address) {
     return " (" + text + ")";
 }
 
-void rewrite_forms(pugi::xml_node record, const ptp_cfg_type *type) {
-    if (describe(type).kind == PTP_CFG_STRUCTURE && is_byte_list(type)) {
-        rewrite_byte_list(record, type);
-        return;
-    }
-    for (const pugi::xml_node child : record.children()) {
-        const ptp_cfg_field_description *field = field_named(type, child.name());
-        if (field != nullptr && field->kind == PTP_CFG_FIELD_STRUCTURE) {
-            rewrite_forms(child, field->type);
-        } else if (field != nullptr && is_ipv4_number(*field)) {
-            rewrite_address(child);
-        }
-    }
-}
-
 std::string explained_print(std::string_view text, const ptp_cfg_type *type) {
-    constexpr std::string_view no_literal = "Enum value out of range";
     std::string result;
-    if (!has_ipv4_number(type) && text.find(no_literal) == std::string_view::npos) {
+    if (!has_ipv4_number(type)) {
         return result.append(text);
     }
     print_explainer explainer;
     while (!text.empty()) {
-        size_t length = std::min(text.find('\n'), text.size());
-        // What has no literal is not followed by a line break.
-        if (const std::string_view value = split(text.substr(0, length)).value; value.starts_with(no_literal)) {
-            length -= value.size() - no_literal.size();
-        }
+        const size_t length = std::min(text.find('\n'), text.size());
         const std::string_view line = text.substr(0, length);
         result.append(line).append(explainer.note_on(line)) += '\n';
         text.remove_prefix(length + (length < text.size() && text[length] == '\n' ? 1 : 0));

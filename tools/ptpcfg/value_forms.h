@@ -1,8 +1,6 @@
-// How values are written in XML, beyond what the library reads: for people, who write addresses and identities their way.
+// How values are written in XML and shown in text: for people, who write addresses and identities their way.
 #pragma once
 
-#include <optional>
-#include <pugixml.hpp>
 #include <string>
 #include <string_view>
 
@@ -32,13 +30,7 @@ bool is_ipv4_number(const ptp_cfg_field_description &field);
 /** What is shown behind such a number, " (192.0.2.1)"; nothing where there is no address. */
 std::string note_on_address(u_int32 address);
 
-/**
- * Rewrites what only this tool reads, within the element of a record: AA-BB-CC-FF-FE-00-03-30 in an element of bytes, and
- * 192.0.2.1 in a number that is an address. What has another form is left as it is.
- */
-void rewrite_forms(pugi::xml_node record, const ptp_cfg_type *type);
-
-/** The text of print with addresses explained, each line on its own. */
+/** The text of print with addresses explained. */
 std::string explained_print(std::string_view text, const ptp_cfg_type *type);
 
 }  // namespace ptpcfg

@@ -1,9 +1,11 @@
 #include "xml_splitter.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "failure.h"
 #include "primitives.h"
+#include "velalib.h"
 
 namespace ptpcfg {
 namespace {
@@ -108,6 +110,18 @@ void xml_splitter::pass_blanks() {
     }
 }
 
+/** Refuses what stands between elements unless it is well-formed before one. */
+void xml_splitter::check_markup(std::string_view text) const {
+    const std::string document = std::string(text) + "<_/>";
+    char reason[200];
+    vela_xml_document *parsed = vela_xml_parse(document.data(), document.size(), reason, sizeof reason);
+    vela_xml_destroy(parsed);
+    if (parsed == nullptr) {
+        const char *colon = std::strchr(reason, ':');
+        refuse(std::string("not well-formed XML") + (colon != nullptr ? colon : ""));
+    }
+}
+
 /** A comment or instruction between elements; a declaration says how the text is encoded. */
 void xml_splitter::pass_markup() {
     has_markup_ = true;
@@ -120,7 +134,7 @@ void xml_splitter::pass_markup() {
         std::string lower(text);
         std::transform(lower.begin(), lower.end(), lower.begin(),
                        [](char c) { return c >= 'A' && c <= 'Z' ? c | 0x20 : c; });
-        if (!is_empty_ || line_ != 1) {
+        if (!is_empty_ || line_ != 1 || column_ != 1) {
             refuse("not well-formed XML: a declaration stands at the beginning only");
         }
         if (lower.find("encoding") != std::string::npos && lower.find("utf-8") == std::string::npos &&
@@ -128,6 +142,7 @@ void xml_splitter::pass_markup() {
             refuse("only UTF-8 is read, another encoding is declared; 'iconv -t UTF-8' converts");
         }
     }
+    check_markup(input_.ahead(end).substr(0, end));
     pass(end);
 }
 

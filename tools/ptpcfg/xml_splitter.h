@@ -36,6 +36,7 @@ class xml_splitter {
     size_t element_end();
     size_t markup_end(size_t from);
     void pass_blanks();
+    void check_markup(std::string_view text) const;
     void pass_markup();
     void pass_frame_end();
     void pass(size_t count);

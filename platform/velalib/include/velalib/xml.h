@@ -49,7 +49,12 @@ enum {
     VELA_XML_ALL_PAYLOADS = 2, /**< with VELA_XML_STRICT: each payload of a message must be there */
     VELA_XML_ALL_FIELDS = 4,   /**< with VELA_XML_STRICT: each field must be there, and each element of an array */
     /** An enumeration may hold a number in place of a literal, so that values without one can be read. */
-    VELA_XML_NUMBERS = 8
+    VELA_XML_NUMBERS = 8,
+    /**
+     * A structure of bytes alone, as an identity is, may hold them as AA-BB-CC-FF-FE-00-03-30, and a number that is an
+     * IPv4 address may be written as 192.0.2.1.
+     */
+    VELA_XML_SHORT_FORMS = 16
 };
 
 /** What is wrong in a document. All pointers are valid during the call that they are given to. */
