@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <new>
 #include <pugixml.hpp>
+#include <utility>
 
 #include "records.h"
 
@@ -135,7 +136,9 @@ class XmlMemory : public testing::Test {
                 EXPECT_TRUE(err == 0 || handle->last_error.code == err) << err;
             }
             now = std::exchange(memory, {});
-            if (err == 0) EXPECT_EQ(type.to_xml(handle, instance), text);
+            if (err == 0) {
+                EXPECT_EQ(type.to_xml(handle, instance), text);
+            }
             vela_xml_destroy(document);
             type.operations->destroy(handle, mem_class, instance);
             memory = now;
@@ -176,7 +179,7 @@ TEST_F(XmlMemory, DocumentsThatAreRefusedOtherwise) {
 TEST_F(XmlMemory, Messages) {
     const record_type type("ptp_port_cfg_message");
     const std::string text = rendered("ptp_port_cfg_message");
-    for (const u_int32 rules : {0u, VELA_XML_STRICT | VELA_XML_ALL_PAYLOADS | VELA_XML_ALL_FIELDS}) {
+    for (const u_int32 rules : {u_int32{0}, u_int32{VELA_XML_STRICT | VELA_XML_ALL_PAYLOADS | VELA_XML_ALL_FIELDS}}) {
         sweep("message", 0, [&] {
             failing_memory now = std::exchange(memory, {});
             failing_handle handle;
@@ -206,13 +209,17 @@ TEST_F(XmlMemory, ReadsByPath) {
         sweep(path, 0, [&] {
             char value[8] = "";
             const u_int32 err = xml_get_element_value(parsed.get(), path, value, sizeof value, 0);
-            if (err == 0) EXPECT_STREQ(value, "2");
+            if (err == 0) {
+                EXPECT_STREQ(value, "2");
+            }
             return err;
         });
         sweep(path, 0, [&] {
             u_int32 count = 0;
             const u_int32 err = xml_get_element_nodecount(parsed.get(), path, &count);
-            if (err == 0) EXPECT_EQ(count, 1u);
+            if (err == 0) {
+                EXPECT_EQ(count, 1u);
+            }
             return err;
         });
     }

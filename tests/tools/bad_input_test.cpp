@@ -56,7 +56,7 @@ TEST_F(bad_input, xml_that_the_types_do_not_know_is_refused_with_its_place) {
         {"<default_data_set><clk_id><ptp_clk_id>1</ptp_clk_id><ptp_clk_id>2</ptp_clk_id><ptp_clk_id>3</ptp_clk_id>"
          "<ptp_clk_id>4</ptp_clk_id><ptp_clk_id>5</ptp_clk_id><ptp_clk_id>6</ptp_clk_id><ptp_clk_id>7</ptp_clk_id>"
          "<ptp_clk_id>8</ptp_clk_id><ptp_clk_id>9</ptp_clk_id></clk_id></default_data_set>",
-         "one too many: at most 8 are allowed"},
+         "one too many; at most 8 are allowed"},
     };
     for (const xml_fault &fault : faults) {
         write("in.xml", clock(fault.fields));

@@ -138,7 +138,7 @@ TEST_F(older_peer, has_no_newer_values_in_xml_and_keeps_them_in_bytes) {
     const outcome refused = sh("ptpcfg send unix:$PWD/s " + older + " in.xml");
     EXPECT_EQ(refused.status, 1);
     EXPECT_THAT(refused.err, HasSubstr("in.xml:2:"));
-    EXPECT_THAT(refused.err, HasSubstr("needs a newer variant of ptp_clock_profile than 0"));
+    EXPECT_THAT(refused.err, HasSubstr("needs variant 1 of ptp_clock_profile, but 0 is in use"));
     ASSERT_EQ(sh("ptpcfg encode in.xml -o in.bin").err, "");
     EXPECT_THAT(sh("ptpcfg decode " + older + " in.bin").out, HasSubstr("<VELA_PTP_PHASE_PROFILE_G8275_2/>"));
 }

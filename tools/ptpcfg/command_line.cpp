@@ -125,6 +125,7 @@ CLI::Option *add_conversion_options(CLI::App &command, conversion &options) {
         ->type_name("NAME");
     add_from_option(command, options.from);
     add_domain_option(command, options.session);
+    add_reading_options(command, options.session);
     CLI::Option *to = add_to_option(command, options.to);
     command.add_flag("--check", options.check, "only tell whether the input is right; write nothing")
         ->excludes(to)

@@ -65,9 +65,10 @@ void replace_words(const record &record, size_t from, std::string &text, std::st
     if (text.find(mark, from) == std::string::npos) {
         return;
     }
+    const collector values(record);
     std::string result(text, 0, from);
     size_t line = from;
-    for (const unnamed_value &value : collector(record).found()) {
+    for (const unnamed_value &value : values.found()) {
         const std::string sought = words(value);
         size_t at = text.find(sought, line);
         while (at != std::string::npos && !is_words(line, at)) {
