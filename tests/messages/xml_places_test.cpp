@@ -199,6 +199,9 @@ void compare_forms(const record_type &type, int8 level, tally &seen) {
 }
 
 TEST(XmlPlaces, EveryFormOfPathReadsTheSame) {
+#ifdef PTP_CFG_EXPORTED_RUNTIME
+    GTEST_SKIP() << "such a library appends steps to a path of any form";
+#endif
     tally seen;
     for (const ptp_cfg_type_kind kind : {PTP_CFG_STRUCTURE, PTP_CFG_ENUMERATION}) {
         for (const record_type &type : record_types(kind)) {

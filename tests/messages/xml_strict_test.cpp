@@ -23,6 +23,11 @@ struct fault_log {
 
 class XmlStrict : public testing::Test {
   protected:
+    void SetUp() override {
+#ifdef PTP_CFG_EXPORTED_RUNTIME
+        GTEST_SKIP() << "such a library reads plainly";
+#endif
+    }
     document parse(const std::string &text, u_int32 rules) {
         const vela_xml_options options = {sizeof options, rules, fault_log::add, &log};
         return {vela_xml_parse_with(text.data(), text.size(), &options, &err, why, sizeof why), &vela_xml_destroy};

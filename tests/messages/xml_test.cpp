@@ -385,6 +385,9 @@ TEST_F(Xml, ArraysEndAtTheFirstMissingPosition) {
 }
 
 TEST_F(Xml, PathsOfAnyLengthReadAlike) {
+#ifdef PTP_CFG_EXPORTED_RUNTIME
+    GTEST_SKIP() << "such a library leaves out what it has no room to name";
+#endif
     // Behind the first of these paths there is no room to show "curr_master_ext"; cut, it would be another field's name.
     const record_type type("ptp_bmca_current_mst_details");
     for (const size_t length : {255 - strlen("///curr_master"), size_t{300}}) {
