@@ -234,12 +234,12 @@ TEST_F(XmlStrict, IdentitiesAndAddressesMayBeShortWhenAskedFor) {
         EXPECT_NE(read(identity.c_str(), all, rules).find("<ptp_clk_id>170</ptp_clk_id><ptp_clk_id>187</ptp_clk_id>"),
                   std::string::npos);
         EXPECT_EQ(err, 0u) << why;
-        EXPECT_NE(read("ptp_ipv4_streams", "<r><addr> 192.0.2.1 </addr></r>", rules).find("<addr>3221225985</addr>"),
+        EXPECT_NE(read("ptp_ipv4_stream_id", "<r><addr> 192.0.2.1 </addr></r>", rules).find("<addr>3221225985</addr>"),
                   std::string::npos);
         EXPECT_EQ(err, 0u) << why;
-        EXPECT_NE(read("ptp_ipv4_streams", "<r><addr>7</addr></r>", rules).find("<addr>7</addr>"), std::string::npos);
+        EXPECT_NE(read("ptp_ipv4_stream_id", "<r><addr>7</addr></r>", rules).find("<addr>7</addr>"), std::string::npos);
         for (const char *none : {"192.0.2", "192.0.2.256", "192.0.2.01", "192.0.2.1.", "1 92.0.2.1", "x"}) {
-            read("ptp_ipv4_streams", "<r><addr>" + std::string(none) + "</addr></r>", rules);
+            read("ptp_ipv4_stream_id", "<r><addr>" + std::string(none) + "</addr></r>", rules);
             EXPECT_EQ(err, u_int32{VELA_EINVAL}) << none;
         }
         for (const char *none : {"AA-BB-CC-FF-FE-00-03", "AA-BB-CC-FF-FE-00-03-30-31", "AA:BB:CC:FF:FE:00:03:30",

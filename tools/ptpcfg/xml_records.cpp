@@ -122,7 +122,7 @@ std::optional<record> record_from_xml(const std::string &name, const xml_piece &
     record result = read_record(document, type, session.handle(session.tracked()), &err, reason, sizeof reason);
     document.fail_without_memory(err);
     if (err != 0 && !document.has_faults()) {  // plain reading tells no one else
-        document.refuse(reason[0] != '\0' ? reason : error_text(err));
+        document.refuse(reason[0] != '\0' ? reason : error_text(session.handle(session.tracked()), err));
     }
     if (!faults.empty()) {
         return std::nullopt;
