@@ -290,7 +290,7 @@ TEST_F(XmlStrict, DocumentsAreRefusedWithTheirPlace) {
     EXPECT_EQ(log.lines, (std::vector<std::string>{"2:6: : this end tag is not that of the element which is open"}));
     constexpr u_int32 size = sizeof(vela_xml_options);
     const vela_xml_options unknown[] = {
-        {4, 0, nullptr, nullptr}, {size, 16, nullptr, nullptr}, {size, VELA_XML_ALL_FIELDS, nullptr, nullptr}};
+        {4, 0, nullptr, nullptr}, {size, 32, nullptr, nullptr}, {size, VELA_XML_ALL_FIELDS, nullptr, nullptr}};
     for (const vela_xml_options &options : unknown) {
         err = 0;
         EXPECT_EQ(vela_xml_parse_with("<a/>", 4, &options, &err, why, sizeof why), nullptr);

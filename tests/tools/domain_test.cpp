@@ -191,7 +191,7 @@ TEST_F(older_peer, takes_the_example_clocks_that_its_profiles_allow) {
         EXPECT_EQ(sh("ptpcfg encode " + older + " --check $CLOCKS/" + clock + ".xml").err, "") << clock;
     }
     EXPECT_THAT(sh("ptpcfg encode " + older + " $CLOCKS/g8275_2_boundary_clock.xml").err,
-                HasSubstr("needs a newer variant"));
+                HasSubstr("needs variant 1 of ptp_clock_profile"));
 }
 
 }  // namespace
