@@ -207,6 +207,11 @@ TEST_P(abort_test, records_that_all_instances_share) {
         };
         EXPECT_ABORT(destroy_after([&] { record.magic = 0; }), subject + ": tinfo is null or corrupted");
         EXPECT_ABORT(destroy_after([&] { record.variant_table = nullptr; }), subject + ": varinfo is NULL");
+        const auto create_without_table = [&] {
+            record.variant_table = nullptr;
+            create(type_named(in_array ? "ptp_ipv4_streams_arr" : "ptp_port_identity"));
+        };
+        EXPECT_ABORT(create_without_table(), subject + ": varinfo is NULL");
     }
 }
 

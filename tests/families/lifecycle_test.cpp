@@ -318,6 +318,19 @@ TEST_P(lifecycle_test, a_table_with_fewer_variants_counts_in_its_last_row) {
     EXPECT_EQ(header(offset).variant, 0);
     ptp_utc_offset_destroy(handle, test_class, offset);
     offset_variants = 3;
+
+    // So it does of what an instance embeds.
+    int8 &profile_variants = _ptp_clock_profile_type_info_internal.variant_table->count;
+    int8 &properties_variants = _ptp_clock_time_properties_data_set_type_info_internal.variant_table->count;
+    for (int8 *variants : {&profile_variants, &properties_variants}) {
+        *variants = 1;
+        const ptp_cfg_type *clock = type_named("ptp_clock");
+        const owned<void> instance = create(clock);
+        for_each_header(clock, handle, instance.get(), [&](const ptp_cfg_type *, void *nested) {
+            EXPECT_EQ(header(nested).variant, header(nested).type_info->variant_table->count - 1);
+        });
+        *variants = 2;
+    }
     forget_counted();
 
     message_variants = -1;
@@ -552,7 +565,18 @@ TEST_P(lifecycle_test, destroy_announces_the_first_word_and_counts_nested_instan
 
     ptp_port_identity_destroy(handle, test_class, nullptr);
     ptp_port_identity_destroy_internal(handle, test_class, nullptr, 1);
+}
+
+TEST_P(lifecycle_test, the_static_instance_stays_whatever_is_written_over_it) {
+    handle->chained_err = VELA_ENOMEM;
+    ptp_port_identity *none = ptp_port_identity_create_cr(handle);
+    handle->chained_err = 0;
+    owned<ptp_port_identity> written = make_port_identity();
+    forget_counted();
+    memcpy(static_cast<void *>(none), written.get(), 64);
+    ptp_port_identity_destroy(handle, test_class, none);
     expect_none_counted();
+    memset(static_cast<void *>(none), 0, 64);
 }
 
 TEST_P(lifecycle_test, memory_goes_back_without_a_type_pointer) {
@@ -642,6 +666,33 @@ TEST_P(lifecycle_test, chained_life) {
     ptp_clock_quality_destroy_cr(handle, copy);
     ptp_clock_quality_destroy_cr(handle, quality);
     EXPECT_EQ(blocks_out(), 0u);
+}
+
+TEST_P(lifecycle_test, chained_copies) {
+    chain();
+    ptp_clock_quality *quality = ptp_clock_quality_create_cr(handle);
+    ptp_clock_quality_set_all(handle, chained_class, quality, 6, -1, 3, &err);
+    vela_store_err(handle, 99);
+    watch_new_blocks();
+    ptp_clock_quality *copy = ptp_clock_quality_clone_cr(handle, quality);
+    expect_ok();
+    // Of the values only that of the enumeration is announced, once it is stored.
+    const size_t accuracy = distance(copy, ptp_clock_quality_clock_accuracy_get(handle, chained_class, copy, &err));
+    expect_announced(copy, header_at(0) + header_at(accuracy) + std::vector<range>{{accuracy + 12, 4}},
+                     {{11, accuracy - 11}, {accuracy + 12, 4}});
+    vela_store_err(handle, 99);
+    ptp_clock_quality_copy_cr(handle, quality, copy);
+    expect_ok();
+    EXPECT_EQ(ptp_clock_quality_compare(quality, copy), 0);
+    ptp_clock_quality_destroy_cr(handle, copy);
+
+    fail_allocation(1);
+    EXPECT_EQ(ptp_clock_quality_clone_cr(handle, quality), nullptr);
+    expect_chained_error(VELA_ENOMEM);
+    handle->chained_err = 99;
+    EXPECT_EQ(ptp_clock_quality_clone_cr(handle, quality), nullptr);
+    handle->chained_err = 0;
+    ptp_clock_quality_destroy_cr(handle, quality);
 }
 
 TEST_P(lifecycle_test, a_chain_is_told_why_initialising_failed) {

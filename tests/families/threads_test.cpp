@@ -1,4 +1,5 @@
 // Counters that all threads of a process move.
+#include <barrier>
 #include <thread>
 
 #include "recording_handle.h"
@@ -6,16 +7,18 @@
 namespace ptp_cfg_test {
 namespace {
 
-constexpr u_int64 lives_of_a_thread = 100000;
+constexpr u_int64 lives_of_a_thread = 200000;
 
 /** Creates and destroys instances on a handle of its own; a counter hook keeps them off the shortest way. */
 template <class T>
-void live(T *(*create)(vela_handle *, u_int32), void (*destroy)(vela_handle *, u_int32, T *), bool hook) {
+void live(std::barrier<> &together, T *(*create)(vela_handle *, u_int32), void (*destroy)(vela_handle *, u_int32, T *),
+          bool hook) {
     u_int32 err = 0;
     vela_handle_options options = {};
     options.size = sizeof options;
     options.pre_write_counter = hook ? [](void *, void *, size_t, u_int32) {} : vela_pre_write_fn{nullptr};
     vela_handle *handle = vela_handle_create(&options, &err);
+    together.arrive_and_wait();
     for (u_int64 i = 0; i < lives_of_a_thread; ++i) {
         destroy(handle, test_class, create(handle, test_class));
     }
@@ -28,8 +31,9 @@ void expect_all_counted(const vela_type_info &record, T *(*create)(vela_handle *
     const vela_variant_row &row = record.variant_table->rows[0];
     const vela_variant_row before = row;
     std::vector<std::thread> threads;
+    std::barrier together(4);
     for (const bool hook : {false, false, true, true}) {
-        threads.emplace_back(live<T>, create, destroy, hook);
+        threads.emplace_back(live<T>, std::ref(together), create, destroy, hook);
     }
     for (std::thread &each : threads) {
         each.join();

@@ -234,29 +234,40 @@ TEST_F(whole_set_test, what_an_instance_frees_or_is_known_by_stays_its_own) {
 }
 
 TEST_F(whole_set_test, type_pointers_are_those_of_the_handle) {
-    open(0, 1);
-    vela_handle_options options = {};
-    options.size = sizeof options;
-    options.shared_type_info = 1;
-    vela_handle *stranger = vela_handle_create(&options, &err);
-    ptp_clock_params *source = ptp_clock_params_create(stranger, test_class);
-    ptp_clock_accuracy *accuracy = ptp_clock_accuracy_create(stranger, test_class);
-    const ptp_cfg_type *type = type_named("ptp_clock_params");
-    owned<void> destination = create(type);
-    owned<ptp_clock_accuracy> copy = own(ptp_clock_accuracy_create(handle, test_class), ptp_clock_accuracy_destroy);
-    const std::vector<vela_instance_header> before = headers_of(type, destination.get());
-    const vela_type_info *own_type = header(copy.get()).type_info;
-    set(type, destination.get(), source);
-    ptp_clock_accuracy_set(handle, test_class, copy.get(), accuracy, &err);
-    expect_ok();
-    ptp_clock_params_destroy(stranger, test_class, source);
-    ptp_clock_accuracy_destroy(stranger, test_class, accuracy);
-    vela_handle_destroy(stranger, nullptr);
-    const std::vector<vela_instance_header> after = headers_of(type, destination.get());
-    for (size_t i = 0; i < after.size(); ++i) {
-        EXPECT_EQ(after[i].type_info, before[i].type_info) << "header " << i;
+    for (const hook_set &wanted : {all_hooks, no_hooks}) {
+        use_hooks(wanted);
+        open(0, 1);
+        vela_handle_options options = {};
+        options.size = sizeof options;
+        options.shared_type_info = 1;
+        vela_handle *stranger = vela_handle_create(&options, &err);
+        ptp_clock_params *source = ptp_clock_params_create(stranger, test_class);
+        ptp_clock_accuracy *accuracy = ptp_clock_accuracy_create(stranger, test_class);
+        const ptp_cfg_type *type = type_named("ptp_clock_params");
+        owned<void> destination = create(type);
+        owned<ptp_clock_accuracy> copy = own(ptp_clock_accuracy_create(handle, test_class), ptp_clock_accuracy_destroy);
+        const std::vector<vela_instance_header> before = headers_of(type, destination.get());
+        const vela_type_info *own_type = header(copy.get()).type_info;
+        set(type, destination.get(), source);
+        ptp_clock_accuracy_set(handle, test_class, copy.get(), accuracy, &err);
+        expect_ok();
+        // Copies by way of the wire form too, and new ones.
+        handle->chained_mem_class = test_class;
+        owned<ptp_clock_params> decoded = own(ptp_clock_params_create(handle, test_class), ptp_clock_params_destroy);
+        ptp_clock_params_copy_cr(handle, source, decoded.get());
+        owned<ptp_clock_params> cloned = own(ptp_clock_params_clone_cr(handle, source), ptp_clock_params_destroy);
+        expect_ok();
+        ptp_clock_params_destroy(stranger, test_class, source);
+        ptp_clock_accuracy_destroy(stranger, test_class, accuracy);
+        vela_handle_destroy(stranger, nullptr);
+        for (void *each : {destination.get(), static_cast<void *>(decoded.get()), static_cast<void *>(cloned.get())}) {
+            const std::vector<vela_instance_header> after = headers_of(type, each);
+            for (size_t i = 0; i < after.size(); ++i) {
+                EXPECT_EQ(after[i].type_info, before[i].type_info) << "header " << i;
+            }
+        }
+        EXPECT_EQ(header(copy.get()).type_info, own_type);
     }
-    EXPECT_EQ(header(copy.get()).type_info, own_type);
 }
 
 }  // namespace

@@ -332,6 +332,8 @@ TEST(WireTracking, BetweenPeersThatTrackAndPeersThatDoNot) {
     EXPECT_EQ(again.back(), tracked_bytes.back());
 }
 
+void ignore_write(void *, void *, size_t, u_int32) {}
+
 TEST(WireTracking, InstancesCreatedUntrackedSendZeroFlags) {
     const test_handle handle({.tracking = VELA_STTR_OFF});
     const auto quality = make_quality(handle);
@@ -339,18 +341,23 @@ TEST(WireTracking, InstancesCreatedUntrackedSendZeroFlags) {
     EXPECT_EQ(record_type("ptp_clock_quality").marshal(handle, quality.get()),
               from_hex("00 08 0000000F  11 00  FFFE 00  00 00000006 00"));
 
-    // Of an array as many as it has elements, and where the room ends fewer; whatever the buffer held before.
-    const auto identity = hold(handle, ptp_clock_identity_create(handle, mem_class), ptp_clock_identity_destroy);
+    // Of an array as many as it has elements, and where the room ends fewer; whatever the buffer held before. A hook
+    // keeps the handle to the exact path.
     const octets whole = from_hex("00 08 00000015  00000000 00000000  00  00000000 00000000");
-    for (const u_int32 room : {23u, 19u}) {
-        octets bytes(24, 0xFF);
-        u_int32 err = 0;
-        EXPECT_EQ(
-            ptp_clock_identity_marshal(handle, mem_class, bytes.data(), identity.get(), static_cast<int32>(room), &err),
-            room);
-        EXPECT_EQ(err, 0u);
-        EXPECT_TRUE(std::equal(bytes.begin() + 6, bytes.begin() + room, whole.begin() + 6));
-        EXPECT_EQ(bytes[room], 0xFF);
+    for (const vela_pre_write_fn hook : {vela_pre_write_fn{nullptr}, vela_pre_write_fn{ignore_write}}) {
+        const test_handle writer({.tracking = VELA_STTR_OFF, .pre_write = hook});
+        const auto identity = hold(writer, ptp_clock_identity_create(writer, mem_class), ptp_clock_identity_destroy);
+        writer->sttr_record->mode = VELA_STTR_ON;
+        for (const u_int32 room : {23u, 19u}) {
+            octets bytes(24, 0xFF);
+            u_int32 err = 0;
+            EXPECT_EQ(ptp_clock_identity_marshal(writer, mem_class, bytes.data(), identity.get(),
+                                                 static_cast<int32>(room), &err),
+                      room);
+            EXPECT_EQ(err, 0u);
+            EXPECT_TRUE(std::equal(bytes.begin() + 6, bytes.begin() + room, whole.begin() + 6));
+            EXPECT_EQ(bytes[room], 0xFF);
+        }
     }
 }
 
