@@ -159,6 +159,7 @@ void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &typ
     if (place.lacks_memory()) {
         fail(parse.handle, VELA_ENOMEM, parse.err);
         name_failed_path(parse, place.path());
+        VELA_CALL(vela_store_err)(parse.handle, VELA_ENOMEM);
         return;
     }
     xml_children literals(place);
@@ -260,6 +261,9 @@ static void parse_payload(const xml_parse &parse, const payload_descriptor &payl
         element != 0 ? xml_place(parse.source.document, element, steps) : xml_place(parse.source.document, path, steps);
     if (payload.structure != nullptr) {
         parse_structure(parse, *payload.structure, found, value);
+        if (*parse.err != 0) {
+            name_failure({payload.structure->name, nullptr, "from_xml"}, parse.handle, parse.err);
+        }
         return;
     }
     visit_primitive(payload.kind, [&](auto primitive) {
