@@ -2,12 +2,17 @@
 
 namespace ptp_cfg {
 
+[[gnu::cold, gnu::noinline]] static void refuse_length(const structure_descriptor &type, const field_descriptor &field,
+                                                       const char *operation, vela_handle *handle, u_int32 *err) {
+    fail_in(accessor_name(type, field, operation), handle, VELA_EINVAL, err, "the length is not one that it can have");
+}
+
 static bool length_fits(const structure_descriptor &type, const field_descriptor &field, const char *operation,
                         int32 length, vela_handle *handle, u_int32 *err) {
-    if (length >= 0 && length <= static_cast<int32>(field.capacity)) {
+    if (length >= 0 && length <= static_cast<int32>(field.capacity)) [[likely]] {
         return true;
     }
-    fail_in(accessor_name(type, field, operation), handle, VELA_EINVAL, err, "the length is not one that it can have");
+    refuse_length(type, field, operation, handle, err);
     return false;
 }
 

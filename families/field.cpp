@@ -12,20 +12,22 @@ call_name accessor_name(const structure_descriptor &type, const field_descriptor
     return call;
 }
 
-void refuse_access(const structure_descriptor &type, const field_descriptor &field, const char *operation,
-                   vela_handle *handle, const void *instance, u_int32 *err) {
+u_int64 refuse_access(const structure_descriptor &type, const field_descriptor &field, const char *operation,
+                      vela_handle *handle, const void *instance, u_int32 *err) {
     const call_name call = accessor_name(type, field, operation);
     if (*err != 0) {
         trace_refused(type, call, handle, err);
-        return;
+        return 0;
     }
     fail_in(call, handle, VELA_EEPOCH, err,
             instance == nullptr ? "the instance is null" : "the instance's variant does not have it");
+    return 0;
 }
 
-void refuse_index(const structure_descriptor &type, const field_descriptor &field, const char *operation,
-                  vela_handle *handle, u_int32 *err) {
+u_int64 refuse_index(const structure_descriptor &type, const field_descriptor &field, const char *operation,
+                     vela_handle *handle, u_int32 *err) {
     fail_in(accessor_name(type, field, operation), handle, VELA_ENOENT, err, "the index is beyond its elements");
+    return 0;
 }
 
 void name_access(const structure_descriptor &type, const field_descriptor &field, const char *operation,

@@ -18,19 +18,27 @@ PTP_CFG_INLINE bool has_field(const field_descriptor &field, const void *instanc
 /** The name of a field's accessor, also of its form for chains. */
 call_name accessor_name(const structure_descriptor &type, const field_descriptor &field, const char *operation);
 
+// What ends an access returns 0, for accessors to end with its call: they need no frame then.
+
 /** Ends an access that must not go on: the word is set, or there is no such field, which is then error 43. */
-[[gnu::cold, gnu::noinline]] void refuse_access(const structure_descriptor &type, const field_descriptor &field,
-                                                const char *operation, vela_handle *handle, const void *instance,
-                                                u_int32 *err);
+[[gnu::cold, gnu::noinline]] u_int64 refuse_access(const structure_descriptor &type, const field_descriptor &field,
+                                                   const char *operation, vela_handle *handle, const void *instance,
+                                                   u_int32 *err);
+
+/** Whether a field can be read; otherwise the read ends with refuse_access(). */
+PTP_CFG_INLINE bool can_get(const field_descriptor &field, vela_handle *handle, const void *instance, u_int32 *err) {
+    if (*err != 0) [[unlikely]] {
+        return false;
+    }
+    clear_last_error(handle);
+    return has_field(field, instance);
+}
 
 /** Opens a read of a field by the function {type}_{field}{operation}; false when it ends here. */
 PTP_CFG_INLINE bool begin_get(const structure_descriptor &type, const field_descriptor &field, const char *operation,
                               vela_handle *handle, const void *instance, u_int32 *err) {
-    if (*err == 0) [[likely]] {
-        clear_last_error(handle);
-        if (has_field(field, instance)) [[likely]] {
-            return true;
-        }
+    if (can_get(field, handle, instance, err)) [[likely]] {
+        return true;
     }
     refuse_access(type, field, operation, handle, instance, err);
     return false;
@@ -52,8 +60,8 @@ PTP_CFG_INLINE bool begin_set(const structure_descriptor &type, const field_desc
 }
 
 /** Ends an access with an index beyond the field's elements: error 2. */
-[[gnu::cold, gnu::noinline]] void refuse_index(const structure_descriptor &type, const field_descriptor &field,
-                                               const char *operation, vela_handle *handle, u_int32 *err);
+[[gnu::cold, gnu::noinline]] u_int64 refuse_index(const structure_descriptor &type, const field_descriptor &field,
+                                                  const char *operation, vela_handle *handle, u_int32 *err);
 
 /** False, with error 2, for an index at or above the capacity. */
 inline bool within(const structure_descriptor &type, const field_descriptor &field, const char *operation,
@@ -69,8 +77,11 @@ inline bool within(const structure_descriptor &type, const field_descriptor &fie
 PTP_CFG_INLINE void *field_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                void *instance, u_int32 element, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
-    if (!begin_get(type, field, "_get", handle, instance, err) || !within(type, field, "_get", element, handle, err)) {
-        return nullptr;
+    if (!can_get(field, handle, instance, err)) [[unlikely]] {
+        return reinterpret_cast<void *>(refuse_access(type, field, "_get", handle, instance, err));
+    }
+    if (element >= field.capacity) [[unlikely]] {
+        return reinterpret_cast<void *>(refuse_index(type, field, "_get", handle, err));
     }
     u_int8 *value = storage(field, instance, element);
     if (has_own_runtime || field.kind >= field_kind::var_string) {
@@ -109,7 +120,13 @@ void field_set_value(const structure_descriptor &type, u_int32 index, vela_handl
         !within(type, field, operation, element, handle, err)) {
         return;
     }
-    P::set_value(handle, mem_class, as<typename P::type>(storage(field, instance, element)), value, err);
+    auto *place = as<typename P::type>(storage(field, instance, element));
+    if constexpr (has_own_runtime) {
+        announce(handle, mem_class, place, sizeof *place);
+        *place = value;
+    } else {
+        P::set_value(handle, mem_class, place, value, err);
+    }
     finish_set(type, field, operation, handle, mem_class, instance, element, err);
 }
 

@@ -14,21 +14,21 @@ static void refuse(const structure_descriptor &type, trace::entry text, vela_han
     emit(type.trace, text);
 }
 
-void mark_tracked(const structure_descriptor &type, const field_descriptor &field, const char *operation,
-                  vela_handle *handle, u_int32 mem_class, void *instance, u_int32 element, u_int32 *err) {
+bool mark_tracked(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
+                  u_int32 mem_class, void *instance, u_int32 element, u_int32 *err) {
     if (tracking_of(handle, type) != tracking::on) {
-        return;
+        return true;
     }
     u_int8 *block = state_block(handle, mem_class, type, instance);
     if (block == nullptr) {
         refuse(type, trace::structure::not_tracked, handle, err);
-        name_access(type, field, operation, handle, err);
-        return;
+        return false;
     }
     store_flag(handle, mem_class, block + field.flag_position, flag_set);
     if (field.is_array && element != whole_array) {
         store_flag(handle, mem_class, block + field.flag_position + 1 + element, flag_set);
     }
+    return true;
 }
 
 /** The block for a flag operation, or nullptr with error 22. */

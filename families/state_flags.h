@@ -10,9 +10,12 @@ constexpr u_int8 flag_set = 2;
 /** In place of an element: a store that concerns an array as a whole. No index of a caller means that. */
 constexpr u_int32 whole_array = 0xFFFFFFFFu;
 
-/** After a successful store: marks the field, and the element of an array, when the handle tracks state. */
-void mark_tracked(const structure_descriptor &type, const field_descriptor &field, const char *operation,
-                  vela_handle *handle, u_int32 mem_class, void *instance, u_int32 element, u_int32 *err);
+/**
+ * After a successful store: marks the field, and the element of an array, when the handle tracks state. False, with
+ * error 22, for an instance that is not tracked.
+ */
+bool mark_tracked(const structure_descriptor &type, const field_descriptor &field, vela_handle *handle,
+                  u_int32 mem_class, void *instance, u_int32 element, u_int32 *err);
 /** Says that the accessor {type}_{field}{operation} has failed with *err. */
 [[gnu::cold, gnu::noinline]] void name_access(const structure_descriptor &type, const field_descriptor &field,
                                               const char *operation, vela_handle *handle, const u_int32 *err);
@@ -20,11 +23,13 @@ void mark_tracked(const structure_descriptor &type, const field_descriptor &fiel
 /** Ends a store by the accessor {type}_{field}{operation}: marks the field, or names the accessor when it failed. */
 PTP_CFG_INLINE void finish_set(const structure_descriptor &type, const field_descriptor &field, const char *operation,
                                vela_handle *handle, u_int32 mem_class, void *instance, u_int32 element, u_int32 *err) {
-    if (*err != 0) [[unlikely]] {
-        name_access(type, field, operation, handle, err);
-    } else if (handle->sttr_record != nullptr) {
-        mark_tracked(type, field, operation, handle, mem_class, instance, element, err);
+    if (*err == 0) [[likely]] {
+        if (handle->sttr_record == nullptr || mark_tracked(type, field, handle, mem_class, instance, element, err))
+            [[likely]] {
+            return;
+        }
     }
+    name_access(type, field, operation, handle, err);
 }
 
 /** A field's flag; of an array field that of one element, whose index is checked (2). */
