@@ -286,7 +286,7 @@ static void parse_payloads(const xml_parse &parse, const message_descriptor &typ
 
 /** Reads a document that must fit the message as a whole. */
 static void parse_payloads_strictly(const xml_parse &parse, const message_descriptor &type, message_instance &message) {
-    u_int32 elements[std::size(message.payload)] = {};
+    u_int32 elements[sizeof message.payload / sizeof message.payload[0]] = {};
     if (!admits_message(type, parse.handle, parse.source, message, elements, parse.err)) {
         return;
     }
