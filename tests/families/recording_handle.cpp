@@ -34,6 +34,7 @@ void *family_test::allocate(void *cookie, u_int32 mem_class, size_t size) {
 void family_test::release(void *cookie, u_int32 mem_class, void *memory) {
     family_test &test = *static_cast<family_test *>(cookie);
     EXPECT_EQ(mem_class, test.expected_class) << "of a release";
+    const size_t size = test.block_size(memory);
     if (test.blocks.erase(memory) == 0) {
         ADD_FAILURE() << "released a block that is not out: " << memory;
         return;
@@ -42,7 +43,9 @@ void family_test::release(void *cookie, u_int32 mem_class, void *memory) {
         test.settle(*region);
         region->alive = false;
     }
-    std::memcpy(&test.first_word_released, memory, sizeof test.first_word_released);
+    if (size >= sizeof test.first_word_released) {  // else characters
+        std::memcpy(&test.first_word_released, memory, sizeof test.first_word_released);
+    }
     std::free(memory);
 }
 
