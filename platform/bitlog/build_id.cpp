@@ -1,3 +1,4 @@
+// Finds the file that an address was loaded from, and the build id that the linker put into a file.
 #include "build_id.h"
 
 #include <elf.h>

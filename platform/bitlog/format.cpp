@@ -1,3 +1,4 @@
+// Records as text: fills the arguments into their places, and escapes what would steer a terminal.
 #include "format.h"
 
 #include <inttypes.h>

@@ -1,3 +1,4 @@
+// The levels that programs set, and the byte per module that a call looks at.
 #include "levels.h"
 
 #include "lock.h"

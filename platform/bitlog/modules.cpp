@@ -1,3 +1,4 @@
+// The table of registered modules: numbers, names, and the texts of their messages once somebody asks.
 #include "modules.h"
 
 #include <errno.h>

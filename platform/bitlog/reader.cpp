@@ -1,3 +1,4 @@
+// Reads a ring in order while others may write it: finds the next record, and counts those that are lost.
 #include "reader.h"
 
 #include <errno.h>

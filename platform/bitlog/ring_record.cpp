@@ -1,3 +1,4 @@
+// Packs a message into the fixed room of a ring record, cutting the longest strings first, and unpacks it.
 #include "ring_record.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+// Reads the bytes of a ring, from a file or from this process's own memory.
 #include "ring_source.h"
 
 #include <errno.h>

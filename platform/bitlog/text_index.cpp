@@ -1,3 +1,4 @@
+// Sorts the texts of a module by number, and finds them.
 #include "text_index.h"
 
 #include <stdlib.h>

@@ -1,3 +1,4 @@
+// Finds the section of a file that holds a module's texts, and decompresses it.
 #include "text_section.h"
 
 #include <bzlib.h>

@@ -1,3 +1,4 @@
+// Checksums of bytes, and of any part of a file from sums taken once.
 #include "crc32.h"
 
 #include <errno.h>

@@ -1,3 +1,4 @@
+// Names, checks and renames the files of a recording.
 #include "file_series.h"
 
 #include <errno.h>

@@ -1,3 +1,4 @@
+// Reads a file in portions.
 #include "file_window.h"
 
 #include <errno.h>

@@ -1,3 +1,4 @@
+// Encodes and decodes the head of a record.
 #include "record_format.h"
 
 #include <algorithm>

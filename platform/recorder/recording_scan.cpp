@@ -1,3 +1,4 @@
+// Walks over the records of a file, and over what is damaged or torn between them.
 #include "recording_scan.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+// Adds records to a recording: opens and locks the newest file, mends its end, turns files over.
 #include "recording_writer.h"
 
 #include <errno.h>

@@ -1,3 +1,4 @@
+// Chooses who makes room for a newcomer, and counts who is turned away.
 #include "admission.h"
 
 #include <poll.h>

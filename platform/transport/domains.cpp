@@ -1,3 +1,4 @@
+// The four domains by name, and registering their handlers.
 #include "domains.h"
 
 #include <string.h>

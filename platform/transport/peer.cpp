@@ -1,3 +1,4 @@
+// Sends to and receives from one peer, queues what its link does not take, and keeps epoll informed.
 #include "peer.h"
 
 #include <sys/epoll.h>

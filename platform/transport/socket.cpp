@@ -1,3 +1,4 @@
+// Opens sockets, and sends and receives on them without blocking.
 #include "socket.h"
 
 #include <errno.h>

@@ -1,3 +1,4 @@
+// Keeps the times of tasks, and arms one timer for the earliest.
 #include "timetable.h"
 
 #include <sys/timerfd.h>

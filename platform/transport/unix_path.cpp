@@ -1,3 +1,4 @@
+// Claims the file of a Unix socket, and removes it.
 #include "unix_path.h"
 
 #include <errno.h>

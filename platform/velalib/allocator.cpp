@@ -1,3 +1,4 @@
+// The allocator of a handle: size classes carved from chunks, large blocks apart, all freed with the handle.
 #include "allocator.h"
 
 #include <bit>
@@ -63,27 +64,35 @@ block_allocator::~block_allocator() {
 }
 
 uint32_t block_allocator::class_of(size_t size) {
-    if (size <= largest_fine_size) return static_cast<uint32_t>((size + header_size - 1) / alignment);
+    if (size <= largest_fine_size) {
+        return static_cast<uint32_t>((size + header_size - 1) / alignment);
+    }
     const uint32_t shift = static_cast<uint32_t>(std::bit_width(size - 1)) - 3;
     return fine_classes + (shift - 7) * 4 + static_cast<uint32_t>((size - 1) >> shift) - 4;
 }
 
 size_t block_allocator::class_size(uint32_t index) {
-    if (index < fine_classes) return index * alignment + header_size;
+    if (index < fine_classes) {
+        return index * alignment + header_size;
+    }
     const uint32_t step = index - fine_classes;
     return size_t{step % 4 + 5} << (step / 4 + 7);
 }
 
 void *block_allocator::allocate(size_t size) {
     static_assert(sizeof(block_header) == header_size && sizeof(apart_block) % header_size == 0);
-    if (size >= first_apart_size_) return allocate_apart(size);
+    if (size >= first_apart_size_) {
+        return allocate_apart(size);
+    }
     const uint32_t index = class_of(size);
     void *memory = free_[index];
     if (memory != nullptr) {
         free_[index] = free_[index]->next;
     } else {
         char *block = static_cast<char *>(carve(sizeof(block_header) + class_size(index)));
-        if (block == nullptr) return nullptr;
+        if (block == nullptr) {
+            return nullptr;
+        }
         memory = block + sizeof(block_header);
     }
     static_cast<block_header *>(memory)[-1] = {this, static_cast<uint32_t>(size), static_cast<uint16_t>(index),
@@ -108,13 +117,19 @@ void block_allocator::refuse(const void *memory) const {
 }
 
 void block_allocator::check_out(const void *memory) const {
-    if (!is_out(static_cast<const block_header *>(memory)[-1])) refuse(memory);
+    if (!is_out(static_cast<const block_header *>(memory)[-1])) {
+        refuse(memory);
+    }
 }
 
 void block_allocator::release(void *memory) {
-    if (memory == nullptr) return;
+    if (memory == nullptr) {
+        return;
+    }
     block_header &header = static_cast<block_header *>(memory)[-1];
-    if (!is_out(header)) refuse(memory);
+    if (!is_out(header)) {
+        refuse(memory);
+    }
     --blocks_;
     bytes_ -= header.size;
     header.state = block_free;
@@ -128,13 +143,19 @@ void block_allocator::release(void *memory) {
 }
 
 void *block_allocator::allocate_apart(size_t size) {
-    if (size > UINT32_MAX - sizeof(apart_block)) return nullptr;
+    if (size > UINT32_MAX - sizeof(apart_block)) {
+        return nullptr;
+    }
     apart_block *block = static_cast<apart_block *>(std::malloc(sizeof(apart_block) + size));
-    if (block == nullptr) return nullptr;
+    if (block == nullptr) {
+        return nullptr;
+    }
     block->next = apart_;
     block->link = &apart_;
     block->header = {this, static_cast<uint32_t>(size), apart_class, block_out};
-    if (apart_ != nullptr) apart_->link = &block->next;
+    if (apart_ != nullptr) {
+        apart_->link = &block->next;
+    }
     apart_ = block;
     ++blocks_;
     bytes_ += size;
@@ -143,7 +164,9 @@ void *block_allocator::allocate_apart(size_t size) {
 
 void block_allocator::release_apart(apart_block *block) {
     *block->link = block->next;
-    if (block->next != nullptr) block->next->link = block->link;
+    if (block->next != nullptr) {
+        block->next->link = block->link;
+    }
     std::free(block);
 }
 
@@ -157,12 +180,16 @@ void *block_allocator::carve(size_t size) {
         const size_t wanted = size + alignment;
         const size_t room = wanted > next_chunk_size_ ? wanted : next_chunk_size_;
         chunk *fresh = static_cast<chunk *>(std::aligned_alloc(alignment, room));
-        if (fresh == nullptr) return nullptr;
+        if (fresh == nullptr) {
+            return nullptr;
+        }
         fresh->next = chunks_;
         chunks_ = fresh;
         unused_ = reinterpret_cast<char *>(fresh + 1);
         unused_size_ = room - sizeof(chunk);
-        if (next_chunk_size_ < largest_chunk_size) next_chunk_size_ *= 2;
+        if (next_chunk_size_ < largest_chunk_size) {
+            next_chunk_size_ *= 2;
+        }
     }
     void *memory = unused_;
     unused_ += size;

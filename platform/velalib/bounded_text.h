@@ -19,7 +19,9 @@ class bounded_text {
             length = left;
             cut_ = true;
         }
-        if (length != 0) memcpy(buffer_ + length_, text, length);
+        if (length != 0) {
+            memcpy(buffer_ + length_, text, length);
+        }
         length_ += static_cast<u_int32>(length);
     }
     void append(const char *text) { append(text, strlen(text)); }
@@ -31,7 +33,9 @@ class bounded_text {
             count = left;
             cut_ = true;
         }
-        if (count != 0) memset(buffer_ + length_, ' ', count);
+        if (count != 0) {
+            memset(buffer_ + length_, ' ', count);
+        }
         length_ += count;
     }
 
@@ -52,7 +56,9 @@ class bounded_text {
 
     /** Ends a text that may be cut: stores error 90 when it was, and returns the characters written. */
     u_int32 finish(vela_handle *handle, u_int32 *err) const {
-        if (cut_) vela_inline::fail(handle, err, VELA_EMSGSIZE);
+        if (cut_) {
+            vela_inline::fail(handle, err, VELA_EMSGSIZE);
+        }
         return length_;
     }
 

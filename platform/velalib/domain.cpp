@@ -1,3 +1,4 @@
+// Variant domains: making and changing them, and what one says of a type.
 #include "domain.h"
 
 #include <atomic>
@@ -23,7 +24,9 @@ int8 newest_variant(const vela_type_info *record) { return static_cast<int8>(vel
 /** What a domain says of a record, from the handle's cache or into it. */
 const velalib::variant_cache::entry &ask(vela_handle *handle, const vela_domain *domain, const vela_type_info *record) {
     velalib::variant_cache::entry &entry = handle->runtime->variants.of(record);
-    if (entry.record == record && entry.stamp == domain->stamp) return entry;
+    if (entry.record == record && entry.stamp == domain->stamp) {
+        return entry;
+    }
     const std::string name = field_text(record->type_name);
     const auto found = domain->variants.find(name);
     entry.variant = found != domain->variants.end() ? found->second : newest_variant(record);
@@ -38,7 +41,9 @@ bool is_name(const char *name) { return name != nullptr && name[0] != '\0'; }
 }  // namespace
 
 vela_domain *vela_domain_create(const char *name) {
-    if (name == nullptr || strlen(name) >= sizeof(vela_handle::domain_name)) return nullptr;
+    if (name == nullptr || strlen(name) >= sizeof(vela_handle::domain_name)) {
+        return nullptr;
+    }
     try {
         vela_domain *domain = new vela_domain;
         domain->name = name;  // at most 63 characters
@@ -52,7 +57,9 @@ vela_domain *vela_domain_create(const char *name) {
 void vela_domain_destroy(vela_domain *domain) { delete domain; }
 
 u_int32 vela_domain_set_variant(vela_domain *domain, const char *type_name, int8 variant) {
-    if (domain == nullptr || !is_name(type_name) || variant < 0) return VELA_EINVAL;
+    if (domain == nullptr || !is_name(type_name) || variant < 0) {
+        return VELA_EINVAL;
+    }
     try {
         domain->variants.insert_or_assign(type_name, variant);
     } catch (const std::bad_alloc &) {
@@ -63,7 +70,9 @@ u_int32 vela_domain_set_variant(vela_domain *domain, const char *type_name, int8
 }
 
 u_int32 vela_domain_forbid_message(vela_domain *domain, const char *message_name) {
-    if (domain == nullptr || !is_name(message_name)) return VELA_EINVAL;
+    if (domain == nullptr || !is_name(message_name)) {
+        return VELA_EINVAL;
+    }
     try {
         domain->forbidden_messages.emplace(message_name);
     } catch (const std::bad_alloc &) {
@@ -76,14 +85,22 @@ u_int32 vela_domain_forbid_message(vela_domain *domain, const char *message_name
 void vela_handle_set_domain(vela_handle *handle, const vela_domain *domain) {
     handle->variant_domain.overrides = domain;
     memset(handle->domain_name, 0, sizeof handle->domain_name);
-    if (domain != nullptr) memcpy(handle->domain_name, domain->name.data(), domain->name.size());
+    if (domain != nullptr) {
+        memcpy(handle->domain_name, domain->name.data(), domain->name.size());
+    }
 }
 
 int8 vela_domain_lookup_variant(vela_handle *handle, const vela_variant_domain *domain, const vela_type_info *record,
                                 u_int32 *err) {
-    if (*err != 0) return 0;
-    if (record == nullptr) return static_cast<int8>(vela_inline::fail(handle, err, VELA_EINVAL));
-    if (domain->overrides == nullptr) return newest_variant(record);
+    if (*err != 0) {
+        return 0;
+    }
+    if (record == nullptr) {
+        return static_cast<int8>(vela_inline::fail(handle, err, VELA_EINVAL));
+    }
+    if (domain->overrides == nullptr) {
+        return newest_variant(record);
+    }
     try {
         return ask(handle, domain->overrides, record).variant;
     } catch (const std::bad_alloc &) {
@@ -93,9 +110,15 @@ int8 vela_domain_lookup_variant(vela_handle *handle, const vela_variant_domain *
 
 u_int32 vela_domain_lookup_message_ok(vela_handle *handle, const vela_variant_domain *domain,
                                       const vela_type_info *record, u_int32 *err) {
-    if (*err != 0) return 0;
-    if (record == nullptr) return vela_inline::fail(handle, err, VELA_EINVAL);
-    if (domain->overrides == nullptr) return 1;
+    if (*err != 0) {
+        return 0;
+    }
+    if (record == nullptr) {
+        return vela_inline::fail(handle, err, VELA_EINVAL);
+    }
+    if (domain->overrides == nullptr) {
+        return 1;
+    }
     try {
         return ask(handle, domain->overrides, record).message_ok;
     } catch (const std::bad_alloc &) {

@@ -51,8 +51,12 @@ u_int32 read_file(const char *path, std::string &content, std::string &why) {
     while (count > 0 && content.size() <= longest_file) {
         char block[8192];
         count = ::read(file.get(), block, sizeof block);
-        if (count > 0) content.append(block, static_cast<size_t>(count));
-        if (count < 0 && errno == EINTR) count = 1;
+        if (count > 0) {
+            content.append(block, static_cast<size_t>(count));
+        }
+        if (count < 0 && errno == EINTR) {
+            count = 1;
+        }
     }
     const int error = errno;
     if (count < 0) {
@@ -109,9 +113,13 @@ owned_domain domain_reader::read(std::string_view content) {
     }
     const std::string name = take_name(syntax.entries);
     domain_.reset(vela_domain_create(name.c_str()));
-    if (domain_ == nullptr) throw std::bad_alloc();
+    if (domain_ == nullptr) {
+        throw std::bad_alloc();
+    }
     for (const domain_entry &entry : syntax.entries) {
-        if (faults_.size() < most_faults) take_entry(entry);
+        if (faults_.size() < most_faults) {
+            take_entry(entry);
+        }
     }
     return faults_.empty() ? std::move(domain_) : nullptr;
 }
@@ -186,7 +194,9 @@ void domain_reader::take_messages(const domain_value &value) {
         return;
     }
     for (const domain_value &element : value.elements) {
-        if (faults_.size() < most_faults) take_message(element);
+        if (faults_.size() < most_faults) {
+            take_message(element);
+        }
     }
 }
 
@@ -233,7 +243,9 @@ owned_domain load(const char *path, std::string &why, u_int32 &err) {
     }
     std::string content;
     err = read_file(path, content, why);
-    if (err != 0) return nullptr;
+    if (err != 0) {
+        return nullptr;
+    }
     domain_reader reader(path);
     owned_domain domain = reader.read(content);
     if (domain == nullptr) {
@@ -246,7 +258,9 @@ owned_domain load(const char *path, std::string &why, u_int32 &err) {
 }  // namespace
 
 vela_domain *vela_domain_load(const char *path, char *error_text, size_t room, u_int32 *err) {
-    if (*err != 0) return nullptr;
+    if (*err != 0) {
+        return nullptr;
+    }
     std::string why;
     owned_domain domain;
     try {

@@ -1,3 +1,4 @@
+// Reads the words of a domain file.
 #include "domain_syntax.h"
 
 #include <algorithm>
@@ -23,7 +24,9 @@ size_t utf8_length(std::string_view text) {
                           : first < 0xF5 ? 4
                                          : 0;
     for (size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) return 0;
+        if ((byte(i) & 0xC0) != 0x80) {
+            return 0;
+        }
     }
     const bool is_overlong = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90);
     const bool is_surrogate = first == 0xED && byte(1) > 0x9F;
@@ -53,14 +56,20 @@ bool whole_number(std::string_view word, int64_t &number) {
     for (size_t i = 0; i < word.size(); ++i) {
         const bool is_between = i > 0 && i + 1 < word.size() && isalnum(static_cast<unsigned char>(word[i - 1])) != 0 &&
                                 isalnum(static_cast<unsigned char>(word[i + 1])) != 0;
-        if (word[i] == '_' && !is_between) return false;
-        if (word[i] != '_') text += word[i];
+        if (word[i] == '_' && !is_between) {
+            return false;
+        }
+        if (word[i] != '_') {
+            text += word[i];
+        }
     }
     const std::string_view prefix = std::string_view(text).substr(0, 2);
     const int base = prefix == "0x" ? 16 : prefix == "0o" ? 8 : prefix == "0b" ? 2 : 10;
     const bool is_signed = text[0] == '+' || text[0] == '-';
     const std::string_view body = std::string_view(text).substr(base != 10 ? 2 : is_signed ? 1 : 0);
-    if (body.empty() || body[0] == '-' || (base == 10 && body.size() > 1 && body[0] == '0')) return false;
+    if (body.empty() || body[0] == '-' || (base == 10 && body.size() > 1 && body[0] == '0')) {
+        return false;
+    }
     const char *first = text[0] == '-' ? text.data() : body.data();
     const char *last = text.data() + text.size();
     const auto [end, problem] = std::from_chars(first, last, number, base);
@@ -70,10 +79,16 @@ bool whole_number(std::string_view word, int64_t &number) {
 }  // namespace
 
 bool domain_syntax::read() {
-    if (rest_.substr(0, 3) == "\xEF\xBB\xBF") rest_.remove_prefix(3);
-    if (!check_characters()) return false;
+    if (rest_.substr(0, 3) == "\xEF\xBB\xBF") {
+        rest_.remove_prefix(3);
+    }
+    if (!check_characters()) {
+        return false;
+    }
     while (!rest_.empty()) {
-        if (!read_line()) return false;
+        if (!read_line()) {
+            return false;
+        }
     }
     return true;
 }
@@ -84,7 +99,9 @@ bool domain_syntax::check_characters() {
         const size_t length = utf8_length(left);
         const auto first = static_cast<unsigned char>(left.front());
         const bool ends_line = first == '\n' || left.substr(0, 2) == "\r\n";
-        if (length == 0) return fail("a byte that is no UTF-8", "save the file in that encoding");
+        if (length == 0) {
+            return fail("a byte that is no UTF-8", "save the file in that encoding");
+        }
         if ((first < ' ' && first != '\t' && !ends_line) || first == 0x7F) {
             return fail("a control character", "leave it out");
         }
@@ -98,7 +115,9 @@ bool domain_syntax::check_characters() {
 bool domain_syntax::read_line() {
     skip_blanks();
     const bool is_content = !rest_.empty() && !at('#') && !at('\r') && !at('\n');
-    if (is_content && !(at('[') ? read_head() : read_pair())) return false;
+    if (is_content && !(at('[') ? read_head() : read_pair())) {
+        return false;
+    }
     skip_blanks();
     skip_comment();
     skip('\r');
@@ -111,14 +130,20 @@ bool domain_syntax::read_line() {
 
 bool domain_syntax::read_head() {
     skip('[');
-    if (at('[')) return fail("a list of tables", "a domain has one table, write [variants]");
+    if (at('[')) {
+        return fail("a list of tables", "a domain has one table, write [variants]");
+    }
     domain_entry entry;
     entry.value.what = domain_value::table;
     entry.value.line = line_;
     skip_blanks();
-    if (!read_key(entry.key)) return false;
+    if (!read_key(entry.key)) {
+        return false;
+    }
     skip_blanks();
-    if (!skip(']')) return fail("the name of the table has no end", "write it in brackets, as [variants]");
+    if (!skip(']')) {
+        return fail("the name of the table has no end", "write it in brackets, as [variants]");
+    }
     table_ = entry.key;
     return add(std::move(entry));
 }
@@ -126,10 +151,16 @@ bool domain_syntax::read_head() {
 bool domain_syntax::read_pair() {
     domain_entry entry;
     entry.table = table_;
-    if (!read_key(entry.key)) return false;
+    if (!read_key(entry.key)) {
+        return false;
+    }
     skip_blanks();
-    if (at('.')) return fail("a key of several parts", "write a line [TABLE], then KEY = VALUE below it");
-    if (!skip('=')) return fail("no = stands behind the key", "write KEY = VALUE");
+    if (at('.')) {
+        return fail("a key of several parts", "write a line [TABLE], then KEY = VALUE below it");
+    }
+    if (!skip('=')) {
+        return fail("no = stands behind the key", "write KEY = VALUE");
+    }
     skip_blanks();
     return read_value(entry.value) && add(std::move(entry));
 }
@@ -143,15 +174,21 @@ bool domain_syntax::add(domain_entry entry) {
 }
 
 bool domain_syntax::read_key(std::string &key) {
-    if (at('"') || at('\'')) return read_quoted(key);
+    if (at('"') || at('\'')) {
+        return read_quoted(key);
+    }
     key = take_while(bare_key);
-    if (!key.empty()) return true;
+    if (!key.empty()) {
+        return true;
+    }
     return fail("no key begins with " + next_character(), "write KEY = VALUE or [TABLE], or # before a remark");
 }
 
 bool domain_syntax::read_value(domain_value &value) {
     value.line = line_;
-    if (at('{')) return fail("a table in braces", "write a line [TABLE], then KEY = VALUE below it");
+    if (at('{')) {
+        return fail("a table in braces", "write a line [TABLE], then KEY = VALUE below it");
+    }
     return at('[') ? read_list(value) : read_scalar(value);
 }
 
@@ -161,10 +198,15 @@ bool domain_syntax::read_list(domain_value &value) {
     for (skip_lines(); !skip(']'); skip_lines()) {
         domain_value element;
         element.line = line_;
-        if (at('[') || at('{'))
+        if (at('[') || at('{')) {
             return fail("a list holds another list or table", "put names in quotes, and commas between");
-        if (rest_.empty()) return fail("a list has no end", "write ] behind its last element");
-        if (!read_scalar(element)) return false;
+        }
+        if (rest_.empty()) {
+            return fail("a list has no end", "write ] behind its last element");
+        }
+        if (!read_scalar(element)) {
+            return false;
+        }
         value.elements.push_back(std::move(element));
         skip_lines();
         if (!skip(',') && !at(']')) {
@@ -175,19 +217,26 @@ bool domain_syntax::read_list(domain_value &value) {
 }
 
 bool domain_syntax::read_scalar(domain_value &value) {
-    if (!at('"') && !at('\'')) return read_bare(value);
+    if (!at('"') && !at('\'')) {
+        return read_bare(value);
+    }
     value.what = domain_value::text;
     return read_quoted(value.characters);
 }
 
 bool domain_syntax::read_quoted(std::string &text) {
     const char quote = rest_.front();
-    if (rest_.substr(0, 3) == std::string(3, quote)) return fail("a text over several lines", "write it in one line");
+    if (rest_.substr(0, 3) == std::string(3, quote)) {
+        return fail("a text over several lines", "write it in one line");
+    }
     for (skip(quote); !skip(quote);) {
-        if (rest_.empty() || at('\r') || at('\n'))
+        if (rest_.empty() || at('\r') || at('\n')) {
             return fail("a text has no end", "close it with the quote it began with");
+        }
         if (quote == '"' && skip('\\')) {
-            if (!read_escape(text)) return false;
+            if (!read_escape(text)) {
+                return false;
+            }
         } else {
             text += rest_.front();
             rest_.remove_prefix(1);
@@ -240,14 +289,18 @@ bool domain_syntax::fail(std::string what, std::string remedy) {
 
 bool domain_syntax::skip(char character) {
     const bool is_there = at(character);
-    if (is_there) rest_.remove_prefix(1);
+    if (is_there) {
+        rest_.remove_prefix(1);
+    }
     return is_there;
 }
 
 void domain_syntax::skip_blanks() { take_while(" \t"); }
 
 void domain_syntax::skip_comment() {
-    if (at('#')) rest_.remove_prefix(std::min(rest_.find('\n'), rest_.size()));
+    if (at('#')) {
+        rest_.remove_prefix(std::min(rest_.find('\n'), rest_.size()));
+    }
 }
 
 /** Between the elements of a list, which may stand on lines of their own. */
@@ -256,7 +309,9 @@ void domain_syntax::skip_lines() {
         skip_blanks();
         skip_comment();
         skip('\r');
-        if (!skip('\n')) return;
+        if (!skip('\n')) {
+            return;
+        }
         ++line_;
     }
 }
@@ -268,8 +323,12 @@ std::string_view domain_syntax::take_while(std::string_view characters) {
 }
 
 std::string domain_syntax::next_character() const {
-    if (rest_.empty() || at('\r') || at('\n')) return "the end of the line";
-    if (static_cast<unsigned char>(rest_.front()) >= 0x80) return "a character that stands in texts and remarks only";
+    if (rest_.empty() || at('\r') || at('\n')) {
+        return "the end of the line";
+    }
+    if (static_cast<unsigned char>(rest_.front()) >= 0x80) {
+        return "a character that stands in texts and remarks only";
+    }
     return at('\t') ? "a tab" : "'" + std::string(1, rest_.front()) + "'";
 }
 

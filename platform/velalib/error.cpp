@@ -1,3 +1,4 @@
+// Remembers which call set an error word, and puts it into a sentence.
 #include "velalib/error_text.h"
 
 #include <cstdio>
@@ -30,7 +31,9 @@ constexpr u_int32 known_count = sizeof known_codes / sizeof *known_codes;
 
 bool is_loaded(const vela_module *wanted) {
     const vela_module *module = vela_module_tot_root.first;
-    while (module != nullptr && module != wanted) module = module->next;
+    while (module != nullptr && module != wanted) {
+        module = module->next;
+    }
     return module != nullptr;
 }
 
@@ -38,7 +41,9 @@ bool is_loaded(const vela_module *wanted) {
 class line {
   public:
     line(char *buffer, u_int32 room) : buffer_(buffer), room_(room) {
-        if (room > 0) buffer[0] = '\0';
+        if (room > 0) {
+            buffer[0] = '\0';
+        }
     }
     template <typename... Words>
     void add(Words... words) {
@@ -66,21 +71,31 @@ class line {
 /** The function's name and where in it the failure was. */
 void add_call(line &out, const failure &failed) {
     const vela_failed_call &call = failed.call;
-    if (call.operation == nullptr) return;
+    if (call.operation == nullptr) {
+        return;
+    }
     const bool after_field = call.operation[0] == '_' && call.field != nullptr;
-    if (call.type != nullptr) out.add(call.type, "_");
+    if (call.type != nullptr) {
+        out.add(call.type, "_");
+    }
     out.add(after_field ? call.field : "", call.operation, ": ");
     const bool elsewhere =
         failed.place_type != nullptr && (call.type == nullptr || strcmp(failed.place_type, call.type) != 0);
-    if (failed.place_field != nullptr) out.add("field ", failed.place_field, elsewhere ? " of " : ": ");
-    if (elsewhere) out.add(failed.place_type, ": ");
+    if (failed.place_field != nullptr) {
+        out.add("field ", failed.place_field, elsewhere ? " of " : ": ");
+    }
+    if (elsewhere) {
+        out.add(failed.place_type, ": ");
+    }
 }
 
 }  // namespace
 
 u_int32 failures::index_of(u_int32 code) {
     u_int32 index = 0;
-    while (index < known_count && known_codes[index].code != code) ++index;
+    while (index < known_count && known_codes[index].code != code) {
+        ++index;
+    }
     return index;
 }
 
@@ -118,18 +133,24 @@ void vela_note_failure(vela_handle *handle, u_int32 code, const char *reason) {
 void vela_name_failure(vela_handle *handle, u_int32 code, const vela_module *module, const vela_failed_call *call) {
     failure *failed = handle->runtime->failures.find(code);
     // A failure that was not stored in the handle meanwhile is an earlier one of the same code.
-    if (failed == nullptr || handle->last_error.code != code) failed = &handle->runtime->failures.begin(code);
+    if (failed == nullptr || handle->last_error.code != code) {
+        failed = &handle->runtime->failures.begin(code);
+    }
     failed->module = module;
     failed->call = *call;
     if (failed->place_type == nullptr || failed->place_field == nullptr) {
-        if (failed->place_type == nullptr || call->field != nullptr) failed->place_type = call->type;
+        if (failed->place_type == nullptr || call->field != nullptr) {
+            failed->place_type = call->type;
+        }
         failed->place_field = call->field;
     }
 }
 
 const char *vela_error_name(u_int32 code) {
     for (const code_text &known : known_codes) {
-        if (known.code == code) return known.name;
+        if (known.code == code) {
+            return known.name;
+        }
     }
     return nullptr;
 }
@@ -144,7 +165,9 @@ u_int32 vela_error_text(const vela_handle *handle, u_int32 code, char *buffer, u
         return out.length();
     }
     out.add(number);
-    if (name != nullptr) out.add(" (", name, ")");
+    if (name != nullptr) {
+        out.add(" (", name, ")");
+    }
     out.add(": ");
     const failure *failed = handle != nullptr ? handle->runtime->failures.find(code) : nullptr;
     const char *reason = nullptr;
@@ -153,9 +176,13 @@ u_int32 vela_error_text(const vela_handle *handle, u_int32 code, char *buffer, u
         reason = failed->reason;
     }
     for (const code_text &known : known_codes) {
-        if (reason == nullptr && known.code == code) reason = known.meaning;
+        if (reason == nullptr && known.code == code) {
+            reason = known.meaning;
+        }
     }
-    if (reason == nullptr) reason = strerrordesc_np(static_cast<int>(code));
+    if (reason == nullptr) {
+        reason = strerrordesc_np(static_cast<int>(code));
+    }
     out.add(reason != nullptr ? reason : "an error of the system or of the application");
     return out.length();
 }

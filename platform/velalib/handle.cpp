@@ -1,3 +1,4 @@
+// Making and destroying handles, and the callbacks that one has when the caller gives none.
 #include "velalib/handle.h"
 
 #include <cstddef>
@@ -49,9 +50,13 @@ void counting_free(void *cookie, u_int32, void *memory) {
 /** The options of a caller, who may have been compiled before the last members were there; false: of no known size. */
 bool take_options(const vela_handle_options *given, vela_handle_options *options) {
     *options = {};
-    if (given == nullptr) return true;
+    if (given == nullptr) {
+        return true;
+    }
     constexpr size_t first_size = offsetof(vela_handle_options, memory_budget);
-    if (given->size != first_size && given->size != sizeof *options) return false;
+    if (given->size != first_size && given->size != sizeof *options) {
+        return false;
+    }
     memcpy(options, given, given->size);
     return true;
 }
@@ -61,10 +66,18 @@ bool wants_accounts(const vela_handle_options &options) {
 }
 
 bool are_valid(const vela_handle_options &options) {
-    if ((options.alloc == nullptr) != (options.free == nullptr)) return false;
-    if (options.alloc != nullptr && wants_accounts(options)) return false;
-    if (options.shared_alloc != nullptr && options.shared_types != nullptr) return false;
-    if (options.work_buffer_size > INT32_MAX) return false;
+    if ((options.alloc == nullptr) != (options.free == nullptr)) {
+        return false;
+    }
+    if (options.alloc != nullptr && wants_accounts(options)) {
+        return false;
+    }
+    if (options.shared_alloc != nullptr && options.shared_types != nullptr) {
+        return false;
+    }
+    if (options.work_buffer_size > INT32_MAX) {
+        return false;
+    }
     return options.tracking == 0 || options.tracking == VELA_STTR_OFF || options.tracking == VELA_STTR_ON;
 }
 
@@ -91,8 +104,12 @@ void set_callbacks(whole_handle &whole, const vela_handle_options &options) {
     whole.runtime.cookie = options.cookie;
     whole.runtime.pre_write = options.pre_write;
     whole.runtime.pre_write_counter = options.pre_write_counter;
-    if (options.pre_write != nullptr) handle.pre_write = forward_pre_write;
-    if (options.pre_write_counter != nullptr) handle.pre_write_counter = forward_pre_write_counter;
+    if (options.pre_write != nullptr) {
+        handle.pre_write = forward_pre_write;
+    }
+    if (options.pre_write_counter != nullptr) {
+        handle.pre_write_counter = forward_pre_write_counter;
+    }
 }
 
 void set_tables(whole_handle &whole, const vela_handle_options &options) {
@@ -108,7 +125,9 @@ void set_tables(whole_handle &whole, const vela_handle_options &options) {
 
 /** Lets type information lie where several processes share it; an error code. */
 u_int32 set_shared_types(whole_handle &whole, vela_shared_types *types) {
-    if (types == nullptr) return VELA_OK;
+    if (types == nullptr) {
+        return VELA_OK;
+    }
     vela_handle &handle = whole.handle;
     handle.shared_alloc = velalib::shared_types_alloc;
     handle.type_table_insert = velalib::shared_types_insert;
@@ -119,7 +138,9 @@ u_int32 set_shared_types(whole_handle &whole, vela_shared_types *types) {
 }
 
 void set_tracking(whole_handle &whole, u_int32 mode) {
-    if (mode == 0) return;
+    if (mode == 0) {
+        return;
+    }
     whole.runtime.sttr.mode = mode;
     whole.handle.sttr_record = &whole.runtime.sttr;
     whole.handle.hd_mapping = 1;  // also when it is off: the application may switch it on later
@@ -127,15 +148,23 @@ void set_tracking(whole_handle &whole, u_int32 mode) {
 
 /** The name of an instance's type, when the block is one of a type that a loaded module has; else nullptr. */
 const char *type_name_of(vela_handle *handle, const void *block, u_int64 size, u_int32 mem_class) {
-    if (size < sizeof(vela_instance_header)) return nullptr;
+    if (size < sizeof(vela_instance_header)) {
+        return nullptr;
+    }
     const vela_type_info *found = static_cast<const vela_instance_header *>(block)->type_info;
     for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
-        if (module->types == nullptr) continue;
+        if (module->types == nullptr) {
+            continue;
+        }
         for (vela_type_info *const *record = module->types; *record != nullptr; ++record) {
-            if (found == *record) return (*record)->type_name;
+            if (found == *record) {
+                return (*record)->type_name;
+            }
             const vela_type_info *copy =
                 handle->type_table_lookup(handle->type_table_cookie, mem_class, (*record)->luid_text);
-            if (copy != nullptr && found == copy) return (*record)->type_name;
+            if (copy != nullptr && found == copy) {
+                return (*record)->type_name;
+            }
         }
     }
     return nullptr;
@@ -143,7 +172,9 @@ const char *type_name_of(vela_handle *handle, const void *block, u_int64 size, u
 
 void report_left_blocks(vela_handle *handle) {
     const vela_runtime &runtime = *handle->runtime;
-    if (runtime.left_behind == nullptr) return;
+    if (runtime.left_behind == nullptr) {
+        return;
+    }
     runtime.account.for_each_block([&](const void *address, u_int64 size, u_int32 mem_class) {
         const vela_left_block block = {address, size, mem_class, type_name_of(handle, address, size, mem_class)};
         runtime.left_behind(runtime.cookie, &block);
@@ -153,7 +184,9 @@ void report_left_blocks(vela_handle *handle) {
 }  // namespace
 
 vela_handle *vela_handle_create(const vela_handle_options *given, u_int32 *err) {
-    if (*err != 0) return nullptr;
+    if (*err != 0) {
+        return nullptr;
+    }
     vela_handle_options options;
     if (!take_options(given, &options) || !are_valid(options)) {
         *err = VELA_EINVAL;
@@ -183,10 +216,16 @@ vela_handle *vela_handle_create(const vela_handle_options *given, u_int32 *err) 
 }
 
 void vela_handle_destroy(vela_handle *handle, vela_handle_report *report) {
-    if (report != nullptr) *report = {0, 0};
-    if (handle == nullptr) return;
+    if (report != nullptr) {
+        *report = {0, 0};
+    }
+    if (handle == nullptr) {
+        return;
+    }
     const vela_memory_use left = handle->runtime->account.total();
-    if (report != nullptr) *report = {left.blocks, left.bytes};
+    if (report != nullptr) {
+        *report = {left.blocks, left.bytes};
+    }
     report_left_blocks(handle);
     std::free(handle->runtime->work_buffer);
     delete reinterpret_cast<whole_handle *>(handle);

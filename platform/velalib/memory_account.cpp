@@ -1,3 +1,4 @@
+// Counts the blocks of a handle by memory class, and refuses those beyond its budget.
 #include "memory_account.h"
 
 #include <cstdlib>
@@ -7,6 +8,18 @@
 #include "velalib/runtime.h"
 
 namespace velalib {
+
+namespace {
+
+void add(vela_memory_use &use, size_t size) {
+    ++use.blocks;
+    use.bytes += size;
+    if (use.bytes > use.peak_bytes) {
+        use.peak_bytes = use.bytes;
+    }
+}
+
+}  // namespace
 
 memory_account::~memory_account() { std::free(classes_); }
 
@@ -19,11 +32,15 @@ bool memory_account::add_class(u_int32 mem_class, u_int32 *index) {
     if (class_count_ == class_capacity_) {
         const u_int32 wanted = class_capacity_ == 0 ? 4 : class_capacity_ * 2;
         void *grown = std::realloc(classes_, wanted * sizeof(vela_memory_class_use));
-        if (grown == nullptr) return false;
+        if (grown == nullptr) {
+            return false;
+        }
         classes_ = static_cast<vela_memory_class_use *>(grown);
         class_capacity_ = wanted;
     }
-    if (!class_indices_.insert(reinterpret_cast<const void *>(uintptr_t{mem_class} + 1), class_count_)) return false;
+    if (!class_indices_.insert(reinterpret_cast<const void *>(uintptr_t{mem_class} + 1), class_count_)) {
+        return false;
+    }
     classes_[class_count_] = {mem_class, {}};
     *index = class_count_++;
     return true;
@@ -45,12 +62,6 @@ bool memory_account::find_class(u_int32 mem_class, u_int32 *index) {
     return true;
 }
 
-static void add(vela_memory_use &use, size_t size) {
-    ++use.blocks;
-    use.bytes += size;
-    if (use.bytes > use.peak_bytes) use.peak_bytes = use.bytes;
-}
-
 void *memory_account::allocate(u_int32 mem_class, size_t size) {
     u_int32 index = 0;
     if (!find_class(mem_class, &index)) {
@@ -68,7 +79,9 @@ void *memory_account::allocate(u_int32 mem_class, size_t size) {
         return nullptr;
     }
     *block = {newest_, &newest_, index, static_cast<u_int32>(size)};
-    if (newest_ != nullptr) newest_->link = &block->older;
+    if (newest_ != nullptr) {
+        newest_->link = &block->older;
+    }
     newest_ = block;
     add(total_, size);
     add(classes_[index].use, size);
@@ -76,13 +89,17 @@ void *memory_account::allocate(u_int32 mem_class, size_t size) {
 }
 
 void memory_account::release(void *memory) {
-    if (memory == nullptr) return;
+    if (memory == nullptr) {
+        return;
+    }
     counted_block *block = static_cast<counted_block *>(memory) - 1;
     memory_.check_out(block);  // before anything that it says is believed
     const u_int32 size = block->size;
     vela_memory_use &use = classes_[block->class_index].use;
     *block->link = block->older;
-    if (block->older != nullptr) block->older->link = block->link;
+    if (block->older != nullptr) {
+        block->older->link = block->link;
+    }
     memory_.release(block);
     --total_.blocks;
     total_.bytes -= size;
@@ -99,14 +116,20 @@ vela_memory_use memory_account::total() const {
 u_int32 vela_handle_memory_use(const vela_handle *handle, vela_memory_use *total, vela_memory_class_use *classes,
                                u_int32 room) {
     const velalib::memory_account &account = handle->runtime->account;
-    if (total != nullptr) *total = account.total();
-    for (u_int32 i = 0; i < room && i < account.class_count(); ++i) classes[i] = account.class_at(i);
+    if (total != nullptr) {
+        *total = account.total();
+    }
+    for (u_int32 i = 0; i < room && i < account.class_count(); ++i) {
+        classes[i] = account.class_at(i);
+    }
     return account.class_count();
 }
 
 u_int32 vela_handle_set_memory_budget(vela_handle *handle, u_int64 bytes) {
     velalib::memory_account &account = handle->runtime->account;
-    if (!account.is_on()) return VELA_EINVAL;
+    if (!account.is_on()) {
+        return VELA_EINVAL;
+    }
     account.set_budget(bytes);
     return VELA_OK;
 }

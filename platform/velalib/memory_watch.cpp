@@ -1,3 +1,4 @@
+// Tells memory checkers which bytes of the allocator are in use.
 #include "memory_watch.h"
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// Finds types of loaded modules by name, and the nearest name to one that is misspelt.
 #include "module_types.h"
 
 #include <algorithm>
@@ -18,7 +19,9 @@ template <typename visitor>
 void visit_types(visitor visit) {
     for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
         for (vela_type_info *const *record = module->types; record != nullptr && *record != nullptr; ++record) {
-            if (visit(**record)) return;
+            if (visit(**record)) {
+                return;
+            }
         }
     }
 }
@@ -26,7 +29,9 @@ void visit_types(visitor visit) {
 /** Characters to insert, remove or replace until one text is the other. */
 size_t edit_distance(std::string_view from, std::string_view to) {
     std::vector<size_t> row(to.size() + 1);
-    for (size_t i = 0; i < row.size(); ++i) row[i] = i;
+    for (size_t i = 0; i < row.size(); ++i) {
+        row[i] = i;
+    }
     for (size_t i = 0; i < from.size(); ++i) {
         size_t diagonal = std::exchange(row[0], i + 1);
         for (size_t j = 0; j < to.size(); ++j) {
@@ -59,7 +64,9 @@ std::string type_advice(std::string_view name, bool of_message) {
     size_t least = std::max<size_t>(name.size() / 3, 1) + 1;
     visit_types([&](const vela_type_info &record) {
         const std::string_view known = text_of(record.type_name);
-        if (is_message(record) != of_message || name.size() > sizeof record.type_name) return false;
+        if (is_message(record) != of_message || name.size() > sizeof record.type_name) {
+            return false;
+        }
         // The short name of a message, without its ending, is the likeliest slip.
         const bool is_beginning = known.substr(0, name.size()) == name && known.substr(name.size()) == "_message";
         const size_t distance = is_beginning ? 0 : edit_distance(name, known);

@@ -27,10 +27,16 @@ class pointer_map {
 
     /** The value of an address, or nullptr; valid until the next insert or erase. */
     Value *find(const void *key) const {
-        if (size_ == 0 || key == nullptr) return nullptr;
+        if (size_ == 0 || key == nullptr) {
+            return nullptr;
+        }
         for (uint32_t i = home(key);; i = next(i)) {
-            if (slots_[i].key == key) return &slots_[i].value;
-            if (slots_[i].key == nullptr) return nullptr;
+            if (slots_[i].key == key) {
+                return &slots_[i].value;
+            }
+            if (slots_[i].key == nullptr) {
+                return nullptr;
+            }
         }
     }
 
@@ -40,7 +46,9 @@ class pointer_map {
             *known = value;
             return true;
         }
-        if ((size_ + 1) * 4 > capacity_ * 3 && !grow()) return false;
+        if ((size_ + 1) * 4 > capacity_ * 3 && !grow()) {
+            return false;
+        }
         place(key, value);
         ++size_;
         return true;
@@ -48,15 +56,21 @@ class pointer_map {
 
     /** Drops an address; false when it was not there. */
     bool erase(const void *key) {
-        if (size_ == 0 || key == nullptr) return false;
+        if (size_ == 0 || key == nullptr) {
+            return false;
+        }
         uint32_t hole = home(key);
         while (slots_[hole].key != key) {
-            if (slots_[hole].key == nullptr) return false;
+            if (slots_[hole].key == nullptr) {
+                return false;
+            }
             hole = next(hole);
         }
         for (uint32_t i = next(hole); slots_[i].key != nullptr; i = next(i)) {
             // An entry may fill the hole when the hole lies on its way from its home to here.
-            if (((i - home(slots_[i].key)) & mask()) < ((i - hole) & mask())) continue;
+            if (((i - home(slots_[i].key)) & mask()) < ((i - hole) & mask())) {
+                continue;
+            }
             slots_[hole] = slots_[i];
             hole = i;
         }
@@ -69,7 +83,9 @@ class pointer_map {
     template <typename Visit>
     void for_each(Visit visit) const {
         for (uint32_t i = 0; i < capacity_; ++i) {
-            if (slots_[i].key != nullptr) visit(slots_[i].key, slots_[i].value);
+            if (slots_[i].key != nullptr) {
+                visit(slots_[i].key, slots_[i].value);
+            }
         }
     }
 
@@ -87,7 +103,9 @@ class pointer_map {
 
     void place(const void *key, const Value &value) {
         uint32_t i = home(key);
-        while (slots_[i].key != nullptr) i = next(i);
+        while (slots_[i].key != nullptr) {
+            i = next(i);
+        }
         slots_[i].key = key;
         slots_[i].value = value;
     }
@@ -97,11 +115,15 @@ class pointer_map {
         const uint32_t old_capacity = capacity_;
         const uint32_t wanted = old_capacity == 0 ? 16 : old_capacity * 2;
         slot *fresh = static_cast<slot *>(std::calloc(wanted, sizeof(slot)));
-        if (fresh == nullptr) return false;
+        if (fresh == nullptr) {
+            return false;
+        }
         slots_ = fresh;
         capacity_ = wanted;
         for (uint32_t i = 0; i < old_capacity; ++i) {
-            if (old[i].key != nullptr) place(old[i].key, old[i].value);
+            if (old[i].key != nullptr) {
+                place(old[i].key, old[i].value);
+            }
         }
         std::free(old);
         return true;

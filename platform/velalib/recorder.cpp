@@ -1,3 +1,4 @@
+// The stream that received messages are written to, and the count of those that do not fit.
 #include <stdio.h>
 #include <string.h>
 

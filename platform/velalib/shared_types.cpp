@@ -10,6 +10,32 @@
 
 namespace velalib {
 
+namespace {
+
+size_t table_size(const vela_variant_table &table) {
+    return sizeof(vela_variant_table) + static_cast<size_t>(table.count) * sizeof(vela_variant_row);
+}
+
+/** A variant table with its rows behind it, and counters from 0. */
+vela_variant_table *copy_table(const vela_variant_table &source, void *memory) {
+    vela_variant_table *table = static_cast<vela_variant_table *>(memory);
+    table->count = source.count;
+    table->rows = reinterpret_cast<vela_variant_row *>(table + 1);
+    for (int8 i = 0; i < source.count; ++i) {
+        const vela_variant_row &row = source.rows[i];
+        table->rows[i] = {row.variant, row.used_length, row.alloc_slop, 0, 0, row.reserved};
+    }
+    return table;
+}
+
+/** Whether a record can be found and counted in. */
+bool is_complete(const vela_type_info &record) {
+    return record.variant_table != nullptr && record.variant_table->count > 0 &&
+           strnlen(record.luid_text, sizeof record.luid_text) == sizeof record.luid_text - 1;
+}
+
+}  // namespace
+
 shared_types_lock::shared_types_lock(shared_types_file &file) : file_(file), held_(false) {
     constexpr time_t longest_wait = 5;  // entering all types of a module takes a millisecond
     timespec limit = {};
@@ -17,12 +43,16 @@ shared_types_lock::shared_types_lock(shared_types_file &file) : file_(file), hel
     limit.tv_sec += longest_wait;
     const int result = pthread_mutex_clocklock(&file_.lock, CLOCK_MONOTONIC, &limit);
     // Who died with the lock may have lost the bytes that it took; what can be found is whole at every moment.
-    if (result == EOWNERDEAD) pthread_mutex_consistent(&file_.lock);
+    if (result == EOWNERDEAD) {
+        pthread_mutex_consistent(&file_.lock);
+    }
     held_ = result == 0 || result == EOWNERDEAD;
 }
 
 shared_types_lock::~shared_types_lock() {
-    if (held_) pthread_mutex_unlock(&file_.lock);
+    if (held_) {
+        pthread_mutex_unlock(&file_.lock);
+    }
 }
 
 u_int64 shared_start(const vela_shared_types &types) {
@@ -43,33 +73,23 @@ void *shared_types_user::take(size_t size) {
     shared_types_file &file = *types_->file;
     const size_t used = file.used.load(std::memory_order_relaxed);
     const size_t wanted = (size + 7) / 8 * 8;
-    if (!is_possible_use(static_cast<u_int32>(used), types_->size)) return nullptr;  // another process wrote nonsense
-    if (wanted < size || wanted > types_->size - used) return nullptr;
+    if (!is_possible_use(static_cast<u_int32>(used), types_->size)) {
+        return nullptr;  // another process wrote nonsense
+    }
+    if (wanted < size || wanted > types_->size - used) {
+        return nullptr;
+    }
     file.used.store(static_cast<u_int32>(used + wanted), std::memory_order_relaxed);
     return reinterpret_cast<char *>(&file) + used;
-}
-
-static size_t table_size(const vela_variant_table &table) {
-    return sizeof(vela_variant_table) + static_cast<size_t>(table.count) * sizeof(vela_variant_row);
-}
-
-/** A variant table with its rows behind it, and counters from 0. */
-static vela_variant_table *copy_table(const vela_variant_table &source, void *memory) {
-    vela_variant_table *table = static_cast<vela_variant_table *>(memory);
-    table->count = source.count;
-    table->rows = reinterpret_cast<vela_variant_row *>(table + 1);
-    for (int8 i = 0; i < source.count; ++i) {
-        const vela_variant_row &row = source.rows[i];
-        table->rows[i] = {row.variant, row.used_length, row.alloc_slop, 0, 0, row.reserved};
-    }
-    return table;
 }
 
 /** Appends a whole record to the directory. */
 bool shared_types_user::publish(vela_type_info *record) {
     shared_types_file &file = *types_->file;
     const u_int32 count = file.count.load(std::memory_order_relaxed);
-    if (count >= shared_types_limit) return false;
+    if (count >= shared_types_limit) {
+        return false;
+    }
     file.directory[count] = static_cast<u_int32>(reinterpret_cast<char *>(record) - reinterpret_cast<char *>(&file));
     file.count.store(count + 1, std::memory_order_release);
     return catch_up();
@@ -86,20 +106,18 @@ bool shared_types_user::catch_up() {
         }
         char *record = reinterpret_cast<char *>(types_->file) + types_->file->directory[indexed_];
         vela_type_info *info = reinterpret_cast<vela_type_info *>(record);
-        if (!index_.insert(info->luid_text, info)) return false;
+        if (!index_.insert(info->luid_text, info)) {
+            return false;
+        }
     }
     return true;
 }
 
-/** Whether a record can be found and counted in. */
-static bool is_complete(const vela_type_info &record) {
-    return record.variant_table != nullptr && record.variant_table->count > 0 &&
-           strnlen(record.luid_text, sizeof record.luid_text) == sizeof record.luid_text - 1;
-}
-
 /** Copies a module's record into the file, unless it is there; its error code. */
 u_int32 shared_types_user::enter(const vela_type_info *record) {
-    if (!is_complete(*record)) return VELA_OK;
+    if (!is_complete(*record)) {
+        return VELA_OK;
+    }
     const vela_variant_table *source = record->variant_table;
     const vela_type_info *known = index_.lookup(record->luid_text);
     if (known != nullptr) {
@@ -107,7 +125,9 @@ u_int32 shared_types_user::enter(const vela_type_info *record) {
         return known->variant_table->count >= source->count ? VELA_OK : VELA_EINVAL;
     }
     char *memory = static_cast<char *>(take(sizeof(vela_type_info_copy) + table_size(*source)));
-    if (memory == nullptr) return VELA_ENOMEM;
+    if (memory == nullptr) {
+        return VELA_ENOMEM;
+    }
     vela_type_info_copy *copy = reinterpret_cast<vela_type_info_copy *>(memory);
     copy->info = *record;
     copy->info.shared = 1;
@@ -120,24 +140,36 @@ u_int32 shared_types_user::enter(const vela_type_info *record) {
 // ---- what a handle asks --------------------------------------------------------------------------------------------
 
 u_int32 shared_types_user::start(vela_shared_types *types) {
-    if (types->is_copy) return VELA_EINVAL;
+    if (types->is_copy) {
+        return VELA_EINVAL;
+    }
     types->users.fetch_add(1);
     types_ = types;
-    if (!is_still_whole(*types)) return VELA_EINVAL;
+    if (!is_still_whole(*types)) {
+        return VELA_EINVAL;
+    }
     const shared_types_lock lock(*types->file);
-    if (!lock.is_held()) return EAGAIN;
-    if (!catch_up()) return VELA_ENOMEM;
+    if (!lock.is_held()) {
+        return EAGAIN;
+    }
+    if (!catch_up()) {
+        return VELA_ENOMEM;
+    }
     for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
         for (vela_type_info *const *record = module->types; record != nullptr && *record != nullptr; ++record) {
             const u_int32 err = enter(*record);
-            if (err != 0) return err;
+            if (err != 0) {
+                return err;
+            }
         }
     }
     return VELA_OK;
 }
 
 void *shared_types_user::allocate(size_t size) {
-    if (!is_still_whole(*types_)) return nullptr;
+    if (!is_still_whole(*types_)) {
+        return nullptr;
+    }
     const shared_types_lock lock(*types_->file);
     return lock.is_held() ? take(size) : nullptr;
 }
@@ -145,12 +177,20 @@ void *shared_types_user::allocate(size_t size) {
 void shared_types_user::insert(vela_type_info *record) {
     const char *first = reinterpret_cast<const char *>(types_->file);
     const char *place = reinterpret_cast<const char *>(record);
-    if (place < first || place >= first + types_->size) return;  // others could not read it
-    if (!is_still_whole(*types_) || !is_complete(*record)) return;
+    if (place < first || place >= first + types_->size) {
+        return;  // others could not read it
+    }
+    if (!is_still_whole(*types_) || !is_complete(*record)) {
+        return;
+    }
     const shared_types_lock lock(*types_->file);
-    if (!lock.is_held() || !catch_up() || index_.lookup(record->luid_text) != nullptr) return;
+    if (!lock.is_held() || !catch_up() || index_.lookup(record->luid_text) != nullptr) {
+        return;
+    }
     void *memory = take(table_size(*record->variant_table));
-    if (memory == nullptr) return;
+    if (memory == nullptr) {
+        return;
+    }
     record->shared = 1;
     record->variant_table = copy_table(*record->variant_table, memory);
     publish(record);
@@ -158,8 +198,12 @@ void shared_types_user::insert(vela_type_info *record) {
 
 vela_type_info *shared_types_user::lookup(const char *luid_text) {
     vela_type_info *known = index_.lookup(luid_text);
-    if (known == nullptr && !is_still_whole(*types_)) return nullptr;
-    if (known != nullptr || indexed_ == types_->file->count.load(std::memory_order_acquire)) return known;
+    if (known == nullptr && !is_still_whole(*types_)) {
+        return nullptr;
+    }
+    if (known != nullptr || indexed_ == types_->file->count.load(std::memory_order_acquire)) {
+        return known;
+    }
     catch_up();
     return index_.lookup(luid_text);
 }
@@ -180,8 +224,10 @@ vela_type_info *shared_types_lookup(void *cookie, u_int32, const char *luid_text
 
 // ---- counts --------------------------------------------------------------------------------------------------------
 
-static void visit_rows(const vela_type_info &record, int8 count, const vela_variant_row *rows,
-                       vela_type_counts_fn visit, void *cookie) {
+namespace {
+
+void visit_rows(const vela_type_info &record, int8 count, const vela_variant_row *rows, vela_type_counts_fn visit,
+                void *cookie) {
     for (int8 i = 0; i < count; ++i) {
         const vela_type_counts counts = {record.type_name,
                                          record.module_name,
@@ -193,13 +239,19 @@ static void visit_rows(const vela_type_info &record, int8 count, const vela_vari
     }
 }
 
+}  // namespace
+
 void vela_type_counts_each(const vela_shared_types *types, vela_type_counts_fn visit, void *cookie) {
     if (types != nullptr) {
-        if (!velalib::is_still_whole(*types)) return;
+        if (!velalib::is_still_whole(*types)) {
+            return;
+        }
         const u_int32 count = std::min(types->file->count.load(std::memory_order_acquire), velalib::shared_types_limit);
         const u_int32 used = types->file->used.load(std::memory_order_relaxed);
         for (u_int32 i = 0; i < count && velalib::is_possible_use(used, types->size); ++i) {
-            if (!velalib::is_sound_record(*types, types->file->directory[i], used)) continue;
+            if (!velalib::is_sound_record(*types, types->file->directory[i], used)) {
+                continue;
+            }
             const char *place = reinterpret_cast<const char *>(types->file) + types->file->directory[i];
             const vela_type_info &record = *reinterpret_cast<const vela_type_info *>(place);
             const auto *table =
@@ -212,7 +264,9 @@ void vela_type_counts_each(const vela_shared_types *types, vela_type_counts_fn v
     for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
         for (vela_type_info *const *record = module->types; record != nullptr && *record != nullptr; ++record) {
             const vela_variant_table *table = (*record)->variant_table;
-            if (table != nullptr) visit_rows(**record, table->count, table->rows, visit, cookie);
+            if (table != nullptr) {
+                visit_rows(**record, table->count, table->rows, visit, cookie);
+            }
         }
     }
 }

@@ -12,7 +12,9 @@ namespace {
 bool lies_inside(const vela_shared_types &types, const void *address, size_t length, u_int32 used) {
     const u_int64 place = reinterpret_cast<uintptr_t>(address);
     const u_int64 start = shared_start(types);
-    if (place % alignof(vela_variant_table) != 0 || place < start + sizeof(shared_types_file)) return false;
+    if (place % alignof(vela_variant_table) != 0 || place < start + sizeof(shared_types_file)) {
+        return false;
+    }
     const u_int64 offset = place - start;
     return offset <= used && length <= used - offset;
 }
@@ -33,14 +35,18 @@ bool is_still_whole(const vela_shared_types &types) {
 
 bool is_sound_record(const vela_shared_types &types, u_int32 offset, u_int32 used) {
     const void *address = reinterpret_cast<const void *>(shared_start(types) + offset);
-    if (!lies_inside(types, address, sizeof(vela_type_info_copy), used)) return false;
+    if (!lies_inside(types, address, sizeof(vela_type_info_copy), used)) {
+        return false;
+    }
     const auto &record = *static_cast<const vela_type_info *>(shared_place(types, address));
     if (record.magic != VELA_TYPE_INFO_MAGIC || record.shared == 0 || strnlen(record.luid_text, 33) != 32 ||
         !is_text(record.type_name, sizeof record.type_name) ||
         !is_text(record.module_name, sizeof record.module_name) || !is_text(record.kind, sizeof record.kind)) {
         return false;
     }
-    if (!lies_inside(types, record.variant_table, sizeof(vela_variant_table), used)) return false;
+    if (!lies_inside(types, record.variant_table, sizeof(vela_variant_table), used)) {
+        return false;
+    }
     const auto &table = *static_cast<const vela_variant_table *>(shared_place(types, record.variant_table));
     return table.count > 0 &&
            lies_inside(types, table.rows, static_cast<size_t>(table.count) * sizeof(vela_variant_row), used);

@@ -51,8 +51,12 @@ struct failure_report {
 /** Whether the head of a file of `size` bytes is one that this release can use. */
 bool check_head(const shared_types_file &file, size_t size, const failure_report &report) {
     const u_int64 magic = file.magic.load(std::memory_order_acquire);
-    if (magic == 0) return report.fail(EAGAIN, "its maker has not finished it");
-    if (magic != velalib::shared_types_magic) return report.fail(VELA_EINVAL, "this is no file of shared types");
+    if (magic == 0) {
+        return report.fail(EAGAIN, "its maker has not finished it");
+    }
+    if (magic != velalib::shared_types_magic) {
+        return report.fail(VELA_EINVAL, "this is no file of shared types");
+    }
     if (file.layout != velalib::shared_types_layout || file.header_size != sizeof file ||
         file.record_size != sizeof(vela_type_info_copy) || file.address_bits != 8 * sizeof(void *)) {
         return report.fail(VELA_EINVAL, "it was made by another release, or for another machine");
@@ -88,7 +92,9 @@ bool check_content(const vela_shared_types &types, const failure_report &report)
 vela_shared_types *new_types(void *memory, size_t size, bool is_copy, const failure_report &report) {
     vela_shared_types *types =
         new (std::nothrow) vela_shared_types{static_cast<shared_types_file *>(memory), size, is_copy, {}, {1}};
-    if (types == nullptr) report.fail(VELA_ENOMEM, "there is no memory");
+    if (types == nullptr) {
+        report.fail(VELA_ENOMEM, "there is no memory");
+    }
     return types;
 }
 
@@ -136,23 +142,37 @@ void initialize(shared_types_file &file, u_int64 address, size_t size) {
 /** Opens a file that is there and finds its length; false with a report. */
 bool open_file(const char *path, int flags, unsigned allowed, file_descriptor &fd, size_t *size,
                const failure_report &report) {
-    if (path == nullptr) return report.fail(VELA_EINVAL, "a path is needed");
+    if (path == nullptr) {
+        return report.fail(VELA_EINVAL, "a path is needed");
+    }
     const char *refusal = nullptr;
     fd = file_descriptor(guarded_file::open_regular(path, flags, 0, allowed, refusal));
     struct stat status = {};
-    if (!fd || fstat(fd.get(), &status) != 0) return report.fail_by_system("cannot open", refusal);
+    if (!fd || fstat(fd.get(), &status) != 0) {
+        return report.fail_by_system("cannot open", refusal);
+    }
     *size = static_cast<size_t>(status.st_size);
-    if (*size < sizeof(shared_types_file)) return report.fail(VELA_EINVAL, "this is no file of shared types");
-    if (*size > largest_size) return report.fail(VELA_EINVAL, "it is too large for a file of shared types");
+    if (*size < sizeof(shared_types_file)) {
+        return report.fail(VELA_EINVAL, "this is no file of shared types");
+    }
+    if (*size > largest_size) {
+        return report.fail(VELA_EINVAL, "it is too large for a file of shared types");
+    }
     return true;
 }
 
 bool read_part(int fd, void *memory, size_t begin, size_t end, const failure_report &report) {
     for (size_t done = begin; done < end;) {
         const ssize_t count = pread(fd, static_cast<char *>(memory) + done, end - done, static_cast<off_t>(done));
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return report.fail_by_system("cannot read");
-        if (count == 0) return report.fail(VELA_EINVAL, "it is being cut");
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return report.fail_by_system("cannot read");
+        }
+        if (count == 0) {
+            return report.fail(VELA_EINVAL, "it is being cut");
+        }
         done += static_cast<size_t>(count);
     }
     return true;
@@ -179,7 +199,9 @@ vela_shared_types *read_copy(int fd, size_t size, const failure_report &report) 
                      ? read_part(fd, whole, sizeof(shared_types_file), used, report) && check_content(*types, report)
                      : report.fail(VELA_ENOMEM, "there is no memory");
     }
-    if (usable) return types;
+    if (usable) {
+        return types;
+    }
     vela_shared_types_close(types);
     return nullptr;
 }
@@ -188,7 +210,9 @@ vela_shared_types *read_copy(int fd, size_t size, const failure_report &report) 
 
 vela_shared_types *vela_shared_types_create(const char *path, void *address, size_t size, u_int32 *err, char *reason,
                                             size_t room) {
-    if (*err != 0) return nullptr;
+    if (*err != 0) {
+        return nullptr;
+    }
     const failure_report report = {err, reason, room};
     const u_int64 place = reinterpret_cast<uintptr_t>(address);
     if (path == nullptr || place == 0 || place % page_size != 0) {
@@ -231,7 +255,9 @@ vela_shared_types *vela_shared_types_open(const char *path, void *address, u_int
 
 vela_shared_types *vela_shared_types_open_with(const char *path, const vela_shared_types_options *options, u_int32 *err,
                                                char *reason, size_t room) {
-    if (*err != 0) return nullptr;
+    if (*err != 0) {
+        return nullptr;
+    }
     const failure_report report = {err, reason, room};
     const vela_shared_types_options wanted =
         options != nullptr ? *options : vela_shared_types_options{sizeof wanted, nullptr, 0, 0};
@@ -243,9 +269,13 @@ vela_shared_types *vela_shared_types_open_with(const char *path, const vela_shar
                              (wanted.allow_links != 0 ? guarded_file::allow_links : 0u);
     file_descriptor fd;
     size_t size = 0;
-    if (!open_file(path, O_RDWR, allowed, fd, &size, report)) return nullptr;
+    if (!open_file(path, O_RDWR, allowed, fd, &size, report)) {
+        return nullptr;
+    }
     vela_shared_types *copy = read_copy(fd.get(), size, report);
-    if (copy == nullptr) return nullptr;
+    if (copy == nullptr) {
+        return nullptr;
+    }
     const u_int64 place = copy->file->address;
     vela_shared_types_close(copy);
     if (wanted.address != nullptr && reinterpret_cast<uintptr_t>(wanted.address) != place) {
@@ -257,17 +287,23 @@ vela_shared_types *vela_shared_types_open_with(const char *path, const vela_shar
 }
 
 vela_shared_types *vela_shared_types_read(const char *path, u_int32 *err, char *reason, size_t room) {
-    if (*err != 0) return nullptr;
+    if (*err != 0) {
+        return nullptr;
+    }
     const failure_report report = {err, reason, room};
     file_descriptor fd;
     size_t size = 0;
     // Nothing of it is trusted, so it may be anybody's.
-    if (!open_file(path, O_RDONLY, guarded_file::allow_all, fd, &size, report)) return nullptr;
+    if (!open_file(path, O_RDONLY, guarded_file::allow_all, fd, &size, report)) {
+        return nullptr;
+    }
     return read_copy(fd.get(), size, report);
 }
 
 void vela_shared_types_close(vela_shared_types *types) {
-    if (types == nullptr || types->users.fetch_sub(1) != 1) return;
+    if (types == nullptr || types->users.fetch_sub(1) != 1) {
+        return;
+    }
     if (types->is_copy) {
         std::free(types->file);
     } else {

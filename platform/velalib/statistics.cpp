@@ -1,3 +1,4 @@
+// The exported forms of counting instances.
 #include "velalib_inline.h"
 
 void velalib_type_stats_create_object(vela_handle *handle, u_int32 mem_class, const vela_type_info *record,

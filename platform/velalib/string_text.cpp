@@ -1,3 +1,4 @@
+// Escapes bytes for XML and for printed lines, and reads them back.
 #include "string_text.h"
 
 #include <cstring>
@@ -66,9 +67,15 @@ void walk(text_form form, const char *bytes, size_t count, Emit emit) {
 }
 
 int hex_digit(char digit) {
-    if (digit >= '0' && digit <= '9') return digit - '0';
-    if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-    if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+    if (digit >= '0' && digit <= '9') {
+        return digit - '0';
+    }
+    if (digit >= 'a' && digit <= 'f') {
+        return digit - 'a' + 10;
+    }
+    if (digit >= 'A' && digit <= 'F') {
+        return digit - 'A' + 10;
+    }
     return -1;
 }
 
@@ -78,10 +85,14 @@ size_t read_escape(const char *at, char *byte) {
         *byte = '\\';
         return 2;
     }
-    if (at[1] != 'x') return 0;
+    if (at[1] != 'x') {
+        return 0;
+    }
     const int high = hex_digit(at[2]);
     const int low = high < 0 ? -1 : hex_digit(at[3]);
-    if (low < 0) return 0;
+    if (low < 0) {
+        return 0;
+    }
     *byte = static_cast<char>(high * 16 + low);
     return 4;
 }
@@ -92,15 +103,29 @@ size_t utf8_length(const char *bytes, size_t left) {
     const u_int8 *at = reinterpret_cast<const u_int8 *>(bytes);
     const u_int8 first = at[0];
     const size_t length = first >= 0xF0 ? 4 : (first >= 0xE0 ? 3 : 2);
-    if (first < 0xC2 || first > 0xF4 || left < length) return 0;
-    for (size_t i = 1; i < length; ++i) {
-        if (!is_continuation(at[i])) return 0;
+    if (first < 0xC2 || first > 0xF4 || left < length) {
+        return 0;
     }
-    if (first == 0xE0 && at[1] < 0xA0) return 0;                    // longer than need be
-    if (first == 0xED && at[1] > 0x9F) return 0;                    // half of a surrogate pair
-    if (first == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) return 0;  // U+FFFE, U+FFFF
-    if (first == 0xF0 && at[1] < 0x90) return 0;                    // longer than need be
-    if (first == 0xF4 && at[1] > 0x8F) return 0;                    // beyond the last character
+    for (size_t i = 1; i < length; ++i) {
+        if (!is_continuation(at[i])) {
+            return 0;
+        }
+    }
+    if (first == 0xE0 && at[1] < 0xA0) {
+        return 0;  // longer than need be
+    }
+    if (first == 0xED && at[1] > 0x9F) {
+        return 0;  // half of a surrogate pair
+    }
+    if (first == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) {
+        return 0;  // U+FFFE, U+FFFF
+    }
+    if (first == 0xF0 && at[1] < 0x90) {
+        return 0;  // longer than need be
+    }
+    if (first == 0xF4 && at[1] > 0x8F) {
+        return 0;  // beyond the last character
+    }
     return length;
 }
 
@@ -136,8 +161,12 @@ void unescape(const char *text, char *out) {
     while (*text != '\0') {
         size_t length = 1;
         *out = *text;
-        if (*text == '\\') length = read_escape(text, out);
-        if (length == 0) return;
+        if (*text == '\\') {
+            length = read_escape(text, out);
+        }
+        if (length == 0) {
+            return;
+        }
         text += length;
         ++out;
     }

@@ -1,3 +1,4 @@
+// The formatted text that records are printed with.
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -69,14 +70,18 @@ u_int32 format_general(bounded_text &out, const char *format, va_list arguments)
 }  // namespace
 
 u_int32 vela_print_space(vela_handle *handle, u_int32, char *buffer, u_int32 depth, u_int32 room, u_int32 *err) {
-    if (*err != 0) return 0;
+    if (*err != 0) {
+        return 0;
+    }
     bounded_text out(buffer, room);
     out.append_blanks(depth);
     return out.finish(handle, err);
 }
 
 u_int32 vela_snprintf(vela_handle *handle, u_int32, char *buffer, u_int32 room, u_int32 *err, const char *format, ...) {
-    if (*err != 0) return 0;
+    if (*err != 0) {
+        return 0;
+    }
     bounded_text out(buffer, room);
     va_list arguments;
     va_start(arguments, format);
@@ -87,7 +92,9 @@ u_int32 vela_snprintf(vela_handle *handle, u_int32, char *buffer, u_int32 room, 
         va_start(arguments, format);
         const u_int32 failure = format_general(out, format, arguments);
         va_end(arguments);
-        if (failure != VELA_OK) return vela_inline::fail(handle, err, failure);
+        if (failure != VELA_OK) {
+            return vela_inline::fail(handle, err, failure);
+        }
     }
     return out.finish(handle, err);
 }

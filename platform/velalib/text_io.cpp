@@ -1,3 +1,4 @@
+// What reading and printing values share: beginning a line, finding a text, refusing it.
 #include "text_io.h"
 
 #include <cstdarg>
@@ -9,7 +10,9 @@ namespace velalib {
 
 void begin_line(bounded_text &out, u_int32 indent, const char *label, const char *type_name) {
     out.append_blanks(indent);
-    if (label != nullptr) out.append(label);
+    if (label != nullptr) {
+        out.append(label);
+    }
     out.append('@');
     out.append(type_name);
     out.append(':');
@@ -32,10 +35,14 @@ const char *read_text(vela_handle *handle, const xml_source &source, u_int32 *er
 
 void refuse(vela_handle *handle, const xml_source &source, u_int32 code, u_int32 *err, const char *format, ...) {
     vela_inline::fail(handle, err, code);
-    if (source.error_text == nullptr || source.error_room == 0) return;
+    if (source.error_text == nullptr || source.error_room == 0) {
+        return;
+    }
     const char *path = source.path != nullptr ? source.path : "";
     const int written = snprintf(source.error_text, source.error_room, "element %s: ", path);
-    if (written < 0 || static_cast<u_int32>(written) >= source.error_room) return;
+    if (written < 0 || static_cast<u_int32>(written) >= source.error_room) {
+        return;
+    }
     va_list arguments;
     va_start(arguments, format);
     vsnprintf(source.error_text + written, source.error_room - static_cast<u_int32>(written), format, arguments);

@@ -1,3 +1,4 @@
+// A hash table of type information by identity.
 #include "type_table.h"
 
 #include <cstdlib>
@@ -23,9 +24,13 @@ type_table::entry *type_table::find_slot(entry *slots, u_int32 capacity, const c
 bool type_table::grow() {
     const u_int32 wanted = capacity_ == 0 ? 256 : capacity_ * 2;
     entry *fresh = static_cast<entry *>(std::calloc(wanted, sizeof(entry)));
-    if (fresh == nullptr) return false;
+    if (fresh == nullptr) {
+        return false;
+    }
     for (u_int32 i = 0; i < capacity_; ++i) {
-        if (slots_[i].record != nullptr) *find_slot(fresh, wanted, slots_[i].text) = slots_[i];
+        if (slots_[i].record != nullptr) {
+            *find_slot(fresh, wanted, slots_[i].text) = slots_[i];
+        }
     }
     std::free(slots_);
     slots_ = fresh;
@@ -34,17 +39,25 @@ bool type_table::grow() {
 }
 
 bool type_table::insert(const char *luid_text, vela_type_info *record) {
-    if (luid_text == nullptr || record == nullptr || strnlen(luid_text, text_length) != text_length) return false;
-    if ((size_ + 1) * 3 > capacity_ * 2 && !grow()) return false;
+    if (luid_text == nullptr || record == nullptr || strnlen(luid_text, text_length) != text_length) {
+        return false;
+    }
+    if ((size_ + 1) * 3 > capacity_ * 2 && !grow()) {
+        return false;
+    }
     entry *slot = find_slot(slots_, capacity_, luid_text);
-    if (slot->record == nullptr) ++size_;
+    if (slot->record == nullptr) {
+        ++size_;
+    }
     memcpy(slot->text, luid_text, text_length);
     slot->record = record;
     return true;
 }
 
 vela_type_info *type_table::lookup(const char *luid_text) const {
-    if (size_ == 0 || luid_text == nullptr || strnlen(luid_text, text_length) != text_length) return nullptr;
+    if (size_ == 0 || luid_text == nullptr || strnlen(luid_text, text_length) != text_length) {
+        return nullptr;
+    }
     return find_slot(slots_, capacity_, luid_text)->record;
 }
 
@@ -62,7 +75,9 @@ vela_type_info *type_table_lookup(void *cookie, u_int32, const char *luid_text) 
 const vela_type_info *vela_type_info_ptr_get(vela_handle *handle, u_int32 mem_class, const vela_type_info *record,
                                              vela_typeinfo_initialize_fn initialize) {
     const vela_type_info *known = handle->type_table_lookup(handle->type_table_cookie, mem_class, record->luid_text);
-    if (known != nullptr) return known;
+    if (known != nullptr) {
+        return known;
+    }
     if (initialize != nullptr) {
         u_int32 err = 0;
         initialize(handle, mem_class, &err);
@@ -73,9 +88,13 @@ const vela_type_info *vela_type_info_ptr_get(vela_handle *handle, u_int32 mem_cl
 
 void vela_update_variant_info(vela_handle *handle, u_int32, vela_type_info *table_record,
                               const vela_type_info *static_record, u_int32 inserted) {
-    if (handle->runtime->shared_types.is_on()) return;  // records there are complete before they are found
+    if (handle->runtime->shared_types.is_on()) {
+        return;  // records there are complete before they are found
+    }
     const vela_variant_table *source = static_record->variant_table;
-    if (inserted == 0 || table_record->shared == 0 || source == nullptr || source->count <= 0) return;
+    if (inserted == 0 || table_record->shared == 0 || source == nullptr || source->count <= 0) {
+        return;
+    }
     const size_t row_bytes = static_cast<size_t>(source->count) * sizeof(vela_variant_row);
     void *memory = handle->runtime->memory.allocate_for_good(sizeof(vela_variant_table) + row_bytes);
     if (memory == nullptr) {

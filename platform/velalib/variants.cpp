@@ -1,9 +1,12 @@
+// The exported forms of asking an instance for its identity, variant, flags and type information.
 #include <cstring>
 
 #include "velalib_inline.h"
 
 void vela_get_luid(vela_handle *handle, u_int32, const void *instance, u_int8 *luid, u_int32 *err) {
-    if (*err != 0) return;
+    if (*err != 0) {
+        return;
+    }
     const vela_type_info *record = instance == nullptr ? nullptr : vela_inline::vela_get_manifested_type_info(instance);
     if (record == nullptr || luid == nullptr) {
         vela_inline::fail(handle, err, VELA_EINVAL);

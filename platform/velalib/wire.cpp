@@ -1,3 +1,4 @@
+// The exported forms of the wire primitives that belong to no single type.
 #include "velalib_inline.h"
 
 u_int32 _vela_instance_variant_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, int8 variant,

@@ -1,3 +1,4 @@
+// Tables of XML's characters, and reading names and references by them.
 #include "xml_characters.h"
 
 #include <strings.h>
@@ -41,9 +42,13 @@ constexpr character_range wide_uses[] = {
 };
 
 name_use use_of(u_int32 character) {
-    if (character < ascii_uses.size()) return ascii_uses[character];
+    if (character < ascii_uses.size()) {
+        return ascii_uses[character];
+    }
     for (const character_range &range : wide_uses) {
-        if (character <= range.last) return character >= range.first ? range.use : name_use::none;
+        if (character <= range.last) {
+            return character >= range.first ? range.use : name_use::none;
+        }
     }
     return name_use::none;
 }
@@ -51,11 +56,17 @@ name_use use_of(u_int32 character) {
 /** The character at a position and its length; {0, 1} for bytes that are none. */
 std::pair<u_int32, size_t> decode(std::string_view text, size_t at) {
     const u_int8 first = static_cast<u_int8>(text[at]);
-    if (first < 0x80) return {first, 1};
+    if (first < 0x80) {
+        return {first, 1};
+    }
     const size_t length = utf8_length(text.data() + at, text.size() - at);
-    if (length == 0) return {0, 1};
+    if (length == 0) {
+        return {0, 1};
+    }
     u_int32 character = first & (0x7Fu >> length);
-    for (size_t i = 1; i < length; ++i) character = character << 6 | (static_cast<u_int8>(text[at + i]) & 0x3Fu);
+    for (size_t i = 1; i < length; ++i) {
+        character = character << 6 | (static_cast<u_int8>(text[at + i]) & 0x3Fu);
+    }
     return {character, length};
 }
 
@@ -63,22 +74,36 @@ std::pair<u_int32, size_t> decode(std::string_view text, size_t at) {
 bool parse_character_number(std::string_view text, u_int32 *number) {
     text.remove_prefix(1);
     const u_int32 base = text.starts_with('x') ? 16 : 10;
-    if (base == 16) text.remove_prefix(1);
-    if (text.empty()) return false;
+    if (base == 16) {
+        text.remove_prefix(1);
+    }
+    if (text.empty()) {
+        return false;
+    }
     *number = 0;
     for (const char c : text) {
         u_int32 digit = base;
-        if (c >= '0' && c <= '9') digit = static_cast<u_int32>(c - '0');
-        if (c >= 'a' && c <= 'f') digit = static_cast<u_int32>(c - 'a' + 10);
-        if (c >= 'A' && c <= 'F') digit = static_cast<u_int32>(c - 'A' + 10);
-        if (digit >= base || *number > 0x10FFFF) return false;
+        if (c >= '0' && c <= '9') {
+            digit = static_cast<u_int32>(c - '0');
+        }
+        if (c >= 'a' && c <= 'f') {
+            digit = static_cast<u_int32>(c - 'a' + 10);
+        }
+        if (c >= 'A' && c <= 'F') {
+            digit = static_cast<u_int32>(c - 'A' + 10);
+        }
+        if (digit >= base || *number > 0x10FFFF) {
+            return false;
+        }
         *number = *number * base + digit;
     }
     return true;
 }
 
 bool is_xml_character(u_int32 number) {
-    if (number < 0x20) return number == '\t' || number == '\n' || number == '\r';
+    if (number < 0x20) {
+        return number == '\t' || number == '\n' || number == '\r';
+    }
     return number <= 0x10FFFF && (number < 0xD800 || number > 0xDFFF) && number != 0xFFFE && number != 0xFFFF;
 }
 
@@ -89,7 +114,9 @@ size_t name_end(std::string_view text, size_t from) {
     while (at < text.size()) {
         const auto [character, length] = decode(text, at);
         const name_use use = use_of(character);
-        if (use == name_use::none || (use == name_use::part && at == from)) break;
+        if (use == name_use::none || (use == name_use::part && at == from)) {
+            break;
+        }
         at += length;
     }
     return at;
@@ -98,7 +125,9 @@ size_t name_end(std::string_view text, size_t from) {
 size_t reference_length(std::string_view text) {
     constexpr size_t longest = 16;
     const size_t end = text.substr(0, longest).find(';');
-    if (end == std::string_view::npos) return 0;
+    if (end == std::string_view::npos) {
+        return 0;
+    }
     const std::string_view name = text.substr(1, end - 1);
     u_int32 number = 0;
     const bool is_known = name.starts_with('#')

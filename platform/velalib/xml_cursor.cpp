@@ -1,3 +1,4 @@
+// Finds elements by simple paths, beginning where the last one was found.
 #include "xml_cursor.h"
 
 #include <array>
@@ -27,7 +28,9 @@ path_character classify(char c) { return path_characters[static_cast<u_int8>(c)]
 /** Reads "[n]" of at most nine digits; nullptr when it is none. */
 const char *parse_ordinal(const char *at, u_int32 *ordinal) {
     const char *digits = ++at;
-    for (*ordinal = 0; *at >= '0' && *at <= '9'; ++at) *ordinal = *ordinal * 10 + static_cast<u_int32>(*at - '0');
+    for (*ordinal = 0; *at >= '0' && *at <= '9'; ++at) {
+        *ordinal = *ordinal * 10 + static_cast<u_int32>(*at - '0');
+    }
     return at == digits || at - digits > 9 || *at != ']' ? nullptr : at + 1;
 }
 
@@ -49,14 +52,20 @@ bool xml_cursor::have_same_name(u_int32 first, u_int32 second) {
 
 bool xml_cursor::parse_step(const char *at, step *out) {
     *out = {at, 0, 0, 1, false, at};
-    if (classify(*at) != path_character::name_start) return false;
-    while (classify(*at) != path_character::other) ++at;
+    if (classify(*at) != path_character::name_start) {
+        return false;
+    }
+    while (classify(*at) != path_character::other) {
+        ++at;
+    }
     out->length = static_cast<u_int32>(at - out->name);
     out->hash = hash_element_name(out->name, out->length);
     if (*at == '[') {
         out->has_ordinal = true;
         at = parse_ordinal(at, &out->ordinal);
-        if (at == nullptr) return false;
+        if (at == nullptr) {
+            return false;
+        }
     }
     out->end = at;
     return ends_step(*at);
@@ -66,7 +75,9 @@ bool xml_cursor::parse_step(const char *at, step *out) {
 bool xml_cursor::has_simple_form(const char *rest) {
     step unused;
     while (*rest != '\0') {
-        if (!parse_step(rest + 1, &unused)) return false;
+        if (!parse_step(rest + 1, &unused)) {
+            return false;
+        }
         rest = unused.end;
     }
     return true;
@@ -76,7 +87,9 @@ bool xml_cursor::has_simple_form(const char *rest) {
 const char *xml_cursor::rewind(const char *path, u_int32 length) {
     for (; depth_ > 0; --depth_) {
         const u_int32 end = levels_[depth_ - 1].path_end;
-        if (end <= length && ends_step(path[end]) && memcmp(path, path_, end) == 0) return path + end;
+        if (end <= length && ends_step(path[end]) && memcmp(path, path_, end) == 0) {
+            return path + end;
+        }
     }
     return path;
 }
@@ -110,7 +123,9 @@ const char *xml_cursor::match(u_int32 element, const char *at, const char *path_
     }
     at += known.name_length;
     *ordinal = 1;
-    if (*at == '[') at = parse_ordinal(at, ordinal);
+    if (*at == '[') {
+        at = parse_ordinal(at, ordinal);
+    }
     return at != nullptr && ends_step(*at) ? at : nullptr;
 }
 
@@ -121,21 +136,29 @@ const char *xml_cursor::match(u_int32 element, const char *at, const char *path_
 u_int32 xml_cursor::find_in_order(level &parent, const char *at, const char *path_end, const char **step_end) {
     u_int32 ordinal = 0;
     if (parent.last != 0 && (*step_end = match(parent.last, at, path_end, &ordinal)) != nullptr) {
-        if (ordinal == parent.last_ordinal) return parent.last;
+        if (ordinal == parent.last_ordinal) {
+            return parent.last;
+        }
         const u_int32 next = index_[parent.last].next_sibling;
         if (ordinal != parent.last_ordinal + 1 || next == 0 || !have_same_name(next, parent.last)) {
             return 0;
         }
-        if (parent.frontier == parent.last) parent.frontier = next;
+        if (parent.frontier == parent.last) {
+            parent.frontier = next;
+        }
         parent.last = next;
         parent.last_ordinal = ordinal;
         return next;
     }
     const u_int32 fresh =
         parent.frontier == 0 ? index_.first_child(parent.element) : index_[parent.frontier].next_sibling;
-    if (fresh == 0 || (*step_end = match(fresh, at, path_end, &ordinal)) == nullptr || ordinal != 1) return 0;
+    if (fresh == 0 || (*step_end = match(fresh, at, path_end, &ordinal)) == nullptr || ordinal != 1) {
+        return 0;
+    }
     const u_int32 hash = index_.measured(fresh).name_hash;
-    if (parent.seen.may_hold(hash)) return 0;
+    if (parent.seen.may_hold(hash)) {
+        return 0;
+    }
     parent.seen.add(hash);
     parent.frontier = parent.last = fresh;
     parent.last_ordinal = 1;
@@ -147,7 +170,9 @@ u_int32 xml_cursor::find_child(level &parent, const step &wanted) {
     u_int32 ordinal = 0;
     bool passed_frontier = false;
     if (parent.last != 0 && wanted.ordinal >= parent.last_ordinal && is_named(parent.last, wanted)) {
-        if (wanted.ordinal == parent.last_ordinal) return parent.last;
+        if (wanted.ordinal == parent.last_ordinal) {
+            return parent.last;
+        }
         child = index_[parent.last].next_sibling;
         ordinal = parent.last_ordinal;
         passed_frontier = parent.last == parent.frontier;
@@ -177,23 +202,33 @@ u_int32 xml_cursor::find_child(level &parent, const step &wanted) {
 bool xml_cursor::find(const char *path, u_int32 *element) {
     *element = 0;
     const size_t length = strlen(path);
-    if (path[0] != '/' || length >= max_path) return false;
+    if (path[0] != '/' || length >= max_path) {
+        return false;
+    }
     const char *at = rewind(path, static_cast<u_int32>(length));
     u_int32 found = depth_ == 0 ? 0 : levels_[depth_ - 1].element;
     while (*at != '\0') {
         const char *const start = at;
-        if (depth_ == max_levels) return false;
+        if (depth_ == max_levels) {
+            return false;
+        }
         found = depth_ == 0 ? 0 : find_in_order(levels_[depth_ - 1], start + 1, path + length, &at);
         if (found == 0) {
             const bool anywhere = start == path && start[1] == '/';
             step wanted;
-            if (!parse_step(start + (anywhere ? 2 : 1), &wanted) || (anywhere && wanted.has_ordinal)) return false;
+            if (!parse_step(start + (anywhere ? 2 : 1), &wanted) || (anywhere && wanted.has_ordinal)) {
+                return false;
+            }
             at = wanted.end;
             found = depth_ == 0 ? find_first_step(path, wanted) : find_child(levels_[depth_ - 1], wanted);
         }
-        if (found == 0) return has_simple_form(at);
+        if (found == 0) {
+            return has_simple_form(at);
+        }
         // The first element is entered always, so that its search is not repeated, the last one only to go on.
-        if (depth_ == 0 || *at != '\0') enter(path, at, found);
+        if (depth_ == 0 || *at != '\0') {
+            enter(path, at, found);
+        }
     }
     *element = found;
     return true;
@@ -202,16 +237,22 @@ bool xml_cursor::find(const char *path, u_int32 *element) {
 /** Counts the elements from one on, to the document's end, that have its name. */
 u_int32 xml_cursor::count_named_like(u_int32 element) {
     u_int32 total = 0;
-    for (u_int32 at = element; at < index_.size(); ++at) total += have_same_name(at, element);
+    for (u_int32 at = element; at < index_.size(); ++at) {
+        total += have_same_name(at, element);
+    }
     return total;
 }
 
 bool xml_cursor::count(const char *path, u_int32 *count) {
     u_int32 element = 0;
-    if (!find(path, &element)) return false;
+    if (!find(path, &element)) {
+        return false;
+    }
     *count = element != 0;
     const bool names_one = path[strlen(path) - 1] == ']';
-    if (element == 0 || names_one) return true;
+    if (element == 0 || names_one) {
+        return true;
+    }
     if (path[1] == '/' && strchr(path + 2, '/') == nullptr) {
         *count = count_named_like(element);
         return true;

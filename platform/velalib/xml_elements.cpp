@@ -11,12 +11,16 @@ bool is_named(const vela_xml_document *document, u_int32 element, const char *na
 
 /** Steps over an element that has been asked for, when every one before it has. */
 u_int32 take(const vela_xml_document *document, u_int32 *fresh, u_int32 element) {
-    if (element == *fresh && element != 0) *fresh = document->index[element].next_sibling;
+    if (element == *fresh && element != 0) {
+        *fresh = document->index[element].next_sibling;
+    }
     return element;
 }
 
 u_int32 find_from(const vela_xml_document *document, u_int32 element, const char *name) {
-    while (element != 0 && !is_named(document, element, name)) element = document->index[element].next_sibling;
+    while (element != 0 && !is_named(document, element, name)) {
+        element = document->index[element].next_sibling;
+    }
     return element;
 }
 

@@ -1,3 +1,4 @@
+// Numbers the elements of a parsed tree and finds children by name.
 #include "xml_index.h"
 
 #include <bit>
@@ -22,9 +23,15 @@ u_int64 load(const char *at) {
 
 /** The first and last bytes of a name, up to eight of each; names differ there as a rule. */
 u_int64 both_ends(const char *name, size_t length) {
-    if (length >= 8) return load<u_int64>(name) * 31 + load<u_int64>(name + length - 8);
-    if (length >= 4) return load<u_int32>(name) << 32 | load<u_int32>(name + length - 4);
-    if (length == 0) return 0;
+    if (length >= 8) {
+        return load<u_int64>(name) * 31 + load<u_int64>(name + length - 8);
+    }
+    if (length >= 4) {
+        return load<u_int32>(name) << 32 | load<u_int32>(name + length - 4);
+    }
+    if (length == 0) {
+        return 0;
+    }
     return load<u_int8>(name) << 16 | load<u_int8>(name + length / 2) << 8 | load<u_int8>(name + length - 1);
 }
 
@@ -52,13 +59,17 @@ void xml_index::add(const char *name, u_int32 *last_sibling) {
     xml_element &added = elements_.emplace_back();  // not copied in, for then its stores would be waited for
     added.name = name;
     added.end = element + 1;
-    if (*last_sibling != 0) elements_[*last_sibling].next_sibling = element;
+    if (*last_sibling != 0) {
+        elements_[*last_sibling].next_sibling = element;
+    }
     *last_sibling = element;
 }
 
 /** Takes the text of the element added last when it has nothing else inside, as most have. */
 bool xml_index::take_only_text(pugi::xml_node child) {
-    if (child.name()[0] != '\0' || !is_null(child.next_sibling())) return false;
+    if (child.name()[0] != '\0' || !is_null(child.next_sibling())) {
+        return false;
+    }
     elements_.back().text = child.value();
     return true;
 }
@@ -78,14 +89,18 @@ pugi::xml_node xml_index::build(pugi::xml_node document, size_t source_length) {
     while (true) {
         if (is_null(node)) {  // all of the innermost open element is done
             elements_[open[depth].element].end = size();
-            if (depth-- == 0) return pugi::xml_node();
+            if (depth-- == 0) {
+                return pugi::xml_node();
+            }
             node = parent.next_sibling();
             parent = parent.parent();
             continue;
         }
         const char *name = node.name();
         if (name[0] != '\0') {  // an element, for texts have none and other nodes have been left out
-            if (depth == max_xml_depth) return node;
+            if (depth == max_xml_depth) {
+                return node;
+            }
             add(name, &open[depth].last_child);
             const pugi::xml_node child = node.first_child();
             if (!is_null(child) && !take_only_text(child)) {

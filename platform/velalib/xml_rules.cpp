@@ -13,7 +13,9 @@ void add_nodes(pugi::xml_node document, std::vector<pugi::xml_node> &nodes) {
     struct adder : pugi::xml_tree_walker {
         explicit adder(std::vector<pugi::xml_node> &to) : nodes(to) {}
         bool for_each(pugi::xml_node &node) override {
-            if (node.type() == pugi::node_element) nodes.push_back(node);
+            if (node.type() == pugi::node_element) {
+                nodes.push_back(node);
+            }
             return true;
         }
         std::vector<pugi::xml_node> &nodes;
@@ -26,8 +28,12 @@ std::string step_of(pugi::xml_node node) {
     constexpr size_t longest = 64;
     std::string step(node.name(), strnlen(node.name(), longest));
     u_int32 number = 1;
-    for (pugi::xml_node at = node.previous_sibling(node.name()); at; at = at.previous_sibling(node.name())) ++number;
-    if (number > 1 || node.next_sibling(node.name())) step += "[" + std::to_string(number) + "]";
+    for (pugi::xml_node at = node.previous_sibling(node.name()); at; at = at.previous_sibling(node.name())) {
+        ++number;
+    }
+    if (number > 1 || node.next_sibling(node.name())) {
+        step += "[" + std::to_string(number) + "]";
+    }
     return step;
 }
 
@@ -92,9 +98,13 @@ const char *xml_element_text(const vela_xml_document *document, u_int32 element)
 
 u_int32 xml_get_attribute(const vela_xml_document *document, u_int32 element, u_int32 index, const char **name,
                           const char **value) {
-    if (document->rules == nullptr) return 0;
+    if (document->rules == nullptr) {
+        return 0;
+    }
     pugi::xml_attribute attribute = document->rules->nodes[element].first_attribute();
-    for (; attribute && index > 0; --index) attribute = attribute.next_attribute();
+    for (; attribute && index > 0; --index) {
+        attribute = attribute.next_attribute();
+    }
     *name = attribute.name();
     *value = attribute.value();
     return attribute ? 1 : 0;
@@ -112,12 +122,16 @@ u_int32 xml_tell_fault(vela_xml_document *document, u_int32 element, u_int32 cod
             snprintf(error_text, error_room, "line %u, column %u: %s: %s", at.line, at.column, path.c_str(),
                      line.c_str());
         }
-        if (*err == 0) *err = code;
+        if (*err == 0) {
+            *err = code;
+        }
         const vela_xml_fault fault = {code, at.line, at.column, path.c_str(), line.c_str()};
         return rules.options.on_fault != nullptr ? rules.options.on_fault(rules.options.cookie, &fault) : 0;
     } catch (const std::bad_alloc &) {
         *err = VELA_ENOMEM;
-        if (error_text != nullptr && error_room != 0) snprintf(error_text, error_room, "no memory to explain a fault");
+        if (error_text != nullptr && error_room != 0) {
+            snprintf(error_text, error_room, "no memory to explain a fault");
+        }
         return 0;
     }
 }

@@ -1,9 +1,9 @@
+// Decides whether a text is a well-formed document, character by character.
 #include "xml_scan.h"
 
 #include <strings.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "string_text.h"
 #include "xml_characters.h"
@@ -66,14 +66,18 @@ bool scanner::refuse(size_t position, const char *reason) {
 }
 
 bool scanner::take(std::string_view what) {
-    if (!is_here(what)) return false;
+    if (!is_here(what)) {
+        return false;
+    }
     at_ += what.size();
     return true;
 }
 
 bool scanner::take_blanks() {
     const size_t start = at_;
-    while (is_blank(here())) ++at_;
+    while (is_blank(here())) {
+        ++at_;
+    }
     return at_ != start;
 }
 
@@ -89,12 +93,18 @@ bool scanner::character() {
     const u_int8 first = static_cast<u_int8>(text_[at_]);
     if (first >= 0x80) {
         const size_t length = utf8_length(text_.data() + at_, text_.size() - at_);
-        if (length == 0) return refuse(at_, "bytes that are no UTF-8, or a character that XML cannot carry");
+        if (length == 0) {
+            return refuse(at_, "bytes that are no UTF-8, or a character that XML cannot carry");
+        }
         at_ += length;
         return true;
     }
-    if (first == 0) return refuse(at_, "a NUL character");
-    if (first < 0x20 && !is_blank(text_[at_])) return refuse(at_, "a control character, which XML cannot carry");
+    if (first == 0) {
+        return refuse(at_, "a NUL character");
+    }
+    if (first < 0x20 && !is_blank(text_[at_])) {
+        return refuse(at_, "a control character, which XML cannot carry");
+    }
     ++at_;
     return true;
 }
@@ -110,9 +120,15 @@ bool scanner::reference() {
 
 bool scanner::content() {
     while (!at_end() && here() != '<') {
-        if (depth_ == 0 && !is_blank(here())) return refuse(at_, "text outside the root element");
-        if (is_here("]]>")) return refuse(at_, "']]>' in a text; write it as ]]&gt;");
-        if (here() == '&' ? !reference() : !character()) return false;
+        if (depth_ == 0 && !is_blank(here())) {
+            return refuse(at_, "text outside the root element");
+        }
+        if (is_here("]]>")) {
+            return refuse(at_, "']]>' in a text; write it as ]]&gt;");
+        }
+        if (here() == '&' ? !reference() : !character()) {
+            return false;
+        }
     }
     return true;
 }
@@ -121,19 +137,29 @@ bool scanner::comment() {
     const size_t start = at_;
     at_ += 4;
     while (!at_end()) {
-        if (is_here("--")) return take("-->") || refuse(at_, "'--' within a comment; a comment ends with -->");
-        if (!character()) return false;
+        if (is_here("--")) {
+            return take("-->") || refuse(at_, "'--' within a comment; a comment ends with -->");
+        }
+        if (!character()) {
+            return false;
+        }
     }
     return refuse(start, "this comment does not end");
 }
 
 bool scanner::section() {
     const size_t start = at_;
-    if (depth_ == 0) return refuse(at_, "text outside the root element");
+    if (depth_ == 0) {
+        return refuse(at_, "text outside the root element");
+    }
     at_ += 9;
     while (!at_end()) {
-        if (take("]]>")) return true;
-        if (!character()) return false;
+        if (take("]]>")) {
+            return true;
+        }
+        if (!character()) {
+            return false;
+        }
     }
     return refuse(start, "this CDATA section does not end");
 }
@@ -142,14 +168,22 @@ bool scanner::instruction() {
     const size_t start = at_;
     at_ += 2;
     std::string_view target;
-    if (!take_name(&target)) return refuse(start, "a processing instruction without a name");
+    if (!take_name(&target)) {
+        return refuse(start, "a processing instruction without a name");
+    }
     if (target.size() == 3 && strncasecmp(target.data(), "xml", 3) == 0) {
         return refuse(start, "an XML declaration has its place at the very beginning only, and is written <?xml");
     }
-    if (!take_blanks() && !is_here("?>")) return refuse(at_, "the name of a processing instruction must end here");
+    if (!take_blanks() && !is_here("?>")) {
+        return refuse(at_, "the name of a processing instruction must end here");
+    }
     while (!at_end()) {
-        if (take("?>")) return true;
-        if (!character()) return false;
+        if (take("?>")) {
+            return true;
+        }
+        if (!character()) {
+            return false;
+        }
     }
     return refuse(start, "this processing instruction does not end");
 }
@@ -194,11 +228,17 @@ bool scanner::declaration() {
 
 bool scanner::attribute_value() {
     const char quote = here();
-    if (quote != '"' && quote != '\'') return refuse(at_, "an attribute's value must stand here, in quotes");
+    if (quote != '"' && quote != '\'') {
+        return refuse(at_, "an attribute's value must stand here, in quotes");
+    }
     const size_t start = at_++;
     while (!at_end() && here() != quote) {
-        if (here() == '<') return refuse(at_, "'<' in an attribute's value; write it as &lt;");
-        if (here() == '&' ? !reference() : !character()) return false;
+        if (here() == '<') {
+            return refuse(at_, "'<' in an attribute's value; write it as &lt;");
+        }
+        if (here() == '&' ? !reference() : !character()) {
+            return false;
+        }
     }
     return take({&quote, 1}) || refuse(start, "this attribute's value does not end");
 }
@@ -207,7 +247,9 @@ bool scanner::attribute_value() {
 bool scanner::repeated_attribute() {
     std::sort(attributes_.begin(), attributes_.end());
     const auto twice = std::adjacent_find(attributes_.begin(), attributes_.end());
-    if (twice == attributes_.end()) return true;
+    if (twice == attributes_.end()) {
+        return true;
+    }
     return refuse(static_cast<size_t>(std::max(twice[0].data(), twice[1].data()) - text_.data()),
                   "an attribute of a name that this element already has");
 }
@@ -217,13 +259,21 @@ bool scanner::attributes() {
     while (true) {
         const bool is_apart = take_blanks();
         std::string_view name;
-        if (!take_name(&name)) break;
-        if (!is_apart) return refuse(at_ - name.size(), "a blank must stand before an attribute");
+        if (!take_name(&name)) {
+            break;
+        }
+        if (!is_apart) {
+            return refuse(at_ - name.size(), "a blank must stand before an attribute");
+        }
         attributes_.push_back(name);
         take_blanks();
-        if (!take("=")) return refuse(at_, "an attribute is written NAME=\"VALUE\"; '=' must stand here");
+        if (!take("=")) {
+            return refuse(at_, "an attribute is written NAME=\"VALUE\"; '=' must stand here");
+        }
         take_blanks();
-        if (!attribute_value()) return false;
+        if (!attribute_value()) {
+            return false;
+        }
     }
     return attributes_.size() < 2 || repeated_attribute();
 }
@@ -239,16 +289,26 @@ bool scanner::open(std::string_view name) {
 bool scanner::start_tag() {
     const size_t start = ++at_;
     std::string_view name;
-    if (!take_name(&name)) return refuse(at_, "an element's name must stand here; write a '<' in a text as &lt;");
-    if (depth_ == 0 && had_root_) return refuse(start, "a second root element; a document has one");
+    if (!take_name(&name)) {
+        return refuse(at_, "an element's name must stand here; write a '<' in a text as &lt;");
+    }
+    if (depth_ == 0 && had_root_) {
+        return refuse(start, "a second root element; a document has one");
+    }
     had_root_ = true;
     if (is_here(lost_value_words) && text_.substr(at_ + lost_value_words.size()).starts_with("/>")) {
         lost_values_->push_back(at_);
         at_ += lost_value_words.size();
     }
-    if (!attributes()) return false;
-    if (take(">")) return open(name);
-    if (!take("/>")) return refuse(at_, "the tag must end here with > or />");
+    if (!attributes()) {
+        return false;
+    }
+    if (take(">")) {
+        return open(name);
+    }
+    if (!take("/>")) {
+        return refuse(at_, "the tag must end here with > or />");
+    }
     return depth_ < max_xml_depth || refuse(start, "elements are nested too deeply");
 }
 
@@ -257,87 +317,57 @@ bool scanner::end_tag() {
     at_ = start;
     std::string_view name;
     take_name(&name);
-    if (depth_ == 0) return refuse(start, "an end tag, but no element is open");
-    if (name != open_[depth_ - 1]) return refuse(start, "this end tag is not that of the element which is open");
+    if (depth_ == 0) {
+        return refuse(start, "an end tag, but no element is open");
+    }
+    if (name != open_[depth_ - 1]) {
+        return refuse(start, "this end tag is not that of the element which is open");
+    }
     take_blanks();
     --depth_;
     return take(">") || refuse(at_, "the end tag must end here with >");
 }
 
 bool scanner::markup() {
-    if (is_here("</")) return end_tag();
-    if (is_here("<!--")) return comment();
-    if (is_here("<![CDATA[")) return section();
-    if (is_here("<!DOCTYPE")) return refuse(at_, "a document type is not accepted; leave it out");
-    if (is_here("<!")) return refuse(at_, "neither a comment nor a CDATA section");
-    if (is_here("<?")) return instruction();
+    if (is_here("</")) {
+        return end_tag();
+    }
+    if (is_here("<!--")) {
+        return comment();
+    }
+    if (is_here("<![CDATA[")) {
+        return section();
+    }
+    if (is_here("<!DOCTYPE")) {
+        return refuse(at_, "a document type is not accepted; leave it out");
+    }
+    if (is_here("<!")) {
+        return refuse(at_, "neither a comment nor a CDATA section");
+    }
+    if (is_here("<?")) {
+        return instruction();
+    }
     return start_tag();
 }
 
 objection scanner::run() {
     take(byte_order_mark);
     const bool is_declared = is_here("<?xml") && text_.size() > at_ + 5 && is_blank(text_[at_ + 5]);
-    if (is_declared && !declaration()) return found_;
-    while (!at_end()) {
-        if (here() == '<' ? !markup() : !content()) return found_;
+    if (is_declared && !declaration()) {
+        return found_;
     }
-    if (depth_ != 0) return {"the document ends within an element", text_.size()};
+    while (!at_end()) {
+        if (here() == '<' ? !markup() : !content()) {
+            return found_;
+        }
+    }
+    if (depth_ != 0) {
+        return {"the document ends within an element", text_.size()};
+    }
     return had_root_ ? objection{} : objection{"there is no element", 0};
 }
 
 }  // namespace
-
-namespace {
-
-using lanes = int8 __attribute__((vector_size(16)));
-constexpr size_t stretch = 4 * sizeof(lanes);
-
-[[gnu::always_inline]] inline lanes load(const char *at) {
-    lanes characters;
-    memcpy(&characters, at, sizeof characters);
-    return characters;
-}
-
-[[gnu::always_inline]] inline bool any(lanes found) {
-    u_int64 halves[2];
-    memcpy(halves, &found, sizeof halves);
-    return (halves[0] | halves[1]) != 0;
-}
-
-/** What markup can hide in, and blanks. Bytes beyond ASCII are negative here. */
-[[gnu::always_inline]] inline lanes suspects(const char *at) {
-    const lanes c = load(at);
-    return (c < '+') | (c == '?') | (c == ']');
-}
-
-/** The same without the blanks that are common, which the library's own output has none of. */
-bool has_more_than_blanks(const char *at) {
-    lanes found = {};
-    for (size_t i = 0; i < stretch; i += sizeof(lanes)) {
-        const lanes c = load(at + i);
-        found |= ((c < '+') & (c != ' ') & (c != '\n')) | (c == '?') | (c == ']');
-    }
-    return any(found);
-}
-
-[[gnu::always_inline]] inline bool is_plain_stretch(const char *at) {
-    static_assert(stretch == 4 * sizeof(lanes));
-    const lanes found = suspects(at) | suspects(at + 16) | suspects(at + 32) | suspects(at + 48);
-    return !any(found) || !has_more_than_blanks(at);
-}
-
-}  // namespace
-
-bool is_plain_markup(std::string_view text) {
-    const char *at = text.data();
-    for (size_t left = text.size(); left >= stretch; left -= stretch, at += stretch) {
-        if (!is_plain_stretch(at)) return false;
-    }
-    char rest[stretch];
-    memset(rest, 'x', sizeof rest);
-    memcpy(rest, at, text.size() % stretch);
-    return is_plain_stretch(rest);
-}
 
 objection find_objection(std::string_view text, std::vector<size_t> *lost_values) {
     return scanner(text, lost_values).run();

@@ -1,3 +1,4 @@
+// Writes XML elements.
 #include "xml_write.h"
 
 #include <cstdio>
@@ -12,12 +13,18 @@ namespace {
 class state_attribute {
   public:
     explicit state_attribute(u_int8 flag) {
-        if (flag == 0) return;
+        if (flag == 0) {
+            return;
+        }
         constexpr char prefix[] = " state=\"";
         length_ = sizeof prefix - 1;
         memcpy(text_, prefix, length_);
-        if (flag >= 100) text_[length_++] = static_cast<char>('0' + flag / 100);
-        if (flag >= 10) text_[length_++] = static_cast<char>('0' + flag / 10 % 10);
+        if (flag >= 100) {
+            text_[length_++] = static_cast<char>('0' + flag / 100);
+        }
+        if (flag >= 10) {
+            text_[length_++] = static_cast<char>('0' + flag / 10 % 10);
+        }
         text_[length_++] = static_cast<char>('0' + flag % 10);
         text_[length_++] = '"';
     }
@@ -55,7 +62,9 @@ u_int32 write_start_tag(vela_handle *handle, char *buffer, const char *name, con
                         size_t attribute_length, u_int32 room, u_int32 *err) {
     const size_t name_length = strlen(name);
     const size_t length = name_length + attribute_length + 2;
-    if (length > room) return vela_inline::fail(handle, err, VELA_EMSGSIZE);
+    if (length > room) {
+        return vela_inline::fail(handle, err, VELA_EMSGSIZE);
+    }
     put_start_tag(buffer, name, name_length, attribute, attribute_length);
     return static_cast<u_int32>(length);
 }
@@ -81,7 +90,9 @@ open_element write_tags(vela_handle *handle, const char *name, char *buffer, siz
 u_int32 write_element(vela_handle *handle, const char *name, char *buffer, const char *text, size_t text_length,
                       u_int32 room, u_int8 state_flag, u_int32 *err) {
     const open_element element = write_tags(handle, name, buffer, text_length, room, state_flag, err);
-    if (element.text != nullptr) memcpy(element.text, text, text_length);
+    if (element.text != nullptr) {
+        memcpy(element.text, text, text_length);
+    }
     return element.length;
 }
 
@@ -89,13 +100,17 @@ u_int32 write_element(vela_handle *handle, const char *name, char *buffer, const
 
 u_int32 start_tag(vela_handle *handle, u_int32, char *buffer, const char *name, u_int32 room, u_int8 state_flag,
                   u_int32 *err) {
-    if (*err != 0) return 0;
+    if (*err != 0) {
+        return 0;
+    }
     const state_attribute attribute(state_flag);
     return write_start_tag(handle, buffer, name, attribute.text(), attribute.length(), room, err);
 }
 
 u_int32 start_tag_timestamp(vela_handle *handle, u_int32, char *buffer, const char *name, u_int32 room, u_int32 *err) {
-    if (*err != 0) return 0;
+    if (*err != 0) {
+        return 0;
+    }
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
     tm utc = {};
@@ -110,7 +125,9 @@ u_int32 start_tag_timestamp(vela_handle *handle, u_int32, char *buffer, const ch
 u_int32 end_tag(vela_handle *handle, u_int32, char *buffer, const char *name, u_int32 room, u_int32 *err) {
     const size_t name_length = strlen(name);
     if (name_length + 3 > room) {
-        if (*err == 0) vela_inline::fail(handle, err, VELA_EMSGSIZE);
+        if (*err == 0) {
+            vela_inline::fail(handle, err, VELA_EMSGSIZE);
+        }
         return 0;
     }
     put_end_tag(buffer, name, name_length);
@@ -119,8 +136,12 @@ u_int32 end_tag(vela_handle *handle, u_int32, char *buffer, const char *name, u_
 
 u_int32 xml_enum_print(vela_handle *handle, u_int32, char *buffer, const char *text, u_int32 room, u_int32 length,
                        u_int32 *err) {
-    if (*err != 0) return 0;
-    if (length > room) return vela_inline::fail(handle, err, VELA_EMSGSIZE);
+    if (*err != 0) {
+        return 0;
+    }
+    if (length > room) {
+        return vela_inline::fail(handle, err, VELA_EMSGSIZE);
+    }
     memcpy(buffer, text, length);
     return length;
 }

@@ -44,7 +44,9 @@ class final_statistics {
     final_statistics() = default;
     ~final_statistics() {
         try {
-            if (wanted) std::fputs(statistics_of_this_run().c_str(), stderr);
+            if (wanted) {
+                std::fputs(statistics_of_this_run().c_str(), stderr);
+            }
         } catch (const std::bad_alloc &) {
             std::fputs("ptpcfg: there is no memory for --stats\n", stderr);
         }
