@@ -212,7 +212,9 @@ TEST_F(error_text, names_accessors_that_there_are) {
             const ptp_cfg_field_description field = describe_field(type, i);
             ptp_cfg_field_get(type, i, handle, test_class, nullptr, 0, &err);
             expect_exported(owner.name, field.name);
-            if (field.is_read_only != 0) continue;
+            if (field.is_read_only != 0) {
+                continue;
+            }
             ptp_cfg_field_state_flag_get(type, i, handle, test_class, nullptr, 0, &err);
             expect_exported(owner.name, field.name);
             ptp_cfg_field_state_flag_set(type, i, handle, test_class, nullptr, 0, 1, &err);

@@ -61,7 +61,9 @@ class Budget : public testing::TestWithParam<u_int32> {
         handle.allow(budget);
         void *instance = type.operations->create(handle, mem_class);
         const u_int32 err = instance == nullptr ? VELA_ENOMEM : 0;
-        if (err == 0) type.operations->destroy(handle, mem_class, instance);
+        if (err == 0) {
+            type.operations->destroy(handle, mem_class, instance);
+        }
         return err;
     }
 
@@ -106,11 +108,15 @@ TEST_P(Budget, EveryTypeFailsCleanlyUntilThereIsEnough) {
             SCOPED_TRACE(type.about.name);
             accounted_handle handle(GetParam());
             const auto source = type.create(handle);
-            if (kind != PTP_CFG_ENUMERATION) fill(type, handle, source.get(), filling::random);
+            if (kind != PTP_CFG_ENUMERATION) {
+                fill(type, handle, source.get(), filling::random);
+            }
             const octets bytes = type.marshal(handle, source.get());
             sweep(handle, "create", [&](u_int64 budget) { return create(type, handle, budget); });
             sweep(handle, "unmarshal", [&](u_int64 budget) { return unmarshal(type, handle, bytes, budget); });
-            if (kind != PTP_CFG_STRUCTURE) continue;
+            if (kind != PTP_CFG_STRUCTURE) {
+                continue;
+            }
             sweep(handle, "clone", [&](u_int64 budget) { return clone(type, handle, source.get(), budget); });
             sweep(handle, "copy", [&](u_int64 budget) { return copy(type, handle, source.get(), budget); });
         }

@@ -84,14 +84,18 @@ class worker {
             command what;
             while (read(to_child_[0], &what, sizeof what) == sizeof what) {
                 const u_int64 answer = shop.obey(what);
-                if (write(from_child_[1], &answer, sizeof answer) != sizeof answer) break;
+                if (write(from_child_[1], &answer, sizeof answer) != sizeof answer) {
+                    break;
+                }
             }
             _exit(0);
         }
     }
     ~worker() {
         kill();
-        for (const int fd : {to_child_[0], to_child_[1], from_child_[0], from_child_[1]}) close(fd);
+        for (const int fd : {to_child_[0], to_child_[1], from_child_[0], from_child_[1]}) {
+            close(fd);
+        }
     }
     worker(const worker &) = delete;
     worker &operator=(const worker &) = delete;
@@ -103,7 +107,9 @@ class worker {
         return answer;
     }
     void kill() {
-        if (pid_ <= 0) return;
+        if (pid_ <= 0) {
+            return;
+        }
         ::kill(pid_, SIGKILL);
         waitpid(std::exchange(pid_, 0), nullptr, 0);
     }
@@ -131,7 +137,9 @@ class SharedTypes : public testing::Test {
         char reason[200] = "";
         vela_shared_types *types = vela_shared_types_read(path.c_str(), &err, reason, sizeof reason);
         EXPECT_NE(types, nullptr) << reason;
-        if (types == nullptr) return result;
+        if (types == nullptr) {
+            return result;
+        }
         vela_type_counts_each(
             types,
             [](void *cookie, const vela_type_counts *row) {
@@ -157,8 +165,12 @@ TEST_F(SharedTypes, TwoProcessesCountInOnePlaceAndOneMayDie) {
     ASSERT_EQ(first.tell(command::make), 0u);
     ASSERT_EQ(second.tell(command::open), 0u);
     EXPECT_EQ(counts().size(), 135u);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(first.tell(command::create), 0u);
-    for (int i = 0; i < 2; ++i) EXPECT_EQ(second.tell(command::create), 0u);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(first.tell(command::create), 0u);
+    }
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(second.tell(command::create), 0u);
+    }
     EXPECT_EQ(second.tell(command::destroy), 0u);
     EXPECT_EQ(counts()["ptp_clock"], created_destroyed(5, 1));
     EXPECT_EQ(counts()["ptp_clock_default_ds"], created_destroyed(5, 1)) << "embedded instances count too";
@@ -193,7 +205,9 @@ TEST_F(SharedTypes, EveryTypeLivesAndTravelsAsWithOwnTypes) {
             EXPECT_EQ(type.marshal(sharing, read.get()), bytes);
         }
     }
-    for (const auto &[name, sums] : counts()) EXPECT_EQ(sums.first, sums.second) << name;
+    for (const auto &[name, sums] : counts()) {
+        EXPECT_EQ(sums.first, sums.second) << name;
+    }
     EXPECT_GT(counts()["ptp_clock"].first, 0u);
     vela_handle_report report = {};
     vela_handle_destroy(sharing, &report);

@@ -16,7 +16,9 @@ struct failing_memory {
     bool has_failed = false;
 
     bool refuses() {
-        if (left < 0 || left-- > 0) return false;
+        if (left < 0 || left-- > 0) {
+            return false;
+        }
         has_failed = true;
         left = for_good ? 0 : -1;
         return true;
@@ -29,7 +31,9 @@ void *allocate(size_t size) { return memory.refuses() ? nullptr : std::malloc(si
 }  // namespace
 
 void *operator new(size_t size) {
-    if (void *block = allocate(size)) return block;
+    if (void *block = allocate(size)) {
+        return block;
+    }
     throw std::bad_alloc();
 }
 void *operator new[](size_t size) { return operator new(size); }
@@ -58,7 +62,9 @@ class failing_handle {
     }
     ~failing_handle() {
         vela_handle_destroy(handle_, nullptr);
-        while (first_ != nullptr) take(first_ + 1);
+        while (first_ != nullptr) {
+            take(first_ + 1);
+        }
     }
     failing_handle(const failing_handle &) = delete;
     failing_handle &operator=(const failing_handle &) = delete;
@@ -72,16 +78,22 @@ class failing_handle {
 
     void *give(size_t size) {
         header *block = static_cast<header *>(allocate(sizeof(header) + size));
-        if (block == nullptr) return nullptr;
+        if (block == nullptr) {
+            return nullptr;
+        }
         *block = {nullptr, first_};
-        if (first_ != nullptr) first_->previous = block;
+        if (first_ != nullptr) {
+            first_->previous = block;
+        }
         first_ = block;
         return block + 1;
     }
     void take(void *memory) {
         header *block = static_cast<header *>(memory) - 1;
         (block->previous != nullptr ? block->previous->next : first_) = block->next;
-        if (block->next != nullptr) block->next->previous = block->previous;
+        if (block->next != nullptr) {
+            block->next->previous = block->previous;
+        }
         std::free(block);
     }
 
@@ -100,7 +112,9 @@ class XmlMemory : public testing::Test {
         pugi::set_memory_management_functions(allocate, std::free);
     }
     void TearDown() override {
-        if (old_allocate != nullptr) pugi::set_memory_management_functions(old_allocate, old_free);
+        if (old_allocate != nullptr) {
+            pugi::set_memory_management_functions(old_allocate, old_free);
+        }
     }
 
     /** Calls `attempt`, which gives its error word, with a failure one allocation later each time, until there is none. */
@@ -113,7 +127,9 @@ class XmlMemory : public testing::Test {
                 const bool has_failed = memory.has_failed;
                 memory = {};
                 ASSERT_EQ(err, has_failed ? u_int32{VELA_ENOMEM} : without_failure) << what << ", allocation " << n;
-                if (!has_failed) break;
+                if (!has_failed) {
+                    break;
+                }
                 ASSERT_LT(n, 10000) << what << " never succeeds";
             }
         }
@@ -159,7 +175,9 @@ std::string rendered(const char *name) {
     const record_type type(name);
     const test_handle handle;
     const auto instance = type.create(handle);
-    if (type.about.kind != PTP_CFG_ENUMERATION) fill(type, handle, instance.get(), filling::random);
+    if (type.about.kind != PTP_CFG_ENUMERATION) {
+        fill(type, handle, instance.get(), filling::random);
+    }
     return type.to_xml(handle, instance.get());
 }
 

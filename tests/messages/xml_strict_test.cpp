@@ -57,7 +57,9 @@ class XmlStrict : public testing::Test {
         EXPECT_NE(parsed, nullptr) << why;
         void *message = type.operations->from_document(handle, mem_class, parsed.get(), &err, why, sizeof why);
         vela_clear_last_error(handle);
-        if (message == nullptr) return "";
+        if (message == nullptr) {
+            return "";
+        }
         const owned<void> owner = hold(static_cast<vela_handle *>(handle), message, type.operations->destroy);
         return type.to_xml(handle, message);
     }
@@ -144,7 +146,9 @@ TEST_F(XmlStrict, TakesEveryRecordThatIsRendered) {
     for (const ptp_cfg_type_kind kind : {PTP_CFG_STRUCTURE, PTP_CFG_ENUMERATION, PTP_CFG_MESSAGE}) {
         for (const record_type &type : record_types(kind)) {
             const auto source = type.create(handle);
-            if (kind != PTP_CFG_ENUMERATION) fill(type, handle, source.get(), filling::random);
+            if (kind != PTP_CFG_ENUMERATION) {
+                fill(type, handle, source.get(), filling::random);
+            }
             const std::string text = type.to_xml(handle, source.get());
             log = {};
             err = 0;

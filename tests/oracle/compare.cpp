@@ -161,7 +161,9 @@ class subject {
     // With `exact_path`, a domain and a hook that change nothing keep the library off its fast path.
     subject(const test_vector &vector, bool exact_path)
         : vector_(vector), type_(ptp_cfg_type_find(vector.name.c_str())), domain_(nullptr, &vela_domain_destroy) {
-        if (type_ == nullptr) throw std::runtime_error("the library has no such type");
+        if (type_ == nullptr) {
+            throw std::runtime_error("the library has no such type");
+        }
         about_ = describe(type_);
         vela_handle_options options = {};
         options.size = sizeof options;
@@ -172,14 +174,18 @@ class subject {
             domain.emplace_back(vector.name, about_.newest_variant);
             options.pre_write = [](void *, void *, size_t, u_int32) {};
         }
-        if (!domain.empty()) domain_.reset(vela_domain_create("oracle"));
+        if (!domain.empty()) {
+            domain_.reset(vela_domain_create("oracle"));
+        }
         for (const auto &[name, variant] : domain) {
             EXPECT_EQ(vela_domain_set_variant(domain_.get(), name.c_str(), static_cast<int8>(variant)), 0u);
         }
         options.domain = domain_.get();
         u_int32 err = 0;
         handle_ = vela_handle_create(&options, &err);
-        if (handle_ == nullptr) throw std::runtime_error("no handle");
+        if (handle_ == nullptr) {
+            throw std::runtime_error("no handle");
+        }
     }
     subject(const subject &) = delete;
     subject &operator=(const subject &) = delete;
@@ -191,13 +197,17 @@ class subject {
 
     using instance_ptr = std::unique_ptr<void, std::function<void(void *)>>;
     instance_ptr own(void *instance) {
-        if (instance == nullptr) throw std::runtime_error("no instance");
+        if (instance == nullptr) {
+            throw std::runtime_error("no instance");
+        }
         return {instance, [this](void *it) { about_.operations->destroy(handle_, mem_class, it); }};
     }
     instance_ptr create() { return own(about_.operations->create(handle_, mem_class)); }
 
     instance_ptr create_filled() {
-        if (vector_.shallow) return own(about_.operations->create_shallow(handle_, mem_class));
+        if (vector_.shallow) {
+            return own(about_.operations->create_shallow(handle_, mem_class));
+        }
         instance_ptr result = create();
         for (const auto &[path, value] : vector_.values) {
             std::istringstream in(value);
@@ -255,7 +265,9 @@ class subject {
 
   private:
     void check(const std::string &what) {
-        if (err_ != 0) throw std::runtime_error(what + ": error " + std::to_string(err_));
+        if (err_ != 0) {
+            throw std::runtime_error(what + ": error " + std::to_string(err_));
+        }
     }
 
     // Takes the first step off a path: "name", "name[3]" or "name[*]".
@@ -269,7 +281,9 @@ class subject {
                 step[bracket + 1] == '*' ? whole_array : static_cast<u_int32>(std::stoul(step.substr(bracket + 1)));
         }
         while (ptp_cfg_field_describe(owner, at.index, &at.field) != 0) {
-            if (name == at.field.name) return at;
+            if (name == at.field.name) {
+                return at;
+            }
             ++at.index;
         }
         throw std::runtime_error("the library has no field " + step);
@@ -323,7 +337,9 @@ class subject {
         if (about_.kind == PTP_CFG_ENUMERATION) {  // reflection sets enumerations inside records only
             using set_value_fn = void (*)(vela_handle *, u_int32, void *, u_int32, u_int32 *);
             void *function = dlsym(RTLD_DEFAULT, (vector_.name + "_set_value").c_str());
-            if (function == nullptr) throw std::runtime_error("there is no set_value");
+            if (function == nullptr) {
+                throw std::runtime_error("there is no set_value");
+            }
             reinterpret_cast<set_value_fn>(function)(handle_, mem_class, instance, static_cast<u_int32>(number), &err_);
             return;
         }
@@ -357,7 +373,9 @@ std::string excerpt(const octets &bytes, size_t from) {
 
 testing::AssertionResult same_bytes(const test_vector &expected, const octets &got) {
     const auto at = std::mismatch(expected.bytes.begin(), expected.bytes.end(), got.begin(), got.end());
-    if (at.first == expected.bytes.end() && at.second == got.end()) return testing::AssertionSuccess();
+    if (at.first == expected.bytes.end() && at.second == got.end()) {
+        return testing::AssertionSuccess();
+    }
     const size_t offset = static_cast<size_t>(at.second - got.begin());
     const auto after = std::upper_bound(expected.pieces.begin(), expected.pieces.end(), offset,
                                         [](size_t value, const wire_piece &piece) { return value < piece.offset; });
@@ -392,9 +410,13 @@ void check(const test_vector &vector, bool exact_path) {
 void check_all(ptp_cfg_type_kind kind, bool tracked) {
     for (const test_vector &vector : the_vectors().vectors) {
         const ptp_cfg_type *type = ptp_cfg_type_find(vector.name.c_str());
-        if (vector.tracked != tracked || (type != nullptr && describe(type).kind != kind)) continue;
+        if (vector.tracked != tracked || (type != nullptr && describe(type).kind != kind)) {
+            continue;
+        }
         for (const bool exact_path : {false, true}) {
-            if (exact_path && !vector.may_go_fast()) continue;
+            if (exact_path && !vector.may_go_fast()) {
+                continue;
+            }
             SCOPED_TRACE(vector.title + (exact_path ? ", by the exact path" : ""));
             try {
                 check(vector, exact_path);
@@ -414,7 +436,9 @@ TEST(Oracle, TrackedMessages) { check_all(PTP_CFG_MESSAGE, true); }
 
 TEST(Oracle, HasVectorsForEveryType) {
     std::set<std::string> with_vectors;
-    for (const test_vector &vector : the_vectors().vectors) with_vectors.insert(vector.name);
+    for (const test_vector &vector : the_vectors().vectors) {
+        with_vectors.insert(vector.name);
+    }
     for (u_int32 i = 0; i < ptp_cfg_type_count(); ++i) {
         const char *name = describe(ptp_cfg_type_at(i)).name;
         EXPECT_EQ(with_vectors.erase(name), 1u) << name << " has no vectors";

@@ -152,7 +152,9 @@ TEST_F(TornRecording, KilledRecordersLoseNothingThoughMessagesHoldHeads) {
             // Every other one is ended by the system in the middle of a write, where the file must not grow any more.
             const rlimit no_core = {0, 0};
             setrlimit(RLIMIT_CORE, &no_core);
-            if (life % 2 == 0) setrlimit(RLIMIT_FSIZE, &room);
+            if (life % 2 == 0) {
+                setrlimit(RLIMIT_FSIZE, &room);
+            }
             const auto recorder = open(0, 100);
             for (u_int64 i = last + 1;; ++i) {
                 if (append(recorder, i, i % 3 == 0 ? message : bytes(i % 500, 1)) != 0 ||

@@ -17,7 +17,9 @@ int main(int, char **arguments) {
         return 1;
     }
     ptp_clock_destroy(handle, 0, ptp_clock_create(handle, 0));
-    for (int i = std::atoi(arguments[2]); i > 1; --i) ptp_clock_create(handle, 0);
+    for (int i = std::atoi(arguments[2]); i > 1; --i) {
+        ptp_clock_create(handle, 0);
+    }
     vela_handle_destroy(handle, nullptr);
     vela_shared_types_close(options.shared_types);
     return 0;

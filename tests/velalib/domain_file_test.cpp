@@ -20,7 +20,9 @@ thread_local long allocations_left = -1;
 void *operator new(size_t size) {
     void *memory = allocations_left != 0 ? std::malloc(size != 0 ? size : 1) : nullptr;
     allocations_left -= allocations_left > 0 ? 1 : 0;
-    if (memory == nullptr) throw std::bad_alloc();
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
     return memory;
 }
 void *operator new[](size_t size) { return operator new(size); }
@@ -36,7 +38,9 @@ namespace {
 class loaded_module {
   public:
     loaded_module() {
-        for (type_record *record : {&port, &profile}) set_kind(*record, "type");
+        for (type_record *record : {&port, &profile}) {
+            set_kind(*record, "type");
+        }
         set_kind(message, "message");
         *vela_module_tot_root.last_next = &module_;
     }
@@ -82,7 +86,9 @@ class domain_file_test : public handle_test {
         EXPECT_EQ(failure, static_cast<u_int32>(VELA_EINVAL)) << content;
         vela_domain_destroy(domain);
         std::string result = text;
-        for (size_t at = 0; (at = result.find(path + ":", at)) != std::string::npos;) result.erase(at, path.size() + 1);
+        for (size_t at = 0; (at = result.find(path + ":", at)) != std::string::npos;) {
+            result.erase(at, path.size() + 1);
+        }
         return result;
     }
 
@@ -321,7 +327,9 @@ TEST_F(domain_file_test, OutlastsChangesOfEveryKind) {
 
 TEST_F(domain_file_test, LargeFilesTakeLittleTime) {
     std::string keys = "name = 'x'\n[variants]\n";
-    for (int i = 0; keys.size() < 1'000'000; ++i) keys += "ptp_prot_" + std::to_string(i) + " = 0\n";
+    for (int i = 0; keys.size() < 1'000'000; ++i) {
+        keys += "ptp_prot_" + std::to_string(i) + " = 0\n";
+    }
     const auto start = std::chrono::steady_clock::now();
     for (const std::string &content : {keys, "forbidden_messages = ['" + std::string(1'000'000, ',') + "']",
                                        "forbidden_messages = [" + std::string(1'000'000, '\n')}) {

@@ -71,7 +71,9 @@ TEST_F(domain_test, ManyTypesDoNotDisturbEachOther) {
     }
     vela_handle_set_domain(handle, mixed);
     for (int pass = 0; pass < 2; ++pass) {
-        for (int i = 0; i < 1000; ++i) ASSERT_EQ(variant_of(records[i]->info), i % 3);
+        for (int i = 0; i < 1000; ++i) {
+            ASSERT_EQ(variant_of(records[i]->info), i % 3);
+        }
     }
     vela_domain_destroy(mixed);
 }

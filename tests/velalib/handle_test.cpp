@@ -102,7 +102,9 @@ TEST_F(handle_test, AllocatorSurvivesChurn) {
             auto victim = blocks.begin();
             std::advance(victim, random() % blocks.size());
             const auto [size, fill] = victim->second;
-            for (size_t i = 0; i < size; i += 97) ASSERT_EQ(victim->first[i], fill);
+            for (size_t i = 0; i < size; i += 97) {
+                ASSERT_EQ(victim->first[i], fill);
+            }
             if (size != 0) {
                 ASSERT_EQ(victim->first[size - 1], fill);
             }
@@ -119,7 +121,9 @@ TEST_F(handle_test, AllocatorSurvivesChurn) {
             blocks[block] = {size, fill};
         }
     }
-    for (const auto &[block, content] : blocks) velalib_free(handle, test_class, block);
+    for (const auto &[block, content] : blocks) {
+        velalib_free(handle, test_class, block);
+    }
     EXPECT_EQ(velalib_malloc(handle, test_class, SIZE_MAX - 8), nullptr);
 }
 

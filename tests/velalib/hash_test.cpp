@@ -22,7 +22,9 @@ TEST(SuperFastHash, MatchesPublishedVectors) {
     EXPECT_EQ(hash_text(std::string("hello\0 world", 12)), 2319902537u);
     EXPECT_EQ(hash_text(std::string("hello\0 worle", 12)), 553904462u);
     std::string every_byte;
-    for (int i = 0; i < 4096; ++i) every_byte.push_back(static_cast<char>((i % 256) - 128));
+    for (int i = 0; i < 4096; ++i) {
+        every_byte.push_back(static_cast<char>((i % 256) - 128));
+    }
     EXPECT_EQ(hash_text(every_byte), 2797962408u);
 }
 

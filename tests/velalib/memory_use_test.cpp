@@ -65,11 +65,17 @@ TEST_F(memory_use_test, EachClassHasItsShare) {
 TEST_F(memory_use_test, ManyClassesInAnyOrder) {
     constexpr u_int32 count = 1000;
     std::vector<void *> blocks;
-    for (u_int32 i = 0; i < 3 * count; ++i) blocks.push_back(allocate((i * 7919) % count, 16));
+    for (u_int32 i = 0; i < 3 * count; ++i) {
+        blocks.push_back(allocate((i * 7919) % count, 16));
+    }
     std::vector<vela_memory_class_use> classes(count);
     EXPECT_EQ(vela_handle_memory_use(handle, nullptr, classes.data(), count), count);
-    for (const vela_memory_class_use &it : classes) ASSERT_EQ(it.use.bytes, 48u) << it.mem_class;
-    for (void *block : blocks) release(0, block);
+    for (const vela_memory_class_use &it : classes) {
+        ASSERT_EQ(it.use.bytes, 48u) << it.mem_class;
+    }
+    for (void *block : blocks) {
+        release(0, block);
+    }
     expect_total({0, 0, 48u * count, 0});
 }
 
@@ -96,7 +102,9 @@ TEST_F(memory_use_test, TheBudgetHoldsForAllClassesTogether) {
     EXPECT_NE(fourth, nullptr) << "no limit";
     EXPECT_EQ(allocate(1, SIZE_MAX - 8), nullptr);
     EXPECT_EQ(allocate(1, UINT32_MAX), nullptr);
-    for (void *block : {second, third, fourth}) release(9, block);
+    for (void *block : {second, third, fourth}) {
+        release(9, block);
+    }
     expect_total({0, 0, 100050, 7});
 }
 

@@ -46,12 +46,16 @@ class primitive_text_test : public handle_test {
             std::vector<char> out(room, '~');
             u_int32 written = form.print(handle, test_class, out.data(), 2, "field", &value, room, &err);
             EXPECT_EQ(std::string(out.data(), written), line.substr(0, room));
-            if (room < line.size()) expect_failure(VELA_EMSGSIZE);
+            if (room < line.size()) {
+                expect_failure(VELA_EMSGSIZE);
+            }
             out.assign(room, '~');
             written = form.to_xml(handle, test_class, "field", out.data(), &value, room, 2, &err);
             EXPECT_EQ(std::string(out.data(), room < element.size() ? room : written),
                       room < element.size() ? std::string(room, '~') : element);
-            if (room < element.size()) expect_failure(VELA_EMSGSIZE);
+            if (room < element.size()) {
+                expect_failure(VELA_EMSGSIZE);
+            }
         }
     }
 

@@ -98,7 +98,9 @@ class shared_types_test : public testing::Test {
     static void enter(vela_handle *handle, const vela_type_info &record) {
         vela_type_info *copy = static_cast<vela_type_info *>(
             handle->shared_alloc(handle->shared_alloc_cookie, 0xFFFFFFFF, sizeof(vela_type_info_copy)));
-        if (copy == nullptr) return;
+        if (copy == nullptr) {
+            return;
+        }
         *copy = record;
         handle->type_table_insert(handle->type_table_cookie, test_class, copy->luid_text, copy);
         vela_update_variant_info(handle, test_class, copy, &record, 1);
@@ -171,7 +173,9 @@ TEST_F(shared_types_test, HandlesThatDoNotFitAreRefused) {
     shared_types types = make(12 * 1024);
     vela_handle *handle = make_handle(types);
     ASSERT_NE(handle, nullptr) << err;
-    while (handle->shared_alloc(handle->shared_alloc_cookie, 0, 64) != nullptr) continue;
+    while (handle->shared_alloc(handle->shared_alloc_cookie, 0, 64) != nullptr) {
+        continue;
+    }
     enter(handle, later.info);
     EXPECT_EQ(find(handle, later.info), nullptr);
     EXPECT_EQ(vela_type_info_ptr_get(handle, test_class, &later.info, nullptr), &later.info) << "its own then";
@@ -257,7 +261,9 @@ TEST_F(shared_types_test, DamagedFilesDoNoHarm) {
     const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
     size_t refused = 0;
     for (size_t i = 0; i < records + 2 * (288 + 16) + 3 * 40; ++i) {
-        if (i == directory_end) i = records;  // the rest of the directory is empty
+        if (i == directory_end) {
+            i = records;  // the rest of the directory is empty
+        }
         for (const int change : {0x01, 0x80, 0xFF}) {
             const char damaged = static_cast<char>(whole[i] ^ change);
             ASSERT_EQ(pwrite(fd, &damaged, 1, static_cast<off_t>(i)), 1);
@@ -310,11 +316,21 @@ TEST_F(shared_types_test, AFileThatIsCutEndsNobodyWhoDoesNotCount) {
         EXPECT_EQ(in_another_process([this, left] {
                       const shared_types types = open();
                       vela_handle *handle = make_handle(types);
-                      if (handle == nullptr || truncate(path.c_str(), left) != 0) return 1;
-                      if (make_handle(types) != nullptr || err != VELA_EINVAL) return 2;
-                      if (find(handle, later.info) != nullptr) return 3;
-                      if (handle->shared_alloc(handle->shared_alloc_cookie, 0, 64) != nullptr) return 4;
-                      if (!counts_of(types.get()).empty()) return 5;
+                      if (handle == nullptr || truncate(path.c_str(), left) != 0) {
+                          return 1;
+                      }
+                      if (make_handle(types) != nullptr || err != VELA_EINVAL) {
+                          return 2;
+                      }
+                      if (find(handle, later.info) != nullptr) {
+                          return 3;
+                      }
+                      if (handle->shared_alloc(handle->shared_alloc_cookie, 0, 64) != nullptr) {
+                          return 4;
+                      }
+                      if (!counts_of(types.get()).empty()) {
+                          return 5;
+                      }
                       vela_handle_destroy(handle, nullptr);
                       return 0;
                   }),
@@ -396,14 +412,20 @@ TEST_F(shared_types_test, ProcessesThatEnterAtOnceAgree) {
     std::vector<pid_t> children;
     for (int child = 0; child < 4; ++child) {
         children.push_back(fork());
-        if (children.back() != 0) continue;
+        if (children.back() != 0) {
+            continue;
+        }
         alarm(30);
         const shared_types types = open();
         vela_handle *handle = make_handle(types);
         for (const auto &record : many) {
-            if (find(handle, record->info) == nullptr) enter(handle, record->info);
+            if (find(handle, record->info) == nullptr) {
+                enter(handle, record->info);
+            }
             const vela_type_info *entered = find(handle, record->info);
-            if (entered == nullptr || entered->variant_table == &record->table) _exit(1);
+            if (entered == nullptr || entered->variant_table == &record->table) {
+                _exit(1);
+            }
         }
         _exit(0);
     }

@@ -76,10 +76,14 @@ TEST(PointerMap, AgreesWithAMapUnderChurn) {
         const auto known = expected.find(key);
         const int64_t *found = table.find(key);
         ASSERT_EQ(found == nullptr ? -1 : *found, known == expected.end() ? -1 : known->second);
-        if (round == 5000) capacity_when_full = table.capacity();
+        if (round == 5000) {
+            capacity_when_full = table.capacity();
+        }
     }
     ASSERT_EQ(table.size(), expected.size());
-    for (const auto &[key, value] : expected) ASSERT_EQ(*table.find(key), value);
+    for (const auto &[key, value] : expected) {
+        ASSERT_EQ(*table.find(key), value);
+    }
     EXPECT_LE(table.capacity(), 2 * capacity_when_full);
     size_t visited = 0;
     table.for_each([&](const void *key, int64_t value) {

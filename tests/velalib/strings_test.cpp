@@ -136,7 +136,9 @@ TEST_F(strings_test, PrintedLinesQuoteTheText) {
     EXPECT_EQ(line(""), " name@var_string:\"\"\n");
     EXPECT_EQ(line(std::string("\"\\\n\r\t\0\x7F\xFF", 8)), " name@var_string:\"\\\"\\\\\\n\\r\\t\\x00\\x7F\\xFF\"\n");
     std::string umlauts(63, 'x');  // characters of two bytes across the internal piece size
-    for (int i = 0; i < 60; ++i) umlauts += "\xC3\xA4";
+    for (int i = 0; i < 60; ++i) {
+        umlauts += "\xC3\xA4";
+    }
     EXPECT_EQ(line(umlauts), " name@var_string:\"" + umlauts + "\"\n");
     set("abc");
     char small[12];
@@ -172,14 +174,20 @@ TEST_F(strings_test, XmlCarriesEveryByte) {
                                         "\xF0\x9F\x95\x92",
                                         "\xF0\x9F\x95",
                                         "\xE2\x82"};
-    for (int byte = 0; byte < 256; ++byte) hostile.push_back("<" + std::string(1, static_cast<char>(byte)) + "x");
+    for (int byte = 0; byte < 256; ++byte) {
+        hostile.push_back("<" + std::string(1, static_cast<char>(byte)) + "x");
+    }
     std::minstd_rand random(3);
     for (int i = 0; i < 300; ++i) {
         std::string bytes(random() % 256, '\0');
-        for (char &byte : bytes) byte = static_cast<char>(random() >> 5);
+        for (char &byte : bytes) {
+            byte = static_cast<char>(random() >> 5);
+        }
         hostile.push_back(bytes);
     }
-    for (const std::string &characters : hostile) ASSERT_EQ(round_trip(characters), characters);
+    for (const std::string &characters : hostile) {
+        ASSERT_EQ(round_trip(characters), characters);
+    }
 }
 
 TEST_F(strings_test, XmlIsWrittenWholeOrNotAtAll) {
@@ -190,7 +198,9 @@ TEST_F(strings_test, XmlIsWrittenWholeOrNotAtAll) {
         const u_int32 written = var_string_to_xml(handle, test_class, "n", out.data(), &text, 3, room, 3, &err);
         EXPECT_EQ(written, room < whole.size() ? 0 : whole.size());
         EXPECT_EQ(std::string(out.begin(), out.end()), room < whole.size() ? std::string(room, '~') : whole);
-        if (room < whole.size()) expect_failure(VELA_EMSGSIZE);
+        if (room < whole.size()) {
+            expect_failure(VELA_EMSGSIZE);
+        }
     }
 }
 

@@ -38,8 +38,12 @@ inline void see_counter(void *cookie, void *address, size_t length, u_int32 mem_
 }
 inline void *limited_alloc(void *cookie, u_int32, size_t size) {
     witness &seen = *static_cast<witness *>(cookie);
-    if (seen.allocations_left == 0) return nullptr;
-    if (seen.allocations_left > 0) --seen.allocations_left;
+    if (seen.allocations_left == 0) {
+        return nullptr;
+    }
+    if (seen.allocations_left > 0) {
+        --seen.allocations_left;
+    }
     ++seen.blocks_out;
     return std::malloc(size);
 }
@@ -125,11 +129,15 @@ class document {
 /** A type-information record with a table of `count` variants. */
 struct type_record {
     explicit type_record(const char *name, int8 count = 1, const char *luid_text = "00112233445566778899aabbccddeeff") {
-        for (int8 i = 0; i < count; ++i) rows[i] = {static_cast<u_int32>(i), 16u + static_cast<u_int32>(i), 8, 3, 2, 0};
+        for (int8 i = 0; i < count; ++i) {
+            rows[i] = {static_cast<u_int32>(i), 16u + static_cast<u_int32>(i), 8, 3, 2, 0};
+        }
         table = {count, rows};
         info = {};
         info.magic = VELA_TYPE_INFO_MAGIC;
-        for (size_t i = 0; i < sizeof info.luid; ++i) info.luid[i] = static_cast<u_int8>(i + 1);
+        for (size_t i = 0; i < sizeof info.luid; ++i) {
+            info.luid[i] = static_cast<u_int8>(i + 1);
+        }
         snprintf(info.luid_text, sizeof info.luid_text, "%s", luid_text);
         snprintf(info.type_name, sizeof info.type_name, "%s", name);
         info.signed_word = -1;

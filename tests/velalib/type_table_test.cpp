@@ -49,7 +49,9 @@ TEST_F(type_table_test, FindsEveryRecordByItsText) {
     const auto lookup = [this](const char *text) {
         return handle->type_table_lookup(handle->type_table_cookie, test_class, text);
     };
-    for (vela_type_info &record : records) ASSERT_EQ(lookup(record.luid_text), &record);
+    for (vela_type_info &record : records) {
+        ASSERT_EQ(lookup(record.luid_text), &record);
+    }
     EXPECT_EQ(lookup("00000000000000000000000000000001"), nullptr);
     EXPECT_EQ(lookup("short"), nullptr);
     vela_type_info later = records[5];
@@ -138,7 +140,9 @@ TEST(TypeCounters, StaticRecordsCountRightFromManyThreads) {
             vela_handle_destroy(handle, nullptr);
         });
     }
-    for (std::thread &thread : threads) thread.join();
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
     EXPECT_EQ(record.rows[0].created, 4 * rounds);
 }
 

@@ -70,7 +70,9 @@ TEST(XmlCursor, LeavesOtherPathsToXPath) {
     }
     EXPECT_EQ(value_of(parsed, "//r/" + std::string(3000, 'x')), "error 2");
     std::string deep = "/";
-    for (int i = 0; i < 100; ++i) deep += "/a";
+    for (int i = 0; i < 100; ++i) {
+        deep += "/a";
+    }
     EXPECT_EQ(value_of(parsed, deep), "error 2");
 }
 
@@ -93,7 +95,9 @@ class random_document {
     std::string element(const std::string &name, int depth) {
         std::string text = "<" + name + ">" + std::to_string(++number_);
         if (depth > 0) {
-            for (unsigned i = random_() % 8; i > 0; --i) text += element(this->name(), depth - 1);
+            for (unsigned i = random_() % 8; i > 0; --i) {
+                text += element(this->name(), depth - 1);
+            }
         }
         return text + "</" + name + ">";
     }

@@ -61,7 +61,9 @@ TEST_F(XmlElements, SiblingsOfOneNameFollowEachOther) {
     u_int32 fresh = xml_first_child(parsed, find("//r"));
     u_int32 element = xml_find_child(parsed, &fresh, "a");
     std::string texts;
-    for (; element != 0; element = xml_find_next(parsed, &fresh, element)) texts += text_of(element);
+    for (; element != 0; element = xml_find_next(parsed, &fresh, element)) {
+        texts += text_of(element);
+    }
     EXPECT_EQ(texts, "136");
     EXPECT_EQ(text_of(xml_find_child(parsed, &fresh, "b")), "2");
     EXPECT_STREQ(xml_last_name(parsed, find("//r/a[3]")), "a");

@@ -11,9 +11,13 @@ std::string reason_for(const std::string &text) {
 
 std::string nested(int depth, const std::string &inner) {
     std::string text;
-    for (int i = 0; i < depth; ++i) text += "<a>";
+    for (int i = 0; i < depth; ++i) {
+        text += "<a>";
+    }
     text += inner;
-    for (int i = 0; i < depth; ++i) text += "</a>";
+    for (int i = 0; i < depth; ++i) {
+        text += "</a>";
+    }
     return text;
 }
 
@@ -115,7 +119,9 @@ TEST(XmlParse, RefusesWhatIsNotWellFormed) {
     }
     // Very many attributes are no reason to take very long.
     std::string many = "<a";
-    for (int i = 0; i < 50000; ++i) many += " a" + std::to_string(i) + "=''";
+    for (int i = 0; i < 50000; ++i) {
+        many += " a" + std::to_string(i) + "=''";
+    }
     EXPECT_EQ(reason_for(many + "/>"), "accepted");
     EXPECT_NE(reason_for(many + " a7=''/>").find("already has"), std::string::npos);
 }
