@@ -217,13 +217,19 @@ TEST_P(abort_test, records_that_all_instances_share) {
 
 TEST_P(abort_test, nested_instances_are_checked_before_their_parent) {
     owned<ptp_port_identity> identity = own(ptp_port_identity_create(handle, test_class), ptp_port_identity_destroy);
-    const auto destroy_without_types = [&] {
-        header(identity.get()).type_info = nullptr;
-        void *nested = ptp_port_identity_clock_identity_get(handle, test_class, identity.get(), &err);
-        header(nested).type_info = nullptr;
+    void *nested = ptp_port_identity_clock_identity_get(handle, test_class, identity.get(), &err);
+    vela_type_info stranger = _ptp_clock_identity_type_info_internal;
+    stranger.magic = 0;
+    const auto destroy_with = [&](const vela_type_info *of_parent, const vela_type_info *of_nested) {
+        header(identity.get()).type_info = of_parent;
+        header(nested).type_info = of_nested;
         ptp_port_identity_destroy(handle, test_class, identity.get());
     };
-    EXPECT_ABORT(destroy_without_types(), "ptp_clock_identity: tinfo is null or corrupted");
+    const char *trace = "ptp_clock_identity: tinfo is null or corrupted";
+    EXPECT_ABORT(destroy_with(nullptr, nullptr), trace);
+    for (const vela_type_info *of_nested : {static_cast<vela_type_info *>(nullptr), &stranger}) {
+        EXPECT_ABORT(destroy_with(&_ptp_port_identity_type_info_internal, of_nested), trace);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(handles, abort_test, testing::Values(all_hooks, no_hooks), name_of_hooks);

@@ -222,8 +222,10 @@ TEST_P(lifecycle_test, every_nested_instance_and_element_is_counted) {
 TEST_P(lifecycle_test, create_without_memory) {
     for (const ptp_cfg_type *type : types_of(PTP_CFG_STRUCTURE)) {
         fail_allocation(1);
+        vela_store_err(handle, 99);
         EXPECT_EQ(describe(type).operations->create(handle, test_class), nullptr);
-        expect_ok();
+        EXPECT_EQ(handle->last_error.code, 99u) << "nothing was begun";
+        vela_clear_last_error(handle);
     }
     expect_none_counted();
 }
@@ -322,8 +324,9 @@ TEST_P(lifecycle_test, a_table_with_fewer_variants_counts_in_its_last_row) {
     // So it does of what an instance embeds.
     int8 &profile_variants = _ptp_clock_profile_type_info_internal.variant_table->count;
     int8 &properties_variants = _ptp_clock_time_properties_data_set_type_info_internal.variant_table->count;
-    for (int8 *variants : {&profile_variants, &properties_variants}) {
-        *variants = 1;
+    for (const auto &[variants, count] :
+         {std::pair{&profile_variants, int8{1}}, {&profile_variants, int8{3}}, {&properties_variants, int8{1}}}) {
+        *variants = count;
         const ptp_cfg_type *clock = type_named("ptp_clock");
         const owned<void> instance = create(clock);
         for_each_header(clock, handle, instance.get(), [&](const ptp_cfg_type *, void *nested) {

@@ -1,4 +1,5 @@
 // Destroying structures that others refer to, or whose addresses refer to others.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -79,6 +80,33 @@ TEST_P(object_reference_test, a_mapping_that_cannot_be_removed_stops_destroy) {
     destroy(object);
 }
 
+TEST_P(object_reference_test, a_mapping_of_a_nested_instance_stops_only_that) {
+    for (const char *name : {"ptp_port_identity", "ptp_ip_streams_arr", "ptp_stream_runtime_state_arr"}) {
+        for (const bool last : {false, true}) {
+            const ptp_cfg_type *type = type_named(name);
+            owned<void> instance = create(type);
+            std::vector<void *> nested;
+            for_each_header(type, handle, instance.get(), [&](const ptp_cfg_type *nested_type, void *each) {
+                if (each != instance.get() && describe(nested_type).kind == PTP_CFG_STRUCTURE) {
+                    nested.push_back(each);
+                }
+            });
+            void *marked = last ? nested.back() : nested.front();
+            header(marked).flags |= VELA_FLAG_OID;
+            const vela_type_info *record = header(marked).type_info;
+            const u_int64 before = record->variant_table->rows[0].destroyed;
+            const auto alike = std::count_if(nested.begin(), nested.end(),
+                                             [&](const void *each) { return header(each).type_info == record; });
+            instance.reset();
+            const std::string subject = record->type_name;
+            const std::string text = " destroy: Failed to remove oid mapping for object. Error ";
+            expect_trace(subject, BITLOG_ERROR, subject + text + strerror(ENOENT), 13);
+            EXPECT_EQ(record->variant_table->rows[0].destroyed, before + static_cast<u_int64>(alike) - 1) << name;
+            vela_clear_last_error(handle);
+        }
+    }
+}
+
 TEST_P(object_reference_test, references_that_cannot_be_listed_stop_destroy) {
     ptp_stream_delete *object = make_object();
     ptp_stream_delete *holder = make();
@@ -143,18 +171,21 @@ TEST_P(object_reference_test, addresses_of_nested_instances_and_elements_release
     // The types that are known to hold addresses, directly or in what they nest: each lets go of all.
     for (const char *name :
          {"ptp_port", "ptp_stream", "ptp_stream_params", "ptp_current_selected_master_info", "ptp_stream_runtime_state",
-          "ptp_ipv4_stream_id", "ptp_ip_stream_id", "ptp_master_attribute", "ptp_bmca_current_mst_details"}) {
+          "ptp_ipv4_stream_id", "ptp_ip_stream_id", "ptp_master_attribute", "ptp_bmca_current_mst_details",
+          "ptp_ipv4_streams_arr", "ptp_ip_streams_arr", "ptp_stream_runtime_state_arr", "ptp_bmca_data"}) {
         SCOPED_TRACE(name);
         const ptp_cfg_type *type = type_named(name);
         owned<void> holder = create(type);
         u_int32 held = 0;
-        for (u_int32 i = 0; i < describe(type).field_count; ++i) {
-            if (std::string(describe_field(type, i).type_name) == "en_address") {
-                void *field = ptp_cfg_field_get(type, i, handle, test_class, holder.get(), 0, &err);
-                en_address_attach_reference(handle, test_class, static_cast<en_address *>(field), object, &err);
-                ++held;
+        for_each_header(type, handle, holder.get(), [&](const ptp_cfg_type *of, void *instance) {
+            for (u_int32 i = 0; i < describe(of).field_count; ++i) {
+                if (std::string(describe_field(of, i).type_name) == "en_address") {
+                    void *field = ptp_cfg_field_get(of, i, handle, test_class, instance, 0, &err);
+                    en_address_attach_reference(handle, test_class, static_cast<en_address *>(field), object, &err);
+                    ++held;
+                }
             }
-        }
+        });
         EXPECT_GE(held, 1u);
         EXPECT_EQ(vela_oid_reference_count(handle, object), held);
         holder.reset();

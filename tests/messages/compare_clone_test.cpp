@@ -213,6 +213,19 @@ TEST_F(Clone, GivesTextsOfTheirOwn) {
     EXPECT_STREQ(ptp_port_port_name_get(handle, test_class, copy.get(), &err), "name");
 }
 
+/** Marks an instance and every structure in it as carrying extra data, or not. Returns how many there are. */
+u_int32 mark_extra_data(const record_type &type, vela_handle *handle, void *instance, u_int8 extra) {
+    u_int32 count = 0;
+    for_each_header(type.type, handle, instance, [&](const ptp_cfg_type *nested_type, void *nested) {
+        if (describe(nested_type).kind == PTP_CFG_STRUCTURE) {
+            u_int8 &flags = header(nested).flags;
+            flags = static_cast<u_int8>((flags & ~VELA_FLAG_EXTRA_DATA) | extra);
+            ++count;
+        }
+    });
+    return count;
+}
+
 /** Clones and copies with a work buffer that lacks so many bytes of the encoding. */
 void clone_in_a_buffer_that_lacks(u_int32 missing, const record_type &type, u_int32 mode, u_int8 extra, u_int32 len) {
     SCOPED_TRACE(testing::Message() << type.about.name << ", tracking " << mode << ", flags " << +extra << ", "
@@ -221,7 +234,7 @@ void clone_in_a_buffer_that_lacks(u_int32 missing, const record_type &type, u_in
     const auto source = type.create(handle);
     const auto target = type.create(handle);
     fill(type, handle, source.get(), filling::random);
-    header(source.get()).flags |= extra;
+    mark_extra_data(type, handle, source.get(), extra);
     if (mode == VELA_STTR_ON) {
         set_flags(type, handle, source.get());
     }
@@ -239,7 +252,7 @@ void clone_in_a_buffer_that_lacks(u_int32 missing, const record_type &type, u_in
     if (copy != nullptr) {
         for (void *instance : {source.get(), copy, slot}) {
             EXPECT_EQ(header(instance).flags & VELA_FLAG_EXTRA_DATA, extra);
-            header(instance).flags &= static_cast<u_int8>(~VELA_FLAG_EXTRA_DATA);
+            mark_extra_data(type, handle, instance, 0);
         }
         EXPECT_EQ(type.marshal(handle, copy), type.marshal(handle, source.get())) << "with all state flags";
         EXPECT_EQ(type.marshal(handle, slot), type.marshal(handle, source.get()));
@@ -254,11 +267,12 @@ TEST(CloneInChain, TakesTheHandlesBufferToItsLastByteAndNoLess) {
             const auto source = type.create(handle);
             fill(type, handle, source.get(), filling::random);
             const u_int32 len = type.operations->len(handle, mem_class, source.get());
+            const u_int32 extra = VELA_WIRE_EXTRA_DATA * mark_extra_data(type, handle, source.get(), 0);
             for (const u_int32 missing : {0u, 1u, 2u, 9u}) {
                 if (missing < len) {
                     clone_in_a_buffer_that_lacks(missing, type, mode, 0, len);
                 }
-                clone_in_a_buffer_that_lacks(missing, type, mode, VELA_FLAG_EXTRA_DATA, len + 9);
+                clone_in_a_buffer_that_lacks(missing, type, mode, VELA_FLAG_EXTRA_DATA, len + extra);
             }
         }
     }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <map>
 
 #include "records.h"
 #include "vela_bundle.h"
@@ -121,6 +122,24 @@ TEST_F(Message, DestroyAnnouncesTheSlotsThatItEmpties) {
     take_announced(shallow);
     ptp_port_data_set_info_message_destroy(handle, test_class, shallow);
     expect_announced(shallow, {}, {{0, 8}});
+}
+
+TEST_F(Message, DestroyEmptiesEachSlotWhenItsPayloadIsGone) {
+    static void **slots;
+    static std::map<const void *, int> held;  // payloads in the slots when a counter was announced
+    auto *two = ptp_port_data_set_info_message_create(handle, test_class);
+    slots = reinterpret_cast<void **>(reinterpret_cast<u_int8 *>(two) + 32);
+    const auto counter_of = [](const void *of) {
+        return &header(of).type_info->variant_table->rows[header(of).variant].destroyed;
+    };
+    const void *counter[] = {counter_of(slots[0]), counter_of(slots[1]), counter_of(two)};
+    handle->pre_write_counter = [](void *, void *announced, size_t, u_int32) {
+        held[announced] = (slots[0] != nullptr ? 1 : 0) + (slots[1] != nullptr ? 1 : 0);
+    };
+    ptp_port_data_set_info_message_destroy(handle, test_class, two);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(held.at(counter[i]), 2 - i);
+    }
 }
 
 TEST_F(Message, WithoutMemoryThereIsNone) {

@@ -13,9 +13,12 @@
 
 /** Which transport domains were called, in order; each call goes on to the domain's own function. */
 static std::vector<std::string> domain_calls;
+/** The handler that the module names as registered when a domain is called. */
+static ptp_cfg_bundle_handler named_meanwhile = nullptr;
 template <class... Arguments>
 static u_int32 pass_on(const char *name, Arguments... arguments) {
     domain_calls.push_back(name);
+    named_meanwhile = ptp_cfg_bundle_registered_handler;
     return reinterpret_cast<u_int32 (*)(Arguments...)>(dlsym(RTLD_NEXT, name))(arguments...);
 }
 u_int32 gable_bundle_handler_register(vela_bundle_handler it) { return pass_on("gable_bundle_handler_register", it); }
@@ -390,6 +393,7 @@ TEST(BundleHandlers, AreRegisteredWithAllDomains) {
     EXPECT_EQ(domain_calls,
               (std::vector<std::string>{"gable_bundle_handler_register", "wicket_bundle_handler_register",
                                         "skein_bundle_handler_register", "osprey_bundle_handler_register"}));
+    EXPECT_EQ(named_meanwhile, first) << "known before a bundle can arrive";
     EXPECT_EQ(ptp_cfg_bundle_registered_handler, first);
     EXPECT_EQ(ptp_cfg_bundle_handler_register(second), first);
     domain_calls.clear();
@@ -397,6 +401,7 @@ TEST(BundleHandlers, AreRegisteredWithAllDomains) {
     EXPECT_EQ(domain_calls,
               (std::vector<std::string>{"gable_bundle_handler_unregister", "wicket_bundle_handler_unregister",
                                         "skein_bundle_handler_unregister", "osprey_bundle_handler_unregister"}));
+    EXPECT_EQ(named_meanwhile, nullptr);
     EXPECT_EQ(ptp_cfg_bundle_registered_handler, nullptr);
     EXPECT_EQ(ptp_cfg_bundle_handler_unregister(), nullptr);
 
