@@ -19,6 +19,9 @@
 namespace {
 /** Calls of vela_update_variant_info, by their last argument. */
 int merges[2];
+/** Registrations with the trace facility that were asked for, and whether the next one is refused. */
+int registrations = 0;
+bool refuse_next_registration = false;
 }  // namespace
 
 /** Stands before the runtime's own, and counts. */
@@ -28,6 +31,18 @@ extern "C" void vela_update_variant_info(vela_handle *handle, u_int32 mem_class,
     using function = void (*)(vela_handle *, u_int32, vela_type_info *, const vela_type_info *, u_int32);
     static const function next = reinterpret_cast<function>(dlsym(RTLD_NEXT, "vela_update_variant_info"));
     next(handle, mem_class, table_record, static_record, inserted);
+}
+
+/** Stands before the trace facility's own; refuses when told to. */
+extern "C" uint32_t bitlog_module_init_fn(const char *module, uint16_t *module_id,
+                                          const bitlog_descriptor *descriptor) {
+    ++registrations;
+    if (refuse_next_registration) {
+        refuse_next_registration = false;
+        return VELA_ENOMEM;
+    }
+    static const auto next = reinterpret_cast<decltype(&bitlog_module_init_fn)>(dlsym(RTLD_NEXT, __func__));
+    return next(module, module_id, descriptor);
 }
 
 namespace ptp_cfg_test {
@@ -285,6 +300,24 @@ TEST(module_test, what_is_traced_before_any_instance_has_its_text) {
     library.find<set_embedded>("ptp_clock_quality_set_instance_embedded")(nullptr, 0, nullptr);
     bitlog_set_sink(nullptr, nullptr);
     EXPECT_EQ(traced, "vela_ptp_cfg: Invalid object pointer passed in to set instance flag");
+}
+
+TEST(module_test, a_trace_facility_that_refused_at_load_is_asked_again_by_create) {
+    for (const std::string type : {"ptp_clock_quality", "ptp_clock_delete_cmd_message"}) {
+        refuse_next_registration = true;
+        registrations = 0;
+        loaded_library library;
+        EXPECT_EQ(registrations, 1);
+        u_int32 err = 0;
+        vela_handle *handle = vela_handle_create(nullptr, &err);
+        const auto create = library.find<void *(vela_handle *, u_int32)>((type + "_create").c_str());
+        const auto destroy = library.find<void(vela_handle *, u_int32, void *)>((type + "_destroy").c_str());
+        for (int life = 0; life < 2; ++life) {
+            destroy(handle, 0, create(handle, 0));
+            EXPECT_EQ(registrations, 2) << type;
+        }
+        vela_handle_destroy(handle, nullptr);
+    }
 }
 
 // ---- a handle's type table ------------------------------------------------------------------------------------------------
