@@ -37,6 +37,9 @@ void *operator new(size_t size) {
     throw std::bad_alloc();
 }
 void *operator new[](size_t size) { return operator new(size); }
+// By themselves these would come here, but not where a sanitizer has its own.
+void *operator new(size_t size, const std::nothrow_t &) noexcept { return allocate(size); }
+void *operator new[](size_t size, const std::nothrow_t &) noexcept { return allocate(size); }
 void operator delete(void *block) noexcept { std::free(block); }
 void operator delete[](void *block) noexcept { std::free(block); }
 void operator delete(void *block, size_t) noexcept { std::free(block); }
