@@ -2,14 +2,12 @@
 #include "build_id.h"
 
 #include <elf.h>
-#include <fcntl.h>
 #include <gelf.h>
 #include <libelf.h>
 #include <limits.h>
 #include <link.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "text_section.h"
 
@@ -90,8 +88,9 @@ void find_loaded_file(const void *address, char *path, size_t room, build_id &bu
 
 build_id build_id_of_file(const char *path) {
     build_id build = {};
-    const int fd = open_module_file(path);
-    Elf *elf = fd < 0 || elf_version(EV_CURRENT) == EV_NONE ? nullptr : elf_begin(fd, ELF_C_READ, nullptr);
+    const base::opened_file opened = open_module_file(path);
+    Elf *elf =
+        !opened || elf_version(EV_CURRENT) == EV_NONE ? nullptr : elf_begin(opened.file.get(), ELF_C_READ, nullptr);
     Elf_Scn *section = nullptr;
     while (build.size == 0 && (section = elf_nextscn(elf, section)) != nullptr) {
         GElf_Shdr header;
@@ -104,9 +103,6 @@ build_id build_id_of_file(const char *path) {
         }
     }
     elf_end(elf);
-    if (fd >= 0) {
-        close(fd);
-    }
     return build;
 }
 

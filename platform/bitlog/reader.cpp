@@ -9,6 +9,8 @@
 
 #include <new>
 
+#include "base/clocks.h"
+
 namespace bitlog {
 namespace {
 
@@ -47,12 +49,6 @@ uint32_t open_source(bitlog_reader &reader, const char *path, const char *&reaso
     reason = fault_of(reader.header, reader.source.size());
     reader.header.program[sizeof reader.header.program - 1] = '\0';
     return reason == nullptr ? 0 : EINVAL;
-}
-
-uint64_t milliseconds() {
-    timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<uint64_t>(time.tv_sec) * 1000 + static_cast<uint64_t>(time.tv_nsec) / 1000000;
 }
 
 /** Looks how far the ring was written, and goes on to the oldest record that can still be there. */
@@ -114,7 +110,7 @@ record_state state_of_next(const bitlog_reader &reader) {
 
 /** Whether the record that is next still has time to be finished; it is looked at again then. */
 bool must_wait(bitlog_reader &reader, uint32_t patience_ms) {
-    const uint64_t now = milliseconds();
+    const uint64_t now = base::clock_ms(CLOCK_MONOTONIC);
     if (!reader.is_waiting) {
         reader.waiting_since_ms = now;
     }

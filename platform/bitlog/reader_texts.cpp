@@ -1,10 +1,8 @@
 // What the records of a ring mean: texts and identities from the files of the modules that traced.
-#include <errno.h>
 #include <inttypes.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "build_id.h"
 #include "format.h"
@@ -41,12 +39,10 @@ text_index *read_identities(const ring_module &row, const char *ending) {
 
 /** False, and the fault set, when the file that the row names is not there or not the one that traced. */
 bool is_same_build(reader_module &module, const ring_module &row) {
-    const int fd = open_module_file(row.path);
-    if (fd < 0) {
-        set_fault(module, "%s: cannot open: %s", row.path, strerror(errno));
+    if (const base::opened_file opened = open_module_file(row.path); !opened) {
+        set_fault(module, "%s: cannot open: %s", row.path, opened.reason());
         return false;
     }
-    close(fd);
     const build_id found = build_id_of_file(row.path);
     if (found.size != row.build_id_size || memcmp(found.bytes, row.build_id, found.size) != 0) {
         set_fault(module, "%s: another build than the one that traced", row.path);

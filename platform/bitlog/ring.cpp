@@ -9,7 +9,8 @@
 
 #include <atomic>
 
-#include "guarded_file.h"
+#include "base/clocks.h"
+#include "base/guarded_file.h"
 #include "modules.h"
 #include "ring_record.h"
 
@@ -29,12 +30,6 @@ uint32_t thread_number() {
         own_thread = static_cast<uint32_t>(gettid());
     }
     return own_thread;
-}
-
-uint64_t now() {
-    timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<uint64_t>(time.tv_sec) * 1000000000 + static_cast<uint64_t>(time.tv_nsec);
 }
 
 /** Takes a slot for one position. A thread that was overtaken by a whole turn, or met one that was, gives up. */
@@ -65,7 +60,7 @@ void write_to_ring(const bitlog_record &message) {
     ring_record record;
     const size_t used = pack(message, record);
     record.thread = thread_number();
-    record.time_ns = now();
+    record.time_ns = base::clock_ns(CLOCK_MONOTONIC);
     const uint64_t position = std::atomic_ref<uint64_t>(ring->header->claimed).fetch_add(1, std::memory_order_relaxed);
     ring_record &slot = ring->records[position & ring->mask];
     if (!take_slot(slot, position)) {
@@ -106,7 +101,7 @@ uint32_t bitlog_ring_open_with(const char *path, const bitlog_ring_options *opti
     if (!prepared) {
         prepared = pthread_atfork(nullptr, nullptr, forget_thread) == 0;
     }
-    const unsigned allowed = options->allow_other_users != 0 ? guarded_file::allow_other_users : guarded_file::only_own;
+    const unsigned allowed = base::allowed_by(options->allow_other_users, 0);
     const uint32_t status = map_ring(path, records, allowed, own_ring);
     if (status == 0) {
         start_ring(&own_ring);

@@ -29,7 +29,7 @@ void add_to_ring(uint16_t module_id, const char *name, const char *section, cons
 
 /**
  * Maps a new ring; at `path`, or in memory when it is null. Returns 0 or an error of errno.
- * @param allowed  what may lie there already, as guarded_file.h says it
+ * @param allowed  what may lie there already, as base/guarded_file.h says it
  */
 uint32_t map_ring(const char *path, uint32_t capacity, unsigned allowed, ring_memory &ring);
 

@@ -10,7 +10,9 @@
 
 #include <atomic>
 
-#include "guarded_file.h"
+#include "base/clocks.h"
+#include "base/file_reading.h"
+#include "base/guarded_file.h"
 #include "ring.h"
 
 namespace bitlog {
@@ -20,23 +22,22 @@ enum class file_kind { none, empty, ring, other, unusable };
 
 /** What is there, which may be renamed: no link is followed. errno of the last kind. */
 file_kind kind_of(const char *path, unsigned allowed) {
-    const char *refusal = nullptr;
-    const int fd = guarded_file::open_regular(path, O_RDONLY, 0, allowed, refusal);
-    if (fd < 0) {
+    const base::opened_file opened = base::open_regular(path, O_RDONLY, allowed);
+    if (!opened) {
+        errno = opened.code;
         return errno == ENOENT                     ? file_kind::none
                : errno == ELOOP || errno == EINVAL ? file_kind::other
                                                    : file_kind::unusable;
     }
     char magic[sizeof ring_magic];
-    const ssize_t count = read(fd, magic, sizeof magic);
-    const int code = errno;
-    close(fd);
-    errno = code;
-    if (count == 0) {
-        return file_kind::empty;
+    int error = 0;
+    const size_t count = base::read_at(opened.file.get(), magic, sizeof magic, 0, error);
+    if (error != 0) {
+        errno = error;
+        return file_kind::unusable;
     }
-    const bool is_ring = count == static_cast<ssize_t>(sizeof magic) && memcmp(magic, ring_magic, sizeof magic) == 0;
-    return is_ring ? file_kind::ring : count < 0 ? file_kind::unusable : file_kind::other;
+    const bool is_ring = count == sizeof magic && memcmp(magic, ring_magic, sizeof magic) == 0;
+    return count == 0 ? file_kind::empty : is_ring ? file_kind::ring : file_kind::other;
 }
 
 /** Renames the ring of the process before. */
@@ -72,35 +73,26 @@ uint32_t make_way(const char *path, unsigned allowed) {
 }
 
 uint32_t map_file(const char *path, size_t size, void *&memory) {
-    const char *refusal = nullptr;
     // What O_EXCL makes is this process's own, whatever user some file systems write down for it.
-    const int fd =
-        guarded_file::open_regular(path, O_RDWR | O_CREAT | O_EXCL, 0640, guarded_file::allow_other_users, refusal);
-    if (fd < 0) {
-        return static_cast<uint32_t>(errno);
+    const base::opened_file opened = base::open_regular(path, O_RDWR | O_CREAT | O_EXCL, base::allow_other_users, 0640);
+    if (!opened) {
+        return static_cast<uint32_t>(opened.code);
     }
     // Room that is missing shows here; later it would be a signal.
-    int status = posix_fallocate(fd, 0, static_cast<off_t>(size));
+    int status = posix_fallocate(opened.file.get(), 0, static_cast<off_t>(size));
     if (status == 0) {
-        memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+        memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, opened.file.get(), 0);
         status = memory == MAP_FAILED ? errno : 0;
     }
     if (status != 0) {
         unlink(path);
     }
-    close(fd);
     return static_cast<uint32_t>(status);
 }
 
 uint32_t map_memory(size_t size, void *&memory) {
     memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     return memory == MAP_FAILED ? ENOMEM : 0;
-}
-
-uint64_t nanoseconds(clockid_t clock) {
-    timespec time;
-    clock_gettime(clock, &time);
-    return static_cast<uint64_t>(time.tv_sec) * 1000000000 + static_cast<uint64_t>(time.tv_nsec);
 }
 
 void fill(ring_header &header, uint32_t capacity) {
@@ -112,8 +104,8 @@ void fill(ring_header &header, uint32_t capacity) {
     header.capacity = capacity;
     header.module_offset = ring_module_offset;
     header.record_offset = ring_record_offset;
-    header.wall_ns = static_cast<int64_t>(nanoseconds(CLOCK_REALTIME));
-    header.monotonic_ns = nanoseconds(CLOCK_MONOTONIC);
+    header.wall_ns = static_cast<int64_t>(base::clock_ns(CLOCK_REALTIME));
+    header.monotonic_ns = base::clock_ns(CLOCK_MONOTONIC);
     header.process_id = static_cast<uint32_t>(getpid());
     snprintf(header.program, sizeof header.program, "%s", program_invocation_short_name);
     std::atomic_thread_fence(std::memory_order_release);

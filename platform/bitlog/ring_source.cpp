@@ -3,12 +3,11 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 
-#include "guarded_file.h"
+#include "base/file_reading.h"
+#include "base/guarded_file.h"
 #include "ring.h"
 
 namespace bitlog {
@@ -28,24 +27,18 @@ uint32_t ring_source::open(const char *path, const char *&reason) {
 }
 
 uint32_t ring_source::open_file(const char *path, const char *&reason) {
-    const char *refusal = nullptr;
     // It is only read, and nothing in it is trusted: it may be anybody's.
-    fd_ = guarded_file::open_regular(path, O_RDONLY, 0, guarded_file::allow_all, refusal);
-    struct stat status;
-    if (fd_ < 0 || fstat(fd_, &status) != 0) {
-        reason = refusal != nullptr ? "not a trace: no regular file" : "cannot open";
-        return static_cast<uint32_t>(errno);
+    base::opened_file opened = base::open_regular(path, O_RDONLY, base::allow_all);
+    if (!opened) {
+        reason = opened.refusal != nullptr ? "not a trace: no regular file" : "cannot open";
+        return static_cast<uint32_t>(opened.code);
     }
-    size_ = static_cast<uint64_t>(status.st_size);
+    size_ = opened.size();
+    file_ = std::move(opened.file);
     return 0;
 }
 
-void ring_source::close() {
-    if (fd_ >= 0) {
-        ::close(fd_);
-    }
-    fd_ = -1;
-}
+void ring_source::close() { file_ = {}; }
 
 bool ring_source::read(uint64_t offset, void *bytes, size_t length) const {
     if (offset > size_ || length > size_ - offset) {
@@ -59,15 +52,8 @@ bool ring_source::read(uint64_t offset, void *bytes, size_t length) const {
         }
         return true;
     }
-    for (size_t done = 0; done < length;) {
-        const ssize_t count =
-            pread(fd_, static_cast<uint8_t *>(bytes) + done, length - done, static_cast<off_t>(offset + done));
-        if (count == 0 || (count < 0 && errno != EINTR)) {
-            return false;
-        }
-        done += count > 0 ? static_cast<size_t>(count) : 0;
-    }
-    return true;
+    int ignored = 0;
+    return base::read_all_at(file_.get(), bytes, length, offset, ignored);
 }
 
 }  // namespace bitlog

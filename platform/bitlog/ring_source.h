@@ -4,6 +4,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "base/file_descriptor.h"
+
 namespace bitlog {
 
 /**
@@ -23,7 +25,7 @@ class ring_source {
   private:
     uint32_t open_file(const char *path, const char *&reason);
 
-    int fd_ = -1;
+    base::file_descriptor file_;
     const uint8_t *memory_ = nullptr;
     uint64_t size_ = 0;
 };

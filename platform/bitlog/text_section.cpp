@@ -3,14 +3,11 @@
 
 #include <bzlib.h>
 #include <dlfcn.h>
-#include <errno.h>
 #include <fcntl.h>
 #include <gelf.h>
 #include <libelf.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace bitlog {
 namespace {
@@ -98,30 +95,17 @@ text_block read_section(Elf *elf, const char *name) {
 
 }  // namespace
 
-// A path may come from elsewhere: opening must neither block nor read a device.
-int open_module_file(const char *path) {
-    int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    struct stat status;
-    if (fd >= 0 && (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode))) {
-        close(fd);
-        errno = EINVAL;
-        return -1;
-    }
-    return fd;
-}
+base::opened_file open_module_file(const char *path) { return base::open_regular(path, O_RDONLY, base::allow_all); }
 
 text_block read_file_texts(const char *path, const char *section) {
-    int fd = open_module_file(path);
-    if (fd < 0) {
-        return {};
-    }
+    const base::opened_file opened = open_module_file(path);
     text_block block;
-    Elf *elf = elf_version(EV_CURRENT) == EV_NONE ? nullptr : elf_begin(fd, ELF_C_READ, nullptr);
+    Elf *elf =
+        !opened || elf_version(EV_CURRENT) == EV_NONE ? nullptr : elf_begin(opened.file.get(), ELF_C_READ, nullptr);
     if (elf != nullptr) {
         block = read_section(elf, section);
         elf_end(elf);
     }
-    close(fd);
     return block;
 }
 

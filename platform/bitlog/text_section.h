@@ -3,6 +3,8 @@
 
 #include <stddef.h>
 
+#include "base/guarded_file.h"
+
 namespace bitlog {
 
 // A block of memory from malloc, ended by a NUL that `size` does not count. `data` is null when there is none.
@@ -18,7 +20,7 @@ text_block read_module_texts(const void *address, const char *section);
 // The same from a file that is known.
 text_block read_file_texts(const char *path, const char *section);
 
-// Opens a file that may be a module; -1 and errno for what is no regular file, too.
-int open_module_file(const char *path);
+// Opens a file that may be a module: a path may come from elsewhere, so nothing but a regular file is opened.
+base::opened_file open_module_file(const char *path);
 
 }  // namespace bitlog

@@ -1,10 +1,9 @@
 // Checksums of bytes, and of any part of a file from sums taken once.
 #include "crc32.h"
 
-#include <errno.h>
-#include <unistd.h>
-
 #include <array>
+
+#include "base/file_reading.h"
 
 namespace vela::recorder {
 namespace {
@@ -76,13 +75,8 @@ bool file_sums::sum_up_to(u_int64 end, u_int32 &sum) {
 
 bool file_sums::add(u_int64 from, size_t count, u_int32 &sum) {
     u_int8 bytes[step];
-    for (size_t done = 0; done < count;) {
-        const ssize_t got = pread(file_, bytes + done, count - done, static_cast<off_t>(from + done));
-        if (got == 0 || (got < 0 && errno != EINTR)) {
-            error_ = got < 0 ? errno : error_;
-            return false;
-        }
-        done += got > 0 ? static_cast<size_t>(got) : 0;
+    if (!base::read_all_at(file_, bytes, count, from, error_)) {
+        return false;
     }
     sum = sum_of({bytes, count}, sum);
     return true;

@@ -3,13 +3,11 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "file_descriptor.h"
-#include "guarded_file.h"
+#include "base/file_reading.h"
 #include "record_format.h"
 
 namespace vela::recorder {
@@ -20,15 +18,14 @@ bool exists(const std::string &name) {
     return lstat(name.c_str(), &status) == 0;
 }
 
-/** Whether a file begins as a recording, or was cut off before it could. */
-bool begins_as_recording(const std::string &name, unsigned allowed, const char *&refusal) {
-    const transport::file_descriptor file(guarded_file::open_regular(name.c_str(), O_RDONLY, 0, allowed, refusal));
-    if (!file) {
-        return false;
-    }
+/** Whether a file begins as a recording, or was cut off before it could; if not, why. */
+bool begins_as_recording(const std::string &name, unsigned allowed, const char *&why) {
+    const base::opened_file opened = base::open_regular(name.c_str(), O_RDONLY, allowed);
     u_int8 bytes[VELA_RECORDING_HEADER];
-    const ssize_t count = pread(file.get(), bytes, sizeof bytes, 0);
-    return count >= 0 && std::equal(bytes, bytes + count, file_header.begin());
+    int error = 0;
+    const size_t count = opened ? base::read_at(opened.file.get(), bytes, sizeof bytes, 0, error) : 0;
+    why = opened.refusal != nullptr ? opened.refusal : "it is no recording, or cannot be read";
+    return opened && error == 0 && std::equal(bytes, bytes + count, file_header.begin());
 }
 
 int renamed(const std::string &from, const std::string &to) {
@@ -39,10 +36,6 @@ int removed(const std::string &name) { return unlink(name.c_str()) == 0 || errno
 
 }  // namespace
 
-failure system_failure(const std::string &name, const char *doing, int code) {
-    return {static_cast<u_int32>(code), name + ": cannot " + doing + ": " + strerror(code)};
-}
-
 std::string file_name(const std::string &path, u_int32 number) {
     return number == 0 ? path : path + "." + std::to_string(number);
 }
@@ -50,10 +43,9 @@ std::string file_name(const std::string &path, u_int32 number) {
 bool check_older_files(const std::string &path, unsigned allowed, failure &why) {
     for (u_int32 number = 1; number < VELA_RECORDER_MOST_FILES; ++number) {
         const std::string name = file_name(path, number);
-        const char *refusal = nullptr;
-        if (exists(name) && !begins_as_recording(name, allowed, refusal)) {
-            why = {VELA_EINVAL, name + ": is in the way: " +
-                                    (refusal != nullptr ? refusal : "it is no recording, or cannot be read")};
+        const char *reason = nullptr;
+        if (exists(name) && !begins_as_recording(name, allowed, reason)) {
+            why = {VELA_EINVAL, name + ": is in the way: " + reason};
             return false;
         }
     }

@@ -1,10 +1,9 @@
 // Reads a file in portions.
 #include "file_window.h"
 
-#include <errno.h>
-#include <unistd.h>
-
 #include <algorithm>
+
+#include "base/file_reading.h"
 
 namespace vela::recorder {
 namespace {
@@ -29,17 +28,7 @@ octets file_window::at(u_int64 offset, size_t count) {
 void file_window::fill(u_int64 offset, size_t count) {
     start_ = offset;
     bytes_.resize(count);
-    size_t done = 0;
-    while (done < count) {
-        const ssize_t got = pread(file_, bytes_.data() + done, count - done, static_cast<off_t>(offset + done));
-        if (got > 0) {
-            done += static_cast<size_t>(got);
-        } else if (got == 0 || errno != EINTR) {
-            error_ = got < 0 ? errno : error_;
-            break;
-        }
-    }
-    bytes_.resize(done);
+    bytes_.resize(base::read_at(file_, bytes_.data(), count, offset, error_));
 }
 
 }  // namespace vela::recorder

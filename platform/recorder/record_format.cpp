@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "base/big_endian.h"
+
 namespace vela::recorder {
 namespace {
 
@@ -10,18 +12,12 @@ constexpr size_t length_at = 4, time_at = 8, source_at = 16, bytes_crc_at = 20, 
 
 template <typename number>
 void put(head_bytes &bytes, size_t at, number value) {
-    for (size_t i = sizeof value; i-- > 0; value = static_cast<number>(value >> 8)) {
-        bytes[at + i] = static_cast<u_int8>(value);
-    }
+    base::store_big_endian(bytes.data() + at, value);
 }
 
 template <typename number>
 number get(octets bytes, size_t at) {
-    number value = 0;
-    for (size_t i = 0; i < sizeof value; ++i) {
-        value = static_cast<number>(value << 8 | bytes[at + i]);
-    }
-    return value;
+    return base::load_big_endian<number>(bytes.data() + at);
 }
 
 }  // namespace

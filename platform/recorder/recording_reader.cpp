@@ -1,30 +1,26 @@
 // Reads the files of a recording, oldest first.
 #include <errno.h>
 #include <fcntl.h>
-#include <stdio.h>
 
 #include <memory>
 #include <new>
 #include <vector>
 
-#include "file_descriptor.h"
 #include "file_series.h"
-#include "guarded_file.h"
 #include "recording_scan.h"
 
 using namespace vela::recorder;
-using vela::transport::file_descriptor;
 
 namespace {
 
 /** A file of the recording; its descriptor stays open, so that turning over does not hide it. */
 struct source_file {
     std::string name;
-    file_descriptor file;
-    struct stat status;
-    u_int64 size() const { return static_cast<u_int64>(status.st_size); }
+    base::opened_file opened;
+    int fd() const { return opened.file.get(); }
+    u_int64 size() const { return static_cast<u_int64>(opened.status.st_size); }
     bool is_same(const source_file &other) const {
-        return status.st_ino == other.status.st_ino && status.st_dev == other.status.st_dev;
+        return opened.status.st_ino == other.opened.status.st_ino && opened.status.st_dev == other.opened.status.st_dev;
     }
 };
 
@@ -62,20 +58,13 @@ bool vela_recording::open(const std::string &path, failure &why) {
 }
 
 bool vela_recording::open_file(const std::string &name, failure &why) {
-    const char *refusal = nullptr;
     // They are only read, and nothing in them is trusted: they may be anybody's.
-    source_file next = {
-        name,
-        file_descriptor(guarded_file::open_regular(name.c_str(), O_RDONLY, 0, guarded_file::allow_all, refusal)),
-        {}};
-    if (!next.file && errno == ENOENT) {
-        return true;
+    base::opened_file opened = base::open_regular(name.c_str(), O_RDONLY, base::allow_all);
+    if (!opened) {
+        why = open_failure(name, opened);
+        return opened.code == ENOENT;
     }
-    if (!next.file || fstat(next.file.get(), &next.status) != 0) {
-        why = system_failure(name, "open", errno);
-        why.text = refusal != nullptr ? name + ": cannot open: " + refusal : why.text;
-        return false;
-    }
+    source_file next = {name, std::move(opened)};
     for (const source_file &other : files_) {
         if (next.is_same(other)) {
             return true;
@@ -103,7 +92,7 @@ bool vela_recording::next(vela_recording_item &item, u_int32 &err) {
     while (!files_.empty()) {
         if (scan_ == nullptr) {
             current_ = files_.back().name;
-            scan_ = std::make_unique<scanner>(files_.back().file.get(), files_.back().size());
+            scan_ = std::make_unique<scanner>(files_.back().fd(), files_.back().size());
         }
         const place here = scan_->next();
         if (here.what == found::end) {
@@ -132,37 +121,14 @@ bool vela_recording::next(vela_recording_item &item, u_int32 &err) {
 }
 
 vela_recording *vela_recording_open(const char *path, char *error_text, size_t room, u_int32 *err) {
-    if (*err != 0) {
-        return nullptr;
-    }
-    failure why;
-    std::unique_ptr<vela_recording> recording;
-    try {
-        recording = std::make_unique<vela_recording>();
-        if (!recording->open(path, why)) {
-            recording.reset();
-        }
-    } catch (const std::bad_alloc &) {
-        recording.reset();
-        why = {VELA_ENOMEM, {}};
-    }
-    *err = why.code;
-    if (recording == nullptr && error_text != nullptr && room > 0) {
-        snprintf(error_text, room, "%s", why.code == VELA_ENOMEM ? "no memory for a recording" : why.text.c_str());
-    }
-    return recording.release();
+    return base::make_or_fail(err, error_text, room, "no memory for a recording", [path](failure &why) {
+        auto recording = std::make_unique<vela_recording>();
+        return recording->open(path, why) ? std::move(recording) : nullptr;
+    });
 }
 
 u_int32 vela_recording_next(vela_recording *recording, vela_recording_item *item, u_int32 *err) {
-    if (*err != 0) {
-        return 0;
-    }
-    try {
-        return recording->next(*item, *err) ? 1 : 0;
-    } catch (const std::bad_alloc &) {
-        *err = VELA_ENOMEM;
-        return 0;
-    }
+    return base::call_or_fail(err, [&] { return recording->next(*item, *err); });
 }
 
 u_int64 vela_recording_size(const vela_recording *recording) { return recording->size(); }

@@ -4,19 +4,16 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stddef.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/file.h>
 #include <sys/uio.h>
-#include <time.h>
 
 #include <new>
 
-#include "guarded_file.h"
+#include "base/clocks.h"
 #include "recording_scan.h"
 
 using namespace vela::recorder;
-using vela::transport::file_descriptor;
 
 bool vela_recorder::open(failure &why) { return check_older_files(path_, allowed_, why) && open_file(why); }
 
@@ -55,16 +52,13 @@ int vela_recorder::begin_new_file() {
 /** Opens FILE so that nobody else writes it. */
 bool vela_recorder::open_locked(failure &why) {
     for (;;) {
-        const char *refusal = nullptr;
-        file_descriptor file(guarded_file::open_regular(path_.c_str(), O_RDWR | O_CREAT | O_APPEND,
-                                                        static_cast<mode_t>(options_.mode), allowed_, refusal));
-        struct stat opened {};
-        if (!file || fstat(file.get(), &opened) != 0) {
-            why = system_failure(path_, "open", errno);
-            why.text = refusal != nullptr ? path_ + ": cannot open: " + refusal : why.text;
+        base::opened_file opened = base::open_regular(path_.c_str(), O_RDWR | O_CREAT | O_APPEND, allowed_,
+                                                      static_cast<mode_t>(options_.mode));
+        if (!opened) {
+            why = open_failure(path_, opened);
             return false;
         }
-        if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (flock(opened.file.get(), LOCK_EX | LOCK_NB) != 0) {
             const int code = errno;
             why = system_failure(path_, "lock", code);
             if (code == EWOULDBLOCK) {
@@ -72,11 +66,12 @@ bool vela_recorder::open_locked(failure &why) {
             }
             return false;
         }
-        // Between the two calls its owner may have turned it over.
+        // Between the two calls its owner may have turned it over, or added to it.
         struct stat named {};
-        if (stat(path_.c_str(), &named) == 0 && named.st_ino == opened.st_ino && named.st_dev == opened.st_dev) {
-            file_ = std::move(file);
-            size_ = static_cast<u_int64>(opened.st_size);
+        if (stat(path_.c_str(), &named) == 0 && named.st_ino == opened.status.st_ino &&
+            named.st_dev == opened.status.st_dev) {
+            file_ = std::move(opened.file);
+            size_ = static_cast<u_int64>(named.st_size);
             return true;
         }
     }
@@ -204,8 +199,6 @@ vela_recorder_statistics vela_recorder::statistics() const {
 
 namespace {
 
-constexpr u_int64 nanoseconds_per_second = 1'000'000'000;
-
 /** The options with defaults filled in; false when they are out of range. */
 bool complete(const vela_recorder_options *given, vela_recorder_options &options, failure &why) {
     constexpr size_t least = offsetof(vela_recorder_options, allow_other_users);  // of the first release
@@ -225,38 +218,22 @@ bool complete(const vela_recorder_options *given, vela_recorder_options &options
     return true;
 }
 
-u_int64 now() {
-    timespec time{};
-    clock_gettime(CLOCK_REALTIME, &time);
-    return static_cast<u_int64>(time.tv_sec) * nanoseconds_per_second + static_cast<u_int64>(time.tv_nsec);
-}
-
 }  // namespace
 
 vela_recorder *vela_recorder_open(const char *path, const vela_recorder_options *options, char *error_text, size_t room,
                                   u_int32 *err) {
-    if (*err != 0) {
-        return nullptr;
+    if (*err == 0 && error_text != nullptr && room > 0) {
+        error_text[0] = '\0';  // a text that comes with a recorder is a warning
     }
-    failure why;
-    std::unique_ptr<vela_recorder> recorder;
-    try {
-        vela_recorder_options all{};
-        if (complete(options, all, why)) {
-            recorder = std::make_unique<vela_recorder>(path, all);
-            if (!recorder->open(why)) {
-                recorder.reset();
-            }
-        }
-    } catch (const std::bad_alloc &) {
-        recorder.reset();
-        why = {VELA_ENOMEM, {}};
-    }
-    *err = why.code;
-    if (error_text != nullptr && room > 0) {
-        snprintf(error_text, room, "%s", why.code == VELA_ENOMEM ? "no memory for a recorder" : why.text.c_str());
-    }
-    return recorder.release();
+    return base::make_or_fail(err, error_text, room, "no memory for a recorder",
+                              [=](failure &why) -> std::unique_ptr<vela_recorder> {
+                                  vela_recorder_options all{};
+                                  if (!complete(options, all, why)) {
+                                      return nullptr;
+                                  }
+                                  auto recorder = std::make_unique<vela_recorder>(path, all);
+                                  return recorder->open(why) ? std::move(recorder) : nullptr;
+                              });
 }
 
 u_int32 vela_recorder_append(vela_recorder *recorder, u_int64 time_ns, u_int32 source, const u_int8 *bytes,
@@ -270,7 +247,8 @@ u_int32 vela_recorder_append(vela_recorder *recorder, u_int64 time_ns, u_int32 s
     }
     try {
         const octets content(bytes, length);
-        *err = recorder->append({length, time_ns != 0 ? time_ns : now(), source, crc32(content)}, content);
+        *err = recorder->append(
+            {length, time_ns != 0 ? time_ns : base::clock_ns(CLOCK_REALTIME), source, crc32(content)}, content);
     } catch (const std::bad_alloc &) {
         *err = recorder->refuse(VELA_ENOMEM);
     }

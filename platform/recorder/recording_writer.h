@@ -4,9 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "file_descriptor.h"
 #include "file_series.h"
-#include "guarded_file.h"
 #include "record_format.h"
 
 struct vela_recorder {
@@ -15,8 +13,7 @@ struct vela_recorder {
     vela_recorder(std::string path, const vela_recorder_options &options)
         : path_(std::move(path)),
           options_(options),
-          allowed_((options.allow_other_users != 0 ? guarded_file::allow_other_users : 0u) |
-                   (options.allow_links != 0 ? guarded_file::allow_links : 0u)) {}
+          allowed_(base::allowed_by(options.allow_other_users, options.allow_links)) {}
 
     /** Opens or creates FILE; `why.text` without a code is a warning. */
     bool open(vela::recorder::failure &why);
@@ -37,8 +34,8 @@ struct vela_recorder {
 
     std::string path_;
     vela_recorder_options options_;
-    unsigned allowed_;  // of files that are there, as guarded_file.h says it
-    vela::transport::file_descriptor file_;
+    unsigned allowed_;  // of files that are there, as base/guarded_file.h says it
+    base::file_descriptor file_;
     u_int64 size_ = 0;        // of what stands whole in the file
     bool is_untidy_ = false;  // a part of a record stands behind that
     vela_recorder_statistics statistics_{};

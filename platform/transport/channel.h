@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "admission.h"
+#include "base/file_descriptor.h"
 #include "domains.h"
-#include "file_descriptor.h"
 #include "peer.h"
 #include "timetable.h"
 

@@ -1,6 +1,5 @@
 // The C face of channels: checks arguments, keeps exceptions in.
 #include <errno.h>
-#include <stdio.h>
 
 #include <new>
 
@@ -70,37 +69,29 @@ std::unique_ptr<vela_channel> make_channel(const char *domain_name, const char *
 
 vela_channel *open_channel(const char *domain_name, const char *uri, const vela_channel_options *options, opener open,
                            char *error_text, size_t room, u_int32 *err) {
-    if (*err != 0) {
-        return nullptr;
-    }
-    failure why;
-    std::unique_ptr<vela_channel> channel;
-    try {
-        channel = make_channel(domain_name, uri, options, open, why);
-    } catch (const std::bad_alloc &) {
-        why.code = VELA_ENOMEM;
-    }
-    if (channel == nullptr) {
-        *err = static_cast<u_int32>(why.code);
-        if (error_text != nullptr && room > 0) {
-            snprintf(error_text, room, "%s", why.code == VELA_ENOMEM ? "no memory for a channel" : why.text.c_str());
-        }
-    }
-    return channel.release();
+    return base::make_or_fail(err, error_text, room, "no memory for a channel",
+                              [&](failure &why) { return make_channel(domain_name, uri, options, open, why); });
 }
 
 // Runs a send; 1 when it was accepted.
 template <typename Send>
 u_int32 accept_or_fail(u_int32 *err, Send send) {
-    if (*err != 0) {
-        return 0;
-    }
-    try {
+    return base::call_or_fail(err, [&] {
         *err = send();
-    } catch (const std::bad_alloc &) {
-        *err = VELA_ENOMEM;
-    }
-    return *err == 0 ? 1 : 0;
+        return *err == 0;
+    });
+}
+
+// Runs what delivers messages, unless that is under way.
+template <typename Deliver>
+u_int32 deliver_or_fail(const vela_channel *channel, u_int32 *err, Deliver deliver) {
+    return base::call_or_fail(err, [&]() -> u_int32 {
+        if (channel->is_processing()) {
+            *err = VELA_EINVAL;
+            return 0;
+        }
+        return deliver();
+    });
 }
 
 }  // namespace
@@ -140,19 +131,7 @@ u_int32 vela_channel_wait(vela_channel *channel, int32 timeout_ms) {
 
 u_int32 vela_channel_process(vela_channel *channel, vela_handle *handle, u_int32 mem_class, void *context,
                              u_int32 limit, u_int32 *err) {
-    if (*err != 0) {
-        return 0;
-    }
-    if (channel->is_processing()) {
-        *err = VELA_EINVAL;
-        return 0;
-    }
-    try {
-        return channel->process({handle, mem_class, context}, limit);
-    } catch (const std::bad_alloc &) {
-        *err = VELA_ENOMEM;
-        return 0;
-    }
+    return deliver_or_fail(channel, err, [&] { return channel->process({handle, mem_class, context}, limit); });
 }
 
 u_int32 vela_channel_send(vela_channel *channel, const u_int8 *bytes, u_int32 length, u_int32 *err) {
@@ -165,19 +144,9 @@ u_int32 vela_channel_reply(vela_channel *channel, const u_int8 *bytes, u_int32 l
 
 u_int32 vela_channel_finish(vela_channel *channel, vela_handle *handle, u_int32 mem_class, void *context,
                             u_int32 timeout_ms, u_int32 *err) {
-    if (*err != 0) {
-        return 0;
-    }
-    if (channel->is_processing()) {
-        *err = VELA_EINVAL;
-        return 0;
-    }
-    try {
-        return channel->finish({handle, mem_class, context}, timeout_ms) ? 1 : 0;
-    } catch (const std::bad_alloc &) {
-        *err = VELA_ENOMEM;
-        return 0;
-    }
+    return deliver_or_fail(channel, err, [&] {
+        return channel->finish({handle, mem_class, context}, timeout_ms) ? 1u : 0u;
+    });
 }
 
 u_int32 vela_channel_unconfirmed(const vela_channel *channel) { return channel->unconfirmed(); }

@@ -1,21 +1,13 @@
 // What travels: a bundle or a single message, told apart by the first byte.
 #pragma once
 
+#include "base/big_endian.h"
 #include "vela_bundle.h"
 
 namespace vela::transport {
 
-inline u_int32 load_u32(const u_int8 *at) {
-    return static_cast<u_int32>(at[0]) << 24 | static_cast<u_int32>(at[1]) << 16 | static_cast<u_int32>(at[2]) << 8 |
-           at[3];
-}
-
-inline void store_u32(u_int8 *at, u_int32 value) {
-    at[0] = static_cast<u_int8>(value >> 24);
-    at[1] = static_cast<u_int8>(value >> 16);
-    at[2] = static_cast<u_int8>(value >> 8);
-    at[3] = static_cast<u_int8>(value);
-}
+inline u_int32 load_u32(const u_int8 *at) { return base::load_big_endian<u_int32>(at); }
+inline void store_u32(u_int8 *at, u_int32 value) { base::store_big_endian(at, value); }
 
 // Where a message header keeps the length of the whole message, and where the identity follows it.
 constexpr u_int32 message_length_offset = 12;

@@ -8,7 +8,6 @@
 #include <mutex>
 #include <vector>
 
-#include "file_descriptor.h"
 #include "mechanism.h"
 
 namespace vela::transport {
@@ -162,7 +161,7 @@ class inproc_mechanism : public mechanism {
         }
         listens_ = true;
         if (!entry->second.event) {
-            why = {errno, std::string("no event descriptor: ") + strerror(errno)};
+            why = system_failure(errno, "no event descriptor");
         }
         return entry->second.event.get();
     }

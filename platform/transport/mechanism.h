@@ -4,9 +4,15 @@
 #include <memory>
 #include <string>
 
+#include "base/failure.h"
+#include "base/file_descriptor.h"
 #include "velalib.h"
 
 namespace vela::transport {
+
+using base::failure;
+using base::file_descriptor;
+using base::system_failure;
 
 enum class io {
     done,   // a whole frame
@@ -51,11 +57,6 @@ class peer_link {
     virtual void refuse() {}
     // The peer, for messages to people.
     virtual const std::string &peer() const = 0;
-};
-
-struct failure {
-    int code = 0;
-    std::string text;
 };
 
 struct mechanism_options {

@@ -2,7 +2,6 @@
 #include "socket.h"
 
 #include <errno.h>
-#include <string.h>
 
 namespace vela::transport {
 namespace {
@@ -27,8 +26,6 @@ io failed(int code, int &error) {
 }
 
 }  // namespace
-
-failure system_failure(int code, const std::string &what) { return {code, what + ": " + strerror(code)}; }
 
 file_descriptor open_socket(int family, int type, const mechanism_options &options, failure &why) {
     file_descriptor fd(socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));

@@ -4,7 +4,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
-#include "file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "mechanism.h"
 
 namespace vela::transport {
@@ -22,8 +22,5 @@ io send_parts(int fd, iovec *parts, size_t count, size_t &sent, int &error);
 // recv in the same manner. With the flag MSG_TRUNC `length` is that of a whole packet, also when the room was less.
 // `ended` with error 0: the peer closed.
 io receive_bytes(int fd, void *buffer, size_t room, int flags, size_t &length, int &error);
-
-// "what: the system's reason"
-failure system_failure(int code, const std::string &what);
 
 }  // namespace vela::transport

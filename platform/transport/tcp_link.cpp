@@ -9,10 +9,10 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <string.h>
-#include <time.h>
 
 #include <algorithm>
 
+#include "base/clocks.h"
 #include "frame.h"
 #include "socket.h"
 
@@ -28,11 +28,7 @@ constexpr size_t least_room = 64 * 1024;
 constexpr int most_reads_at_once = 16;
 
 // Cheap enough to be asked for each frame, and a few milliseconds late.
-u_int64 coarse_now_ms() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return static_cast<u_int64>(now.tv_sec) * 1000 + static_cast<u_int64>(now.tv_nsec) / 1'000'000;
-}
+u_int64 coarse_now_ms() { return base::clock_ms(CLOCK_MONOTONIC_COARSE); }
 
 void set_option(int fd, int level, int option, int value) { setsockopt(fd, level, option, &value, sizeof value); }
 

@@ -1,7 +1,7 @@
 // A connection over TCP.
 #pragma once
 
-#include "file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "mechanism.h"
 
 namespace vela::transport {

@@ -6,16 +6,14 @@
 
 #include <algorithm>
 
+#include "base/clocks.h"
+
 namespace vela::transport {
 
-u_int64 now_ms() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<u_int64>(now.tv_sec) * 1000 + static_cast<u_int64>(now.tv_nsec) / 1'000'000;
-}
+u_int64 now_ms() { return base::clock_ms(CLOCK_MONOTONIC); }
 
 bool timetable::open() {
-    timer_ = file_descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
+    timer_ = base::file_descriptor(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
     return static_cast<bool>(timer_);
 }
 

@@ -1,7 +1,7 @@
 // What a channel is to do at a later time, behind one descriptor.
 #pragma once
 
-#include "file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "velalib.h"
 
 namespace vela::transport {
@@ -33,7 +33,7 @@ class timetable {
     void rearm();
 
   private:
-    file_descriptor timer_;
+    base::file_descriptor timer_;
     u_int64 due_[task_count] = {};  // 0: not
     u_int64 armed_ = 0;             // when the descriptor becomes readable; 0: never
 };

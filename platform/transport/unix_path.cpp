@@ -7,7 +7,7 @@
 #include <sys/file.h>
 #include <time.h>
 
-#include "file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "socket.h"
 
 namespace vela::transport {

@@ -1,19 +1,18 @@
 // Domains as TOML files: reads one, checks it against the types of the loaded modules, reports every fault with its line.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <set>
 #include <vector>
 
+#include "base/characters.h"
+#include "base/failure.h"
+#include "base/file_reading.h"
+#include "base/guarded_file.h"
 #include "domain_syntax.h"
-#include "file_descriptor.h"
-#include "guarded_file.h"
 #include "module_types.h"
 #include "velalib/runtime.h"
 
@@ -35,39 +34,23 @@ std::string number(int64_t value) { return std::to_string(value); }
 
 /** A name from the file, fit for a message: it may hold anything. */
 std::string quoted(std::string_view name) {
-    std::string text = "'";
-    for (const char character : name.substr(0, 64)) {
-        text += static_cast<unsigned char>(character) < ' ' || character == '\x7f' ? '?' : character;
-    }
-    return text + (name.size() > 64 ? "...'" : "'");
+    return "'" + base::printable(name.substr(0, 64)) + (name.size() > 64 ? "...'" : "'");
 }
 
-/** Reads a file whole; returns 0 or the error word. */
-u_int32 read_file(const char *path, std::string &content, std::string &why) {
-    const char *refusal = nullptr;
-    const vela::transport::file_descriptor file(
-        guarded_file::open_regular(path, O_RDONLY, 0, guarded_file::allow_all, refusal));
-    ssize_t count = file ? 1 : -1;
-    while (count > 0 && content.size() <= longest_file) {
-        char block[8192];
-        count = ::read(file.get(), block, sizeof block);
-        if (count > 0) {
-            content.append(block, static_cast<size_t>(count));
-        }
-        if (count < 0 && errno == EINTR) {
-            count = 1;
-        }
+/** Reads a file whole; false with the reason. */
+bool read_file(const std::string &path, std::string &content, base::failure &why) {
+    const base::opened_file opened = base::open_regular(path.c_str(), O_RDONLY, base::allow_all);
+    int error = opened.code;
+    if (opened) {
+        content.resize(longest_file + 1);
+        content.resize(base::read_at(opened.file.get(), content.data(), content.size(), 0, error));
     }
-    const int error = errno;
-    if (count < 0) {
-        why = std::string(path) + ": cannot read: " + (refusal != nullptr ? refusal : std::strerror(error));
-        return static_cast<u_int32>(error);
+    if (error != 0) {
+        why = {static_cast<u_int32>(error), path + ": cannot read: " + (opened ? strerror(error) : opened.reason())};
+    } else if (content.size() > longest_file) {
+        why = {VELA_EMSGSIZE, path + ": longer than 1 MiB; no domain is, name another file"};
     }
-    if (content.size() > longest_file) {
-        why = std::string(path) + ": longer than 1 MiB; no domain is, name another file";
-        return VELA_EMSGSIZE;
-    }
-    return VELA_OK;
+    return why.code == 0;
 }
 
 class domain_reader {
@@ -234,23 +217,20 @@ std::string domain_reader::faults() {
     return text;
 }
 
-/** Loads a file; null with the error word and its reason. */
-owned_domain load(const char *path, std::string &why, u_int32 &err) {
+/** Loads a file; null with the reason. */
+owned_domain load(const char *path, base::failure &why) {
+    std::string content;
     if (path == nullptr || path[0] == '\0') {
-        why = "no file is named that holds a domain";
-        err = VELA_EINVAL;
+        why = {VELA_EINVAL, "no file is named that holds a domain"};
         return nullptr;
     }
-    std::string content;
-    err = read_file(path, content, why);
-    if (err != 0) {
+    if (!read_file(path, content, why)) {
         return nullptr;
     }
     domain_reader reader(path);
     owned_domain domain = reader.read(content);
     if (domain == nullptr) {
-        why = reader.faults();
-        err = VELA_EINVAL;
+        why = {VELA_EINVAL, reader.faults()};
     }
     return domain;
 }
@@ -258,18 +238,6 @@ owned_domain load(const char *path, std::string &why, u_int32 &err) {
 }  // namespace
 
 vela_domain *vela_domain_load(const char *path, char *error_text, size_t room, u_int32 *err) {
-    if (*err != 0) {
-        return nullptr;
-    }
-    std::string why;
-    owned_domain domain;
-    try {
-        domain = load(path, why, *err);
-    } catch (const std::bad_alloc &) {
-        *err = VELA_ENOMEM;
-    }
-    if (domain == nullptr && error_text != nullptr && room > 0) {
-        snprintf(error_text, room, "%s", *err == VELA_ENOMEM ? "there is no memory for a domain" : why.c_str());
-    }
-    return domain.release();
+    return base::make_or_fail(err, error_text, room, "there is no memory for a domain",
+                              [path](base::failure &why) { return load(path, why); });
 }

@@ -6,33 +6,14 @@
 #include <charconv>
 #include <cstdlib>
 
+#include "base/utf8.h"
+
 namespace velalib {
 namespace {
 
 constexpr std::string_view bare_key = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
 constexpr std::string_view bare_value = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+.:";
 constexpr std::string_view digits = "0123456789";
-
-/** Bytes of the character that a text begins with; 0 when it is not UTF-8. */
-size_t utf8_length(std::string_view text) {
-    const auto byte = [&](size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u; };
-    const unsigned first = byte(0);
-    const size_t length = first < 0x80   ? 1
-                          : first < 0xC2 ? 0
-                          : first < 0xE0 ? 2
-                          : first < 0xF0 ? 3
-                          : first < 0xF5 ? 4
-                                         : 0;
-    for (size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    const bool is_overlong = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xF0 && byte(1) < 0x90);
-    const bool is_surrogate = first == 0xED && byte(1) > 0x9F;
-    const bool is_beyond = first == 0xF4 && byte(1) > 0x8F;
-    return is_overlong || is_surrogate || is_beyond ? 0 : length;
-}
 
 void append_utf8(std::string &text, unsigned long code) {
     const auto tail = [&](int shift) { text += static_cast<char>(0x80 | (code >> shift & 0x3F)); };
@@ -96,7 +77,7 @@ bool domain_syntax::read() {
 /** Text in UTF-8 without control characters, once and for all: everything after this looks at single bytes. */
 bool domain_syntax::check_characters() {
     for (std::string_view left = rest_; !left.empty();) {
-        const size_t length = utf8_length(left);
+        const size_t length = base::utf8_length(left.data(), left.size());
         const auto first = static_cast<unsigned char>(left.front());
         const bool ends_line = first == '\n' || left.substr(0, 2) == "\r\n";
         if (length == 0) {

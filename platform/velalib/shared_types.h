@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-#include "file_descriptor.h"
+#include "base/file_descriptor.h"
 #include "type_table.h"
 #include "velalib/shared_types.h"
 
@@ -38,8 +38,8 @@ static_assert(std::atomic<u_int64>::is_always_lock_free && std::atomic<u_int32>:
 struct vela_shared_types {
     velalib::shared_types_file *file;
     size_t size;
-    bool is_copy;  // read as far as it is in use, not mapped: pointers in it are those of another place
-    vela::transport::file_descriptor opened;  // of what is mapped
+    bool is_copy;                  // read as far as it is in use, not mapped: pointers in it are those of another place
+    base::file_descriptor opened;  // of what is mapped
     std::atomic<u_int32> users;
 };
 

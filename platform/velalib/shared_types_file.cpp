@@ -1,87 +1,85 @@
 // How a file of shared types is made, mapped, read and checked.
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <string>
 
-#include "guarded_file.h"
+#include "base/failure.h"
+#include "base/file_reading.h"
+#include "base/guarded_file.h"
 #include "shared_types.h"
 
-using vela::transport::file_descriptor;
+using base::failure;
+using base::file_descriptor;
 using velalib::shared_types_file;
 
 namespace {
 
 constexpr size_t page_size = 4096;
 constexpr size_t largest_size = size_t{1} << 30;
+constexpr char no_memory[] = "there is no memory";
 
-/** Where a failure is told: the error word, and the caller's buffer for words. */
-struct failure_report {
-    u_int32 *err;
-    char *reason;
-    size_t room;
+bool fail(failure &why, u_int32 code, std::string text) {
+    why = {code, std::move(text)};
+    return false;
+}
 
-    /** Stores the code and the words; false, for the caller to pass on. */
-    [[gnu::format(printf, 3, 4)]] bool fail(u_int32 code, const char *format, ...) const {
-        *err = code;
-        if (reason != nullptr && room > 0) {
-            va_list arguments;
-            va_start(arguments, format);
-            vsnprintf(reason, room, format, arguments);
-            va_end(arguments);
-        }
-        return false;
-    }
-    /** The same for a call of the system, or what guards it. */
-    bool fail_by_system(const char *what, const char *refusal = nullptr) const {
-        const int code = errno;
-        return fail(static_cast<u_int32>(code), "%s: %s", what, refusal != nullptr ? refusal : strerror(code));
-    }
+std::string hexadecimal(u_int64 number) {
+    char text[24];
+    snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(number));
+    return text;
+}
+
+struct close_types {
+    void operator()(vela_shared_types *types) const { vela_shared_types_close(types); }
 };
+using owned_types = std::unique_ptr<vela_shared_types, close_types>;
 
 // ---- checks --------------------------------------------------------------------------------------------------------
 
 /** Whether the head of a file of `size` bytes is one that this release can use. */
-bool check_head(const shared_types_file &file, size_t size, const failure_report &report) {
+bool check_head(const shared_types_file &file, size_t size, failure &why) {
     const u_int64 magic = file.magic.load(std::memory_order_acquire);
     if (magic == 0) {
-        return report.fail(EAGAIN, "its maker has not finished it");
+        return fail(why, EAGAIN, "its maker has not finished it");
     }
     if (magic != velalib::shared_types_magic) {
-        return report.fail(VELA_EINVAL, "this is no file of shared types");
+        return fail(why, VELA_EINVAL, "this is no file of shared types");
     }
     if (file.layout != velalib::shared_types_layout || file.header_size != sizeof file ||
         file.record_size != sizeof(vela_type_info_copy) || file.address_bits != 8 * sizeof(void *)) {
-        return report.fail(VELA_EINVAL, "it was made by another release, or for another machine");
+        return fail(why, VELA_EINVAL, "it was made by another release, or for another machine");
     }
     if (file.size != size) {
-        return report.fail(VELA_EINVAL, "it is damaged: of %llu bytes there are %zu",
-                           static_cast<unsigned long long>(file.size), size);
+        return fail(why, VELA_EINVAL,
+                    "it is damaged: of " + std::to_string(file.size) + " bytes there are " + std::to_string(size));
     }
     if (file.address == 0 || file.address % page_size != 0 || file.address > UINTPTR_MAX - size) {
-        return report.fail(VELA_EINVAL, "it is damaged: no such address");
+        return fail(why, VELA_EINVAL, "it is damaged: no such address");
     }
     if (!velalib::is_possible_use(file.used.load(std::memory_order_relaxed), size) ||
         file.count.load(std::memory_order_relaxed) > velalib::shared_types_limit) {
-        return report.fail(VELA_EINVAL, "it is damaged: impossible lengths");
+        return fail(why, VELA_EINVAL, "it is damaged: impossible lengths");
     }
     return true;
 }
 
 /** Whether everything that the directory names is whole. */
-bool check_content(const vela_shared_types &types, const failure_report &report) {
+bool check_content(const vela_shared_types &types, failure &why) {
     const u_int32 count = types.file->count.load(std::memory_order_relaxed);
     const u_int32 used = types.file->used.load(std::memory_order_relaxed);
     for (u_int32 i = 0; i < count; ++i) {
         if (!velalib::is_sound_record(types, types.file->directory[i], used)) {
-            return report.fail(VELA_EINVAL, "it is damaged: record %u of %u is wrong", i + 1, count);
+            return fail(
+                why, VELA_EINVAL,
+                "it is damaged: record " + std::to_string(i + 1) + " of " + std::to_string(count) + " is wrong");
         }
     }
     return true;
@@ -89,36 +87,29 @@ bool check_content(const vela_shared_types &types, const failure_report &report)
 
 // ---- mapping -------------------------------------------------------------------------------------------------------
 
-vela_shared_types *new_types(void *memory, size_t size, bool is_copy, const failure_report &report) {
-    vela_shared_types *types =
-        new (std::nothrow) vela_shared_types{static_cast<shared_types_file *>(memory), size, is_copy, {}, {1}};
-    if (types == nullptr) {
-        report.fail(VELA_ENOMEM, "there is no memory");
-    }
-    return types;
+owned_types new_types(void *memory, size_t size, bool is_copy) {
+    return owned_types(new vela_shared_types{static_cast<shared_types_file *>(memory), size, is_copy, {}, {1}});
 }
 
 /** Maps a file at exactly this address, and keeps it open; nullptr when something is there. */
-vela_shared_types *map(file_descriptor fd, u_int64 address, size_t size, const failure_report &report) {
+owned_types map(file_descriptor fd, u_int64 address, size_t size, failure &why) {
     void *const wanted = reinterpret_cast<void *>(address);
+    owned_types types = new_types(nullptr, size, true);
     void *memory = mmap(wanted, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED_NOREPLACE, fd.get(), 0);
-    if (memory != MAP_FAILED && memory != wanted) {  // an old kernel takes the address for a hint
+    int code = memory == MAP_FAILED ? errno : 0;
+    if (code == 0 && memory != wanted) {  // an old kernel takes the address for a hint
         munmap(memory, size);
-        memory = MAP_FAILED;
-        errno = EEXIST;
+        code = EEXIST;
     }
-    if (memory == MAP_FAILED) {
-        const int code = errno;
-        report.fail(static_cast<u_int32>(code), "cannot map %zu bytes at %p: %s", size, wanted,
-                    code == EEXIST ? "this process has something else there" : strerror(code));
+    if (code != 0) {
+        const char *reason = code == EEXIST ? "this process has something else there" : strerror(code);
+        why = {static_cast<u_int32>(code),
+               "cannot map " + std::to_string(size) + " bytes at " + hexadecimal(address) + ": " + reason};
         return nullptr;
     }
-    vela_shared_types *types = new_types(memory, size, false, report);
-    if (types == nullptr) {
-        munmap(memory, size);
-    } else {
-        types->opened = std::move(fd);
-    }
+    types->file = static_cast<shared_types_file *>(memory);
+    types->is_copy = false;
+    types->opened = std::move(fd);
     return types;
 }
 
@@ -139,113 +130,118 @@ void initialize(shared_types_file &file, u_int64 address, size_t size) {
     file.magic.store(velalib::shared_types_magic, std::memory_order_release);
 }
 
-/** Opens a file that is there and finds its length; false with a report. */
-bool open_file(const char *path, int flags, unsigned allowed, file_descriptor &fd, size_t *size,
-               const failure_report &report) {
+/** Opens a file that is there; false with the reason. */
+bool open_file(const char *path, int flags, unsigned allowed, base::opened_file &opened, failure &why) {
     if (path == nullptr) {
-        return report.fail(VELA_EINVAL, "a path is needed");
+        return fail(why, VELA_EINVAL, "a path is needed");
     }
-    const char *refusal = nullptr;
-    fd = file_descriptor(guarded_file::open_regular(path, flags, 0, allowed, refusal));
-    struct stat status = {};
-    if (!fd || fstat(fd.get(), &status) != 0) {
-        return report.fail_by_system("cannot open", refusal);
+    opened = base::open_regular(path, flags, allowed);
+    if (!opened) {
+        return fail(why, static_cast<u_int32>(opened.code), std::string("cannot open: ") + opened.reason());
     }
-    *size = static_cast<size_t>(status.st_size);
-    if (*size < sizeof(shared_types_file)) {
-        return report.fail(VELA_EINVAL, "this is no file of shared types");
+    if (opened.size() < sizeof(shared_types_file)) {
+        return fail(why, VELA_EINVAL, "this is no file of shared types");
     }
-    if (*size > largest_size) {
-        return report.fail(VELA_EINVAL, "it is too large for a file of shared types");
-    }
-    return true;
+    return opened.size() <= largest_size || fail(why, VELA_EINVAL, "it is too large for a file of shared types");
 }
 
-bool read_part(int fd, void *memory, size_t begin, size_t end, const failure_report &report) {
-    for (size_t done = begin; done < end;) {
-        const ssize_t count = pread(fd, static_cast<char *>(memory) + done, end - done, static_cast<off_t>(done));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            return report.fail_by_system("cannot read");
-        }
-        if (count == 0) {
-            return report.fail(VELA_EINVAL, "it is being cut");
-        }
-        done += static_cast<size_t>(count);
+bool read_part(int fd, void *memory, size_t begin, size_t end, failure &why) {
+    int error = 0;
+    if (base::read_all_at(fd, static_cast<char *>(memory) + begin, end - begin, begin, error)) {
+        return true;
     }
-    return true;
+    why = error != 0 ? base::system_failure(error, "cannot read") : failure{VELA_EINVAL, "it is being cut"};
+    return false;
 }
 
 /**
- * A checked copy of a file of `size` bytes, as far as they are in use; nullptr with a report. Read, because a mapping of
- * a file that somebody cuts ends the process. The head is read first, so that what it counts is there when the rest is.
+ * A checked copy of a file, as far as it is in use; nullptr with the reason. Read, because a mapping of a file that
+ * somebody cuts ends the process. The head is read first, so that what it counts is there when the rest is.
  */
-vela_shared_types *read_copy(int fd, size_t size, const failure_report &report) {
-    void *head = std::malloc(sizeof(shared_types_file));
-    vela_shared_types *types = head == nullptr ? nullptr : new_types(head, size, true, report);
-    if (types == nullptr) {
-        std::free(head);
-        report.fail(VELA_ENOMEM, "there is no memory");
+owned_types read_copy(const base::opened_file &opened, failure &why) {
+    const int fd = opened.file.get();
+    owned_types types = new_types(std::malloc(sizeof(shared_types_file)), opened.size(), true);
+    if (types->file == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (!read_part(fd, types->file, 0, sizeof(shared_types_file), why) ||
+        !check_head(*types->file, opened.size(), why)) {
         return nullptr;
     }
-    bool usable = read_part(fd, head, 0, sizeof(shared_types_file), report) && check_head(*types->file, size, report);
-    if (usable) {
-        const u_int32 used = types->file->used.load(std::memory_order_relaxed);
-        void *whole = std::realloc(head, used);
-        types->file = static_cast<shared_types_file *>(whole != nullptr ? whole : head);
-        usable = whole != nullptr
-                     ? read_part(fd, whole, sizeof(shared_types_file), used, report) && check_content(*types, report)
-                     : report.fail(VELA_ENOMEM, "there is no memory");
+    const u_int32 used = types->file->used.load(std::memory_order_relaxed);
+    void *whole = std::realloc(types->file, used);
+    if (whole == nullptr) {
+        throw std::bad_alloc();
     }
-    if (usable) {
-        return types;
+    types->file = static_cast<shared_types_file *>(whole);
+    const bool is_usable = read_part(fd, whole, sizeof(shared_types_file), used, why) && check_content(*types, why);
+    return is_usable ? std::move(types) : nullptr;
+}
+
+/** Makes and maps a file; what was made of it is removed after a failure. */
+owned_types create(const char *path, u_int64 address, size_t size, failure &why) {
+    if (path == nullptr || address == 0 || address % page_size != 0) {
+        why = {VELA_EINVAL, "a path and an address of whole pages are needed"};
+        return nullptr;
     }
-    vela_shared_types_close(types);
-    return nullptr;
+    if (size < sizeof(shared_types_file) || size > largest_size) {
+        why = {VELA_EINVAL,
+               "the size must be between " + std::to_string(sizeof(shared_types_file)) + " bytes and 1 GiB"};
+        return nullptr;
+    }
+    size = (size + page_size - 1) / page_size * page_size;
+    // What O_EXCL makes is this process's own, whatever user some file systems write down for it.
+    base::opened_file opened = base::open_regular(path, O_RDWR | O_CREAT | O_EXCL, base::allow_other_users, 0660);
+    if (!opened) {
+        why = {static_cast<u_int32>(opened.code), std::string("cannot make it: ") + opened.reason()};
+        return nullptr;
+    }
+    // All of it at once: a file system that is full must not show as a SIGBUS later.
+    const int code = posix_fallocate(opened.file.get(), 0, static_cast<off_t>(size));
+    owned_types types = nullptr;
+    if (code != 0) {
+        why = base::system_failure(code, "cannot make it");
+    } else {
+        types = map(std::move(opened.file), address, size, why);
+    }
+    if (types == nullptr) {
+        unlink(path);
+        return nullptr;
+    }
+    initialize(*types->file, address, size);
+    return types;
+}
+
+/** Checks a copy of a file, then maps it where its content belongs. */
+owned_types open(const char *path, const vela_shared_types_options &wanted, failure &why) {
+    if (wanted.size != sizeof wanted) {
+        why = {VELA_EINVAL, "the options have another size than in this release"};
+        return nullptr;
+    }
+    base::opened_file opened = {};
+    if (!open_file(path, O_RDWR, base::allowed_by(wanted.allow_other_users, wanted.allow_links), opened, why)) {
+        return nullptr;
+    }
+    const owned_types copy = read_copy(opened, why);
+    if (copy == nullptr) {
+        return nullptr;
+    }
+    const u_int64 address = copy->file->address;
+    if (wanted.address != nullptr && reinterpret_cast<uintptr_t>(wanted.address) != address) {
+        why = {VELA_EINVAL, "its address is " + hexadecimal(address) + ", not " +
+                                hexadecimal(reinterpret_cast<uintptr_t>(wanted.address))};
+        return nullptr;
+    }
+    return map(std::move(opened.file), address, opened.size(), why);
 }
 
 }  // namespace
 
 vela_shared_types *vela_shared_types_create(const char *path, void *address, size_t size, u_int32 *err, char *reason,
                                             size_t room) {
-    if (*err != 0) {
-        return nullptr;
-    }
-    const failure_report report = {err, reason, room};
-    const u_int64 place = reinterpret_cast<uintptr_t>(address);
-    if (path == nullptr || place == 0 || place % page_size != 0) {
-        report.fail(VELA_EINVAL, "a path and an address of whole pages are needed");
-        return nullptr;
-    }
-    if (size < sizeof(shared_types_file) || size > largest_size) {
-        report.fail(VELA_EINVAL, "the size must be between %zu bytes and 1 GiB", sizeof(shared_types_file));
-        return nullptr;
-    }
-    size = (size + page_size - 1) / page_size * page_size;
-    const char *refusal = nullptr;
-    // What O_EXCL makes is this process's own, whatever user some file systems write down for it.
-    file_descriptor fd(
-        guarded_file::open_regular(path, O_RDWR | O_CREAT | O_EXCL, 0660, guarded_file::allow_other_users, refusal));
-    if (!fd) {
-        report.fail_by_system("cannot make it", refusal);
-        return nullptr;
-    }
-    vela_shared_types *types = nullptr;
-    // All of it at once: a file system that is full must not show as a SIGBUS later.
-    errno = posix_fallocate(fd.get(), 0, static_cast<off_t>(size));
-    if (errno != 0) {
-        report.fail_by_system("cannot make it");
-    } else {
-        types = map(std::move(fd), place, size, report);
-    }
-    if (types == nullptr) {
-        unlink(path);
-        return nullptr;
-    }
-    initialize(*types->file, place, size);
-    return types;
+    return base::make_or_fail(err, reason, room, no_memory, [=](failure &why) {
+        return create(path, reinterpret_cast<uintptr_t>(address), size, why);
+    });
 }
 
 vela_shared_types *vela_shared_types_open(const char *path, void *address, u_int32 *err, char *reason, size_t room) {
@@ -255,49 +251,18 @@ vela_shared_types *vela_shared_types_open(const char *path, void *address, u_int
 
 vela_shared_types *vela_shared_types_open_with(const char *path, const vela_shared_types_options *options, u_int32 *err,
                                                char *reason, size_t room) {
-    if (*err != 0) {
-        return nullptr;
-    }
-    const failure_report report = {err, reason, room};
-    const vela_shared_types_options wanted =
-        options != nullptr ? *options : vela_shared_types_options{sizeof wanted, nullptr, 0, 0};
-    if (wanted.size != sizeof wanted) {
-        report.fail(VELA_EINVAL, "the options have another size than in this release");
-        return nullptr;
-    }
-    const unsigned allowed = (wanted.allow_other_users != 0 ? guarded_file::allow_other_users : 0u) |
-                             (wanted.allow_links != 0 ? guarded_file::allow_links : 0u);
-    file_descriptor fd;
-    size_t size = 0;
-    if (!open_file(path, O_RDWR, allowed, fd, &size, report)) {
-        return nullptr;
-    }
-    vela_shared_types *copy = read_copy(fd.get(), size, report);
-    if (copy == nullptr) {
-        return nullptr;
-    }
-    const u_int64 place = copy->file->address;
-    vela_shared_types_close(copy);
-    if (wanted.address != nullptr && reinterpret_cast<uintptr_t>(wanted.address) != place) {
-        report.fail(VELA_EINVAL, "its address is 0x%llx, not %p", static_cast<unsigned long long>(place),
-                    wanted.address);
-        return nullptr;
-    }
-    return map(std::move(fd), place, size, report);
+    return base::make_or_fail(err, reason, room, no_memory, [=](failure &why) {
+        return open(path, options != nullptr ? *options : vela_shared_types_options{sizeof *options, nullptr, 0, 0},
+                    why);
+    });
 }
 
 vela_shared_types *vela_shared_types_read(const char *path, u_int32 *err, char *reason, size_t room) {
-    if (*err != 0) {
-        return nullptr;
-    }
-    const failure_report report = {err, reason, room};
-    file_descriptor fd;
-    size_t size = 0;
-    // Nothing of it is trusted, so it may be anybody's.
-    if (!open_file(path, O_RDONLY, guarded_file::allow_all, fd, &size, report)) {
-        return nullptr;
-    }
-    return read_copy(fd.get(), size, report);
+    return base::make_or_fail(err, reason, room, no_memory, [=](failure &why) {
+        base::opened_file opened = {};
+        // Nothing of it is trusted, so it may be anybody's.
+        return open_file(path, O_RDONLY, base::allow_all, opened, why) ? read_copy(opened, why) : nullptr;
+    });
 }
 
 void vela_shared_types_close(vela_shared_types *types) {

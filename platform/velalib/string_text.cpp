@@ -3,11 +3,12 @@
 
 #include <cstring>
 
+#include "base/characters.h"
+#include "base/utf8.h"
+
 namespace velalib {
 
 namespace {
-
-bool is_continuation(u_int8 byte) { return (byte & 0xC0) == 0x80; }
 
 const char *xml_escape(char c) {
     switch (c) {
@@ -55,7 +56,7 @@ void walk(text_form form, const char *bytes, size_t count, Emit emit) {
             emit(escape, strlen(escape));
         } else {
             if (byte >= 0x80) {
-                plain = utf8_length(bytes + i, count - i);
+                plain = xml_character_length(bytes + i, count - i);
             } else if ((byte < 0x20 && byte != '\t' && byte != '\n') || byte == 0x7F) {
                 plain = 0;
             }
@@ -64,19 +65,6 @@ void walk(text_form form, const char *bytes, size_t count, Emit emit) {
         }
         i += plain != 0 ? plain : 1;
     }
-}
-
-int hex_digit(char digit) {
-    if (digit >= '0' && digit <= '9') {
-        return digit - '0';
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return digit - 'a' + 10;
-    }
-    if (digit >= 'A' && digit <= 'F') {
-        return digit - 'A' + 10;
-    }
-    return -1;
 }
 
 /** Length of the escape at a backslash, and what it stands for; 0 when it is none. */
@@ -88,8 +76,8 @@ size_t read_escape(const char *at, char *byte) {
     if (at[1] != 'x') {
         return 0;
     }
-    const int high = hex_digit(at[2]);
-    const int low = high < 0 ? -1 : hex_digit(at[3]);
+    const int high = base::hex_digit_value(at[2]);
+    const int low = high < 0 ? -1 : base::hex_digit_value(at[3]);
     if (low < 0) {
         return 0;
     }
@@ -99,34 +87,10 @@ size_t read_escape(const char *at, char *byte) {
 
 }  // namespace
 
-size_t utf8_length(const char *bytes, size_t left) {
-    const u_int8 *at = reinterpret_cast<const u_int8 *>(bytes);
-    const u_int8 first = at[0];
-    const size_t length = first >= 0xF0 ? 4 : (first >= 0xE0 ? 3 : 2);
-    if (first < 0xC2 || first > 0xF4 || left < length) {
-        return 0;
-    }
-    for (size_t i = 1; i < length; ++i) {
-        if (!is_continuation(at[i])) {
-            return 0;
-        }
-    }
-    if (first == 0xE0 && at[1] < 0xA0) {
-        return 0;  // longer than need be
-    }
-    if (first == 0xED && at[1] > 0x9F) {
-        return 0;  // half of a surrogate pair
-    }
-    if (first == 0xEF && at[1] == 0xBF && at[2] >= 0xBE) {
-        return 0;  // U+FFFE, U+FFFF
-    }
-    if (first == 0xF0 && at[1] < 0x90) {
-        return 0;  // longer than need be
-    }
-    if (first == 0xF4 && at[1] > 0x8F) {
-        return 0;  // beyond the last character
-    }
-    return length;
+size_t xml_character_length(const char *bytes, size_t left) {
+    const size_t length = base::utf8_length(bytes, left);
+    const u_int32 character = length == 3 ? base::decode_utf8(bytes, length) : 0;
+    return character == 0xFFFE || character == 0xFFFF ? 0 : length;
 }
 
 size_t escaped_length(text_form form, const char *bytes, size_t count) {

@@ -10,7 +10,7 @@ namespace velalib {
 enum class text_form { xml, line };
 
 /** Length of the UTF-8 character that begins with a byte from 0x80; 0 for bytes that are none, or not one of XML's. */
-size_t utf8_length(const char *bytes, size_t left);
+size_t xml_character_length(const char *bytes, size_t left);
 
 /** Length of the escaped form of some bytes. */
 size_t escaped_length(text_form form, const char *bytes, size_t count);

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 
+#include "base/characters.h"
+#include "base/utf8.h"
 #include "string_text.h"
 
 namespace velalib {
@@ -55,26 +57,19 @@ name_use use_of(u_int32 character) {
 
 /** The character at a position and its length; {0, 1} for bytes that are none. */
 std::pair<u_int32, size_t> decode(std::string_view text, size_t at) {
-    const u_int8 first = static_cast<u_int8>(text[at]);
-    if (first < 0x80) {
-        return {first, 1};
+    if (static_cast<u_int8>(text[at]) < 0x80) {
+        return {static_cast<u_int8>(text[at]), 1};
     }
-    const size_t length = utf8_length(text.data() + at, text.size() - at);
-    if (length == 0) {
-        return {0, 1};
-    }
-    u_int32 character = first & (0x7Fu >> length);
-    for (size_t i = 1; i < length; ++i) {
-        character = character << 6 | (static_cast<u_int8>(text[at + i]) & 0x3Fu);
-    }
-    return {character, length};
+    const char *bytes = text.data() + at;
+    const size_t length = xml_character_length(bytes, text.size() - at);
+    return length == 0 ? std::pair<u_int32, size_t>{0, 1} : std::pair{base::decode_utf8(bytes, length), length};
 }
 
 /** The number of a reference such as "#38" or "#x26"; false for anything else. */
 bool parse_character_number(std::string_view text, u_int32 *number) {
     text.remove_prefix(1);
-    const u_int32 base = text.starts_with('x') ? 16 : 10;
-    if (base == 16) {
+    const u_int32 radix = text.starts_with('x') ? 16 : 10;
+    if (radix == 16) {
         text.remove_prefix(1);
     }
     if (text.empty()) {
@@ -82,20 +77,11 @@ bool parse_character_number(std::string_view text, u_int32 *number) {
     }
     *number = 0;
     for (const char c : text) {
-        u_int32 digit = base;
-        if (c >= '0' && c <= '9') {
-            digit = static_cast<u_int32>(c - '0');
-        }
-        if (c >= 'a' && c <= 'f') {
-            digit = static_cast<u_int32>(c - 'a' + 10);
-        }
-        if (c >= 'A' && c <= 'F') {
-            digit = static_cast<u_int32>(c - 'A' + 10);
-        }
-        if (digit >= base || *number > 0x10FFFF) {
+        const auto digit = static_cast<u_int32>(base::hex_digit_value(c));  // of what is none: very large
+        if (digit >= radix || *number > 0x10FFFF) {
             return false;
         }
-        *number = *number * base + digit;
+        *number = *number * radix + digit;
     }
     return true;
 }

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <utility>
 
 #include "failure.h"
 #include "input_stream.h"
@@ -17,19 +16,6 @@ namespace {
 constexpr size_t block_size = 256 * 1024;
 
 }  // namespace
-
-descriptor::~descriptor() { reset(-1); }
-
-descriptor::descriptor(descriptor &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-void descriptor::reset(int number) {
-    if (number_ >= 0) {
-        ::close(number_);
-    }
-    number_ = number;
-}
-
-bool descriptor::close() { return ::close(std::exchange(number_, -1)) == 0; }
 
 void fail_io(const std::string &name, const char *doing) {
     throw failure(exit_code::io, name + ": cannot " + doing + ": " + std::strerror(errno));

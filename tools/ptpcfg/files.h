@@ -1,4 +1,4 @@
-// Files and pipes: descriptors that close themselves, input that is read whole, output that appears whole.
+// Files and pipes: input that is read whole, output that appears whole.
 #pragma once
 
 #include <memory>
@@ -6,23 +6,6 @@
 #include <string_view>
 
 namespace ptpcfg {
-
-/** A file descriptor that closes itself. */
-class descriptor {
-  public:
-    explicit descriptor(int number) : number_(number) {}
-    ~descriptor();
-    descriptor(descriptor &&other) noexcept;
-    descriptor &operator=(descriptor &&other) = delete;
-    int number() const { return number_; }
-    /** Takes another one, and closes what it had. */
-    void reset(int number);
-    /** Closing can be the moment at which a full disk shows. */
-    bool close();
-
-  private:
-    int number_;
-};
 
 /** Fails with what errno says, for example "NAME: cannot open: No such file or directory". */
 [[noreturn]] void fail_io(const std::string &name, const char *doing);

@@ -2,6 +2,7 @@
 
 #include <cctype>
 
+#include "base/characters.h"
 #include "failure.h"
 
 namespace ptpcfg {
@@ -11,21 +12,13 @@ bool is_separator(char c) { return std::isspace(static_cast<unsigned char>(c)) !
 
 }  // namespace
 
-int hex_digit_value(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    const char lower = static_cast<char>(c | 0x20);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 void hex_reader::take(std::string_view text, std::string &bytes) {
     for (const char c : text) {
         ++column_;
         if (is_comment_) {
             is_comment_ = c != '\n';
         } else if (high_ >= 0) {
-            const int low = hex_digit_value(c);
+            const int low = base::hex_digit_value(c);
             if (low >= 0) {
                 bytes.push_back(static_cast<char>(high_ << 4 | low));
             } else if (high_ != 0 || (c | 0x20) != 'x') {  // "0x" stands before a pair
@@ -36,7 +29,7 @@ void hex_reader::take(std::string_view text, std::string &bytes) {
             is_comment_ = true;
         } else if (!is_separator(c)) {
             pair_column_ = column_;
-            high_ = hex_digit_value(c);
+            high_ = base::hex_digit_value(c);
             if (high_ < 0) {
                 refuse();
             }

@@ -6,9 +6,6 @@
 
 namespace ptpcfg {
 
-/** The value of a hexadecimal digit, or -1. */
-int hex_digit_value(char c);
-
 /**
  * Pairs of digits are bytes. Blanks, commas and colons separate, "0x" may stand before a pair, and '#' starts a comment
  * that ends with the line.

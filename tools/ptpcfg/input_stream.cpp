@@ -52,7 +52,7 @@ bool input_stream::read_more() {
     target.resize(there + block_size);
     ssize_t count = -1;
     do {
-        count = ::read(file_.number(), target.data() + there, block_size);
+        count = ::read(file_.get(), target.data() + there, block_size);
     } while (count < 0 && errno == EINTR);
     if (count < 0) {
         fail_io(name_, "read");

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/file_descriptor.h"
 #include "files.h"
 #include "hex_reader.h"
 
@@ -31,7 +32,7 @@ class input_stream {
     bool read_more();
 
     std::string name_;
-    descriptor file_;
+    base::file_descriptor file_;
     std::string buffer_;
     size_t begin_ = 0;  // of what is ahead, in the buffer
     uint64_t offset_ = 0;

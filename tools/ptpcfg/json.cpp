@@ -2,32 +2,11 @@
 
 #include <cstdio>
 
+#include "base/characters.h"
+#include "base/utf8.h"
+
 namespace ptpcfg {
 namespace {
-
-/** Length of the character that a text begins with, if it is well-formed UTF-8; 0 if not. */
-size_t character_length(std::string_view text) {
-    const auto byte = [&](size_t index) { return static_cast<unsigned char>(text[index]); };
-    const unsigned char first = byte(0);
-    const size_t length = first < 0x80   ? 1
-                          : first < 0xC2 ? 0
-                          : first < 0xE0 ? 2
-                          : first < 0xF0 ? 3
-                          : first < 0xF5 ? 4
-                                         : 0;
-    if (length == 0 || length > text.size()) {
-        return 0;
-    }
-    for (size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    // Longer than need be, a half of a pair, or beyond the last character.
-    const bool is_none = (first == 0xE0 && byte(1) < 0xA0) || (first == 0xED && byte(1) > 0x9F) ||
-                         (first == 0xF0 && byte(1) < 0x90) || (first == 0xF4 && byte(1) > 0x8F);
-    return is_none ? 0 : length;
-}
 
 std::string escaped(char character) {
     switch (character) {
@@ -51,12 +30,11 @@ std::string escaped(char character) {
 std::string json_string(std::string_view text) {
     std::string result = "\"";
     while (!text.empty()) {
-        const size_t length = character_length(text);
+        const size_t length = base::utf8_length(text.data(), text.size());
         const char first = text.front();
         if (length == 0) {
             result += "\\ufffd";
-        } else if (length == 1 &&
-                   (static_cast<unsigned char>(first) < 0x20 || first == '"' || first == '\\' || first == 0x7f)) {
+        } else if (length == 1 && (base::is_control(first) || first == '"' || first == '\\')) {
             result += escaped(first);
         } else {
             result += text.substr(0, length);

@@ -25,7 +25,7 @@ std::string final_path(const std::string &path) {
 }
 
 /** The name by which a file without one can be linked. */
-std::string own_path(const descriptor &file) { return "/proc/self/fd/" + std::to_string(file.number()); }
+std::string own_path(const base::file_descriptor &file) { return "/proc/self/fd/" + std::to_string(file.get()); }
 
 /** Gives `make` hidden names until it succeeds with one that is free; the name, or an empty text with errno. */
 template <typename maker>
@@ -87,13 +87,13 @@ int open_without_name(const std::string &folder) {
 
 }  // namespace
 
-output_file::output_file(const std::string &path) : name_(path), target_(path), file_(-1) {
+output_file::output_file(const std::string &path) : name_(path), target_(path) {
     struct stat status {};
     exists_ = ::stat(path.c_str(), &status) == 0;
     is_regular_ = !exists_ || S_ISREG(status.st_mode);
     if (!is_regular_) {
-        file_.reset(open_target(path));
-        if (file_.number() < 0) {
+        file_ = base::file_descriptor(open_target(path));
+        if (!file_) {
             fail_io(name_, "open");
         }
         return;
@@ -104,8 +104,8 @@ output_file::output_file(const std::string &path) : name_(path), target_(path), 
     }
     const size_t slash = target_.rfind('/');
     folder_ = slash == std::string::npos ? "" : target_.substr(0, slash + 1);
-    file_.reset(open_without_name(folder_));
-    if (file_.number() < 0 || ::access(own_path(file_).c_str(), F_OK) != 0) {
+    file_ = base::file_descriptor(open_without_name(folder_));
+    if (!file_ || ::access(own_path(file_).c_str(), F_OK) != 0) {
         open_named();
     }
 }
@@ -121,8 +121,8 @@ output_file::~output_file() {
 void output_file::open_named() {
     const without_signals undisturbed;
     hidden_ = with_hidden_name(folder_, [this](const std::string &name) {
-        file_.reset(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-        return file_.number() >= 0;
+        file_ = base::file_descriptor(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+        return static_cast<bool>(file_);
     });
     if (hidden_.empty()) {
         fail_io(name_, "create");
@@ -130,7 +130,7 @@ void output_file::open_named() {
     remove_at_signals(hidden_);
 }
 
-void output_file::write(std::string_view content) { write_all(file_.number(), name_, content); }
+void output_file::write(std::string_view content) { write_all(file_.get(), name_, content); }
 
 bool output_file::link_to(const std::string &name) const {
     return ::linkat(AT_FDCWD, own_path(file_).c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
@@ -138,7 +138,7 @@ bool output_file::link_to(const std::string &name) const {
 
 void output_file::finish() {
     if (is_regular_) {
-        if (exists_ && ::fchmod(file_.number(), mode_) != 0) {
+        if (exists_ && ::fchmod(file_.get(), mode_) != 0) {
             fail_io(name_, "write");
         }
         if (exists_ || !hidden_.empty() || !link_to(target_)) {
@@ -149,7 +149,7 @@ void output_file::finish() {
 }
 
 void output_file::close() {
-    if (file_.number() >= 0 && !file_.close()) {
+    if (file_ && !file_.close()) {
         fail_io(name_, "write");
     }
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/file_descriptor.h"
 #include "files.h"
 
 namespace ptpcfg {
@@ -41,7 +42,7 @@ class output_file {
     bool is_regular_ = true;
     bool exists_ = false;
     mode_t mode_ = 0;  // of the one that was there
-    descriptor file_;
+    base::file_descriptor file_;
 };
 
 }  // namespace ptpcfg

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "base/characters.h"
 #include "value_forms.h"
 
 namespace ptpcfg {
@@ -79,13 +80,12 @@ std::string value_text(const ptp_cfg_field_description &field, std::string_view 
 std::string quoted(std::string_view text) {
     std::string result = "\"";
     for (const char c : text) {
-        const auto byte = static_cast<u_int8>(c);
         if (c == '"' || c == '\\') {
             result += '\\';
             result += c;
-        } else if (byte < 0x20 || byte == 0x7f) {
+        } else if (base::is_control(c)) {
             char escape[8];
-            std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+            std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<u_int8>(c));
             result += escape;
         } else {
             result += c;

@@ -9,6 +9,7 @@
 #include <memory>
 #include <set>
 
+#include "base/characters.h"
 #include "bitlog.h"
 #include "commands.h"
 #include "failure.h"
@@ -51,16 +52,6 @@ std::string time_text(int64_t time_ns) {
     return std::string(day) + fraction;
 }
 
-/** What was traced may come from outside: a line stays one, and a terminal is told nothing. */
-std::string printable(std::string text) {
-    for (char &c : text) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
-            c = '?';
-        }
-    }
-    return text;
-}
-
 struct close_reader {
     void operator()(bitlog_reader *reader) const { bitlog_reader_close(reader); }
 };
@@ -95,7 +86,7 @@ std::string plain_line(bitlog_reader *reader, const bitlog_entry &entry) {
     line += text_of(reader, entry) + (entry.cut != 0 ? " (cut)" : "");
     const std::string lost =
         entry.lost_before != 0 ? "(" + std::to_string(entry.lost_before) + " records are lost here)\n" : "";
-    return lost + printable(line) + '\n';
+    return lost + base::printable(line) + '\n';
 }
 
 std::string json_argument(const bitlog_record &record, uint32_t index) {
@@ -183,7 +174,7 @@ class trace_printer {
         }
         bitlog_ring_info info;
         bitlog_reader_info(reader_.get(), &info);
-        std::string line = "# " + printable(info.program) + ", process " + std::to_string(info.process_id) +
+        std::string line = "# " + base::printable(info.program) + ", process " + std::to_string(info.process_id) +
                            ", since " + time_text(info.opened_ns) + ": " + std::to_string(info.traced) + " messages";
         line += info.traced > info.capacity ? ", the last " + std::to_string(info.capacity) + " kept" : "";
         line += info.dropped != 0 ? ", " + std::to_string(info.dropped) + " dropped" : "";
@@ -207,7 +198,7 @@ class trace_printer {
         const char *fault = bitlog_reader_texts_fault(reader_.get(), module_id);
         if (fault != nullptr && warned_.insert(module_id).second) {
             std::fprintf(stderr, "ptpcfg: %s: %s; its messages are shown by number\n", options_.file.c_str(),
-                         printable(fault).c_str());
+                         base::printable(fault).c_str());
         }
     }
 
