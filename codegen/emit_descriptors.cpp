@@ -149,9 +149,9 @@ inline constexpr message_descriptor {type}_descriptor = {
 }
 
 void emit_subject(const generation &input, const subject &file, output_set &files) {
-    std::string text = "// " + file.title + ": the tables that the algorithms of families/ walk.\n// " +
+    std::string text = "// " + file.title + ": the tables that the algorithms of operations/ walk.\n// " +
                        generated_note("schema/" + file.name + ".toml") + "\n#pragma once\n\n";
-    text += "#include \"families/descriptors.h\"\n#include \"ptp_cfg/" + file.name + ".h\"\n";
+    text += "#include \"operations/core/descriptors.h\"\n#include \"ptp_cfg/" + file.name + ".h\"\n";
     const auto uses = subject_uses(input.schema);
     for (const std::string &name : uses.at(file.name)) {
         text += "#include \"" + name + "_descriptors.h\"\n";

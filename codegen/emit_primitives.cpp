@@ -41,7 +41,7 @@ void emit_definitions(const generation &input, output_set &files) {
 }
 
 constexpr std::string_view traits_start =
-    R"(// The primitives as the algorithms of families/ see them: a kind per primitive and its operations under common names.
+    R"(// The primitives as the algorithms of operations/ see them: a kind per primitive and its operations under common names.
 // {note}
 #pragma once
 

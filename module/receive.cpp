@@ -1,8 +1,8 @@
 // Receiving messages of whatever type, one by one and by the bundle.
 #include "ptp_cfg/receive.h"
 
-#include "families/support.h"
 #include "module/reflection.h"
+#include "operations/core/support.h"
 #include "vela_bundle.h"
 
 // A product's own runtime may have bundles of another form, or none.

@@ -1,7 +1,7 @@
 // The table behind the public reflection, and the operations of each type under one signature.
 #pragma once
 
-#include "families/operations.h"
+#include "operations/operations.h"
 #include "ptp_cfg/reflect.h"
 
 struct ptp_cfg_type {

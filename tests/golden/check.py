@@ -64,7 +64,7 @@ def contract(library, page, sources, *runtimes):
     offered = set().union(*(symbols(runtime, "--defined-only") for runtime in runtimes))
     imported = symbols(library, "--undefined-only")
     needed = imported & offered
-    for source in pathlib.Path(sources).glob("*.*"):
+    for source in pathlib.Path(sources).rglob("*.*"):
         needed |= set(re.findall(r"VELA_CALL\((\w+)\)", source.read_text())) - {"name"}
     text = pathlib.Path(page).read_text()
     names = named(text)

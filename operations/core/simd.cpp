@@ -1,0 +1,16 @@
+#include "operations/core/simd.h"
+
+#ifdef PTP_CFG_HAS_AVX2
+
+namespace ptp_cfg {
+
+bool has_avx2 = false;
+
+[[gnu::constructor]] static void ask_processor() {
+    __builtin_cpu_init();
+    has_avx2 = __builtin_cpu_supports("avx2") && getenv("PTP_CFG_NO_AVX2") == nullptr;
+}
+
+}  // namespace ptp_cfg
+
+#endif

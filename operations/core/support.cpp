@@ -1,0 +1,76 @@
+#include "operations/core/support.h"
+
+#include <stdio.h>
+
+// A product's own runtime may do without remembering failures.
+#pragma weak vela_note_failure
+#pragma weak vela_name_failure
+
+namespace ptp_cfg {
+
+extern vela_module module_record;  // of module/link.cpp
+
+static void note(vela_handle *handle, u_int32 code, const char *reason) {
+    if (vela_note_failure != nullptr) {
+        vela_note_failure(handle, code, reason);
+    }
+}
+
+void fail(vela_handle *handle, u_int32 code, u_int32 *err, const char *reason) {
+    *err = code;
+    VELA_CALL(vela_store_err)(handle, code);
+    note(handle, code, reason);
+}
+
+void fail_epoch(vela_handle *handle, u_int32 code, u_int32 *err, const char *reason) {
+    VELA_CALL(vela_store_epoch_err)(handle, code, err);
+    note(handle, code, reason);
+}
+
+static const char *operation_of(const call_name &call, const vela_handle *handle, const u_int32 *err) {
+    return call.chained != nullptr && err == &handle->chained_err ? call.chained : call.operation;
+}
+
+void name_failure(const call_name &call, vela_handle *handle, const u_int32 *err) {
+    if (vela_name_failure != nullptr) {
+        const vela_failed_call failed = {call.type, call.field, operation_of(call, handle, err)};
+        vela_name_failure(handle, *err, &module_record, &failed);
+    }
+}
+
+void fail_in(const call_name &call, vela_handle *handle, u_int32 code, u_int32 *err, const char *reason) {
+    if (code == VELA_EEPOCH || code == VELA_EDOMAIN) {
+        fail_epoch(handle, code, err, reason);
+    } else {
+        fail(handle, code, err, reason);
+    }
+    name_failure(call, handle, err);
+}
+
+void trace_refused(const bitlog_trace_points &points, trace::entry text, const call_name &call,
+                   const vela_handle *handle, const u_int32 *err) {
+    const char *operation = operation_of(call, handle, err);
+    const char *field = operation[0] == '_' && call.field != nullptr ? call.field : "";
+    char code[12];
+    snprintf(code, sizeof code, "%u", *err);
+    emit(points, text, field, operation, code);
+}
+
+void fatal(const bitlog_trace_points &points, trace::entry what) {
+    emit(points, what);
+    abort();
+}
+
+void count_instance(vela_handle *handle, u_int32 mem_class, const vela_type_info *record, u_int64 *counter) {
+    if (handle->pre_write_counter != nullptr) {
+        handle->pre_write_counter(handle->cookie, counter, 1, mem_class);
+    }
+    // Static records are shared by all threads of the process; a handle's copies belong to that handle's thread.
+    if (record->shared == 0) {
+        add_shared(counter, 1);
+    } else {
+        ++*counter;
+    }
+}
+
+}  // namespace ptp_cfg

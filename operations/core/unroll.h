@@ -1,0 +1,30 @@
+// Walks the fields of a descriptor at compile time.
+#pragma once
+
+#include <utility>
+
+#include "operations/core/support.h"
+
+namespace ptp_cfg {
+
+/** Runs step.operator()<index>() for every field, unrolled. */
+template <const structure_descriptor &D, class Step>
+PTP_CFG_INLINE constexpr void for_each_field(Step &&step) {
+    [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
+        (step.template operator()<static_cast<u_int32>(I)>(), ...);
+    }
+    (std::make_index_sequence<D.field_count>{});
+}
+
+/** The same until a step answers something else than 0, which is the result. */
+template <const structure_descriptor &D, class Step>
+PTP_CFG_INLINE int32 first_non_zero(Step &&step) {
+    int32 result = 0;
+    [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
+        (void)(((result = step.template operator()<static_cast<u_int32>(I)>()) == 0) && ...);
+    }
+    (std::make_index_sequence<D.field_count>{});
+    return result;
+}
+
+}  // namespace ptp_cfg

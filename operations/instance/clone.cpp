@@ -1,0 +1,113 @@
+#include "operations/instance/clone.h"
+
+namespace ptp_cfg {
+
+static call_name clone_name(const structure_descriptor &type) {
+    return {type.name, nullptr, "clone_internal", "clone_cr"};
+}
+
+/** Bytes that the encoding of an instance takes for extra data, which structure_len() leaves out. */
+static u_int32 extra_data_len(const structure_descriptor &type, const void *instance) {
+    const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 1, 0);
+    const u_int8 flags = VELA_CALL(vela_get_instance_obj_flag)(instance);
+    u_int32 len = (flags & VELA_FLAG_EXTRA_DATA) != 0 ? VELA_WIRE_EXTRA_DATA : 0;
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        if (field.kind != field_kind::structure || static_cast<int>(field.since) > variant) {
+            continue;
+        }
+        for (u_int32 element = 0; element < field.capacity; ++element) {
+            len += extra_data_len(*field.structure, storage(field, instance, element));
+        }
+    }
+    return len;
+}
+
+/** Whether a buffer holds a whole encoding. Marshal would drop the last state flags in silence where the room ends. */
+static bool holds_encoding(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
+                           u_int32 mem_class, const void *source, int32 length) {
+    const u_int32 room = static_cast<u_int32>(length);
+    return (has_own_runtime && room >= wire.longest_encoding) ||
+           room >= structure_len(type, handle, mem_class, source) + extra_data_len(type, source);
+}
+
+void structure_clone_internal(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
+                              u_int32 mem_class, const void *source, void **slot, u_int8 *buffer, int32 length,
+                              u_int32 *err) {
+    if (*err != 0) {
+        trace_refused(type, clone_name(type), handle, err);
+        return;
+    }
+    clear_last_error(handle);
+    if (slot == nullptr || buffer == nullptr) {
+        fail_in(clone_name(type), handle, VELA_ENOENT, err,
+                slot == nullptr ? "the slot is null" : "the work buffer is null");
+        return;
+    }
+    const bool plainly = wire.copies_plainly(handle, source, length);
+    if (!plainly && length >= 1 && !holds_encoding(type, wire, handle, mem_class, source, length)) {
+        fail_in(clone_name(type), handle, VELA_EMSGSIZE, err, "the work buffer is shorter than the encoding");
+        return;
+    }
+    const u_int32 count = plainly ? 0 : wire.marshal_for_clone(handle, mem_class, buffer, source, length, err);
+    if (*err != 0) {
+        name_failure(clone_name(type), handle, err);
+        return;
+    }
+    if (*slot == nullptr) {
+        *slot = wire.create(handle, mem_class);
+        if (*slot == nullptr) {
+            fail_in(clone_name(type), handle, VELA_ENOMEM, err);
+            return;
+        }
+    }
+    if (plainly) {
+        wire.copy_plainly(handle, source, *slot);
+        return;
+    }
+    wire.unmarshal(handle, mem_class, buffer, *slot, static_cast<int32>(count), 0, err);
+    if (*err != 0) {
+        name_failure(clone_name(type), handle, err);
+        structure_destroy(type, handle, mem_class, *slot);
+        *slot = nullptr;
+    }
+}
+
+void structure_copy(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
+                    u_int32 mem_class, const void *source, void **slot, u_int32 *err) {
+    u_int8 *buffer = nullptr;
+    int32 length = 0;
+    velalib_get_handle_ws(handle, &buffer, &length);
+    structure_clone_internal(type, wire, handle, mem_class, source, slot, buffer, length, err);
+}
+
+void *structure_clone_cr(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
+                         const void *source) {
+    void *slot = nullptr;
+    structure_copy(type, wire, handle, handle->chained_mem_class, source, &slot, &handle->chained_err);
+    return slot;
+}
+
+void structure_copy_cr(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
+                       const void *source, void *destination) {
+    if (handle->chained_err != 0) {
+        trace_refused(type, {type.name, nullptr, "copy_cr"}, handle, &handle->chained_err);
+        return;
+    }
+    if (destination == nullptr) {
+        fail_in({type.name, nullptr, "copy_cr"}, handle, VELA_EINVAL, &handle->chained_err, "the destination is null");
+        return;
+    }
+    void *slot = destination;
+    structure_copy(type, wire, handle, handle->chained_mem_class, source, &slot, &handle->chained_err);
+    if (handle->chained_err != 0) {
+        name_failure({type.name, nullptr, "copy_cr"}, handle, &handle->chained_err);
+    }
+}
+
+u_int32 structure_is_valid(const structure_descriptor &type, vela_handle *handle, u_int32 field_number) {
+    const int8 variant = domain_variant(handle, type.record, &handle->chained_err);
+    return variant_needed(type.validity, type.newest, field_number) > variant ? 0 : 1;
+}
+
+}  // namespace ptp_cfg

@@ -1,0 +1,133 @@
+#include "operations/instance/enumeration.h"
+
+namespace ptp_cfg {
+
+void *enumeration_create(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class) {
+    const bool chained = handle->chained_mode != 0;
+    if (chained && handle->chained_err != 0) {
+        return type.error_instance;
+    }
+    void *instance = handle->alloc(handle->cookie, mem_class, enumeration_size);
+    if (instance == nullptr) {
+        if (!chained) {
+            return nullptr;
+        }
+        fail_in({type.name, nullptr, "create_cr"}, handle, VELA_ENOMEM, &handle->chained_err);
+        return type.error_instance;
+    }
+    memset(instance, 0, enumeration_size);
+    u_int32 err = 0;
+    const int8 variant = domain_variant(handle, type.record, &err);
+    store_header(handle, mem_class, instance, {type.record, variant, 0, true});
+    if (err != 0) {
+        emit(type.trace, trace::enumeration::create_error, strerror(static_cast<int>(err)));
+    }
+    const vela_type_info *record = header_of(instance)->type_info;
+    const vela_variant_table *table = table_at_create(record, variant, type.trace, enumeration_header_traces);
+    count_instance(handle, mem_class, record, &row_of(*table, variant)->created);
+    return instance;
+}
+
+void *enumeration_create_cr(const enumeration_descriptor &type, vela_handle *handle) {
+    handle->chained_mode = 1;
+    void *instance = enumeration_create(type, handle, handle->chained_mem_class);
+    handle->chained_mode = 0;
+    return instance;
+}
+
+void enumeration_initialize(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                            const vela_type_info *record, bool hooks, u_int8 flags, u_int32 *err) {
+    if (*err != 0) {
+        return;
+    }
+    clear_last_error(handle);
+    if (instance == nullptr) {
+        fail_in({type.name, nullptr, "initialize"}, handle, VELA_EINVAL, err, "the instance is null");
+        return;
+    }
+    // The variant is the domain's own, also above the newest: such an instance admits values beyond this release.
+    const int8 variant = domain_variant(handle, record, err);
+    store_header(handle, mem_class, instance, {record, variant, flags, hooks});
+}
+
+void enumeration_set_embedded(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                              void *instance) {
+    if (instance == nullptr) {
+        emit(type.trace, trace::enumeration::embedded_null);
+        return;
+    }
+    add_flags(handle, mem_class, instance, VELA_FLAG_EMBEDDED, true);
+}
+
+void enumeration_destroy(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
+                         u_int32 free) {
+    if (instance == nullptr || instance == type.error_instance || free == 0) {
+        return;
+    }
+    vela_instance_header *header = header_of(instance);
+    const vela_type_info *record = header->type_info;
+    const vela_variant_table *table = table_at_destroy(record, header->variant, type.trace, enumeration_header_traces);
+    count_instance(handle, mem_class, record, &row_of(*table, header->variant)->destroyed);
+    header->type_info = nullptr;  // not announced: the memory goes back at once
+    handle->free(handle->cookie, mem_class, instance);
+}
+
+void refuse_value(const enumeration_descriptor &type, vela_handle *handle, const void *instance, u_int32 *err) {
+    fail_in({type.name, nullptr, "set_value"}, handle, VELA_EEPOCH, err,
+            instance == nullptr ? "the instance is null" : "the instance's variant does not have this value");
+}
+
+void refuse_call(const enumeration_descriptor &type, const char *operation, vela_handle *handle, u_int32 *err) {
+    const call_name call{type.name, nullptr, operation};
+    if (*err != 0) {
+        trace_refused(type, call, handle, err);
+    } else {
+        fail_in(call, handle, VELA_EINVAL, err, "an instance is null");
+    }
+}
+
+u_int32 enumeration_get_value(const enumeration_descriptor &type, vela_handle *handle, const void *instance,
+                              u_int32 *err) {
+    if (*err != 0) {
+        refuse_call(type, "get_value", handle, err);
+        return 0;
+    }
+    clear_last_error(handle);
+    if (instance == nullptr) {
+        refuse_call(type, "get_value", handle, err);
+        return 0;
+    }
+    return *value_of(instance);
+}
+
+void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
+                     const void *source, u_int32 *err) {
+    if (*err != 0) {
+        refuse_call(type, "set", handle, err);
+        return;
+    }
+    clear_last_error(handle);
+    if (destination == nullptr || source == nullptr) {
+        refuse_call(type, "set", handle, err);
+        return;
+    }
+    if (!enumeration_admits(type, handle, mem_class, destination, *value_of(source), err)) {
+        name_failure({type.name, nullptr, "set"}, handle, err);
+        return;
+    }
+    announce(handle, mem_class, destination, enumeration_size);
+    copy_header(handle, mem_class, header_of(destination), header_of(source), type.record, false);
+    *value_of(destination) = *value_of(source);
+}
+
+u_int32 enumeration_is_valid(const enumeration_descriptor &type, vela_handle *handle, u_int32 value) {
+    const int8 variant = domain_variant(handle, type.record, &handle->chained_err);
+    return variant_needed(type.thresholds, type.newest, value) > variant ? 0 : 1;
+}
+
+const char *enumeration_literal(const enumeration_descriptor &type, u_int32 value) {
+    // Values ascend without gaps from 0, which the generator checks.
+    return value < type.value_count ? type.values[value].literal : nullptr;
+}
+
+}  // namespace ptp_cfg
