@@ -1,4 +1,5 @@
 // Domains from files: what a good one sets, and what is said of each bad one.
+#include "failing_memory.h"
 #include "test_support.h"
 
 #include <sys/stat.h>
@@ -8,28 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <new>
 #include <random>
-
-namespace {
-/** Allocations with new that this thread may still make; below 0: any number. */
-thread_local long allocations_left = -1;
-}  // namespace
-
-// In the whole program; of all it does only the tests below ever let one fail.
-void *operator new(size_t size) {
-    void *memory = allocations_left != 0 ? std::malloc(size != 0 ? size : 1) : nullptr;
-    allocations_left -= allocations_left > 0 ? 1 : 0;
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
-}
-void *operator new[](size_t size) { return operator new(size); }
-void operator delete(void *memory) noexcept { std::free(memory); }
-void operator delete[](void *memory) noexcept { std::free(memory); }
-void operator delete(void *memory, size_t) noexcept { std::free(memory); }
-void operator delete[](void *memory, size_t) noexcept { std::free(memory); }
 
 namespace velalib_test {
 namespace {
@@ -350,9 +330,9 @@ TEST_F(domain_file_test, LackOfMemoryIsAnErrorAtEveryPoint) {
             ASSERT_LT(most, 1000);
             failure = 0;
             text[0] = '\0';
-            allocations_left = most;
+            test::memory.fail_after(most);
             vela_domain *domain = vela_domain_load(path.c_str(), text, sizeof text, &failure);
-            allocations_left = -1;
+            test::memory.stop();
             EXPECT_EQ(domain == nullptr, failure != 0);
             EXPECT_EQ(failure == VELA_ENOMEM, std::string(text) == "there is no memory for a domain") << text;
             vela_domain_destroy(domain);

@@ -1,49 +1,15 @@
 // Reading XML while memory fails at one allocation after the other: the parser's, the runtime's or the handle's. What is
 // not read is error 12, whatever the road to the element; what is read is right.
 #include <cstdlib>
-#include <new>
 #include <pugixml.hpp>
 #include <utility>
 
+#include "failing_memory.h"
 #include "records.h"
 
-namespace {
-
-/** Decides which allocations fail; nothing fails while it is off. */
-struct failing_memory {
-    long left = -1;         // allocations until the first that fails; negative: off
-    bool for_good = false;  // all after it fail, too
-    bool has_failed = false;
-
-    bool refuses() {
-        if (left < 0 || left-- > 0) {
-            return false;
-        }
-        has_failed = true;
-        left = for_good ? 0 : -1;
-        return true;
-    }
-};
-failing_memory memory;
-
-void *allocate(size_t size) { return memory.refuses() ? nullptr : std::malloc(size); }
-
-}  // namespace
-
-void *operator new(size_t size) {
-    if (void *block = allocate(size)) {
-        return block;
-    }
-    throw std::bad_alloc();
-}
-void *operator new[](size_t size) { return operator new(size); }
-// By themselves these would come here, but not where a sanitizer has its own.
-void *operator new(size_t size, const std::nothrow_t &) noexcept { return allocate(size); }
-void *operator new[](size_t size, const std::nothrow_t &) noexcept { return allocate(size); }
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete[](void *block) noexcept { std::free(block); }
-void operator delete(void *block, size_t) noexcept { std::free(block); }
-void operator delete[](void *block, size_t) noexcept { std::free(block); }
+using test::allocate;
+using test::failing_memory;
+using test::memory;
 
 namespace ptp_cfg_test {
 namespace {
@@ -125,10 +91,10 @@ class XmlMemory : public testing::Test {
     static void sweep(const std::string &what, u_int32 without_failure, Attempt attempt) {
         for (const bool for_good : {false, true}) {
             for (long n = 0;; ++n) {
-                memory = {n, for_good, false};
+                memory.fail_after(n, for_good);
                 const u_int32 err = attempt();
-                const bool has_failed = memory.has_failed;
-                memory = {};
+                const bool has_failed = memory.has_failed();
+                memory.stop();
                 ASSERT_EQ(err, has_failed ? u_int32{VELA_ENOMEM} : without_failure) << what << ", allocation " << n;
                 if (!has_failed) {
                     break;
