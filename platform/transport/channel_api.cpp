@@ -42,7 +42,7 @@ bool complete(const vela_channel_options *given, vela_channel_options &options, 
     return true;
 }
 
-using opener = bool (vela_channel::*)(failure &);
+using opener = bool (connections::*)(failure &);
 
 std::unique_ptr<vela_channel> make_channel(const char *domain_name, const char *uri, const vela_channel_options *given,
                                            opener open, failure &why) {
@@ -56,15 +56,15 @@ std::unique_ptr<vela_channel> make_channel(const char *domain_name, const char *
     if (!complete(given, options, why)) {
         return nullptr;
     }
-    mechanism_options parts = {options.max_message, options.socket_mode, options.socket_buffer,
-                               options.allow_other_users != 0};
-    std::unique_ptr<mechanism> place =
-        make_mechanism(uri != nullptr ? std::string(uri) : "inproc:" + std::string(of->name), parts, why);
+    backend_options parts = {options.max_message, options.socket_mode, options.socket_buffer,
+                             options.allow_other_users != 0};
+    std::unique_ptr<backend> place =
+        make_backend(uri != nullptr ? std::string(uri) : "inproc:" + std::string(of->name), parts, why);
     if (place == nullptr) {
         return nullptr;
     }
     auto channel = std::make_unique<vela_channel>(*of, std::move(place), options);
-    return (channel.get()->*open)(why) ? std::move(channel) : nullptr;
+    return (channel->connections().*open)(why) ? std::move(channel) : nullptr;
 }
 
 vela_channel *open_channel(const char *domain_name, const char *uri, const vela_channel_options *options, opener open,
@@ -98,12 +98,12 @@ u_int32 deliver_or_fail(const vela_channel *channel, u_int32 *err, Deliver deliv
 
 vela_channel *vela_channel_listen(const char *domain, const char *uri, const vela_channel_options *options,
                                   char *error_text, size_t room, u_int32 *err) {
-    return open_channel(domain, uri, options, &vela_channel::listen, error_text, room, err);
+    return open_channel(domain, uri, options, &connections::listen, error_text, room, err);
 }
 
 vela_channel *vela_channel_connect(const char *domain, const char *uri, const vela_channel_options *options,
                                    char *error_text, size_t room, u_int32 *err) {
-    return open_channel(domain, uri, options, &vela_channel::connect, error_text, room, err);
+    return open_channel(domain, uri, options, &connections::connect, error_text, room, err);
 }
 
 void vela_channel_close(vela_channel *channel, vela_channel_statistics *statistics) {
@@ -111,12 +111,12 @@ void vela_channel_close(vela_channel *channel, vela_channel_statistics *statisti
         return;
     }
     try {
-        channel->shut_down();
+        channel->connections().shut_down();
     } catch (const std::bad_alloc &) {
         // Only the text of an event was to be made; the counters are right.
     }
     if (statistics != nullptr) {
-        *statistics = channel->statistics();
+        *statistics = channel->connections().statistics();
     }
     delete channel;
 }
@@ -126,7 +126,7 @@ const char *vela_channel_uri(const vela_channel *channel) { return channel->uri(
 int vela_channel_fd(const vela_channel *channel) { return channel->fd(); }
 
 u_int32 vela_channel_wait(vela_channel *channel, int32 timeout_ms) {
-    return channel->is_processing() ? 0 : channel->wait(timeout_ms < 0 ? -1 : timeout_ms);
+    return channel->is_processing() ? 0 : channel->connections().wait(timeout_ms < 0 ? -1 : timeout_ms);
 }
 
 u_int32 vela_channel_process(vela_channel *channel, vela_handle *handle, u_int32 mem_class, void *context,
@@ -149,8 +149,8 @@ u_int32 vela_channel_finish(vela_channel *channel, vela_handle *handle, u_int32 
     });
 }
 
-u_int32 vela_channel_unconfirmed(const vela_channel *channel) { return channel->unconfirmed(); }
+u_int32 vela_channel_unconfirmed(const vela_channel *channel) { return channel->connections().unconfirmed(); }
 
 void vela_channel_get_statistics(const vela_channel *channel, vela_channel_statistics *statistics) {
-    *statistics = channel->statistics();
+    *statistics = channel->connections().statistics();
 }

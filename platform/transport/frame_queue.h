@@ -4,7 +4,7 @@
 #include <deque>
 #include <vector>
 
-#include "mechanism.h"
+#include "backend.h"
 
 namespace vela::transport {
 

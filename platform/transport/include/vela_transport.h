@@ -2,7 +2,7 @@
  * Transport of marshalled messages between the programs of a network element.
  *
  * There are four domains: "gable", "wicket", "skein" and "osprey". Each is a channel that programs agree on, and a
- * URI says which mechanism carries it:
+ * URI says which backend carries it:
  *
  *     inproc:NAME     queues between the threads of one process; NULL as URI means inproc: and the domain's name
  *     unix:PATH       sequenced packets between the processes of one machine

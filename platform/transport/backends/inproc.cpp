@@ -8,7 +8,7 @@
 #include <mutex>
 #include <vector>
 
-#include "mechanism.h"
+#include "backend.h"
 
 namespace vela::transport {
 namespace {
@@ -141,11 +141,11 @@ meeting_place &place() {
     return *the_place;
 }
 
-class inproc_mechanism : public mechanism {
+class inproc_backend : public backend {
   public:
-    explicit inproc_mechanism(const std::string &name) : name_(name) {}
+    explicit inproc_backend(const std::string &name) : name_(name) {}
 
-    ~inproc_mechanism() override {
+    ~inproc_backend() override {
         if (listens_) {
             std::lock_guard lock(place().mutex);
             place().listeners.erase(name_);
@@ -206,8 +206,8 @@ class inproc_mechanism : public mechanism {
 
 }  // namespace
 
-std::unique_ptr<mechanism> make_inproc(const std::string &name, const mechanism_options &) {
-    return std::make_unique<inproc_mechanism>(name);
+std::unique_ptr<backend> make_inproc(const std::string &name, const backend_options &, failure &) {
+    return std::make_unique<inproc_backend>(name);
 }
 
 }  // namespace vela::transport

@@ -66,10 +66,9 @@ bool parse_address(const std::string &text, tcp_address &result) {
     return true;
 }
 
-class tcp_mechanism : public mechanism {
+class tcp_backend : public backend {
   public:
-    tcp_mechanism(const tcp_address &address, const mechanism_options &options)
-        : address_(address), options_(options) {}
+    tcp_backend(const tcp_address &address, const backend_options &options) : address_(address), options_(options) {}
 
     int listen(failure &why) override {
         file_descriptor fd = open_socket(address_.address.ss_family, SOCK_STREAM, options_, why);
@@ -116,13 +115,13 @@ class tcp_mechanism : public mechanism {
 
   private:
     tcp_address address_;
-    mechanism_options options_;
+    backend_options options_;
     file_descriptor listening_;
 };
 
 }  // namespace
 
-std::unique_ptr<mechanism> make_tcp(const std::string &address, const mechanism_options &options, failure &why) {
+std::unique_ptr<backend> make_tcp(const std::string &address, const backend_options &options, failure &why) {
     tcp_address parsed;
     if (!parse_address(address, parsed)) {
         why = {VELA_EINVAL, "'tcp:" + address +
@@ -130,7 +129,7 @@ std::unique_ptr<mechanism> make_tcp(const std::string &address, const mechanism_
                                 "tcp:[::1]:4711"};
         return nullptr;
     }
-    return std::make_unique<tcp_mechanism>(parsed, options);
+    return std::make_unique<tcp_backend>(parsed, options);
 }
 
 }  // namespace vela::transport

@@ -1,8 +1,9 @@
-// What a mechanism provides: a way to listen or connect, and links to peers. One file per mechanism implements it.
+// What a backend provides: a way to listen or connect, and links to peers. Each is a source of its own in backends/.
 #pragma once
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "base/failure.h"
 #include "base/file_descriptor.h"
@@ -59,7 +60,7 @@ class peer_link {
     virtual const std::string &peer() const = 0;
 };
 
-struct mechanism_options {
+struct backend_options {
     u_int32 max_message;
     u_int32 socket_mode;
     u_int32 socket_buffer;
@@ -67,9 +68,9 @@ struct mechanism_options {
 };
 
 // A named place that links lead to. May throw std::bad_alloc.
-class mechanism {
+class backend {
   public:
-    virtual ~mechanism() = default;
+    virtual ~backend() = default;
 
     // Starts to listen; the descriptor is readable when accept() has a link. -1 with the reason.
     virtual int listen(failure &why) = 0;
@@ -81,11 +82,10 @@ class mechanism {
     virtual std::string uri() const = 0;
 };
 
-std::unique_ptr<mechanism> make_inproc(const std::string &name, const mechanism_options &options);
-std::unique_ptr<mechanism> make_unix(const std::string &path, const mechanism_options &options, failure &why);
-std::unique_ptr<mechanism> make_tcp(const std::string &address, const mechanism_options &options, failure &why);
+// Makes the backend of a scheme from what follows it in the URI; null with the reason.
+using backend_maker = std::unique_ptr<backend>(const std::string &rest, const backend_options &options, failure &why);
 
-// Chooses the mechanism that a URI names; null with the reason.
-std::unique_ptr<mechanism> make_mechanism(const std::string &uri, const mechanism_options &options, failure &why);
+// Chooses the backend that a URI names; null with the reason.
+std::unique_ptr<backend> make_backend(const std::string &uri, const backend_options &options, failure &why);
 
 }  // namespace vela::transport

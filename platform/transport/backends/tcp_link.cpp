@@ -44,7 +44,7 @@ void set_timeouts(int fd) {
 
 class tcp_link : public peer_link {
   public:
-    tcp_link(file_descriptor fd, const mechanism_options &options, bool is_established, std::string peer)
+    tcp_link(file_descriptor fd, const backend_options &options, bool is_established, std::string peer)
         : fd_(std::move(fd)),
           is_established_(is_established),
           max_message_(options.max_message),
@@ -268,7 +268,7 @@ class tcp_link : public peer_link {
 
 }  // namespace
 
-std::unique_ptr<peer_link> make_tcp_link(file_descriptor fd, const mechanism_options &options, bool is_established,
+std::unique_ptr<peer_link> make_tcp_link(file_descriptor fd, const backend_options &options, bool is_established,
                                          std::string peer) {
     return std::make_unique<tcp_link>(std::move(fd), options, is_established, std::move(peer));
 }

@@ -6,7 +6,7 @@
 namespace vela::transport {
 namespace {
 
-void set_buffers(int fd, const mechanism_options &options) {
+void set_buffers(int fd, const backend_options &options) {
     int bytes = static_cast<int>(options.socket_buffer);
     if (bytes > 0) {
         setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);
@@ -27,7 +27,7 @@ io failed(int code, int &error) {
 
 }  // namespace
 
-file_descriptor open_socket(int family, int type, const mechanism_options &options, failure &why) {
+file_descriptor open_socket(int family, int type, const backend_options &options, failure &why) {
     file_descriptor fd(socket(family, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (!fd) {
         why = system_failure(errno, "no socket");
@@ -37,7 +37,7 @@ file_descriptor open_socket(int family, int type, const mechanism_options &optio
     return fd;
 }
 
-file_descriptor accept_socket(int listening, const mechanism_options &options, failure &why) {
+file_descriptor accept_socket(int listening, const backend_options &options, failure &why) {
     int fd;
     do {
         fd = accept4(listening, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "mechanism.h"
+#include "backend.h"
 
 namespace vela::transport {
 

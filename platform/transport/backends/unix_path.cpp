@@ -40,7 +40,7 @@ bool try_bind(int fd, const std::string &path, u_int32 mode) {
 }
 
 // Whether a socket file is all that is left of a listener. If not, `why` says what is in the way.
-bool is_left_over(const std::string &path, const mechanism_options &options, failure &why) {
+bool is_left_over(const std::string &path, const backend_options &options, failure &why) {
     struct stat found = {};
     if (lstat(path.c_str(), &found) != 0) {
         return true;

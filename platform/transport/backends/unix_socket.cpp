@@ -39,7 +39,7 @@ size_t packet_room(int fd) {
 
 class unix_link : public peer_link {
   public:
-    unix_link(file_descriptor fd, const mechanism_options &options, bool is_caller, std::string peer)
+    unix_link(file_descriptor fd, const backend_options &options, bool is_caller, std::string peer)
         : fd_(std::move(fd)),
           packet_room_(packet_room(fd_.get())),
           max_message_(options.max_message),
@@ -200,7 +200,7 @@ class unix_link : public peer_link {
 };
 
 // Whether the process at the other end may be a peer. Fills `peer` with a name for it.
-bool is_welcome(int fd, const mechanism_options &options, std::string &peer, failure &why) {
+bool is_welcome(int fd, const backend_options &options, std::string &peer, failure &why) {
     ucred credentials = {};
     socklen_t size = sizeof credentials;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
@@ -215,9 +215,9 @@ bool is_welcome(int fd, const mechanism_options &options, std::string &peer, fai
     return true;
 }
 
-class unix_mechanism : public mechanism {
+class unix_backend : public backend {
   public:
-    unix_mechanism(const std::string &path, const mechanism_options &options) : path_(path), options_(options) {}
+    unix_backend(const std::string &path, const backend_options &options) : path_(path), options_(options) {}
 
     int listen(failure &why) override {
         listening_ = open_socket(AF_UNIX, SOCK_SEQPACKET, options_, why);
@@ -253,20 +253,20 @@ class unix_mechanism : public mechanism {
     }
 
     std::string path_;
-    mechanism_options options_;
+    backend_options options_;
     file_descriptor listening_;
     socket_file place_;
 };
 
 }  // namespace
 
-std::unique_ptr<mechanism> make_unix(const std::string &path, const mechanism_options &options, failure &why) {
+std::unique_ptr<backend> make_unix(const std::string &path, const backend_options &options, failure &why) {
     if (path.size() >= sizeof(sockaddr_un::sun_path)) {
         why = {ENAMETOOLONG, "unix:" + path + ": the path of a socket has at most " +
                                  std::to_string(sizeof(sockaddr_un::sun_path) - 1) + " characters"};
         return nullptr;
     }
-    return std::make_unique<unix_mechanism>(path, options);
+    return std::make_unique<unix_backend>(path, options);
 }
 
 }  // namespace vela::transport
