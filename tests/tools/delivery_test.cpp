@@ -104,7 +104,8 @@ TEST_P(delivery_over, what_a_killed_receiver_took_along_is_counted) {
     const outcome result = run(R"(
         ptpcfg record $uri out.rec --max-size 1G & recorder=$!
         ptpcfg send --timeout 1 $uri many.bin & sender=$!
-        until test $(stat -c %s out.rec 2>>ignored || echo 0) -gt 8; do sleep 0.005; done; kill -KILL $recorder
+        until test $(stat -c %s out.rec 2>>ignored || echo 0) -gt 8; do sleep 0.005; done
+        kill -STOP $recorder; sleep 0.1; kill -KILL $recorder
         wait $sender; echo $?)");
     EXPECT_EQ(result.out, "4\n");
     unsigned sent = 0, total = 0, unconfirmed = 0;
