@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "module_types.h"
@@ -45,10 +46,10 @@ vela_domain *vela_domain_create(const char *name) {
         return nullptr;
     }
     try {
-        vela_domain *domain = new vela_domain;
-        domain->name = name;  // at most 63 characters
+        auto domain = std::make_unique<vela_domain>();
+        domain->name = name;  // at most 63 characters, which take memory of their own
         domain->stamp = new_stamp();
-        return domain;
+        return domain.release();
     } catch (const std::bad_alloc &) {
         return nullptr;
     }
