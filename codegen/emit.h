@@ -45,8 +45,8 @@ std::vector<const function *> functions_of(const generation &input, const std::s
 std::string generated_note(const std::string &inputs);
 /** A function's documentation as a Doxygen comment. */
 std::string documentation(const function &subject);
-/** The exported definition. */
-std::string definition(const function &subject);
+/** The definition of a function that has a body. */
+std::string definition(const function &subject, const std::string &prefix = "extern \"C\" ");
 /** The statements of a body, one after the other. */
 std::string indented(const std::string &body, std::size_t indent);
 /** The prototype without storage class and semicolon. */

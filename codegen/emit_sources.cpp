@@ -21,13 +21,13 @@ std::string definition_parameter(const parameter &row, const std::string &body) 
 
 }  // namespace
 
-std::string definition(const function &subject) {
+std::string definition(const function &subject, const std::string &prefix) {
     std::vector<std::string> declarations;
     for (const parameter &row : subject.parameters) {
         declarations.push_back(definition_parameter(row, subject.body));
     }
     const bool ends_in_star = subject.returns.ends_with('*');
-    const std::string start = "extern \"C\" " + subject.returns + (ends_in_star ? "" : " ") + subject.name;
+    const std::string start = prefix + subject.returns + (ends_in_star ? "" : " ") + subject.name;
     std::string text = wrapped_call(start, declarations, " {");
     if (declarations.empty()) {
         text = start + "() {";

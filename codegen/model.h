@@ -7,13 +7,16 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "diagnostics.h"
 
 namespace codegen {
 
-enum class value_class { unsigned_number, signed_number, boolean, opaque };
+/** What the rows of primitives call their classes, in the order of the enumerators. */
+inline constexpr std::string_view class_names[] = {"unsigned_number", "signed_number", "boolean", "octets", "opaque"};
+enum class primitive_class { unsigned_number, signed_number, boolean, octets, opaque };
 
 /** A primitive type of fields; its operations are the runtime's. */
 struct primitive {
@@ -23,9 +26,10 @@ struct primitive {
     std::uint32_t size = 0;
     std::uint32_t alignment = 0;
     std::uint32_t width = 0;  // on the wire
-    value_class value = value_class::opaque;
+    primitive_class what = primitive_class::opaque;
+    std::string value;  // the kind of value, of the folder values/
 
-    bool travels_by_value() const { return value != value_class::opaque; }
+    bool travels_by_value() const { return what < primitive_class::octets; }
 };
 
 struct enumeration_value {

@@ -19,7 +19,7 @@ std::string pointer_list(const structure &type) {
 std::string value_list(const structure &type) {
     std::vector<std::string> values;
     for (const field *row : single_values(type, false)) {
-        const bool is_signed = row->primitive != nullptr && row->primitive->value == value_class::signed_number;
+        const bool is_signed = row->primitive != nullptr && row->primitive->what == primitive_class::signed_number;
         const std::string name = parameter_name(*row);
         values.push_back(is_signed ? "static_cast<u_int64>(static_cast<int64_t>(" + name + "))"
                                    : "static_cast<u_int64>(" + name + ")");
@@ -140,7 +140,7 @@ std::string record_name(const std::string &type_name) { return "_" + type_name +
 std::string handler_name(const message &type) { return "ptp_cfg_" + type.type_name() + "_handler"; }
 
 placeholders primitive_placeholders(const primitive &type) {
-    return {{"type", type.name}, {"type_doc", type.doc}, {"width", std::to_string(type.width)}};
+    return {{"type", type.name}, {"type_doc", type.doc}, {"width", std::to_string(type.width)}, {"value", type.value}};
 }
 
 placeholders enumeration_placeholders(const enumeration &type) {

@@ -1,5 +1,7 @@
 #include "schema_loader.h"
 
+#include <algorithm>
+
 #include "table_reader.h"
 
 namespace codegen {
@@ -34,21 +36,17 @@ class loader {
     model model_;
 };
 
-value_class to_value_class(const std::string &name, const location &where, const std::string &subject,
-                           diagnostics &errors) {
-    if (name == "unsigned") {
-        return value_class::unsigned_number;
+primitive_class to_class(const std::string &name, const location &where, const std::string &subject,
+                         diagnostics &errors) {
+    const auto *const found = std::find(std::begin(class_names), std::end(class_names), name);
+    if (found != std::end(class_names)) {
+        return static_cast<primitive_class>(found - std::begin(class_names));
     }
-    if (name == "signed") {
-        return value_class::signed_number;
+    if (!name.empty()) {
+        errors.report(where, subject, "class '" + name + "' is unknown",
+                      "give unsigned_number, signed_number, boolean, octets or opaque");
     }
-    if (name == "boolean") {
-        return value_class::boolean;
-    }
-    if (name != "opaque" && !name.empty()) {
-        errors.report(where, subject, "class '" + name + "' is unknown", "give unsigned, signed, boolean or opaque");
-    }
-    return value_class::opaque;
+    return primitive_class::opaque;
 }
 
 void loader::load_primitives() {
@@ -67,7 +65,8 @@ void loader::load_primitives() {
         row.size = reader.number("size");
         row.alignment = reader.number("alignment");
         row.width = reader.number("width");
-        row.value = to_value_class(reader.text("class"), row.where, reader.subject(), errors_);
+        row.what = to_class(reader.text("class"), row.where, reader.subject(), errors_);
+        row.value = reader.text("value");
         row.doc = reader.text("doc");
         reader.finish();
         model_.primitives.push_back(std::move(row));

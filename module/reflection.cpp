@@ -61,25 +61,24 @@ ptp_cfg_field_class class_of(field_kind kind) {
         default:
             break;
     }
-    return visit_primitive(kind, [](auto primitive) {
-        using P = decltype(primitive);
-        if constexpr (!P::is_value) {
-            return PTP_CFG_FIELD_OPAQUE;
-        } else if constexpr (P::is_boolean) {
+    switch (properties_of(kind).what) {
+        case primitive_class::unsigned_number:
+            return PTP_CFG_FIELD_UNSIGNED;
+        case primitive_class::signed_number:
+            return PTP_CFG_FIELD_SIGNED;
+        case primitive_class::boolean:
             return PTP_CFG_FIELD_BOOLEAN;
-        } else {
-            return P::is_signed ? PTP_CFG_FIELD_SIGNED : PTP_CFG_FIELD_UNSIGNED;
-        }
-    });
+        default:
+            return PTP_CFG_FIELD_OPAQUE;
+    }
 }
 
 /** What follows from the kind alone; `out->kind` is set. */
 void describe_kind(field_kind kind, ptp_cfg_field_description *out) {
-    if (kind < field_kind::var_string) {
-        out->type_name = primitive_name(kind);
-        out->wire_width = primitive_width(kind);
-        out->element_size = visit_primitive(
-            kind, [](auto primitive) { return static_cast<u_int8>(sizeof(typename decltype(primitive)::type)); });
+    if (is_primitive(kind)) {
+        out->type_name = properties_of(kind).name;
+        out->wire_width = properties_of(kind).width;
+        out->element_size = static_cast<u_int8>(properties_of(kind).size);
     } else if (kind == field_kind::enumeration) {
         out->wire_width = enumeration_wire_width;
     } else if (kind == field_kind::var_string) {
@@ -135,7 +134,7 @@ const structure_descriptor *owner(const ptp_cfg_type *type, u_int32 index, vela_
 /** Calls f with the traits of a kind that travels by value; others are error 22. */
 template <class F>
 u_int64 visit_value(field_kind kind, vela_handle *handle, u_int32 *err, F &&f) {
-    if (kind < field_kind::var_string) {
+    if (is_primitive(kind)) {
         return visit_primitive(kind, [&](auto primitive) -> u_int64 {
             if constexpr (decltype(primitive)::is_value) {
                 return f(primitive);

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "bitlog.h"
-#include "primitive_traits.h"  // generated: enum class field_kind, primitive_traits<field_kind>
+#include "operations/core/field_kind.h"
 #include "velalib.h"
 
 namespace ptp_cfg {

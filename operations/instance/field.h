@@ -84,7 +84,7 @@ PTP_CFG_INLINE void *field_get(const structure_descriptor &type, u_int32 index, 
         return reinterpret_cast<void *>(refuse_index(type, field, "_get", handle, err));
     }
     u_int8 *value = storage(field, instance, element);
-    if (has_own_runtime || field.kind >= field_kind::var_string) {
+    if (has_own_runtime || !is_primitive(field.kind)) {
         return value;
     }
     return visit_primitive(field.kind, [&](auto primitive) -> void * {

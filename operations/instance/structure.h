@@ -45,9 +45,7 @@ void structure_set_elements(const structure_descriptor &type, vela_handle *handl
                             const void *source, u_int32 *err);
 
 /** Whether get_all and set_all take a field: single numbers, truth values and enumerations. */
-constexpr bool is_value_field(const field_descriptor &field) {
-    return !field.is_array && (field.kind == field_kind::enumeration || field.kind <= field_kind::vela_boolean);
-}
+constexpr bool is_value_field(const field_descriptor &field) { return !field.is_array && is_value(field.kind); }
 
 /** Values of integer, boolean and enumeration fields in declaration order, one pointer each. */
 void structure_get_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *instance,

@@ -206,21 +206,14 @@ void checker::value(field_kind kind, const char *name, u_int32 element, bool is_
         return;
     }
     char reason[longest_reason];
-    const auto check = [&](const char *type_name) {
-        const u_int32 result = xml_check_value(type_name, text_of(element), reason, sizeof reason);
-        if (result != VELA_OK && may_be_dotted) {
-            const trimmed text(text_of(element));
-            fault(element, result,
-                  "value '%.*s' is not an IPv4 address: a number from 0 to 4294967295, or as 192.0.2.1", text.shown(),
-                  text.text);
-        } else if (result != VELA_OK) {
-            fault(element, result, "%s", reason);
-        }
-    };
-    if (kind == field_kind::var_string) {
-        check("var_string");
-    } else {
-        visit_primitive(kind, [&](auto primitive) { check(decltype(primitive)::name); });
+    const char *type_name = is_primitive(kind) ? properties_of(kind).name : "var_string";
+    const u_int32 result = xml_check_value(type_name, text_of(element), reason, sizeof reason);
+    if (result != VELA_OK && may_be_dotted) {
+        const trimmed text(text_of(element));
+        fault(element, result, "value '%.*s' is not an IPv4 address: a number from 0 to 4294967295, or as 192.0.2.1",
+              text.shown(), text.text);
+    } else if (result != VELA_OK) {
+        fault(element, result, "%s", reason);
     }
 }
 

@@ -25,7 +25,7 @@ constexpr u_int32 element_width(const field_descriptor &field) {
     if (field.kind == field_kind::structure) {
         return newest_width(*field.structure);
     }
-    return field.kind == field_kind::enumeration ? enumeration_wire_width : primitive_width(field.kind);
+    return field.kind == field_kind::enumeration ? enumeration_wire_width : properties_of(field.kind).width;
 }
 
 /** Where field `index` begins in an encoding at the newest variant. */
@@ -95,7 +95,7 @@ constexpr void collect_known(known_bits<width> &known, const structure_descripto
             collect_known(known, *field.structure, position);
         } else if (field.kind == field_kind::enumeration) {
             known.set(position, 0xFF, static_cast<u_int8>(field.enumeration->newest));
-        } else if (field.kind == field_kind::vela_boolean) {
+        } else if (is_boolean(field.kind)) {
             for (u_int32 element = 0; element < field.capacity; ++element) {
                 known.set(position + element, 0xFE, 0);
             }

@@ -166,17 +166,17 @@ u_int32 var_string_len(vela_handle *, u_int32, const var_string *value, u_int32 
 }
 
 int32 var_string_compare(const var_string *a, const var_string *b) {
-    if (a == nullptr || b == nullptr) return vela_inline::order(a != nullptr, b != nullptr);
+    if (a == nullptr || b == nullptr) return values::order(a != nullptr, b != nullptr);
     return sign(strcmp(*a == nullptr ? "" : *a, *b == nullptr ? "" : *b));
 }
 
 int32 var_string_compare_counted(const var_string *a, u_int32 count_a, const var_string *b, u_int32 count_b) {
-    if (a == nullptr || b == nullptr) return vela_inline::order(a != nullptr, b != nullptr);
+    if (a == nullptr || b == nullptr) return values::order(a != nullptr, b != nullptr);
     if (*a == nullptr) count_a = 0;
     if (*b == nullptr) count_b = 0;
     const u_int32 common = count_a < count_b ? count_a : count_b;
     const int32 result = common == 0 ? 0 : sign(memcmp(*a, *b, common));
-    return result != 0 ? result : vela_inline::order(count_a, count_b);
+    return result != 0 ? result : values::order(count_a, count_b);
 }
 
 u_int32 var_string_hash(const var_string *value, u_int32 count, u_int32 seed) {
@@ -215,7 +215,7 @@ void var_string_from_xml(vela_handle *handle, u_int32 mem_class, const char *pat
 }
 
 char *char_get(vela_handle *handle, u_int32, char *value, u_int32 *err) {
-    return vela_inline::value_get(handle, value, err);
+    return values::get(handle, value, err);
 }
 
 void char_set(vela_handle *handle, u_int32 mem_class, char *destination, const char *characters, u_int32 count,
@@ -248,7 +248,7 @@ u_int32 char_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, char 
 u_int32 char_len(vela_handle *, u_int32, const char *value, u_int32 count) { return value == nullptr ? 0 : count; }
 
 int32 char_compare(const char *a, const char *b, u_int32 count) {
-    if (a == nullptr || b == nullptr) return vela_inline::order(a != nullptr, b != nullptr);
+    if (a == nullptr || b == nullptr) return values::order(a != nullptr, b != nullptr);
     return sign(memcmp(a, b, count));
 }
 

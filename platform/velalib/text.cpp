@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "bounded_text.h"
+#include "values/bounded_text.h"
 #include "velalib/runtime.h"
 
-using velalib::bounded_text;
+using values::bounded_text;
 
 namespace {
 

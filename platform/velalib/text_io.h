@@ -1,10 +1,12 @@
 // The calls that text operations of primitives and strings share.
 #pragma once
 
-#include "bounded_text.h"
+#include "values/bounded_text.h"
 #include "velalib/runtime.h"
 
 namespace velalib {
+
+using values::bounded_text;
 
 /** Where a value is read from in a document, and where an explanation of a failure goes. */
 struct xml_source {

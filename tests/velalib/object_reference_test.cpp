@@ -74,7 +74,7 @@ TEST_F(object_reference_test, FieldsListTheirReferences) {
     expect_failure(VELA_ENOSPC);
     en_address elsewhere = {};
     EXPECT_EQ(en_address_get_oid_count(handle, test_class, &elsewhere, &err), 0u);
-    vela_inline::primitive_destroy(handle, test_class, &field, 0u);
+    vela_inline::en_address_destroy_internal(handle, test_class, &field, 0u);
     EXPECT_EQ(held(), 0u);
     EXPECT_EQ(vela_oid_reference_count(handle, &object), 2u);  // forgotten, not released
 }

@@ -218,7 +218,7 @@ TEST_F(primitive_test, CreatedValuesAreZeroAndBelongToTheHandle) {
     EXPECT_EQ(memcmp(made, &zero, sizeof zero), 0);
     vrf_info_destroy_internal(handle, test_class, made, 0);  // embedded: stays
     made->id = 1;
-    vela_inline::primitive_initialize(handle, test_class, made, &err);
+    vela_inline::vrf_info_initialize(handle, test_class, made, &err);
     EXPECT_EQ(memcmp(made, &zero, sizeof zero), 0);
     EXPECT_EQ(seen.stores, (std::vector<announcement>{{made, sizeof zero, test_class}}));
     vrf_info_destroy_internal(handle, test_class, made, 1);

@@ -8,9 +8,6 @@
 
 namespace ptp_cfg {
 
-/** Whether a field's values are copied as they stand. */
-constexpr bool is_octets(field_kind kind) { return kind == field_kind::u_int8 || kind == field_kind::int8; }
-
 /** Whether field `index` goes on where the one before it ends, so that both are read together. */
 constexpr bool continues_run(const structure_descriptor &type, u_int32 index) {
     if (index == 0) {
@@ -18,8 +15,8 @@ constexpr bool continues_run(const structure_descriptor &type, u_int32 index) {
     }
     const field_descriptor &before = type.fields[index - 1];
     const field_descriptor &field = type.fields[index];
-    const bool alike = (is_octets(before.kind) && is_octets(field.kind)) ||
-                       (before.kind == field_kind::vela_boolean && field.kind == field_kind::vela_boolean);
+    const bool alike =
+        (is_octets(before.kind) && is_octets(field.kind)) || (is_boolean(before.kind) && is_boolean(field.kind));
     return alike && before.offset + before.capacity * before.stride == field.offset;
 }
 
@@ -31,9 +28,6 @@ constexpr u_int32 run_length(const structure_descriptor &type, u_int32 index) {
     }
     return length;
 }
-
-/** Whether a field is numbers of eight bytes. */
-constexpr bool is_long(field_kind kind) { return kind == field_kind::u_int64; }
 
 /** Whether field `index` is a number of eight bytes that stands behind another one. */
 constexpr bool continues_longs(const structure_descriptor &type, u_int32 index) {

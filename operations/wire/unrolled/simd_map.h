@@ -29,11 +29,6 @@ constexpr u_int32 word_size = 8;
 constexpr u_int32 chunk_size = 32;
 constexpr int32 no_source = -1;
 
-/** Whether the bytes of a value are those of its encoding, in one order or the other. */
-constexpr bool is_shuffled(field_kind kind) {
-    return kind != field_kind::ip_address && kind != field_kind::vrf_info && kind != field_kind::var_string;
-}
-
 template <const structure_descriptor &D>
 struct memory_map {
     /** Foreign: of an array of structures, or of a value whose encoding is not its bytes in another order. */
@@ -82,12 +77,11 @@ struct memory_map {
             add_value(memory + enumeration_value_offset, 4, wire + 4, -1);
         } else if (field.kind == field_kind::structure) {
             add_structure(*field.structure, memory, wire);
-        } else if (field.kind == field_kind::vela_boolean) {
+        } else if (is_boolean(field.kind)) {
             add_value(memory, 1, wire, 1);
-        } else if (field.kind == field_kind::en_address) {
-            add_value(memory, width, wire, 1);
         } else if (is_shuffled(field.kind)) {
-            add_value(memory, width, wire + width - 1, -1);
+            const int32 step = wire_step(field.kind);
+            add_value(memory, width, step > 0 ? wire : wire + width - 1, step);
         } else {
             claim(memory, field.stride, use::foreign);
         }

@@ -126,7 +126,7 @@ PTP_CFG_INLINE void load_instance(const u_int8 *bytes, u_int8 *instance) {
             primitive_traits<field_kind::u_int32>::load(in + 1, value_of(static_cast<void *>(value)));
         } else if constexpr (is_octets(field.kind)) {
             memcpy(value, in, run_length(D, I));
-        } else if constexpr (field.kind == field_kind::vela_boolean) {
+        } else if constexpr (is_boolean(field.kind)) {
             load_truths<run_length(D, I)>(in, value);  // 0 or 1: other truths are read on the exact path
         } else if constexpr (field.kind == field_kind::structure && field.is_array) {
             constexpr const structure_descriptor &E = *field.structure;

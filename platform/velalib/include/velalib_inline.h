@@ -11,9 +11,8 @@
 
 #include "velalib/inline/base.h"
 #include "velalib/inline/checks.h"
-#include "velalib/inline/forms.h"
 #include "velalib/inline/hash.h"
-#include "velalib/inline/primitives.h"
 #include "velalib/inline/wire.h"
+#include "velalib_inline_primitives.h"  // generated
 
 #endif

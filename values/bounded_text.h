@@ -4,9 +4,9 @@
 #include <charconv>
 #include <cstring>
 
-#include "velalib_inline.h"
+#include "velalib/inline/base.h"
 
-namespace velalib {
+namespace values {
 
 /** Appends to a buffer, cuts at its end and remembers that it had to. It writes no terminator. */
 class bounded_text {
@@ -69,4 +69,4 @@ class bounded_text {
     bool cut_ = false;
 };
 
-}  // namespace velalib
+}  // namespace values
