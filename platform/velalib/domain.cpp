@@ -17,23 +17,19 @@ u_int64 new_stamp() {
     return ++last;
 }
 
-/** A name field of a record need not be terminated. */
-std::string field_text(const char (&field)[64]) { return std::string(field, strnlen(field, sizeof field)); }
-
-int8 newest_variant(const vela_type_info *record) { return static_cast<int8>(velalib::newest_variant(*record)); }
-
-/** What a domain says of a record, from the handle's cache or into it. */
-const velalib::variant_cache::entry &ask(vela_handle *handle, const vela_domain *domain, const vela_type_info *record) {
-    velalib::variant_cache::entry &entry = handle->runtime->variants.of(record);
-    if (entry.record == record && entry.stamp == domain->stamp) {
+/** What a domain says of a type_info, from the handle's cache or into it. */
+const velalib::variant_cache::entry &ask(vela_handle *handle, const vela_domain *domain,
+                                         const vela_type_info *type_info) {
+    velalib::variant_cache::entry &entry = handle->runtime->variants.of(type_info);
+    if (entry.type_info == type_info && entry.stamp == domain->stamp) {
         return entry;
     }
-    const std::string name = field_text(record->type_name);
+    const std::string name(velalib::text_of(type_info->type_name));
     const auto found = domain->variants.find(name);
-    entry.variant = found != domain->variants.end() ? found->second : newest_variant(record);
+    entry.variant = found != domain->variants.end() ? found->second : velalib::latest_variant(*type_info);
     entry.message_ok = !domain->forbidden_messages.contains(name);
     entry.stamp = domain->stamp;
-    entry.record = record;
+    entry.type_info = type_info;
     return entry;
 }
 
@@ -91,37 +87,37 @@ void vela_handle_set_domain(vela_handle *handle, const vela_domain *domain) {
     }
 }
 
-int8 vela_domain_lookup_variant(vela_handle *handle, const vela_variant_domain *domain, const vela_type_info *record,
+int8 vela_domain_lookup_variant(vela_handle *handle, const vela_variant_domain *domain, const vela_type_info *type_info,
                                 u_int32 *err) {
     if (*err != 0) {
         return 0;
     }
-    if (record == nullptr) {
+    if (type_info == nullptr) {
         return static_cast<int8>(vela_inline::fail(handle, err, VELA_EINVAL));
     }
     if (domain->overrides == nullptr) {
-        return newest_variant(record);
+        return velalib::latest_variant(*type_info);
     }
     try {
-        return ask(handle, domain->overrides, record).variant;
+        return ask(handle, domain->overrides, type_info).variant;
     } catch (const std::bad_alloc &) {
         return static_cast<int8>(vela_inline::fail(handle, err, VELA_ENOMEM));
     }
 }
 
 u_int32 vela_domain_lookup_message_ok(vela_handle *handle, const vela_variant_domain *domain,
-                                      const vela_type_info *record, u_int32 *err) {
+                                      const vela_type_info *type_info, u_int32 *err) {
     if (*err != 0) {
         return 0;
     }
-    if (record == nullptr) {
+    if (type_info == nullptr) {
         return vela_inline::fail(handle, err, VELA_EINVAL);
     }
     if (domain->overrides == nullptr) {
         return 1;
     }
     try {
-        return ask(handle, domain->overrides, record).message_ok;
+        return ask(handle, domain->overrides, type_info).message_ok;
     } catch (const std::bad_alloc &) {
         return vela_inline::fail(handle, err, VELA_ENOMEM);
     }

@@ -16,18 +16,18 @@ struct vela_domain {
 
 namespace velalib {
 
-/** Answers of a domain by record; an entry holds as long as the domain keeps the stamp it was made under. */
+/** Answers of a domain by type_info; an entry holds as long as the domain keeps the stamp it was made under. */
 class variant_cache {
   public:
-    /** The entry of a record; it is valid when `record` and `stamp` match, else it may be overwritten. */
+    /** The entry of a type_info; it is valid when `type_info` and `stamp` match, else it may be overwritten. */
     struct entry {
-        const vela_type_info *record = nullptr;
+        const vela_type_info *type_info = nullptr;
         u_int64 stamp = 0;
         int8 variant = 0;
         u_int8 message_ok = 0;
     };
-    entry &of(const vela_type_info *record) {
-        return entries_[(reinterpret_cast<uintptr_t>(record) / sizeof(vela_type_info)) % entry_count];
+    entry &of(const vela_type_info *type_info) {
+        return entries_[(reinterpret_cast<uintptr_t>(type_info) / sizeof(vela_type_info)) % entry_count];
     }
 
   private:

@@ -149,21 +149,21 @@ std::string domain_reader::take_name(const std::vector<domain_entry> &entries) {
 }
 
 void domain_reader::take_variant(const std::string &type, const domain_value &value) {
-    const vela_type_info *record = velalib::find_type(type);
+    const vela_type_info *type_info = velalib::find_type(type);
     if (type == "name" || type == "forbidden_messages") {
         report(value, quoted(type) + " stands in [variants]", "move it above that line");
-    } else if (record == nullptr) {
+    } else if (type_info == nullptr) {
         report(value, "no loaded module has a type " + quoted(type), velalib::type_advice(type, false));
-    } else if (velalib::is_message(*record)) {
+    } else if (velalib::is_message(*type_info)) {
         report(value, quoted(type) + " is a message, which has no variants",
                "name the type of its payload, or forbid it in forbidden_messages");
     } else {
-        const int newest = velalib::newest_variant(*record);
+        const int latest = velalib::latest_variant(*type_info);
         const std::string allowed =
-            newest == 0 ? "give 0, the only one it has" : "give a number from 0 to " + number(newest);
+            latest == 0 ? "give 0, the only one it has" : "give a number from 0 to " + number(latest);
         if (value.what != domain_value::integer) {
             report(value, "the variant of " + quoted(type) + " is no whole number", allowed);
-        } else if (value.number < 0 || value.number > newest) {
+        } else if (value.number < 0 || value.number > latest) {
             report(value, quoted(type) + " has no variant " + number(value.number), allowed);
         } else if (vela_domain_set_variant(domain_.get(), type.c_str(), static_cast<int8>(value.number)) != 0) {
             throw std::bad_alloc();
@@ -189,10 +189,10 @@ void domain_reader::take_message(const domain_value &value) {
         return;
     }
     const std::string &name = value.characters;
-    const vela_type_info *record = velalib::find_type(name);
-    if (record == nullptr) {
+    const vela_type_info *type_info = velalib::find_type(name);
+    if (type_info == nullptr) {
         report(value, "no loaded module has a message " + quoted(name), velalib::type_advice(name, true));
-    } else if (!velalib::is_message(*record)) {
+    } else if (!velalib::is_message(*type_info)) {
         report(value, quoted(name) + " is no message", "name the messages that carry it, or its variant in [variants]");
     } else if (!forbidden_.insert(name).second) {
         report(value, quoted(name) + " is forbidden already", "leave it out here");

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "module_types.h"
 #include "runtime_state.h"
 #include "velalib_inline.h"
 
@@ -152,22 +153,11 @@ const char *type_name_of(vela_handle *handle, const void *block, u_int64 size, u
         return nullptr;
     }
     const vela_type_info *found = static_cast<const vela_instance_header *>(block)->type_info;
-    for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
-        if (module->types == nullptr) {
-            continue;
-        }
-        for (vela_type_info *const *record = module->types; *record != nullptr; ++record) {
-            if (found == *record) {
-                return (*record)->type_name;
-            }
-            const vela_type_info *copy =
-                handle->type_table_lookup(handle->type_table_cookie, mem_class, (*record)->luid_text);
-            if (copy != nullptr && found == copy) {
-                return (*record)->type_name;
-            }
-        }
-    }
-    return nullptr;
+    const vela_type_info *known = velalib::find_type_if([&](const vela_type_info &each) {
+        return found == &each || (found != nullptr && found == handle->type_table_lookup(handle->type_table_cookie,
+                                                                                         mem_class, each.luid_text));
+    });
+    return known != nullptr ? known->type_name : nullptr;
 }
 
 void report_left_blocks(vela_handle *handle) {

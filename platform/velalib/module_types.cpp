@@ -6,25 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "velalib/runtime.h"
-
 namespace velalib {
 namespace {
-
-/** A text field of a record, which need not be terminated. */
-std::string_view text_of(const char (&field)[64]) { return {field, strnlen(field, sizeof field)}; }
-
-/** Calls `visit` with every record until it returns true. */
-template <typename visitor>
-void visit_types(visitor visit) {
-    for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
-        for (vela_type_info *const *record = module->types; record != nullptr && *record != nullptr; ++record) {
-            if (visit(**record)) {
-                return;
-            }
-        }
-    }
-}
 
 /** Characters to insert, remove or replace until one text is the other. */
 size_t edit_distance(std::string_view from, std::string_view to) {
@@ -45,26 +28,21 @@ size_t edit_distance(std::string_view from, std::string_view to) {
 }  // namespace
 
 const vela_type_info *find_type(std::string_view name) {
-    const vela_type_info *found = nullptr;
-    visit_types([&](const vela_type_info &record) {
-        found = text_of(record.type_name) == name ? &record : nullptr;
-        return found != nullptr;
-    });
-    return found;
+    return find_type_if([name](const vela_type_info &type_info) { return text_of(type_info.type_name) == name; });
 }
 
-bool is_message(const vela_type_info &record) { return text_of(record.kind) == "message"; }
+bool is_message(const vela_type_info &type_info) { return text_of(type_info.kind) == "message"; }
 
-int newest_variant(const vela_type_info &record) {
-    return record.variant_table == nullptr ? 0 : record.variant_table->count - 1;
+int8 latest_variant(const vela_type_info &type_info) {
+    return static_cast<int8>(type_info.variant_table == nullptr ? 0 : type_info.variant_table->count - 1);
 }
 
 std::string type_advice(std::string_view name, bool of_message) {
     std::string_view nearest;
     size_t least = std::max<size_t>(name.size() / 3, 1) + 1;
-    visit_types([&](const vela_type_info &record) {
-        const std::string_view known = text_of(record.type_name);
-        if (is_message(record) != of_message || name.size() > sizeof record.type_name) {
+    find_type_if([&](const vela_type_info &type_info) {
+        const std::string_view known = text_of(type_info.type_name);
+        if (is_message(type_info) != of_message || name.size() > sizeof type_info.type_name) {
             return false;
         }
         // The short name of a message, without its ending, is the likeliest slip.

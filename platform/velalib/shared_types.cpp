@@ -6,7 +6,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "velalib/runtime.h"
+#include "module_types.h"
 
 namespace velalib {
 
@@ -28,10 +28,10 @@ vela_variant_table *copy_table(const vela_variant_table &source, void *memory) {
     return table;
 }
 
-/** Whether a record can be found and counted in. */
-bool is_complete(const vela_type_info &record) {
-    return record.variant_table != nullptr && record.variant_table->count > 0 &&
-           strnlen(record.luid_text, sizeof record.luid_text) == sizeof record.luid_text - 1;
+/** Whether a type_info can be found and counted in. */
+bool is_complete(const vela_type_info &type_info) {
+    return type_info.variant_table != nullptr && type_info.variant_table->count > 0 &&
+           strnlen(type_info.luid_text, sizeof type_info.luid_text) == sizeof type_info.luid_text - 1;
 }
 
 }  // namespace
@@ -83,14 +83,14 @@ void *shared_types_user::take(size_t size) {
     return reinterpret_cast<char *>(&file) + used;
 }
 
-/** Appends a whole record to the directory. */
-bool shared_types_user::publish(vela_type_info *record) {
+/** Appends a whole type_info to the directory. */
+bool shared_types_user::publish(vela_type_info *type_info) {
     shared_types_file &file = *types_->file;
     const u_int32 count = file.count.load(std::memory_order_relaxed);
     if (count >= shared_types_limit) {
         return false;
     }
-    file.directory[count] = static_cast<u_int32>(reinterpret_cast<char *>(record) - reinterpret_cast<char *>(&file));
+    file.directory[count] = static_cast<u_int32>(reinterpret_cast<char *>(type_info) - reinterpret_cast<char *>(&file));
     file.count.store(count + 1, std::memory_order_release);
     return catch_up();
 }
@@ -104,8 +104,8 @@ bool shared_types_user::catch_up() {
             !is_sound_record(*types_, types_->file->directory[indexed_], used)) {
             continue;
         }
-        char *record = reinterpret_cast<char *>(types_->file) + types_->file->directory[indexed_];
-        vela_type_info *info = reinterpret_cast<vela_type_info *>(record);
+        char *bytes = reinterpret_cast<char *>(types_->file) + types_->file->directory[indexed_];
+        vela_type_info *info = reinterpret_cast<vela_type_info *>(bytes);
         if (!index_.insert(info->luid_text, info)) {
             return false;
         }
@@ -113,13 +113,13 @@ bool shared_types_user::catch_up() {
     return true;
 }
 
-/** Copies a module's record into the file, unless it is there; its error code. */
-u_int32 shared_types_user::enter(const vela_type_info *record) {
-    if (!is_complete(*record)) {
+/** Copies a module's type_info into the file, unless it is there; its error code. */
+u_int32 shared_types_user::enter(const vela_type_info *type_info) {
+    if (!is_complete(*type_info)) {
         return VELA_OK;
     }
-    const vela_variant_table *source = record->variant_table;
-    const vela_type_info *known = index_.lookup(record->luid_text);
+    const vela_variant_table *source = type_info->variant_table;
+    const vela_type_info *known = index_.lookup(type_info->luid_text);
     if (known != nullptr) {
         // A module with more variants than the file's maker knew would count them in the wrong rows.
         return known->variant_table->count >= source->count ? VELA_OK : VELA_EINVAL;
@@ -129,7 +129,7 @@ u_int32 shared_types_user::enter(const vela_type_info *record) {
         return VELA_ENOMEM;
     }
     vela_type_info_copy *copy = reinterpret_cast<vela_type_info_copy *>(memory);
-    copy->info = *record;
+    copy->info = *type_info;
     copy->info.shared = 1;
     copy->info.signed_word = -1;
     copy->info.variant_table = copy_table(*source, copy + 1);
@@ -155,15 +155,12 @@ u_int32 shared_types_user::start(vela_shared_types *types) {
     if (!catch_up()) {
         return VELA_ENOMEM;
     }
-    for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
-        for (vela_type_info *const *record = module->types; record != nullptr && *record != nullptr; ++record) {
-            const u_int32 err = enter(*record);
-            if (err != 0) {
-                return err;
-            }
-        }
-    }
-    return VELA_OK;
+    u_int32 err = VELA_OK;
+    find_type_if([&](const vela_type_info &each) {
+        err = enter(&each);
+        return err != 0;
+    });
+    return err;
 }
 
 void *shared_types_user::allocate(size_t size) {
@@ -174,26 +171,26 @@ void *shared_types_user::allocate(size_t size) {
     return lock.is_held() ? take(size) : nullptr;
 }
 
-void shared_types_user::insert(vela_type_info *record) {
+void shared_types_user::insert(vela_type_info *type_info) {
     const char *first = reinterpret_cast<const char *>(types_->file);
-    const char *place = reinterpret_cast<const char *>(record);
+    const char *place = reinterpret_cast<const char *>(type_info);
     if (place < first || place >= first + types_->size) {
         return;  // others could not read it
     }
-    if (!is_still_whole(*types_) || !is_complete(*record)) {
+    if (!is_still_whole(*types_) || !is_complete(*type_info)) {
         return;
     }
     const shared_types_lock lock(*types_->file);
-    if (!lock.is_held() || !catch_up() || index_.lookup(record->luid_text) != nullptr) {
+    if (!lock.is_held() || !catch_up() || index_.lookup(type_info->luid_text) != nullptr) {
         return;
     }
-    void *memory = take(table_size(*record->variant_table));
+    void *memory = take(table_size(*type_info->variant_table));
     if (memory == nullptr) {
         return;
     }
-    record->shared = 1;
-    record->variant_table = copy_table(*record->variant_table, memory);
-    publish(record);
+    type_info->shared = 1;
+    type_info->variant_table = copy_table(*type_info->variant_table, memory);
+    publish(type_info);
 }
 
 vela_type_info *shared_types_user::lookup(const char *luid_text) {
@@ -212,8 +209,8 @@ void *shared_types_alloc(void *cookie, u_int32, size_t size) {
     return static_cast<shared_types_user *>(cookie)->allocate(size);
 }
 
-void shared_types_insert(void *cookie, u_int32, const char *, vela_type_info *record) {
-    static_cast<shared_types_user *>(cookie)->insert(record);
+void shared_types_insert(void *cookie, u_int32, const char *, vela_type_info *type_info) {
+    static_cast<shared_types_user *>(cookie)->insert(type_info);
 }
 
 vela_type_info *shared_types_lookup(void *cookie, u_int32, const char *luid_text) {
@@ -226,12 +223,12 @@ vela_type_info *shared_types_lookup(void *cookie, u_int32, const char *luid_text
 
 namespace {
 
-void visit_rows(const vela_type_info &record, int8 count, const vela_variant_row *rows, vela_type_counts_fn visit,
+void visit_rows(const vela_type_info &type_info, int8 count, const vela_variant_row *rows, vela_type_counts_fn visit,
                 void *cookie) {
     for (int8 i = 0; i < count; ++i) {
-        const vela_type_counts counts = {record.type_name,
-                                         record.module_name,
-                                         record.kind,
+        const vela_type_counts counts = {type_info.type_name,
+                                         type_info.module_name,
+                                         type_info.kind,
                                          rows[i].variant,
                                          __atomic_load_n(&rows[i].created, __ATOMIC_RELAXED),
                                          __atomic_load_n(&rows[i].destroyed, __ATOMIC_RELAXED)};
@@ -253,20 +250,18 @@ void vela_type_counts_each(const vela_shared_types *types, vela_type_counts_fn v
                 continue;
             }
             const char *place = reinterpret_cast<const char *>(types->file) + types->file->directory[i];
-            const vela_type_info &record = *reinterpret_cast<const vela_type_info *>(place);
+            const vela_type_info &type_info = *reinterpret_cast<const vela_type_info *>(place);
             const auto *table =
-                static_cast<const vela_variant_table *>(velalib::shared_place(*types, record.variant_table));
+                static_cast<const vela_variant_table *>(velalib::shared_place(*types, type_info.variant_table));
             const auto *rows = static_cast<const vela_variant_row *>(velalib::shared_place(*types, table->rows));
-            visit_rows(record, table->count, rows, visit, cookie);
+            visit_rows(type_info, table->count, rows, visit, cookie);
         }
         return;
     }
-    for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
-        for (vela_type_info *const *record = module->types; record != nullptr && *record != nullptr; ++record) {
-            const vela_variant_table *table = (*record)->variant_table;
-            if (table != nullptr) {
-                visit_rows(**record, table->count, table->rows, visit, cookie);
-            }
+    velalib::find_type_if([&](const vela_type_info &each) {
+        if (each.variant_table != nullptr) {
+            visit_rows(each, each.variant_table->count, each.variant_table->rows, visit, cookie);
         }
-    }
+        return false;
+    });
 }

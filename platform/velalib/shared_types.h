@@ -22,7 +22,7 @@ struct shared_types_file {
     std::atomic<u_int64> magic;
     u_int32 layout;
     u_int32 header_size;   // of this, and
-    u_int32 record_size;   // of a record: a program of another data model cannot use them
+    u_int32 record_size;   // of a type_info: a program of another data model cannot use them
     u_int32 address_bits;  // likewise
     u_int64 address;
     u_int64 size;
@@ -52,7 +52,7 @@ const void *shared_place(const vela_shared_types &types, const void *address);
 
 /** Whether `used`, from a file of `size` bytes, can be what it says. */
 bool is_possible_use(u_int32 used, size_t size);
-/** Whether the record at an offset is one that can be found and counted in, within the first `used` bytes. */
+/** Whether the type_info at an offset is one that can be found and counted in, within the first `used` bytes. */
 bool is_sound_record(const vela_shared_types &types, u_int32 offset, u_int32 used);
 /** Whether the file still has all bytes that are mapped, so that looking at them does not end the process. */
 bool is_still_whole(const vela_shared_types &types);
@@ -85,15 +85,15 @@ class shared_types_user {
     bool is_on() const { return types_ != nullptr; }
 
     void *allocate(size_t size);
-    /** Completes a record that allocate() gave, and lets everybody find it, unless another was faster. */
-    void insert(vela_type_info *record);
+    /** Completes a type_info that allocate() gave, and lets everybody find it, unless another was faster. */
+    void insert(vela_type_info *type_info);
     vela_type_info *lookup(const char *luid_text);
 
   private:
     void *take(size_t size);
-    bool publish(vela_type_info *record);
+    bool publish(vela_type_info *type_info);
     bool catch_up();
-    u_int32 enter(const vela_type_info *record);
+    u_int32 enter(const vela_type_info *type_info);
 
     vela_shared_types *types_ = nullptr;
     type_table index_;
@@ -102,7 +102,7 @@ class shared_types_user {
 
 /** The callbacks of a handle with shared types; the cookies are its shared_types_user. */
 void *shared_types_alloc(void *cookie, u_int32 mem_class, size_t size);
-void shared_types_insert(void *cookie, u_int32 mem_class, const char *luid_text, vela_type_info *record);
+void shared_types_insert(void *cookie, u_int32 mem_class, const char *luid_text, vela_type_info *type_info);
 vela_type_info *shared_types_lookup(void *cookie, u_int32 mem_class, const char *luid_text);
 
 }  // namespace velalib

@@ -38,16 +38,17 @@ bool is_sound_record(const vela_shared_types &types, u_int32 offset, u_int32 use
     if (!lies_inside(types, address, sizeof(vela_type_info_copy), used)) {
         return false;
     }
-    const auto &record = *static_cast<const vela_type_info *>(shared_place(types, address));
-    if (record.magic != VELA_TYPE_INFO_MAGIC || record.shared == 0 || strnlen(record.luid_text, 33) != 32 ||
-        !is_text(record.type_name, sizeof record.type_name) ||
-        !is_text(record.module_name, sizeof record.module_name) || !is_text(record.kind, sizeof record.kind)) {
+    const auto &type_info = *static_cast<const vela_type_info *>(shared_place(types, address));
+    if (type_info.magic != VELA_TYPE_INFO_MAGIC || type_info.shared == 0 || strnlen(type_info.luid_text, 33) != 32 ||
+        !is_text(type_info.type_name, sizeof type_info.type_name) ||
+        !is_text(type_info.module_name, sizeof type_info.module_name) ||
+        !is_text(type_info.kind, sizeof type_info.kind)) {
         return false;
     }
-    if (!lies_inside(types, record.variant_table, sizeof(vela_variant_table), used)) {
+    if (!lies_inside(types, type_info.variant_table, sizeof(vela_variant_table), used)) {
         return false;
     }
-    const auto &table = *static_cast<const vela_variant_table *>(shared_place(types, record.variant_table));
+    const auto &table = *static_cast<const vela_variant_table *>(shared_place(types, type_info.variant_table));
     return table.count > 0 &&
            lies_inside(types, table.rows, static_cast<size_t>(table.count) * sizeof(vela_variant_row), used);
 }

@@ -15,7 +15,7 @@ type_table::~type_table() { std::free(slots_); }
 
 type_table::entry *type_table::find_slot(entry *slots, u_int32 capacity, const char *luid_text) const {
     u_int32 i = vela_inline::SuperFastHash(luid_text, text_length, text_length) & (capacity - 1);
-    while (slots[i].record != nullptr && memcmp(slots[i].text, luid_text, text_length) != 0) {
+    while (slots[i].type_info != nullptr && memcmp(slots[i].text, luid_text, text_length) != 0) {
         i = (i + 1) & (capacity - 1);
     }
     return &slots[i];
@@ -28,7 +28,7 @@ bool type_table::grow() {
         return false;
     }
     for (u_int32 i = 0; i < capacity_; ++i) {
-        if (slots_[i].record != nullptr) {
+        if (slots_[i].type_info != nullptr) {
             *find_slot(fresh, wanted, slots_[i].text) = slots_[i];
         }
     }
@@ -38,19 +38,19 @@ bool type_table::grow() {
     return true;
 }
 
-bool type_table::insert(const char *luid_text, vela_type_info *record) {
-    if (luid_text == nullptr || record == nullptr || strnlen(luid_text, text_length) != text_length) {
+bool type_table::insert(const char *luid_text, vela_type_info *type_info) {
+    if (luid_text == nullptr || type_info == nullptr || strnlen(luid_text, text_length) != text_length) {
         return false;
     }
     if ((size_ + 1) * 3 > capacity_ * 2 && !grow()) {
         return false;
     }
     entry *slot = find_slot(slots_, capacity_, luid_text);
-    if (slot->record == nullptr) {
+    if (slot->type_info == nullptr) {
         ++size_;
     }
     memcpy(slot->text, luid_text, text_length);
-    slot->record = record;
+    slot->type_info = type_info;
     return true;
 }
 
@@ -58,12 +58,12 @@ vela_type_info *type_table::lookup(const char *luid_text) const {
     if (size_ == 0 || luid_text == nullptr || strnlen(luid_text, text_length) != text_length) {
         return nullptr;
     }
-    return find_slot(slots_, capacity_, luid_text)->record;
+    return find_slot(slots_, capacity_, luid_text)->type_info;
 }
 
-void type_table_insert(void *cookie, u_int32, const char *luid_text, vela_type_info *record) {
-    // A record that cannot be entered is one that lookup does not find; its users fall back to the static one.
-    static_cast<type_table *>(cookie)->insert(luid_text, record);
+void type_table_insert(void *cookie, u_int32, const char *luid_text, vela_type_info *type_info) {
+    // A type_info that cannot be entered is one that lookup does not find; its users fall back to the static one.
+    static_cast<type_table *>(cookie)->insert(luid_text, type_info);
 }
 
 vela_type_info *type_table_lookup(void *cookie, u_int32, const char *luid_text) {
@@ -72,18 +72,18 @@ vela_type_info *type_table_lookup(void *cookie, u_int32, const char *luid_text) 
 
 }  // namespace velalib
 
-const vela_type_info *vela_type_info_ptr_get(vela_handle *handle, u_int32 mem_class, const vela_type_info *record,
+const vela_type_info *vela_type_info_ptr_get(vela_handle *handle, u_int32 mem_class, const vela_type_info *type_info,
                                              vela_typeinfo_initialize_fn initialize) {
-    const vela_type_info *known = handle->type_table_lookup(handle->type_table_cookie, mem_class, record->luid_text);
+    const vela_type_info *known = handle->type_table_lookup(handle->type_table_cookie, mem_class, type_info->luid_text);
     if (known != nullptr) {
         return known;
     }
     if (initialize != nullptr) {
         u_int32 err = 0;
         initialize(handle, mem_class, &err);
-        known = handle->type_table_lookup(handle->type_table_cookie, mem_class, record->luid_text);
+        known = handle->type_table_lookup(handle->type_table_cookie, mem_class, type_info->luid_text);
     }
-    return known != nullptr ? known : record;
+    return known != nullptr ? known : type_info;
 }
 
 void vela_update_variant_info(vela_handle *handle, u_int32, vela_type_info *table_record,

@@ -12,14 +12,14 @@ class type_table {
     type_table(const type_table &) = delete;
     type_table &operator=(const type_table &) = delete;
 
-    /** Enters a record, which replaces one of the same text; false without memory. */
-    bool insert(const char *luid_text, vela_type_info *record);
+    /** Enters a type_info, which replaces one of the same text; false without memory. */
+    bool insert(const char *luid_text, vela_type_info *type_info);
     vela_type_info *lookup(const char *luid_text) const;
 
   private:
     struct entry {
         char text[32];
-        vela_type_info *record;  // nullptr: unused
+        vela_type_info *type_info;  // nullptr: unused
     };
 
     entry *find_slot(entry *slots, u_int32 capacity, const char *luid_text) const;
@@ -31,7 +31,7 @@ class type_table {
 };
 
 /** The callbacks of a handle's own table; the cookie is the table. */
-void type_table_insert(void *cookie, u_int32 mem_class, const char *luid_text, vela_type_info *record);
+void type_table_insert(void *cookie, u_int32 mem_class, const char *luid_text, vela_type_info *type_info);
 vela_type_info *type_table_lookup(void *cookie, u_int32 mem_class, const char *luid_text);
 
 }  // namespace velalib

@@ -35,6 +35,12 @@ u_int64 both_ends(const char *name, size_t length) {
     return load<u_int8>(name) << 16 | load<u_int8>(name + length / 2) << 8 | load<u_int8>(name + length - 1);
 }
 
+/** An element whose end has not been reached. */
+struct open_level {
+    u_int32 element;
+    u_int32 last_child;
+};
+
 }  // namespace
 
 u_int32 hash_element_name(const char *name, size_t length) {
@@ -77,10 +83,7 @@ bool xml_index::take_only_text(pugi::xml_node child) {
 pugi::xml_node xml_index::build(pugi::xml_node document, size_t source_length) {
     constexpr size_t usual_element_length = 24;
     elements_.reserve(source_length / usual_element_length + 2);
-    struct {
-        u_int32 element;
-        u_int32 last_child;
-    } open[max_xml_depth + 1];
+    open_level open[max_xml_depth + 1];
     u_int32 depth = 0;
     open[0] = {0, 0};
     elements_.emplace_back();

@@ -35,6 +35,7 @@ class scanner {
 
     // Each goes over what it is named after, and is false when that is refused.
     bool character();
+    bool characters_until(std::string_view end, size_t start, const char *reason);
     bool reference();
     bool content();
     bool markup();
@@ -109,6 +110,19 @@ bool scanner::character() {
     return true;
 }
 
+/** Goes on behind `end`; refuses what began at `start` when it is not there. */
+bool scanner::characters_until(std::string_view end, size_t start, const char *reason) {
+    while (!at_end()) {
+        if (take(end)) {
+            return true;
+        }
+        if (!character()) {
+            return false;
+        }
+    }
+    return refuse(start, reason);
+}
+
 bool scanner::reference() {
     const size_t length = reference_length(text_.substr(at_));
     if (length == 0) {
@@ -153,15 +167,7 @@ bool scanner::section() {
         return refuse(at_, "text outside the root element");
     }
     at_ += 9;
-    while (!at_end()) {
-        if (take("]]>")) {
-            return true;
-        }
-        if (!character()) {
-            return false;
-        }
-    }
-    return refuse(start, "this CDATA section does not end");
+    return characters_until("]]>", start, "this CDATA section does not end");
 }
 
 bool scanner::instruction() {
@@ -177,15 +183,7 @@ bool scanner::instruction() {
     if (!take_blanks() && !is_here("?>")) {
         return refuse(at_, "the name of a processing instruction must end here");
     }
-    while (!at_end()) {
-        if (take("?>")) {
-            return true;
-        }
-        if (!character()) {
-            return false;
-        }
-    }
-    return refuse(start, "this processing instruction does not end");
+    return characters_until("?>", start, "this processing instruction does not end");
 }
 
 /** Takes NAME="VALUE" of a declaration, if it is there. */

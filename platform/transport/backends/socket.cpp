@@ -17,12 +17,22 @@ void set_buffers(int fd, const backend_options &options) {
 // A shortage of memory in the system passes, as a full buffer does.
 bool passes(int code) { return code == EAGAIN || code == EWOULDBLOCK || code == ENOBUFS || code == ENOMEM; }
 
-io failed(int code, int &error) {
-    if (passes(code)) {
+// Repeats a call that a signal interrupts, and says what its result means.
+template <typename callee>
+io transfer(callee call, size_t &length, int &error) {
+    ssize_t result;
+    do {
+        result = call();
+    } while (result < 0 && errno == EINTR);
+    if (result < 0 && passes(errno)) {
         return io::again;
     }
-    error = code;
-    return io::ended;
+    if (result < 0) {
+        error = errno;
+        return io::ended;
+    }
+    length = static_cast<size_t>(result);
+    return io::done;
 }
 
 }  // namespace
@@ -51,43 +61,23 @@ file_descriptor accept_socket(int listening, const backend_options &options, fai
 }
 
 io send_bytes(int fd, const void *bytes, size_t length, size_t &sent, int &error) {
-    ssize_t result;
-    do {
-        result = send(fd, bytes, length, MSG_NOSIGNAL | MSG_DONTWAIT);
-    } while (result < 0 && errno == EINTR);
-    if (result < 0) {
-        return failed(errno, error);
-    }
-    sent = static_cast<size_t>(result);
-    return io::done;
+    return transfer([=] { return send(fd, bytes, length, MSG_NOSIGNAL | MSG_DONTWAIT); }, sent, error);
 }
 
 io send_parts(int fd, iovec *parts, size_t count, size_t &sent, int &error) {
     msghdr message = {};
     message.msg_iov = parts;
     message.msg_iovlen = count;
-    ssize_t result;
-    do {
-        result = sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
-    } while (result < 0 && errno == EINTR);
-    if (result < 0) {
-        return failed(errno, error);
-    }
-    sent = static_cast<size_t>(result);
-    return io::done;
+    return transfer([=, &message] { return sendmsg(fd, &message, MSG_NOSIGNAL | MSG_DONTWAIT); }, sent, error);
 }
 
 io receive_bytes(int fd, void *buffer, size_t room, int flags, size_t &length, int &error) {
-    ssize_t result;
-    do {
-        result = recv(fd, buffer, room, MSG_DONTWAIT | flags);
-    } while (result < 0 && errno == EINTR);
-    if (result < 0) {
-        return failed(errno, error);
+    const io result = transfer([=] { return recv(fd, buffer, room, MSG_DONTWAIT | flags); }, length, error);
+    if (result == io::done && length == 0) {
+        error = 0;
+        return io::ended;
     }
-    error = 0;
-    length = static_cast<size_t>(result);
-    return result == 0 ? io::ended : io::done;
+    return result;
 }
 
 }  // namespace vela::transport
