@@ -30,8 +30,9 @@ struct runtime_front {
 
 /** Tells the handle's owner which bytes are about to change. */
 VELA_INLINE void announce(vela_handle *handle, u_int32 mem_class, void *address, size_t length) {
-    if (handle->pre_write != nullptr) [[unlikely]]
+    if (handle->pre_write != nullptr) [[unlikely]] {
         handle->pre_write(handle->cookie, address, length, mem_class);
+    }
 }
 
 VELA_INLINE void announce_counter(vela_handle *handle, u_int32 mem_class, void *address) {

@@ -28,7 +28,9 @@ VELA_INLINE int8 vela_domain_lookup_variant(vela_handle *handle, const vela_vari
     if (domain->overrides != nullptr || record == nullptr) [[unlikely]] {
         return ::vela_domain_lookup_variant(handle, domain, record, err);
     }
-    if (*err != 0 || record->variant_table == nullptr) return 0;
+    if (*err != 0 || record->variant_table == nullptr) {
+        return 0;
+    }
     return static_cast<int8>(record->variant_table->count - 1);
 }
 
@@ -64,12 +66,16 @@ VELA_INLINE void count_object(vela_handle *handle, u_int32 mem_class, const vela
 
 VELA_INLINE void velalib_type_stats_create_object(vela_handle *handle, u_int32 mem_class, const vela_type_info *record,
                                                   vela_variant_row *row, u_int32 *err) {
-    if (*err == 0) count_object(handle, mem_class, record, &row->created);
+    if (*err == 0) {
+        count_object(handle, mem_class, record, &row->created);
+    }
 }
 
 VELA_INLINE void velalib_type_stats_destroy_object(vela_handle *handle, u_int32 mem_class, const vela_type_info *record,
                                                    vela_variant_row *row, u_int32 *err) {
-    if (*err == 0) count_object(handle, mem_class, record, &row->destroyed);
+    if (*err == 0) {
+        count_object(handle, mem_class, record, &row->destroyed);
+    }
 }
 
 /** Costs a load and a test while no field of the handle holds references. */

@@ -47,7 +47,9 @@ VELA_INLINE u_int32 hash_tail(u_int32 hash, const u_int8 *bytes, u_int32 length)
 }
 
 VELA_INLINE u_int32 SuperFastHash(const void *data, int32 length, u_int32 seed) {
-    if (data == nullptr || length <= 0) return 0;
+    if (data == nullptr || length <= 0) {
+        return 0;
+    }
     const u_int8 *bytes = static_cast<const u_int8 *>(data);
     u_int32 hash = seed;
     for (int32 left = length >> 2; left > 0; --left, bytes += 4) {

@@ -9,9 +9,15 @@ namespace vela_inline {
 template <typename T>
 VELA_INLINE T network_order(T value) {
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    if constexpr (sizeof(T) == 2) return static_cast<T>(__builtin_bswap16(static_cast<u_int16>(value)));
-    if constexpr (sizeof(T) == 4) return static_cast<T>(__builtin_bswap32(static_cast<u_int32>(value)));
-    if constexpr (sizeof(T) == 8) return static_cast<T>(__builtin_bswap64(static_cast<u_int64>(value)));
+    if constexpr (sizeof(T) == 2) {
+        return static_cast<T>(__builtin_bswap16(static_cast<u_int16>(value)));
+    }
+    if constexpr (sizeof(T) == 4) {
+        return static_cast<T>(__builtin_bswap32(static_cast<u_int32>(value)));
+    }
+    if constexpr (sizeof(T) == 8) {
+        return static_cast<T>(__builtin_bswap64(static_cast<u_int64>(value)));
+    }
 #endif
     return value;
 }
@@ -33,44 +39,57 @@ VELA_INLINE T take(const u_int8 *in) {
 
 /** True when an item of `width` bytes may be written or read; else *err is set, unless it was. */
 VELA_INLINE bool fits(vela_handle *handle, u_int32 width, u_int32 room, u_int32 *err) {
-    if (*err != 0) return false;
-    if (room >= width) [[likely]]
+    if (*err != 0) {
+        return false;
+    }
+    if (room >= width) [[likely]] {
         return true;
+    }
     fail(handle, err, VELA_EMSGSIZE);
     return false;
 }
 
 VELA_INLINE u_int32 _vela_instance_variant_marshal(vela_handle *handle, u_int32, u_int8 *buffer, int8 variant,
                                                    u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_VARIANT, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_VARIANT, room, err)) {
+        return 0;
+    }
     buffer[0] = static_cast<u_int8>(variant);
     return VELA_WIRE_VARIANT;
 }
 
 VELA_INLINE u_int32 _vela_instance_variant_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, int8 *variant,
                                                      u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_VARIANT, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_VARIANT, room, err)) {
+        return 0;
+    }
     *variant = static_cast<int8>(buffer[0]);
     return VELA_WIRE_VARIANT;
 }
 
 VELA_INLINE u_int32 _vela_instance_obj_flag_marshal(vela_handle *handle, u_int32, u_int8 *buffer, u_int8 flag,
                                                     u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_OBJECT_FLAG, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_OBJECT_FLAG, room, err)) {
+        return 0;
+    }
     buffer[0] = flag;
     return VELA_WIRE_OBJECT_FLAG;
 }
 
 VELA_INLINE u_int32 _vela_instance_obj_flag_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, u_int8 *flag,
                                                       u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_OBJECT_FLAG, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_OBJECT_FLAG, room, err)) {
+        return 0;
+    }
     *flag = buffer[0];
     return VELA_WIRE_OBJECT_FLAG;
 }
 
 VELA_INLINE u_int32 _vela_instance_ra_data_marshal(vela_handle *handle, u_int32, u_int8 *buffer, u_int8 kind,
                                                    u_int64 data, u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_EXTRA_DATA, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_EXTRA_DATA, room, err)) {
+        return 0;
+    }
     buffer[0] = kind;
     put<u_int64>(buffer + 1, data);
     return VELA_WIRE_EXTRA_DATA;
@@ -78,7 +97,9 @@ VELA_INLINE u_int32 _vela_instance_ra_data_marshal(vela_handle *handle, u_int32,
 
 VELA_INLINE u_int32 _vela_instance_ra_data_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, u_int8 *kind,
                                                      u_int64 *data, u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_EXTRA_DATA, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_EXTRA_DATA, room, err)) {
+        return 0;
+    }
     *kind = buffer[0];
     *data = take<u_int64>(buffer + 1);
     return VELA_WIRE_EXTRA_DATA;
@@ -86,21 +107,27 @@ VELA_INLINE u_int32 _vela_instance_ra_data_unmarshal(vela_handle *handle, u_int3
 
 VELA_INLINE u_int32 _vela_variant_jump_marshal(vela_handle *handle, u_int32, u_int8 *buffer, u_int32 jump, u_int32 room,
                                                u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_JUMP, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_JUMP, room, err)) {
+        return 0;
+    }
     put<u_int32>(buffer, jump);
     return VELA_WIRE_JUMP;
 }
 
 VELA_INLINE u_int32 _vela_variant_jump_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, u_int32 *jump,
                                                  u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_JUMP, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_JUMP, room, err)) {
+        return 0;
+    }
     *jump = take<u_int32>(buffer);
     return VELA_WIRE_JUMP;
 }
 
 VELA_INLINE u_int32 _vela_message_header_marshal(vela_handle *handle, u_int32, u_int8 *buffer,
                                                  const vela_message_header *header, u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_MESSAGE_HEADER, room, err)) return 0;
+    if (!fits(handle, VELA_WIRE_MESSAGE_HEADER, room, err)) {
+        return 0;
+    }
     buffer[0] = header->tag;
     memcpy(buffer + 1, header->address, sizeof header->address);
     buffer[7] = header->tracked;
@@ -112,8 +139,12 @@ VELA_INLINE u_int32 _vela_message_header_marshal(vela_handle *handle, u_int32, u
 
 VELA_INLINE u_int32 _vela_message_header_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer,
                                                    vela_message_header *header, u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_MESSAGE_HEADER, room, err)) return 0;
-    if (buffer[0] != VELA_MESSAGE_TAG) return fail(handle, err, VELA_EINVAL);
+    if (!fits(handle, VELA_WIRE_MESSAGE_HEADER, room, err)) {
+        return 0;
+    }
+    if (buffer[0] != VELA_MESSAGE_TAG) {
+        return fail(handle, err, VELA_EINVAL);
+    }
     header->tag = buffer[0];
     memcpy(header->address, buffer + 1, sizeof header->address);
     header->tracked = buffer[7];
