@@ -7,6 +7,14 @@ thread_local test::failing_memory test::memory;
 
 void *test::allocate(size_t size) { return memory.refuses() ? nullptr : std::malloc(size != 0 ? size : 1); }
 
+bool test::can_fail() {
+    memory.fail_after(0);
+    ::operator delete(::operator new(1, std::nothrow));  // calls, which no compiler leaves out
+    const bool failed = memory.has_failed();
+    memory.stop();
+    return failed;
+}
+
 void *operator new(size_t size) {
     if (void *block = test::allocate(size)) {
         return block;

@@ -34,6 +34,9 @@ class failing_memory {
 
 extern thread_local failing_memory memory;
 
+/** Whether the program's new fails when it is told: not under valgrind, which has one of its own. */
+bool can_fail();
+
 /** malloc() unless memory refuses; to be released with free(). */
 void *allocate(unsigned long size);
 

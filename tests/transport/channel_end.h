@@ -85,9 +85,10 @@ class channel_end {
     }
 };
 
-// Processes the ends, each when its descriptor says so, until the condition holds; false after five seconds.
+// Processes the ends, each when its descriptor says so, until the condition holds; false after half a minute, which is
+// long enough under a tool that slows everything down.
 inline bool process_until(std::initializer_list<channel_end *> ends, const std::function<bool()> &condition) {
-    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > limit) {
             return false;

@@ -29,9 +29,9 @@ class Finish : public testing::TestWithParam<const char *> {
     }
     bool is_tcp() const { return GetParam() == std::string("tcp"); }
 
-    // Finishes one end while the other does its usual work, a little at a time; false after ten seconds.
+    // Finishes one end while the other does its usual work, a little at a time; false after half a minute.
     static bool finish_beside(channel_end &end, channel_end &other) {
-        const auto limit = steady_clock::now() + std::chrono::seconds(10);
+        const auto limit = steady_clock::now() + std::chrono::seconds(30);
         while (finish(end) == 0) {
             if (steady_clock::now() > limit) {
                 return false;

@@ -320,6 +320,9 @@ TEST_F(domain_file_test, LargeFilesTakeLittleTime) {
 }
 
 TEST_F(domain_file_test, LackOfMemoryIsAnErrorAtEveryPoint) {
+    if (!test::can_fail()) {
+        GTEST_SKIP() << "the program's memory is another's here";
+    }
     for (const char *content : {"name = 'a name that is too long to stay within a string object'\n"
                                 "forbidden_messages = ['ptp_port_cfg_message']\n[variants]\nptp_port = 0\n",
                                 "[= 9", "name = 7\n[variants]\nptp_prot = 0", "name = 'x'\nname = 'x'"}) {
