@@ -158,7 +158,7 @@ void domain_reader::take_variant(const std::string &type, const domain_value &va
         report(value, quoted(type) + " is a message, which has no variants",
                "name the type of its payload, or forbid it in forbidden_messages");
     } else {
-        const int latest = velalib::latest_variant(*type_info);
+        const int8 latest = velalib::latest_variant(*type_info);
         const std::string allowed =
             latest == 0 ? "give 0, the only one it has" : "give a number from 0 to " + number(latest);
         if (value.what != domain_value::integer) {

@@ -37,10 +37,18 @@ std::string hexadecimal(u_int64 number) {
     return text;
 }
 
-struct close_types {
-    void operator()(vela_shared_types *types) const { vela_shared_types_close(types); }
+/** For types that nobody uses any more. */
+struct release_types {
+    void operator()(vela_shared_types *types) const {
+        if (types->is_copy) {
+            std::free(types->file);
+        } else {
+            munmap(types->file, types->size);
+        }
+        delete types;
+    }
 };
-using owned_types = std::unique_ptr<vela_shared_types, close_types>;
+using owned_types = std::unique_ptr<vela_shared_types, release_types>;
 
 // ---- checks --------------------------------------------------------------------------------------------------------
 
@@ -87,14 +95,13 @@ bool check_content(const vela_shared_types &types, failure &why) {
 
 // ---- mapping -------------------------------------------------------------------------------------------------------
 
-owned_types new_types(void *memory, size_t size, bool is_copy) {
-    return owned_types(new vela_shared_types{static_cast<shared_types_file *>(memory), size, is_copy, {}, {1}});
-}
+/** Without content, which is to be allocated memory unless `is_copy` is cleared. */
+owned_types new_types(size_t size) { return owned_types(new vela_shared_types{nullptr, size, true, {}, {1}}); }
 
 /** Maps a file at exactly this address, and keeps it open; nullptr when something is there. */
 owned_types map(file_descriptor fd, u_int64 address, size_t size, failure &why) {
     void *const wanted = reinterpret_cast<void *>(address);
-    owned_types types = new_types(nullptr, size, true);
+    owned_types types = new_types(size);
     void *memory = mmap(wanted, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED_NOREPLACE, fd.get(), 0);
     int code = memory == MAP_FAILED ? errno : 0;
     if (code == 0 && memory != wanted) {  // an old kernel takes the address for a hint
@@ -160,7 +167,8 @@ bool read_part(int fd, void *memory, size_t begin, size_t end, failure &why) {
  */
 owned_types read_copy(const base::opened_file &opened, failure &why) {
     const int fd = opened.file.get();
-    owned_types types = new_types(std::malloc(sizeof(shared_types_file)), opened.size(), true);
+    owned_types types = new_types(opened.size());
+    types->file = static_cast<shared_types_file *>(std::malloc(sizeof(shared_types_file)));
     if (types->file == nullptr) {
         throw std::bad_alloc();
     }
@@ -174,9 +182,28 @@ owned_types read_copy(const base::opened_file &opened, failure &why) {
         throw std::bad_alloc();
     }
     types->file = static_cast<shared_types_file *>(whole);
-    const bool is_usable = read_part(fd, whole, sizeof(shared_types_file), used, why) && check_content(*types, why);
-    return is_usable ? std::move(types) : nullptr;
+    if (!read_part(fd, whole, sizeof(shared_types_file), used, why) || !check_content(*types, why)) {
+        return nullptr;
+    }
+    return types;
 }
+
+/** Removes a file unless it is kept, also when memory is short. */
+class file_in_making {
+  public:
+    explicit file_in_making(const char *path) : path_(path) {}
+    ~file_in_making() {
+        if (path_ != nullptr) {
+            unlink(path_);
+        }
+    }
+    file_in_making(const file_in_making &) = delete;
+    file_in_making &operator=(const file_in_making &) = delete;
+    void keep() { path_ = nullptr; }
+
+  private:
+    const char *path_;
+};
 
 /** Makes and maps a file; what was made of it is removed after a failure. */
 owned_types create(const char *path, u_int64 address, size_t size, failure &why) {
@@ -196,18 +223,17 @@ owned_types create(const char *path, u_int64 address, size_t size, failure &why)
         why = {static_cast<u_int32>(opened.code), std::string("cannot make it: ") + opened.reason()};
         return nullptr;
     }
+    file_in_making made(path);
     // All of it at once: a file system that is full must not show as a SIGBUS later.
-    const int code = posix_fallocate(opened.file.get(), 0, static_cast<off_t>(size));
-    owned_types types = nullptr;
-    if (code != 0) {
+    if (const int code = posix_fallocate(opened.file.get(), 0, static_cast<off_t>(size)); code != 0) {
         why = base::system_failure(code, "cannot make it");
-    } else {
-        types = map(std::move(opened.file), address, size, why);
-    }
-    if (types == nullptr) {
-        unlink(path);
         return nullptr;
     }
+    owned_types types = map(std::move(opened.file), address, size, why);
+    if (types == nullptr) {
+        return nullptr;
+    }
+    made.keep();
     initialize(*types->file, address, size);
     return types;
 }
@@ -258,21 +284,18 @@ vela_shared_types *vela_shared_types_open_with(const char *path, const vela_shar
 }
 
 vela_shared_types *vela_shared_types_read(const char *path, u_int32 *err, char *reason, size_t room) {
-    return base::make_or_fail(err, reason, room, no_memory, [=](failure &why) {
+    return base::make_or_fail(err, reason, room, no_memory, [=](failure &why) -> owned_types {
         base::opened_file opened = {};
         // Nothing of it is trusted, so it may be anybody's.
-        return open_file(path, O_RDONLY, base::allow_all, opened, why) ? read_copy(opened, why) : nullptr;
+        if (!open_file(path, O_RDONLY, base::allow_all, opened, why)) {
+            return nullptr;
+        }
+        return read_copy(opened, why);
     });
 }
 
 void vela_shared_types_close(vela_shared_types *types) {
-    if (types == nullptr || types->users.fetch_sub(1) != 1) {
-        return;
+    if (types != nullptr && types->users.fetch_sub(1) == 1) {
+        release_types()(types);
     }
-    if (types->is_copy) {
-        std::free(types->file);
-    } else {
-        munmap(types->file, types->size);
-    }
-    delete types;
 }

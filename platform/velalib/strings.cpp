@@ -1,3 +1,4 @@
+// Strings, counted and of fixed room: the operations that a primitive type has.
 #include "velalib/strings.h"
 
 #include <cstdio>
@@ -16,12 +17,16 @@ namespace {
 constexpr u_int32 longest_text = 255;  // the length companion is one byte
 
 void free_characters(vela_handle *handle, u_int32 mem_class, char *characters) {
-    if (characters != nullptr) handle->free(handle->cookie, mem_class, characters);
+    if (characters != nullptr) {
+        handle->free(handle->cookie, mem_class, characters);
+    }
 }
 
 /** A NUL-terminated copy from the handle's allocator; nullptr for no characters, or without memory and 12. */
 char *duplicate(vela_handle *handle, u_int32 mem_class, const void *characters, u_int32 count, u_int32 *err) {
-    if (count == 0) return nullptr;
+    if (count == 0) {
+        return nullptr;
+    }
     char *copy = static_cast<char *>(handle->alloc(handle->cookie, mem_class, size_t{count} + 1));
     if (copy == nullptr) {
         vela_inline::fail(handle, err, VELA_ENOMEM);
@@ -43,7 +48,9 @@ u_int32 print_text(vela_handle *handle, char *buffer, u_int32 indent, const char
         constexpr u_int32 longest_piece = 64;
         u_int32 piece = count - at < longest_piece ? count - at : longest_piece;
         // A piece that does not end the text must not end inside a UTF-8 character.
-        while (at + piece < count && piece > longest_piece - 4 && (text[at + piece] & 0xC0) == 0x80) --piece;
+        while (at + piece < count && piece > longest_piece - 4 && (text[at + piece] & 0xC0) == 0x80) {
+            --piece;
+        }
         char escaped[longest_piece * 4];
         const size_t length = velalib::escaped_length(text_form::line, text + at, piece);
         velalib::escape(text_form::line, text + at, piece, escaped);
@@ -58,7 +65,9 @@ u_int32 write_text(vela_handle *handle, const char *name, char *buffer, const ch
                    u_int8 state_flag, u_int32 *err) {
     const size_t length = velalib::escaped_length(text_form::xml, text, count);
     const velalib::open_element element = velalib::write_tags(handle, name, buffer, length, room, state_flag, err);
-    if (element.text != nullptr) velalib::escape(text_form::xml, text, count, element.text);
+    if (element.text != nullptr) {
+        velalib::escape(text_form::xml, text, count, element.text);
+    }
     return element.length;
 }
 
@@ -82,16 +91,22 @@ u_int32 count_bytes(const char *text, u_int32 limit, u_int32 *length, char *reas
 bool read_bytes(vela_handle *handle, const xml_source &source, u_int32 limit, const char **text, u_int32 *length,
                 u_int32 *err) {
     *text = velalib::read_text(handle, source, err);
-    if (*text == nullptr) return false;
+    if (*text == nullptr) {
+        return false;
+    }
     char reason[96];
     const u_int32 result = count_bytes(*text, limit, length, reason, sizeof reason);
-    if (result != VELA_OK) velalib::refuse(handle, source, result, err, "%s", reason);
+    if (result != VELA_OK) {
+        velalib::refuse(handle, source, result, err, "%s", reason);
+    }
     return result == VELA_OK;
 }
 
 /** True when both arguments are there; else error 22. */
 bool are_given(vela_handle *handle, const void *a, const void *b, u_int32 *err) {
-    if (a != nullptr && b != nullptr) return true;
+    if (a != nullptr && b != nullptr) {
+        return true;
+    }
     vela_inline::fail(handle, err, VELA_EINVAL);
     return false;
 }
@@ -104,17 +119,25 @@ u_int32 velalib::check_string(const char *text, char *reason, u_int32 room) {
 }
 
 char *var_string_get(vela_handle *handle, u_int32, const var_string *value, u_int32 *err) {
-    if (*err != 0) return nullptr;
-    if (value != nullptr) return *value;
+    if (*err != 0) {
+        return nullptr;
+    }
+    if (value != nullptr) {
+        return *value;
+    }
     vela_inline::fail(handle, err, VELA_ENOENT);
     return nullptr;
 }
 
 void var_string_set(vela_handle *handle, u_int32 mem_class, var_string *destination, const char *characters,
                     u_int32 count, u_int32 *err) {
-    if (*err != 0 || !are_given(handle, destination, count == 0 ? "" : characters, err)) return;
+    if (*err != 0 || !are_given(handle, destination, count == 0 ? "" : characters, err)) {
+        return;
+    }
     char *copy = duplicate(handle, mem_class, characters, count, err);
-    if (*err != 0) return;
+    if (*err != 0) {
+        return;
+    }
     char *old = *destination;
     vela_inline::announce(handle, mem_class, destination, sizeof *destination);
     *destination = copy;
@@ -123,12 +146,16 @@ void var_string_set(vela_handle *handle, u_int32 mem_class, var_string *destinat
 
 void var_string_copy(vela_handle *handle, u_int32 mem_class, var_string *destination, const var_string *source,
                      u_int32 count, u_int32 *err) {
-    if (*err != 0 || !are_given(handle, destination, source, err)) return;
+    if (*err != 0 || !are_given(handle, destination, source, err)) {
+        return;
+    }
     var_string_set(handle, mem_class, destination, *source, *source == nullptr ? 0 : count, err);
 }
 
 void var_string_destroy_internal(vela_handle *handle, u_int32 mem_class, var_string *value, u_int32 free) {
-    if (value == nullptr || *value == nullptr) return;
+    if (value == nullptr || *value == nullptr) {
+        return;
+    }
     char *old = *value;
     if (free != 0) {
         vela_inline::announce(handle, mem_class, value, sizeof *value);
@@ -139,9 +166,15 @@ void var_string_destroy_internal(vela_handle *handle, u_int32 mem_class, var_str
 
 u_int32 var_string_marshal(vela_handle *handle, u_int32, u_int8 *buffer, const var_string *value, u_int32 count,
                            u_int32 room, u_int32 *err) {
-    if (!vela_inline::fits(handle, count, room, err)) return 0;
-    if (value == nullptr) return vela_inline::fail(handle, err, VELA_EINVAL);
-    if (count == 0) return 0;
+    if (!vela_inline::fits(handle, count, room, err)) {
+        return 0;
+    }
+    if (value == nullptr) {
+        return vela_inline::fail(handle, err, VELA_EINVAL);
+    }
+    if (count == 0) {
+        return 0;
+    }
     if (*value == nullptr) {
         memset(buffer, 0, count);
     } else {
@@ -152,8 +185,12 @@ u_int32 var_string_marshal(vela_handle *handle, u_int32, u_int8 *buffer, const v
 
 u_int32 var_string_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, var_string *value,
                              u_int32 count, u_int32 room, u_int32, u_int32 *err) {
-    if (*err != 0) return 0;
-    if (value == nullptr) return vela_inline::fail(handle, err, VELA_EINVAL);
+    if (*err != 0) {
+        return 0;
+    }
+    if (value == nullptr) {
+        return vela_inline::fail(handle, err, VELA_EINVAL);
+    }
     const bool fits = vela_inline::fits(handle, count, room, err);
     char *fresh = fits ? duplicate(handle, mem_class, buffer, count, err) : nullptr;
     free_characters(handle, mem_class, *value);
@@ -166,14 +203,22 @@ u_int32 var_string_len(vela_handle *, u_int32, const var_string *value, u_int32 
 }
 
 int32 var_string_compare(const var_string *a, const var_string *b) {
-    if (a == nullptr || b == nullptr) return values::order(a != nullptr, b != nullptr);
+    if (a == nullptr || b == nullptr) {
+        return values::order(a != nullptr, b != nullptr);
+    }
     return sign(strcmp(*a == nullptr ? "" : *a, *b == nullptr ? "" : *b));
 }
 
 int32 var_string_compare_counted(const var_string *a, u_int32 count_a, const var_string *b, u_int32 count_b) {
-    if (a == nullptr || b == nullptr) return values::order(a != nullptr, b != nullptr);
-    if (*a == nullptr) count_a = 0;
-    if (*b == nullptr) count_b = 0;
+    if (a == nullptr || b == nullptr) {
+        return values::order(a != nullptr, b != nullptr);
+    }
+    if (*a == nullptr) {
+        count_a = 0;
+    }
+    if (*b == nullptr) {
+        count_b = 0;
+    }
     const u_int32 common = count_a < count_b ? count_a : count_b;
     const int32 result = common == 0 ? 0 : sign(memcmp(*a, *b, common));
     return result != 0 ? result : values::order(count_a, count_b);
@@ -186,41 +231,55 @@ u_int32 var_string_hash(const var_string *value, u_int32 count, u_int32 seed) {
 
 u_int32 var_string_print(vela_handle *handle, u_int32, char *buffer, u_int32 indent, const char *label,
                          const var_string *value, u_int32 count, u_int32 room, u_int32 *err) {
-    if (*err != 0) return 0;
-    if (value == nullptr) return vela_inline::fail(handle, err, VELA_EINVAL);
+    if (*err != 0) {
+        return 0;
+    }
+    if (value == nullptr) {
+        return vela_inline::fail(handle, err, VELA_EINVAL);
+    }
     const u_int32 length = *value == nullptr ? 0 : count;
     return print_text(handle, buffer, indent, label, "var_string", *value, length, room, err);
 }
 
 u_int32 var_string_to_xml(vela_handle *handle, u_int32, const char *name, char *buffer, const var_string *value,
                           u_int32 count, u_int32 room, u_int8 state_flag, u_int32 *err) {
-    if (*err != 0) return 0;
-    if (value == nullptr) return vela_inline::fail(handle, err, VELA_EINVAL);
+    if (*err != 0) {
+        return 0;
+    }
+    if (value == nullptr) {
+        return vela_inline::fail(handle, err, VELA_EINVAL);
+    }
     return write_text(handle, name, buffer, *value, *value == nullptr ? 0 : count, room, state_flag, err);
 }
 
 void var_string_from_xml(vela_handle *handle, u_int32 mem_class, const char *path, vela_xml_document *document,
                          var_string *value, u_int8 *count, u_int32 *err, char *error_text, u_int32 error_room) {
-    if (*err != 0 || !are_given(handle, value, count, err)) return;
+    if (*err != 0 || !are_given(handle, value, count, err)) {
+        return;
+    }
     const xml_source source = {path, document, error_text, error_room};
     const char *text = nullptr;
     u_int32 length = 0;
-    if (!read_bytes(handle, source, longest_text, &text, &length, err)) return;
+    if (!read_bytes(handle, source, longest_text, &text, &length, err)) {
+        return;
+    }
     char bytes[longest_text];
     velalib::unescape(text, bytes);
     var_string_set(handle, mem_class, value, bytes, length, err);
-    if (*err != 0) return;
+    if (*err != 0) {
+        return;
+    }
     vela_inline::announce(handle, mem_class, count, sizeof *count);
     *count = static_cast<u_int8>(length);
 }
 
-char *char_get(vela_handle *handle, u_int32, char *value, u_int32 *err) {
-    return values::get(handle, value, err);
-}
+char *char_get(vela_handle *handle, u_int32, char *value, u_int32 *err) { return values::get(handle, value, err); }
 
 void char_set(vela_handle *handle, u_int32 mem_class, char *destination, const char *characters, u_int32 count,
               u_int32 *err) {
-    if (*err != 0 || !are_given(handle, destination, characters, err)) return;
+    if (*err != 0 || !are_given(handle, destination, characters, err)) {
+        return;
+    }
     const size_t length = strnlen(characters, size_t{count} + 1);
     if (length > count) {
         vela_inline::fail(handle, err, VELA_ENOSPC);
@@ -239,8 +298,12 @@ u_int32 char_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, con
 
 u_int32 char_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, char *value, u_int32 count, u_int32 room,
                        u_int32, u_int32 *err) {
-    if (!vela_inline::fits(handle, count, room, err)) return 0;
-    if (value == nullptr) return vela_inline::fail(handle, err, VELA_EINVAL);
+    if (!vela_inline::fits(handle, count, room, err)) {
+        return 0;
+    }
+    if (value == nullptr) {
+        return vela_inline::fail(handle, err, VELA_EINVAL);
+    }
     memcpy(value, buffer, count);
     return count;
 }
@@ -248,38 +311,56 @@ u_int32 char_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, char 
 u_int32 char_len(vela_handle *, u_int32, const char *value, u_int32 count) { return value == nullptr ? 0 : count; }
 
 int32 char_compare(const char *a, const char *b, u_int32 count) {
-    if (a == nullptr || b == nullptr) return values::order(a != nullptr, b != nullptr);
+    if (a == nullptr || b == nullptr) {
+        return values::order(a != nullptr, b != nullptr);
+    }
     return sign(memcmp(a, b, count));
 }
 
 u_int32 char_hash(const char *value, u_int32 count, u_int32 seed) {
-    if (value == nullptr || count == 0) return seed;
+    if (value == nullptr || count == 0) {
+        return seed;
+    }
     return vela_inline::SuperFastHash(value, static_cast<int32>(count), seed);
 }
 
 u_int32 char_print(vela_handle *handle, u_int32, char *buffer, u_int32 indent, const char *label, const char *value,
                    u_int32 count, u_int32 room, u_int32 *err) {
-    if (*err != 0) return 0;
-    if (value == nullptr) return vela_inline::fail(handle, err, VELA_EINVAL);
+    if (*err != 0) {
+        return 0;
+    }
+    if (value == nullptr) {
+        return vela_inline::fail(handle, err, VELA_EINVAL);
+    }
     const u_int32 length = static_cast<u_int32>(strnlen(value, count));
     return print_text(handle, buffer, indent, label, "char", value, length, room, err);
 }
 
 u_int32 char_to_xml(vela_handle *handle, u_int32, const char *name, char *buffer, const char *value, u_int32 count,
                     u_int32 room, u_int8 state_flag, u_int32 *err) {
-    if (*err != 0) return 0;
-    if (value == nullptr) return vela_inline::fail(handle, err, VELA_EINVAL);
-    while (count > 0 && value[count - 1] == '\0') --count;
+    if (*err != 0) {
+        return 0;
+    }
+    if (value == nullptr) {
+        return vela_inline::fail(handle, err, VELA_EINVAL);
+    }
+    while (count > 0 && value[count - 1] == '\0') {
+        --count;
+    }
     return write_text(handle, name, buffer, value, count, room, state_flag, err);
 }
 
 void char_from_xml(vela_handle *handle, u_int32 mem_class, const char *path, vela_xml_document *document, char *value,
                    u_int32 count, u_int32 *err, char *error_text, u_int32 error_room) {
-    if (*err != 0 || !are_given(handle, value, value, err)) return;
+    if (*err != 0 || !are_given(handle, value, value, err)) {
+        return;
+    }
     const xml_source source = {path, document, error_text, error_room};
     const char *text = nullptr;
     u_int32 length = 0;
-    if (!read_bytes(handle, source, count, &text, &length, err)) return;
+    if (!read_bytes(handle, source, count, &text, &length, err)) {
+        return;
+    }
     vela_inline::announce(handle, mem_class, value, count);
     velalib::unescape(text, value);
     memset(value + length, 0, count - length);

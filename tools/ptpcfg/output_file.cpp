@@ -33,7 +33,7 @@ std::string with_hidden_name(const std::string &folder, maker make) {
     constexpr int most_attempts = 1000;
     const std::string begin = folder + ".ptpcfg-" + std::to_string(::getpid()) + "-";
     for (int attempt = 0; attempt < most_attempts; ++attempt) {
-        const std::string name = begin + std::to_string(attempt);
+        std::string name = begin + std::to_string(attempt);
         if (make(name)) {
             return name;
         }
