@@ -311,9 +311,9 @@ void checker::check_sizes(const structure &type) {
                            number_text(type.tracked_size()),
                        "correct the fields or the tracked_size");
     }
-    if (type.validity.size() != type.newest + 1 || !std::is_sorted(type.validity.begin(), type.validity.end())) {
+    if (type.validity.size() != type.latest + 1 || !std::is_sorted(type.validity.begin(), type.validity.end())) {
         errors_.report(type.where, title, "validity does not have one rising number per variant",
-                       "give " + number_text(type.newest + 1) + " numbers, or none for the counts of the fields");
+                       "give " + number_text(type.latest + 1) + " numbers, or none for the counts of the fields");
     }
 }
 

@@ -35,8 +35,8 @@ std::string variant_table(const type_data &type) {
         {{"type", type.name}, {"rows", rows}, {"count", std::to_string(type.rows.size())}});
 }
 
-std::string record(const type_data &type, const std::string &module) {
-    constexpr std::string_view text = R"(vela_type_info {record} = {
+std::string type_info(const type_data &type, const std::string &module) {
+    constexpr std::string_view text = R"(vela_type_info {type_info} = {
     VELA_TYPE_INFO_MAGIC,
     {{bytes}},
     "{luid}",
@@ -49,7 +49,7 @@ std::string record(const type_data &type, const std::string &module) {
 };
 
 )";
-    return fill(text, {{"record", record_name(type.name)},
+    return fill(text, {{"type_info", type_info_name(type.name)},
                        {"bytes", byte_list(type.luid)},
                        {"luid", type.luid},
                        {"type", type.name},
@@ -72,7 +72,7 @@ std::vector<type_data> types_of(const subject &file) {
     std::vector<type_data> types;
     for (const enumeration &type : file.enumerations) {
         types.push_back({type.name, type.luid, "enum", enumeration_size,
-                         std::vector<variant_row>(type.newest + 1, {enumeration_size, 0})});
+                         std::vector<variant_row>(type.latest + 1, {enumeration_size, 0})});
     }
     for (const structure &type : file.structures) {
         types.push_back({type.name, type.luid, "type", type.size, type.rows});
@@ -94,7 +94,7 @@ void emit_subject(const generation &input, const subject &file, output_set &file
     }
     text += "}  // namespace\n\n";
     for (const type_data &type : types) {
-        text += record(type, input.schema.module);
+        text += type_info(type, input.schema.module);
     }
     for (const message &type : file.messages) {
         text += identity(type);

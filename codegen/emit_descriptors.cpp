@@ -37,12 +37,12 @@ inline constexpr u_int32 {type}_thresholds[] = {{thresholds}};
 inline constexpr enumeration_descriptor {type}_descriptor = {
     .name = "{type}",
     .doc = {doc},
-    .record = &{record},
+    .type_info = &{type_info},
     .error_instance = {type}_error_instance,
     .values = {type}_values,
     .value_count = {count},
     .thresholds = {type}_thresholds,
-    .newest = {newest},
+    .latest = {latest},
     .trace = {trace},
 };
 
@@ -51,7 +51,7 @@ inline constexpr enumeration_descriptor {type}_descriptor = {
     values["rows"] = rows;
     values["thresholds"] = numbers(type.thresholds);
     values["doc"] = c_string(type.doc);
-    values["record"] = record_name(type.name);
+    values["type_info"] = type_info_name(type.name);
     values["count"] = std::to_string(type.values.size());
     values["trace"] = trace_points(type.name, type.trace);
     return declarations(type.name, 16) + fill(text, values);
@@ -90,13 +90,13 @@ inline constexpr u_int32 {type}_validity[] = {{validity}};
 inline constexpr structure_descriptor {type}_descriptor = {
     .name = "{type}",
     .doc = {doc},
-    .record = &{record},
+    .type_info = &{type_info},
     .error_instance = {type}_error_instance,
     .fields = {type}_fields,
     .field_count = {count},
     .size = {size},
     .block_length = {block},
-    .newest = {newest},
+    .latest = {latest},
     .validity = {type}_validity,
     .trace = {trace},
 };
@@ -107,7 +107,7 @@ PTP_CFG_UNROLLED(extern, {type}_descriptor)
     values["rows"] = rows;
     values["validity"] = numbers(type.validity);
     values["doc"] = c_string(type.doc);
-    values["record"] = record_name(type.name);
+    values["type_info"] = type_info_name(type.name);
     values["count"] = std::to_string(type.fields.size());
     values["block"] = std::to_string(type.block_length);
     values["trace"] = trace_points(type.name, type.trace);
@@ -130,7 +130,7 @@ inline constexpr message_descriptor {type}_descriptor = {
     .display_name = "message {message}",
     .doc = {doc},
     .luid = message_{message}_luid,
-    .record = &{record},
+    .type_info = &{type_info},
     .error_instance = {type}_error_instance,
     .payloads = {type}_payloads,
     .payload_count = {count},
@@ -142,7 +142,7 @@ inline constexpr message_descriptor {type}_descriptor = {
     placeholders values = message_placeholders(type);
     values["rows"] = rows;
     values["doc"] = c_string(type.doc);
-    values["record"] = record_name(type.type_name());
+    values["type_info"] = type_info_name(type.type_name());
     values["count"] = std::to_string(type.payloads.size());
     values["trace"] = trace_points(type.type_name(), type.trace);
     return declarations(type.type_name(), type.size()) + fill(text, values);

@@ -26,7 +26,7 @@ std::string comment(const std::string &text) {
 
 std::string record_declaration(const std::string &type_name) {
     return "/** Type-information record of " + type_name + ". */\nVELA_API extern vela_type_info " +
-           record_name(type_name) + ";\n\n";
+           type_info_name(type_name) + ";\n\n";
 }
 
 std::string function_declarations(const generation &input, const std::string &type_name) {

@@ -16,18 +16,18 @@ std::string padded(std::uint32_t value, std::size_t digits) {
     return std::string(digits > text.size() ? digits - text.size() : 0, '0') + text;
 }
 
-std::string line(const std::string &luid, const std::string &hash, const char *kind, std::uint32_t newest,
+std::string line(const std::string &luid, const std::string &hash, const char *kind, std::uint32_t latest,
                  std::uint32_t size) {
-    return luid + ":" + hash + kind + padded(newest, 3) + ":" + padded(size, 5) + "N\n";
+    return luid + ":" + hash + kind + padded(latest, 3) + ":" + padded(size, 5) + "N\n";
 }
 
 std::string manifest_text(const model &schema) {
     std::string text = "# " + schema.module + ".tyman\n";
     for (const structure *type : schema.structures) {
-        text += line(type->luid, definition_of(*type), "type", type->newest, type->size);
+        text += line(type->luid, definition_of(*type), "type", type->latest, type->size);
     }
     for (const enumeration *type : schema.enumerations) {
-        text += line(type->luid, definition_of(*type), "enum", type->newest, enumeration_size);
+        text += line(type->luid, definition_of(*type), "enum", type->latest, enumeration_size);
     }
     for (const message *type : schema.messages) {
         text += line(type->luid, definition_of(*type), "mess", 0, 0);

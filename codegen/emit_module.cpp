@@ -8,11 +8,11 @@ namespace codegen {
 namespace {
 
 void emit_type_table(const generation &input, output_set &files) {
-    std::string records;
+    std::string type_infos;
     std::string reflected;
     std::size_t count = 0;
     const auto add = [&](const std::string &name, const std::string &kind, const std::string &operations) {
-        records += "    &" + record_name(name) + ",\n";
+        type_infos += "    &" + type_info_name(name) + ",\n";
         reflected += "    {" + kind + ", &" + name + "_descriptor,\n     &" + operations + "},\n";
         ++count;
     };
@@ -44,7 +44,7 @@ extern const reflected_type reflected_types[];
 extern const u_int32 reflected_type_count;
 
 vela_type_info *const type_table[] = {
-{records}    nullptr,
+{type_infos}    nullptr,
 };
 
 const reflected_type reflected_types[] = {
@@ -56,7 +56,7 @@ const u_int32 reflected_type_count = {count};
 )";
     files.add("private/type_table.cpp", fill(text, {{"note", generated_note("the schema")},
                                                     {"includes", includes},
-                                                    {"records", records},
+                                                    {"type_infos", type_infos},
                                                     {"reflected", reflected},
                                                     {"count", std::to_string(count)}}));
 }
@@ -68,13 +68,13 @@ std::vector<std::string> exported_names(const generation &input) {
         names.push_back(name);
     }
     for (const enumeration *type : input.schema.enumerations) {
-        names.push_back(record_name(type->name));
+        names.push_back(type_info_name(type->name));
     }
     for (const structure *type : input.schema.structures) {
-        names.push_back(record_name(type->name));
+        names.push_back(type_info_name(type->name));
     }
     for (const message *type : input.schema.messages) {
-        names.push_back(record_name(type->type_name()));
+        names.push_back(type_info_name(type->type_name()));
         for (const char *part : {"_luid", "_luid_text", "_name"}) {
             names.push_back("message_" + type->name + part);
         }

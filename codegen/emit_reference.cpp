@@ -100,7 +100,7 @@ std::string functions_section(const generation &input, const std::string &type_n
 std::string enumeration_page(const generation &input, const users &places, const enumeration &type) {
     markdown_table facts({"Property", "Value"});
     facts.row({"Identity (LUID)", code(type.luid)});
-    facts.row({"Variants", variants_text(type.newest)});
+    facts.row({"Variants", variants_text(type.latest)});
     facts.row({"Bytes in memory", std::to_string(enumeration_size)});
     facts.row({"Bytes on the wire", std::to_string(wire_enumeration_width)});
     markdown_table values({"Number", "Literal", "Since variant", "Meaning"});
@@ -118,11 +118,11 @@ std::string enumeration_page(const generation &input, const users &places, const
 std::string structure_facts(const structure &type) {
     markdown_table facts({"Property", "Value"});
     facts.row({"Identity (LUID)", code(type.luid)});
-    facts.row({"Variants", variants_text(type.newest)});
+    facts.row({"Variants", variants_text(type.latest)});
     facts.row(
         {"Bytes in memory", std::to_string(type.size) + "; with state flags " + std::to_string(type.tracked_size())});
-    facts.row({"Bytes on the wire", both_forms(wire_size_of(type, type.newest, wire_form::untracked),
-                                               wire_size_of(type, type.newest, wire_form::tracked))});
+    facts.row({"Bytes on the wire", both_forms(wire_size_of(type, type.latest, wire_form::untracked),
+                                               wire_size_of(type, type.latest, wire_form::tracked))});
     return facts.text();
 }
 
@@ -138,12 +138,12 @@ std::string fields_section(const structure &type) {
 
 /** What each variant of a structure with several adds to the one before it. */
 std::string variants_section(const structure &type) {
-    if (type.newest == 0) {
+    if (type.latest == 0) {
         return "";
     }
     markdown_table variants(
         {"Variant", "Adds", "Bytes in memory", "Spare bytes", "Bytes on the wire", "Valid field numbers"});
-    for (std::uint32_t variant = 0; variant <= type.newest; ++variant) {
+    for (std::uint32_t variant = 0; variant <= type.latest; ++variant) {
         std::string added;
         for (const field &row : type.fields) {
             if (row.since == variant && variant > 0) {
@@ -161,7 +161,7 @@ std::string variants_section(const structure &type) {
 
 std::string structure_layouts(const structure &type) {
     std::string text = "## Wire layout\n\n[How to read it](index.md#layouts)\n\n";
-    for (std::uint32_t variant = 0; variant <= type.newest; ++variant) {
+    for (std::uint32_t variant = 0; variant <= type.latest; ++variant) {
         for (const wire_form form : {wire_form::untracked, wire_form::tracked}) {
             text += "### Variant " + std::to_string(variant) + (form == wire_form::tracked ? " with state flags" : "") +
                     "\n\n" + wire_size_of(type, variant, form).text() + " bytes.\n\n" +

@@ -43,7 +43,7 @@ A record (an instance of a structure) is written as:
 - **State flags.** Under a handle that tracks state each field is followed by the byte that says how it was set; an
   array is followed by one for the array as a whole and one per element. The length of a text has none. Embedded records
   bring those of their own fields with them.
-- **Embedded records** are drawn at their newest variant, whatever the variant of the outermost one; the name of their
+- **Embedded records** are drawn at their latest variant, whatever the variant of the outermost one; the name of their
   items says where they are: `clk_id/jump` is the jump of the record in the field `clk_id`. A record that lies deeper
   stands in one line, with its whole width and a link to the page that takes it apart.
 - **Messages** begin with {prefix} bytes of header and identity. The identity (LUID) says which message it is; payloads

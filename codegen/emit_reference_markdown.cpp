@@ -42,7 +42,7 @@ std::string first_sentence(std::string_view text) {
     return prose(text.substr(0, text.find(". ")).substr(0, text.size() - (text.ends_with('.') ? 1 : 0)));
 }
 
-std::string variants_text(std::uint32_t newest) { return newest == 0 ? "0" : "0 to " + std::to_string(newest); }
+std::string variants_text(std::uint32_t latest) { return latest == 0 ? "0" : "0 to " + std::to_string(latest); }
 
 std::string plural(std::size_t count, const std::string &noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");

@@ -29,7 +29,7 @@ std::string prose(std::string_view text);
 std::string first_sentence(std::string_view text);
 
 /** "0", or "0 to 2". */
-std::string variants_text(std::uint32_t newest);
+std::string variants_text(std::uint32_t latest);
 std::string plural(std::size_t count, const std::string &noun);
 
 class markdown_table {

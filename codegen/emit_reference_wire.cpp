@@ -14,7 +14,7 @@ wire_size wire_size_of_element(const field &row, wire_form form) {
         case field_category::enumeration:
             return fixed(wire_enumeration_width);
         case field_category::structure:
-            return wire_size_of(*row.structure, row.structure->newest, form);
+            return wire_size_of(*row.structure, row.structure->latest, form);
         case field_category::text:
             break;
     }
@@ -74,7 +74,7 @@ void drawing::message_prefix(const message &type) {
 
 void drawing::payload(const codegen::payload &row) {
     if (row.structure != nullptr) {
-        record(*row.structure, row.structure->newest, row.type_name + "/", 0);
+        record(*row.structure, row.structure->latest, row.type_name + "/", 0);
     } else {
         add(fixed(row.primitive->width), row.type_name, primitive_link(row.type_name));
     }
@@ -96,7 +96,7 @@ void drawing::record(const structure &type, std::uint32_t variant, const std::st
 }
 
 void drawing::enumeration_value(const enumeration &type, const std::string &path) {
-    add(fixed(wire_variant_width), path + "/variant", variants_text(type.newest));
+    add(fixed(wire_variant_width), path + "/variant", variants_text(type.latest));
     add(fixed(wire_enumeration_width - wire_variant_width), path, "number of " + link(type.name));
 }
 
@@ -121,7 +121,7 @@ void drawing::element(const field &row, const std::string &path, unsigned depth)
     if (row.category == field_category::enumeration) {
         enumeration_value(*row.enumeration, path);
     } else if (row.category == field_category::structure && depth > 0) {
-        record(*row.structure, row.structure->newest, path + "/", depth - 1);
+        record(*row.structure, row.structure->latest, path + "/", depth - 1);
     } else if (row.category == field_category::text) {
         add({0, true}, path, "as many characters as " + code(row.companion_name) + " says");
     } else {
@@ -166,7 +166,7 @@ wire_size wire_size_of(const structure &type, std::uint32_t variant, wire_form f
 }
 
 wire_size wire_size_of(const payload &row, wire_form form) {
-    return row.structure != nullptr ? wire_size_of(*row.structure, row.structure->newest, form)
+    return row.structure != nullptr ? wire_size_of(*row.structure, row.structure->latest, form)
                                     : fixed(row.primitive->width);
 }
 

@@ -40,9 +40,9 @@ struct wire_item {
 /** Whether the state flags of a tracking handle travel too. */
 enum class wire_form { untracked, tracked };
 
-/** The encoding of an instance at a variant, with all that it embeds at their newest. */
+/** The encoding of an instance at a variant, with all that it embeds at their latest. */
 wire_size wire_size_of(const structure &type, std::uint32_t variant, wire_form form);
-/** The encoding of a message, payloads at their newest variant. */
+/** The encoding of a message, payloads at their latest variant. */
 wire_size wire_size_of(const message &type, wire_form form);
 wire_size wire_size_of(const payload &row, wire_form form);
 

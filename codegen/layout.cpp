@@ -53,7 +53,7 @@ void link_companion(structure &type, std::size_t text) {
 }
 
 void compute_variants(structure &type) {
-    for (std::uint32_t variant = 0; variant <= type.newest; ++variant) {
+    for (std::uint32_t variant = 0; variant <= type.latest; ++variant) {
         std::uint32_t used = instance_header_size;
         std::uint32_t count = 0;
         for (const field &row : type.fields) {
@@ -73,8 +73,8 @@ void compute_variants(structure &type) {
 }  // namespace
 
 void compute_layout(enumeration &type) {
-    type.newest = type.values.back().since;
-    for (std::uint32_t variant = 0; variant < type.newest; ++variant) {
+    type.latest = type.values.back().since;
+    for (std::uint32_t variant = 0; variant < type.latest; ++variant) {
         const auto newer = std::find_if(type.values.begin(), type.values.end(),
                                         [&](const enumeration_value &value) { return value.since > variant; });
         type.thresholds.push_back(newer->number);
@@ -96,7 +96,7 @@ void compute_layout(structure &type) {
         link_companion(type, index);
         end = row.end;
         flags += row.flag_length;
-        type.newest = std::max(type.newest, row.since);
+        type.latest = std::max(type.latest, row.since);
     }
     const std::uint32_t rounded = round_up(end, instance_alignment);
     type.size = rounded + spare_bytes(rounded);

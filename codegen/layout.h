@@ -11,7 +11,7 @@ constexpr std::uint32_t enumeration_value_offset = 12;
 constexpr std::uint32_t instance_alignment = 8;
 constexpr std::uint32_t text_pointer_size = 8;
 
-/** Fills newest and thresholds; the values are in rising order. */
+/** Fills latest and thresholds; the values are in rising order. */
 void compute_layout(enumeration &type);
 
 /** Fills everything computed of a structure whose embedded structures have been computed before. */

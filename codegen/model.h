@@ -50,7 +50,7 @@ struct enumeration {
     std::vector<enumeration_value> values;
     std::string subject;
 
-    std::uint32_t newest = 0;
+    std::uint32_t latest = 0;
     std::vector<std::uint32_t> thresholds;  // [k]: first number that needs variant k + 1
 };
 
@@ -110,7 +110,7 @@ struct structure {
     std::vector<field> fields;
     std::string subject;
 
-    std::uint32_t newest = 0;
+    std::uint32_t latest = 0;
     std::uint32_t size = 0;          // untracked
     std::uint32_t block_length = 0;  // of the state flags
     std::vector<variant_row> rows;

@@ -60,7 +60,7 @@ std::string store_list(const structure &type) {
 std::string load_condition(const structure &type) {
     return single_values(type, true).empty()
                ? ""
-               : "ptp_cfg_inline_read(handle, instance, " + std::to_string(type.newest) + ", err)";
+               : "ptp_cfg_inline_read(handle, instance, " + std::to_string(type.latest) + ", err)";
 }
 
 /** When set_all is no more than stores: each enumeration among the values must have the one that is set. */
@@ -69,11 +69,11 @@ std::string store_condition(const structure &type) {
     if (rows.empty()) {
         return {};
     }
-    std::string text = "ptp_cfg_inline_replace(handle, instance, " + std::to_string(type.newest) + ", err)";
+    std::string text = "ptp_cfg_inline_replace(handle, instance, " + std::to_string(type.latest) + ", err)";
     for (const field *row : rows) {
         if (row->enumeration != nullptr) {
             text += " && ptp_cfg_inline_admits(ptp_cfg_inline_at(instance, " + number(row->offset) + "), " +
-                    std::to_string(row->enumeration->newest) + ", " + number(row->enumeration->thresholds.back()) +
+                    std::to_string(row->enumeration->latest) + ", " + number(row->enumeration->thresholds.back()) +
                     ", " + parameter_name(*row) + ")";
         }
     }
@@ -135,7 +135,7 @@ std::vector<const field *> single_values(const structure &type, bool with_compan
     return rows;
 }
 
-std::string record_name(const std::string &type_name) { return "_" + type_name + "_type_info_internal"; }
+std::string type_info_name(const std::string &type_name) { return "_" + type_name + "_type_info_internal"; }
 
 std::string handler_name(const message &type) { return "ptp_cfg_" + type.type_name() + "_handler"; }
 
@@ -146,7 +146,7 @@ placeholders primitive_placeholders(const primitive &type) {
 placeholders enumeration_placeholders(const enumeration &type) {
     return {{"type", type.name},
             {"type_doc", type.doc},
-            {"newest", std::to_string(type.newest)},
+            {"latest", std::to_string(type.latest)},
             {"size", std::to_string(enumeration_size)},
             {"tracked_size", std::to_string(enumeration_size)}};
 }
@@ -154,7 +154,7 @@ placeholders enumeration_placeholders(const enumeration &type) {
 placeholders structure_placeholders(const structure &type) {
     return {{"type", type.name},
             {"type_doc", type.doc},
-            {"newest", std::to_string(type.newest)},
+            {"latest", std::to_string(type.latest)},
             {"size", std::to_string(type.size)},
             {"tracked_size", std::to_string(type.tracked_size())},
             {"get_all_pointers", pointer_list(type)},
@@ -183,7 +183,7 @@ placeholders field_placeholders(const structure &type, std::size_t index) {
     values["stride"] = number(row.stride);
     if (row.enumeration != nullptr) {
         values["enumeration"] = row.enumeration->name;
-        values["enumeration_newest"] = std::to_string(row.enumeration->newest);
+        values["enumeration_latest"] = std::to_string(row.enumeration->latest);
         values["enumeration_end"] = number(row.enumeration->thresholds.back());
     }
     return values;
@@ -192,7 +192,7 @@ placeholders field_placeholders(const structure &type, std::size_t index) {
 placeholders message_placeholders(const message &type) {
     return {{"type", type.type_name()},
             {"type_doc", type.doc},
-            {"newest", "0"},
+            {"latest", "0"},
             {"size", std::to_string(type.size())},
             {"tracked_size", std::to_string(type.size())},
             {"message", type.name}};

@@ -22,7 +22,7 @@ std::string parameter_name(const field &row);
 /** What get_all (with the lengths of texts) and set_all (without) take. */
 std::vector<const field *> single_values(const structure &type, bool with_companions);
 
-std::string record_name(const std::string &type_name);
+std::string type_info_name(const std::string &type_name);
 std::string handler_name(const message &type);
 
 placeholders primitive_placeholders(const primitive &type);

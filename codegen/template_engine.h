@@ -9,10 +9,10 @@
 //   per field scalar_field, enumeration_field, structure_field, opaque_field, text_field, companion_field,
 //   scalar_array_field, structure_array_field (each field is exactly one of them).
 //
-// Placeholders: {type} {type_doc} {newest} {size} {tracked_size} everywhere but {width} instead of the last three
+// Placeholders: {type} {type_doc} {latest} {size} {tracked_size} everywhere but {width} instead of the last three
 // for primitives; {get_all_pointers} {set_all_values} for structures; {field} {index} {field_doc} {unit}
 // {value_type} {storage_type} {kind} {capacity} {companion} {enumeration} for fields; {message} for messages;
-// {payload} {payload_type} {payload_index} {payload_kind} for payloads; {since} {offset} {stride} {enumeration_newest}
+// {payload} {payload_type} {payload_index} {payload_kind} for payloads; {since} {offset} {stride} {enumeration_latest}
 // {enumeration_end} for fields and {get_all_when} {get_all_loads} {set_all_when} {set_all_stores} {equality} for
 // structures are what inline forms are made of. The parameter entries
 // "{get_all_parameters}" and "{set_all_parameters}" stand for one parameter per number, truth value and enumeration.

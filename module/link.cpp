@@ -1,51 +1,51 @@
-// The module's place in the runtime: its record in the list of loaded modules, its types in a handle's type table.
+// The module's place in the runtime: its entry in the list of loaded modules, its types in a handle's type table.
 #include "module/reflection.h"
 #include "ptp_cfg/module.h"
 
 namespace ptp_cfg {
 
-extern vela_module module_record;
-vela_module module_record = {"ptp_cfg", type_table, nullptr, nullptr};
+extern vela_module this_module;
+vela_module this_module = {"ptp_cfg", type_table, nullptr, nullptr};
 static bool linked_once = false;
 
-/** Links the record at the end of the runtime's tail queue. Runs at load; again, it does nothing. */
+/** Links the module at the end of the runtime's tail queue. Runs at load; again, it does nothing. */
 __attribute__((constructor)) static void link_module() {
     if (linked_once) {
         return;
     }
-    module_record.next = nullptr;
-    module_record.previous_next = vela_module_tot_root.last_next;
-    *vela_module_tot_root.last_next = &module_record;
-    vela_module_tot_root.last_next = &module_record.next;
+    this_module.next = nullptr;
+    this_module.previous_next = vela_module_tot_root.last_next;
+    *vela_module_tot_root.last_next = &this_module;
+    vela_module_tot_root.last_next = &this_module.next;
     ++vela_module_tot_root.count;
     linked_once = true;
 }
 
-/** Takes the record out. The once-flag stays set: a module that is being unloaded is not linked again. */
+/** Takes the module out. The once-flag stays set: a module that is being unloaded is not linked again. */
 __attribute__((destructor)) static void unlink_module() {
-    if (module_record.next == nullptr && module_record.previous_next == nullptr) {
+    if (this_module.next == nullptr && this_module.previous_next == nullptr) {
         return;
     }
-    if (module_record.next != nullptr) {
-        module_record.next->previous_next = module_record.previous_next;
+    if (this_module.next != nullptr) {
+        this_module.next->previous_next = this_module.previous_next;
     } else {
-        vela_module_tot_root.last_next = module_record.previous_next;
+        vela_module_tot_root.last_next = this_module.previous_next;
     }
-    *module_record.previous_next = module_record.next;
-    module_record.next = nullptr;
-    module_record.previous_next = nullptr;
+    *this_module.previous_next = this_module.next;
+    this_module.next = nullptr;
+    this_module.previous_next = nullptr;
     --vela_module_tot_root.count;
 }
 
-/** A copy of a record in the handle's type table; nullptr without memory. */
-static vela_type_info *enter(vela_handle *handle, u_int32 mem_class, const vela_type_info *record) {
+/** A copy of a type_info in the handle's type table; nullptr without memory. */
+static vela_type_info *enter(vela_handle *handle, u_int32 mem_class, const vela_type_info *type_info) {
     constexpr u_int32 any_class = 0xFFFFFFFFu;
     void *memory = handle->shared_alloc(handle->shared_alloc_cookie, any_class, sizeof(vela_type_info_copy));
     if (memory == nullptr) {
         return nullptr;
     }
     vela_type_info_copy *copy = static_cast<vela_type_info_copy *>(memory);
-    copy->info = *record;
+    copy->info = *type_info;
     copy->word[0] = copy->word[1] = 0;
     copy->info.shared = handle->shared_type_info;
     copy->info.signed_word = -1;
@@ -57,19 +57,20 @@ static vela_type_info *enter(vela_handle *handle, u_int32 mem_class, const vela_
 
 extern "C" void ptp_cfg_typeinfo_initialize(vela_handle *handle, u_int32 mem_class, u_int32 *err) {
     using namespace ptp_cfg;
-    for (vela_type_info *const *record = type_table; *record != nullptr; ++record) {
-        vela_type_info *entry = handle->type_table_lookup(handle->type_table_cookie, mem_class, (*record)->luid_text);
+    for (vela_type_info *const *type_info = type_table; *type_info != nullptr; ++type_info) {
+        vela_type_info *entry =
+            handle->type_table_lookup(handle->type_table_cookie, mem_class, (*type_info)->luid_text);
         u_int32 inserted = 0;
         if (entry == nullptr) {
-            entry = enter(handle, mem_class, *record);
+            entry = enter(handle, mem_class, *type_info);
             inserted = 1;
             if (entry == nullptr) {
                 fail_in({nullptr, nullptr, "ptp_cfg_typeinfo_initialize"}, handle, VELA_ENOMEM, err);
                 return;
             }
         }
-        if ((*record)->variant_table != nullptr) {
-            vela_update_variant_info(handle, mem_class, entry, *record, inserted);
+        if ((*type_info)->variant_table != nullptr) {
+            vela_update_variant_info(handle, mem_class, entry, *type_info, inserted);
         }
     }
 }

@@ -2,7 +2,7 @@
 #include "ptp_cfg/receive.h"
 
 #include "module/reflection.h"
-#include "operations/core/support.h"
+#include "operations/core/errors.h"
 #include "vela_bundle.h"
 
 // A product's own runtime may have bundles of another form, or none.

@@ -14,14 +14,14 @@ const message_descriptor &message_of(const ptp_cfg_type *type) {
     return *static_cast<const message_descriptor *>(type->descriptor);
 }
 
-const vela_type_info &record_of(const ptp_cfg_type *type) {
+const vela_type_info &type_info_of(const ptp_cfg_type *type) {
     switch (type->kind) {
         case PTP_CFG_STRUCTURE:
-            return *structure_of(type).record;
+            return *structure_of(type).type_info;
         case PTP_CFG_ENUMERATION:
-            return *enumeration_of(type).record;
+            return *enumeration_of(type).type_info;
         default:
-            return *message_of(type).record;
+            return *message_of(type).type_info;
     }
 }
 
@@ -44,7 +44,7 @@ luid_index types_by_luid;
 
 __attribute__((constructor)) void fill_index() {
     for (u_int32 i = 0; i < reflected_type_count && i < luid_index::most_types; ++i) {
-        u_int16 *first = &types_by_luid.first[record_of(&reflected_types[i]).luid[0]];
+        u_int16 *first = &types_by_luid.first[type_info_of(&reflected_types[i]).luid[0]];
         types_by_luid.next[i] = *first;
         *first = static_cast<u_int16>(i + 1);
     }
@@ -203,7 +203,7 @@ const ptp_cfg_type *ptp_cfg_type_at(u_int32 index) {
 const ptp_cfg_type *ptp_cfg_type_find(const char *name) {
     for (u_int32 i = 0; i < reflected_type_count; ++i) {
         const ptp_cfg_type *type = &reflected_types[i];
-        if (strcmp(record_of(type).type_name, name) == 0 ||
+        if (strcmp(type_info_of(type).type_name, name) == 0 ||
             (type->kind == PTP_CFG_MESSAGE && strcmp(message_of(type).name, name) == 0)) {
             return type;
         }
@@ -213,7 +213,7 @@ const ptp_cfg_type *ptp_cfg_type_find(const char *name) {
 
 const ptp_cfg_type *ptp_cfg_type_find_luid(const u_int8 *luid) {
     for (u_int32 i = types_by_luid.first[luid[0]]; i != 0; i = types_by_luid.next[i - 1]) {
-        if (memcmp(record_of(&reflected_types[i - 1]).luid, luid, VELA_WIRE_LUID) == 0) {
+        if (memcmp(type_info_of(&reflected_types[i - 1]).luid, luid, VELA_WIRE_LUID) == 0) {
             return &reflected_types[i - 1];
         }
     }
@@ -221,26 +221,26 @@ const ptp_cfg_type *ptp_cfg_type_find_luid(const u_int8 *luid) {
 }
 
 void ptp_cfg_type_describe(const ptp_cfg_type *type, ptp_cfg_type_description *description) {
-    const vela_type_info &record = record_of(type);
+    const vela_type_info &type_info = type_info_of(type);
     *description = {};
     description->size = sizeof *description;
     description->kind = type->kind;
-    description->name = record.type_name;
-    description->short_name = record.type_name;
-    description->luid = record.luid;
-    description->luid_text = record.luid_text;
+    description->name = type_info.type_name;
+    description->short_name = type_info.type_name;
+    description->luid = type_info.luid;
+    description->luid_text = type_info.luid_text;
     description->operations = type->operations;
     if (type->kind == PTP_CFG_STRUCTURE) {
         const structure_descriptor &structure = structure_of(type);
         description->doc = structure.doc;
-        description->newest_variant = static_cast<u_int8>(structure.newest);
+        description->newest_variant = static_cast<u_int8>(structure.latest);
         description->untracked_size = structure.size;
         description->tracked_size = structure.size + structure.block_length;
         description->field_count = structure.field_count;
     } else if (type->kind == PTP_CFG_ENUMERATION) {
         const enumeration_descriptor &enumeration = enumeration_of(type);
         description->doc = enumeration.doc;
-        description->newest_variant = static_cast<u_int8>(enumeration.newest);
+        description->newest_variant = static_cast<u_int8>(enumeration.latest);
         description->untracked_size = description->tracked_size = enumeration_size;
         description->literal_count = enumeration.value_count;
     } else {
@@ -271,7 +271,7 @@ u_int32 ptp_cfg_literal_describe(const ptp_cfg_type *type, u_int32 index, ptp_cf
     const enumeration_descriptor &enumeration = enumeration_of(type);
     const enumeration_value &value = enumeration.values[index];
     *literal = {value.number, value.literal, value.doc,
-                static_cast<u_int8>(variant_needed(enumeration.thresholds, enumeration.newest, value.number))};
+                static_cast<u_int8>(variant_needed(enumeration.thresholds, enumeration.latest, value.number))};
     return 1;
 }
 

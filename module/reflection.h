@@ -17,7 +17,7 @@ using reflected_type = ptp_cfg_type;
 /** Every type that is linked in, and how many: structures, enumerations, messages. */
 extern const reflected_type reflected_types[];
 extern const u_int32 reflected_type_count;
-/** The records in the same order, ended by a null pointer. */
+/** The type_infos in the same order, ended by a null pointer. */
 extern vela_type_info *const type_table[];
 
 /** Texts that an instance owns, its nested ones included. */

@@ -1,5 +1,5 @@
 // Registration with the trace facility.
-#include "operations/core/support.h"
+#include "operations/core/traces.h"
 #include "ptp_cfg/module.h"
 
 namespace ptp_cfg {

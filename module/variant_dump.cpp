@@ -5,8 +5,8 @@
 extern "C" void ptp_cfg_type_variant_dump(ptp_cfg_print_fn print) {
     using namespace ptp_cfg;
     static const bitlog_trace_points points = {"ptp_cfg", 0, 64};
-    for (vela_type_info *const *record = type_table; *record != nullptr; ++record) {
-        const vela_variant_table *table = (*record)->variant_table;
+    for (vela_type_info *const *type_info = type_table; *type_info != nullptr; ++type_info) {
+        const vela_variant_table *table = (*type_info)->variant_table;
         if (table == nullptr) {
             emit(points, trace::module::dump_without_table);
             continue;

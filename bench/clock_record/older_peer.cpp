@@ -1,4 +1,4 @@
-// The clock record between this release and a peer whose time properties lack their newest field.
+// The clock record between this release and a peer whose time properties lack their latest field.
 #define BENCH_INLINE_FORMS
 #include "records/clock.h"
 #include "records/record.h"

@@ -79,7 +79,9 @@ void count_record(const std::string &name) {
 
 void count_clock_variations() {
     record_calls<clock_record<>>("clock", make_handle(), make_handle()).count_text();
-    record_calls<clock_record<>>("clock on the exact path", make_exact_handle(), make_exact_handle()).count_codec();
+    record_calls<clock_record<>>("clock on the reference path", make_reference_path_handle(),
+                                 make_reference_path_handle())
+        .count_codec();
     const auto make_older_handle = [] { return make_domain_handle("ptp_clock_time_properties_data_set", 0); };
     record_calls<clock_record<>>("clock of an older peer", make_older_handle(), make_older_handle()).count_codec();
     record_calls<clock_record<>>("tracked clock", make_tracking_handle(), make_tracking_handle()).count_codec();

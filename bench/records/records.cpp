@@ -20,7 +20,7 @@ vela_handle *make_domain_handle(const char *type, int8 variant) {
     return handle;
 }
 
-vela_handle *make_exact_handle() {
+vela_handle *make_reference_path_handle() {
     vela_handle *handle = make_domain_handle("no_such_type", 0);
     handle->pre_write = [](void *, void *, size_t, u_int32) {};
     return handle;

@@ -9,14 +9,14 @@ namespace bench {
 
 constexpr u_int32 mem_class = 0;
 
-/** A handle; options NULL: no tracking, no hooks, newest variants. It lives as long as the program. */
+/** A handle; options NULL: no tracking, no hooks, latest variants. It lives as long as the program. */
 vela_handle *make_handle(const vela_handle_options *options = nullptr);
 
 /** A handle whose domain has `type` at another variant. */
 vela_handle *make_domain_handle(const char *type, int8 variant);
 
-/** A handle that a domain and a hook of no consequence keep to the exact path. */
-vela_handle *make_exact_handle();
+/** A handle that a domain and a hook of no consequence keep to the reference path. */
+vela_handle *make_reference_path_handle();
 
 /** Ends the program when a preparation failed. */
 void require(bool sound, const std::string &what);

@@ -3,6 +3,7 @@
 
 #include "bitlog.h"
 #include "operations/core/field_kind.h"
+#include "operations/core/runtime.h"
 #include "velalib.h"
 
 namespace ptp_cfg {
@@ -44,26 +45,26 @@ struct enumeration_value {
 struct enumeration_descriptor {
     const char *name;
     const char *doc;
-    vela_type_info *record;
+    vela_type_info *type_info;
     void *error_instance;             // 16 zero bytes; returned by a chained create after a failure
     const enumeration_value *values;  // in rising order
     u_int32 value_count;
-    const u_int32 *thresholds;  // thresholds[k]: first value that needs variant k + 1; newest + 1 of them
-    int8 newest;
+    const u_int32 *thresholds;  // thresholds[k]: first value that needs variant k + 1; latest + 1 of them
+    int8 latest;
     bitlog_trace_points trace;
 };
 
 struct structure_descriptor {
     const char *name;
     const char *doc;
-    vela_type_info *record;
+    vela_type_info *type_info;
     void *error_instance;  // `size` zero bytes
     const field_descriptor *fields;
     u_int32 field_count;
     u_int32 size;          // of an untracked instance
     u_int32 block_length;  // of the state-flag block that follows the body of a tracked one
-    int8 newest;
-    const u_int32 *validity;  // validity[k]: first field number that needs variant k + 1; newest + 1 of them
+    int8 latest;
+    const u_int32 *validity;  // validity[k]: first field number that needs variant k + 1; latest + 1 of them
     bitlog_trace_points trace;
 };
 
@@ -79,7 +80,7 @@ struct message_descriptor {
     const char *display_name;  // "message ptp_clock_cfg"
     const char *doc;
     const u_int8 *luid;
-    vela_type_info *record;
+    vela_type_info *type_info;
     void *error_instance;
     const payload_descriptor *payloads;
     u_int32 payload_count;
@@ -91,11 +92,11 @@ struct message_descriptor {
 
 enum class domain_check : u_int8;
 template <const structure_descriptor &>
-u_int32 structure_marshal_varied(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance,
-                                 int32 room, u_int32 *err, domain_check check);
+u_int32 structure_marshal_versioned(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const void *instance,
+                                    int32 room, u_int32 *err, domain_check check);
 template <const structure_descriptor &>
-u_int32 structure_unmarshal_varied(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
-                                   int32 length, u_int32 mode, u_int32 *err);
+u_int32 structure_unmarshal_versioned(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, void *instance,
+                                      int32 length, u_int32 mode, u_int32 *err);
 
 struct unrolled_functions;
 template <const structure_descriptor &>
@@ -104,11 +105,11 @@ struct unrolled {
 };
 
 /** `storage`: extern where they are only used. */
-#define PTP_CFG_UNROLLED(storage, descriptor)                                                                        \
-    storage template u_int32 ptp_cfg::structure_marshal_varied<descriptor>(                                          \
-        vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *, ptp_cfg::domain_check);                    \
-    storage template u_int32 ptp_cfg::structure_unmarshal_varied<descriptor>(vela_handle *, u_int32, const u_int8 *, \
-                                                                             void *, int32, u_int32, u_int32 *);     \
+#define PTP_CFG_UNROLLED(storage, descriptor)                                                     \
+    storage template u_int32 ptp_cfg::structure_marshal_versioned<descriptor>(                    \
+        vela_handle *, u_int32, u_int8 *, const void *, int32, u_int32 *, ptp_cfg::domain_check); \
+    storage template u_int32 ptp_cfg::structure_unmarshal_versioned<descriptor>(                  \
+        vela_handle *, u_int32, const u_int8 *, void *, int32, u_int32, u_int32 *);               \
     storage template struct ptp_cfg::unrolled<descriptor>;
 
 }  // namespace ptp_cfg

@@ -29,7 +29,7 @@ constexpr bool is_octets(field_kind kind) {
 }
 
 /** Whether values are numbers of eight bytes. */
-constexpr bool is_long(field_kind kind) {
+constexpr bool is_64_bit(field_kind kind) {
     return is_primitive(kind) && properties_of(kind).is_number() && properties_of(kind).size == 8;
 }
 

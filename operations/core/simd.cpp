@@ -1,5 +1,7 @@
 #include "operations/core/simd.h"
 
+#include <stdlib.h>
+
 #ifdef PTP_CFG_HAS_AVX2
 
 namespace ptp_cfg {

@@ -2,7 +2,7 @@
 // beside it, and leaves the same.
 #pragma once
 
-#include "operations/core/support.h"
+#include "operations/core/runtime.h"
 
 #if defined(__x86_64__) && !defined(PTP_CFG_EXPORTED_RUNTIME)
 #define PTP_CFG_HAS_AVX2 1
@@ -16,15 +16,17 @@ extern bool has_avx2;
 /** Marks what melts into a function for AVX2. */
 #define PTP_CFG_AVX2 __attribute__((always_inline, target("avx2")))
 
-constexpr u_int32 wide_size = 32;
+constexpr u_int32 simd_size = 32;
 
-PTP_CFG_AVX2 inline __m256i wide_at(const void *bytes) {
+PTP_CFG_AVX2 inline __m256i load_simd(const void *bytes) {
     return _mm256_loadu_si256(static_cast<const __m256i *>(bytes));
 }
 
-PTP_CFG_AVX2 inline __m128i half_at(const void *bytes) { return _mm_loadu_si128(static_cast<const __m128i *>(bytes)); }
+PTP_CFG_AVX2 inline __m128i load_half(const void *bytes) {
+    return _mm_loadu_si128(static_cast<const __m128i *>(bytes));
+}
 
-PTP_CFG_AVX2 inline void store_wide(void *bytes, __m256i value) {
+PTP_CFG_AVX2 inline void store_simd(void *bytes, __m256i value) {
     _mm256_storeu_si256(static_cast<__m256i *>(bytes), value);
 }
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "operations/core/support.h"
+#include "operations/core/descriptors.h"
 
 namespace ptp_cfg {
 

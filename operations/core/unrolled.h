@@ -13,8 +13,8 @@ struct unrolled_functions {
     u_int32 (*unmarshal)(vela_handle *, u_int32, const u_int8 *, void *, int32, u_int32, u_int32 *);
 
     // Of structures only; a primitive that is a message's payload has none.
-    bool (*copies_plainly)(const vela_handle *, const void *, int32) = nullptr;
-    void (*copy_plainly)(vela_handle *, const void *, void *) = nullptr;
+    bool (*can_copy_directly)(const vela_handle *, const void *, int32) = nullptr;
+    void (*copy_directly)(vela_handle *, const void *, void *) = nullptr;
     int32 (*compare)(const void *, const void *) = nullptr;
     u_int32 (*hash)(const void *, u_int32) = nullptr;
     u_int32 longest_encoding = 0;  // whatever its variant, flags, texts and extra data

@@ -1,11 +1,13 @@
 // Bytes looked at as wide words: at run time, and in constants.
 #pragma once
 
+#include <string.h>
+
 #include <array>
 #include <bit>
 #include <utility>
 
-#include "operations/core/support.h"
+#include "operations/core/runtime.h"
 
 namespace ptp_cfg {
 

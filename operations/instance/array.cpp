@@ -35,7 +35,7 @@ void array_set_mem(const structure_descriptor &type, u_int32 index, vela_handle 
         return;
     }
     if (length > 0) {
-        announce(handle, mem_class, storage(field, instance), static_cast<size_t>(length));
+        notify(handle, mem_class, storage(field, instance), static_cast<size_t>(length));
         memmove(storage(field, instance), source, static_cast<size_t>(length));
     }
     finish_set(type, field, operation, handle, mem_class, instance, whole_array, err);

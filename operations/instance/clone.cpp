@@ -44,12 +44,12 @@ void structure_clone_internal(const structure_descriptor &type, const unrolled_f
                 slot == nullptr ? "the slot is null" : "the work buffer is null");
         return;
     }
-    const bool plainly = wire.copies_plainly(handle, source, length);
-    if (!plainly && length >= 1 && !holds_encoding(type, wire, handle, mem_class, source, length)) {
+    const bool directly = wire.can_copy_directly(handle, source, length);
+    if (!directly && length >= 1 && !holds_encoding(type, wire, handle, mem_class, source, length)) {
         fail_in(clone_name(type), handle, VELA_EMSGSIZE, err, "the work buffer is shorter than the encoding");
         return;
     }
-    const u_int32 count = plainly ? 0 : wire.marshal_for_clone(handle, mem_class, buffer, source, length, err);
+    const u_int32 count = directly ? 0 : wire.marshal_for_clone(handle, mem_class, buffer, source, length, err);
     if (*err != 0) {
         name_failure(clone_name(type), handle, err);
         return;
@@ -61,8 +61,8 @@ void structure_clone_internal(const structure_descriptor &type, const unrolled_f
             return;
         }
     }
-    if (plainly) {
-        wire.copy_plainly(handle, source, *slot);
+    if (directly) {
+        wire.copy_directly(handle, source, *slot);
         return;
     }
     wire.unmarshal(handle, mem_class, buffer, *slot, static_cast<int32>(count), 0, err);
@@ -106,8 +106,8 @@ void structure_copy_cr(const structure_descriptor &type, const unrolled_function
 }
 
 u_int32 structure_is_valid(const structure_descriptor &type, vela_handle *handle, u_int32 field_number) {
-    const int8 variant = domain_variant(handle, type.record, &handle->chained_err);
-    return variant_needed(type.validity, type.newest, field_number) > variant ? 0 : 1;
+    const int8 variant = domain_variant(handle, type.type_info, &handle->chained_err);
+    return variant_needed(type.validity, type.latest, field_number) > variant ? 0 : 1;
 }
 
 }  // namespace ptp_cfg

@@ -28,21 +28,21 @@ void structure_copy(const structure_descriptor &type, const unrolled_functions &
  * the variants of this release: a domain may give an enumeration one above them, which the copy would keep.
  */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE bool copies_plainly_by_handle(vela_handle *handle, const void *source) {
-    constexpr int32 width = static_cast<int32>(newest_width(D));
+PTP_CFG_INLINE bool can_copy_directly_by_handle(vela_handle *handle, const void *source) {
+    constexpr int32 width = static_cast<int32>(latest_width(D));
     return handle->chained_err == 0 && handle->variant_domain.overrides == nullptr &&
-           structure_copies_plainly<D>(handle, source, width) && vela_inline::work_buffer_room(handle) >= width;
+           structure_can_copy_directly<D>(handle, source, width) && vela_inline::work_buffer_room(handle) >= width;
 }
 #endif
 
 template <const structure_descriptor &D>
 void *structure_clone_cr(vela_handle *handle, const void *source) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
-    if constexpr (has_fast_path<D>) {
-        if (copies_plainly_by_handle<D>(handle, source)) {
+    if constexpr (has_unrolled_path<D>) {
+        if (can_copy_directly_by_handle<D>(handle, source)) {
             void *copy = structure_create<D>(handle, handle->chained_mem_class);
             if (copy != nullptr) {
-                structure_copy_plainly<D, true>(handle, source, copy);
+                structure_copy_directly<D, true>(handle, source, copy);
                 return copy;
             }
             clear_last_error(handle);
@@ -57,9 +57,9 @@ void *structure_clone_cr(vela_handle *handle, const void *source) {
 template <const structure_descriptor &D>
 void structure_copy_cr(vela_handle *handle, const void *source, void *destination) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
-    if constexpr (has_fast_path<D>) {
-        if (destination != nullptr && copies_plainly_by_handle<D>(handle, source)) {
-            structure_copy_plainly<D, false>(handle, source, destination);
+    if constexpr (has_unrolled_path<D>) {
+        if (destination != nullptr && can_copy_directly_by_handle<D>(handle, source)) {
+            structure_copy_directly<D, false>(handle, source, destination);
             return;
         }
     }

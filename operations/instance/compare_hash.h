@@ -60,43 +60,43 @@ template <const structure_descriptor &D>
 }
 
 /** Instances of fewer bytes are compared by field at once. */
-constexpr u_int32 worth_a_glance = 128;
+constexpr u_int32 direct_comparison_size = 128;
 
 #ifdef PTP_CFG_HAS_AVX2
 /** Instances of more bytes are left to memcmp(). */
-constexpr u_int32 worth_unrolling = 512;
+constexpr u_int32 simd_comparison_size = 512;
 
 template <u_int32 offset>
 PTP_CFG_AVX2 inline __m256i difference_at(const u_int8 *a, const u_int8 *b) {
-    return _mm256_xor_si256(wide_at(a + offset), wide_at(b + offset));
+    return _mm256_xor_si256(load_simd(a + offset), load_simd(b + offset));
 }
 
 /** Compares at `first`, then by aligned chunks up to the last one, which ends at `end`. */
 template <u_int32 first, u_int32 end>
-PTP_CFG_AVX2 inline bool same_bytes_wide(const u_int8 *a, const u_int8 *b) {
-    constexpr u_int32 start = (first / wide_size + 1) * wide_size;
-    constexpr u_int32 chunks = (end - start + wide_size - 1) / wide_size;
+PTP_CFG_AVX2 inline bool same_bytes_simd(const u_int8 *a, const u_int8 *b) {
+    constexpr u_int32 start = (first / simd_size + 1) * simd_size;
+    constexpr u_int32 chunks = (end - start + simd_size - 1) / simd_size;
     const auto differences = [&]<size_t... C>(std::index_sequence<C...>) PTP_CFG_AVX2 {
         return (difference_at<first>(a, b) | ... |
-                difference_at<std::min<u_int32>(start + C * wide_size, end - wide_size)>(a, b));
+                difference_at<std::min<u_int32>(start + C * simd_size, end - simd_size)>(a, b));
     };
     const __m256i differs = differences(std::make_index_sequence<chunks>{});
     return _mm256_testz_si256(differs, differs) != 0;
 }
 
 template <const structure_descriptor &D>
-[[gnu::noinline, gnu::target("avx2")]] int32 compare_wide(const u_int8 *a, const u_int8 *b) {
-    return same_bytes_wide<D.fields[0].offset, fields_end(D)>(a, b) ? 0 : compare_by_field<D>(a, b);
+[[gnu::noinline, gnu::target("avx2")]] int32 compare_simd(const u_int8 *a, const u_int8 *b) {
+    return same_bytes_simd<D.fields[0].offset, fields_end(D)>(a, b) ? 0 : compare_by_field<D>(a, b);
 }
 #endif
 
 /** The same bytes are equal fields. Other bytes may be: headers and what lies between fields do not count. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE int32 compare_at_a_glance(const u_int8 *a, const u_int8 *b) {
+PTP_CFG_INLINE int32 compare_directly(const u_int8 *a, const u_int8 *b) {
 #ifdef PTP_CFG_HAS_AVX2
-    if constexpr (D.size <= worth_unrolling) {
+    if constexpr (D.size <= simd_comparison_size) {
         if (has_avx2) {
-            return compare_wide<D>(a, b);
+            return compare_simd<D>(a, b);
         }
     }
 #endif
@@ -112,8 +112,8 @@ PTP_CFG_INLINE int32 structure_compare(const void *first, const void *second) {
     const u_int8 *a = static_cast<const u_int8 *>(first);
     const u_int8 *b = static_cast<const u_int8 *>(second);
     // Another runtime has an order of its own.
-    if constexpr (has_own_runtime && !has_text(D) && D.size >= worth_a_glance) {
-        return compare_at_a_glance<D>(a, b);
+    if constexpr (has_own_runtime && !has_text(D) && D.size >= direct_comparison_size) {
+        return compare_directly<D>(a, b);
     } else {
         return compare_instances<D>(a, b);
     }

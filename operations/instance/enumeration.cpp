@@ -1,5 +1,7 @@
 #include "operations/instance/enumeration.h"
 
+#include "operations/core/counting.h"
+
 namespace ptp_cfg {
 
 void *enumeration_create(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class) {
@@ -17,14 +19,14 @@ void *enumeration_create(const enumeration_descriptor &type, vela_handle *handle
     }
     memset(instance, 0, enumeration_size);
     u_int32 err = 0;
-    const int8 variant = domain_variant(handle, type.record, &err);
-    store_header(handle, mem_class, instance, {type.record, variant, 0, true});
+    const int8 variant = domain_variant(handle, type.type_info, &err);
+    store_header(handle, mem_class, instance, {type.type_info, variant, 0, true});
     if (err != 0) {
         emit(type.trace, trace::enumeration::create_error, strerror(static_cast<int>(err)));
     }
-    const vela_type_info *record = header_of(instance)->type_info;
-    const vela_variant_table *table = table_at_create(record, variant, type.trace, enumeration_header_traces);
-    count_instance(handle, mem_class, record, &row_of(*table, variant)->created);
+    const vela_type_info *type_info = header_of(instance)->type_info;
+    const vela_variant_table *table = table_at_create(type_info, variant, type.trace, enumeration_header_traces);
+    count_instance(handle, mem_class, type_info, &row_of(*table, variant)->created);
     return instance;
 }
 
@@ -36,7 +38,7 @@ void *enumeration_create_cr(const enumeration_descriptor &type, vela_handle *han
 }
 
 void enumeration_initialize(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
-                            const vela_type_info *record, bool hooks, u_int8 flags, u_int32 *err) {
+                            const vela_type_info *type_info, bool hooks, u_int8 flags, u_int32 *err) {
     if (*err != 0) {
         return;
     }
@@ -45,9 +47,9 @@ void enumeration_initialize(const enumeration_descriptor &type, vela_handle *han
         fail_in({type.name, nullptr, "initialize"}, handle, VELA_EINVAL, err, "the instance is null");
         return;
     }
-    // The variant is the domain's own, also above the newest: such an instance admits values beyond this release.
-    const int8 variant = domain_variant(handle, record, err);
-    store_header(handle, mem_class, instance, {record, variant, flags, hooks});
+    // The variant is the domain's own, also above the latest: such an instance admits values beyond this release.
+    const int8 variant = domain_variant(handle, type_info, err);
+    store_header(handle, mem_class, instance, {type_info, variant, flags, hooks});
 }
 
 void enumeration_set_embedded(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
@@ -65,10 +67,11 @@ void enumeration_destroy(const enumeration_descriptor &type, vela_handle *handle
         return;
     }
     vela_instance_header *header = header_of(instance);
-    const vela_type_info *record = header->type_info;
-    const vela_variant_table *table = table_at_destroy(record, header->variant, type.trace, enumeration_header_traces);
-    count_instance(handle, mem_class, record, &row_of(*table, header->variant)->destroyed);
-    header->type_info = nullptr;  // not announced: the memory goes back at once
+    const vela_type_info *type_info = header->type_info;
+    const vela_variant_table *table =
+        table_at_destroy(type_info, header->variant, type.trace, enumeration_header_traces);
+    count_instance(handle, mem_class, type_info, &row_of(*table, header->variant)->destroyed);
+    header->type_info = nullptr;  // no notice: the memory goes back at once
     handle->free(handle->cookie, mem_class, instance);
 }
 
@@ -115,14 +118,14 @@ void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_
         name_failure({type.name, nullptr, "set"}, handle, err);
         return;
     }
-    announce(handle, mem_class, destination, enumeration_size);
-    copy_header(handle, mem_class, header_of(destination), header_of(source), type.record, false);
+    notify(handle, mem_class, destination, enumeration_size);
+    copy_header(handle, mem_class, header_of(destination), header_of(source), type.type_info, false);
     *value_of(destination) = *value_of(source);
 }
 
 u_int32 enumeration_is_valid(const enumeration_descriptor &type, vela_handle *handle, u_int32 value) {
-    const int8 variant = domain_variant(handle, type.record, &handle->chained_err);
-    return variant_needed(type.thresholds, type.newest, value) > variant ? 0 : 1;
+    const int8 variant = domain_variant(handle, type.type_info, &handle->chained_err);
+    return variant_needed(type.thresholds, type.latest, value) > variant ? 0 : 1;
 }
 
 const char *enumeration_literal(const enumeration_descriptor &type, u_int32 value) {

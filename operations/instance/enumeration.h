@@ -8,7 +8,7 @@ namespace ptp_cfg {
 void *enumeration_create(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class);
 void *enumeration_create_cr(const enumeration_descriptor &type, vela_handle *handle);
 void enumeration_initialize(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
-                            const vela_type_info *record, bool hooks, u_int8 flags, u_int32 *err);
+                            const vela_type_info *type_info, bool hooks, u_int8 flags, u_int32 *err);
 void enumeration_set_embedded(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
                               void *instance);
 void enumeration_destroy(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
@@ -24,17 +24,17 @@ u_int32 enumeration_is_valid(const enumeration_descriptor &type, vela_handle *ha
 const char *enumeration_literal(const enumeration_descriptor &type, u_int32 value);
 
 /** The first variant that may hold a value. */
-inline int8 variant_needed(const u_int32 *thresholds, int8 newest, u_int32 number) {
+inline int8 variant_needed(const u_int32 *thresholds, int8 latest, u_int32 number) {
     int8 needed = 0;
-    while (needed <= newest && number >= thresholds[needed]) {
+    while (needed <= latest && number >= thresholds[needed]) {
         ++needed;
     }
     return needed;
 }
 
 /** Whether an instance at `variant` may hold a value: variant_needed() in one look. */
-PTP_CFG_INLINE bool variant_admits(const u_int32 *thresholds, int8 newest, int8 variant, u_int32 number) {
-    return variant > newest || (variant >= 0 && number < thresholds[variant]);
+PTP_CFG_INLINE bool variant_admits(const u_int32 *thresholds, int8 latest, int8 variant, u_int32 number) {
+    return variant > latest || (variant >= 0 && number < thresholds[variant]);
 }
 
 /** Ends a store of a value that the instance's variant does not have: error 43. */
@@ -47,9 +47,9 @@ PTP_CFG_INLINE bool variant_admits(const u_int32 *thresholds, int8 newest, int8 
 /** Prepares a store of `value`; false when the instance's variant does not have it. */
 PTP_CFG_INLINE bool enumeration_admits(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
                                        void *instance, u_int32 value, u_int32 *err) {
-    adjust(handle, mem_class, instance, type.newest, err);
+    adjust(handle, mem_class, instance, type.latest, err);
     const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 0, 1);
-    if (!variant_admits(type.thresholds, type.newest, variant, value)) {
+    if (!variant_admits(type.thresholds, type.latest, variant, value)) {
         refuse_value(type, handle, instance, err);
         return false;
     }
@@ -70,7 +70,7 @@ PTP_CFG_INLINE void enumeration_set_value(const enumeration_descriptor &type, ve
     if (!enumeration_admits(type, handle, mem_class, instance, value, err)) {
         return;
     }
-    announce(handle, mem_class, value_of(instance), sizeof(u_int32));
+    notify(handle, mem_class, value_of(instance), sizeof(u_int32));
     *value_of(instance) = value;
 }
 

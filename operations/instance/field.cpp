@@ -80,7 +80,7 @@ void text_set(const structure_descriptor &type, u_int32 index, vela_handle *hand
     var_string_set(handle, mem_class, as<var_string>(storage(field, instance)), characters, kept, err);
     if (*err == 0) {
         u_int8 *companion = at(instance, field.companion_offset);
-        announce(handle, mem_class, companion, 1);
+        notify(handle, mem_class, companion, 1);
         *companion = kept;
     }
     finish_set(type, field, operation, handle, mem_class, instance, 0, err);

@@ -49,7 +49,7 @@ PTP_CFG_INLINE bool begin_set(const structure_descriptor &type, const field_desc
                               vela_handle *handle, u_int32 mem_class, void *instance, u_int32 *err) {
     if (*err == 0) [[likely]] {
         clear_last_error(handle);
-        adjust(handle, mem_class, instance, type.newest, err);
+        adjust(handle, mem_class, instance, type.latest, err);
         if (has_field(field, instance)) [[likely]] {
             return true;
         }
@@ -120,12 +120,12 @@ void field_set_value(const structure_descriptor &type, u_int32 index, vela_handl
         !within(type, field, operation, element, handle, err)) {
         return;
     }
-    auto *place = as<typename P::type>(storage(field, instance, element));
+    auto *destination = as<typename P::type>(storage(field, instance, element));
     if constexpr (has_own_runtime) {
-        announce(handle, mem_class, place, sizeof *place);
-        *place = value;
+        notify(handle, mem_class, destination, sizeof *destination);
+        *destination = value;
     } else {
-        P::set_value(handle, mem_class, place, value, err);
+        P::set_value(handle, mem_class, destination, value, err);
     }
     finish_set(type, field, operation, handle, mem_class, instance, element, err);
 }

@@ -29,7 +29,7 @@ const header_traces message_header_traces = {{},
 void add_flags(vela_handle *handle, u_int32 mem_class, void *instance, u_int8 flags, bool hooks) {
     u_int8 *byte = &header_of(instance)->flags;
     if (hooks) {
-        announce(handle, mem_class, byte, 1);
+        notify(handle, mem_class, byte, 1);
     }
     *byte = static_cast<u_int8>(*byte | flags);
 }
@@ -37,40 +37,40 @@ void add_flags(vela_handle *handle, u_int32 mem_class, void *instance, u_int8 fl
 void store_header(vela_handle *handle, u_int32 mem_class, void *instance, const header_values &values) {
     vela_instance_header *header = header_of(instance);
     if (values.hooks) {
-        announce(handle, mem_class, &header->allocated_variant, 1);
+        notify(handle, mem_class, &header->allocated_variant, 1);
     }
     header->allocated_variant = values.variant;
     if (values.hooks) {
-        announce(handle, mem_class, &header->variant, 1);
+        notify(handle, mem_class, &header->variant, 1);
     }
     header->variant = values.variant;
     const vela_type_info **pointer = VELA_CALL(vela_get_manifested_type_info_ptr_mem)(instance);
-    const vela_type_info *record = record_for(handle, mem_class, values.record);
+    const vela_type_info *type_info = type_info_for(handle, mem_class, values.type_info);
     if (values.hooks) {
-        announce(handle, mem_class, pointer, sizeof *pointer);
+        notify(handle, mem_class, pointer, sizeof *pointer);
     }
-    *pointer = record;
+    *pointer = type_info;
     add_flags(handle, mem_class, instance, values.flags, values.hooks);
 }
 
 void copy_header(vela_handle *handle, u_int32 mem_class, vela_instance_header *destination,
-                 const vela_instance_header *source, const vela_type_info *record, bool nested) {
+                 const vela_instance_header *source, const vela_type_info *type_info, bool nested) {
     constexpr u_int8 of_memory = VELA_FLAG_OID | VELA_FLAG_TRACKED | VELA_FLAG_STTR_OFFSET | VELA_FLAG_OWNED_BLOCK;
     constexpr u_int8 of_nested = of_memory | VELA_FLAG_EMBEDDED | VELA_FLAG_NESTED;
     const u_int8 own = destination->flags;
     const bool is_there = destination->type_info != nullptr;  // else memory that holds no instance yet
     const u_int8 kept = is_there && (nested || (own & VELA_FLAG_NESTED) != 0) ? of_nested : of_memory;
     if ((own & VELA_FLAG_OWNED_BLOCK) == 0) {  // else the pointer is what the instance frees
-        destination->type_info = record_for(handle, mem_class, record);
+        destination->type_info = type_info_for(handle, mem_class, type_info);
     }
     destination->variant = source->variant;
     destination->allocated_variant = source->allocated_variant;
     destination->flags = static_cast<u_int8>((source->flags & ~kept) | (own & kept));
 }
 
-static vela_variant_table *checked_table(const vela_type_info *record, int8 variant, const bitlog_trace_points &points,
-                                         trace::entry varinfo, trace::entry beyond) {
-    vela_variant_table *table = record->variant_table;
+static vela_variant_table *checked_table(const vela_type_info *type_info, int8 variant,
+                                         const bitlog_trace_points &points, trace::entry varinfo, trace::entry beyond) {
+    vela_variant_table *table = type_info->variant_table;
     if (table == nullptr) {
         fatal(points, varinfo);
     }
@@ -80,17 +80,17 @@ static vela_variant_table *checked_table(const vela_type_info *record, int8 vari
     return table;
 }
 
-vela_variant_table *table_at_create(const vela_type_info *record, int8 variant, const bitlog_trace_points &points,
+vela_variant_table *table_at_create(const vela_type_info *type_info, int8 variant, const bitlog_trace_points &points,
                                     const header_traces &traces) {
-    return checked_table(record, variant, points, traces.create_varinfo, traces.create_variant);
+    return checked_table(type_info, variant, points, traces.create_varinfo, traces.create_variant);
 }
 
-vela_variant_table *table_at_destroy(const vela_type_info *record, int8 variant, const bitlog_trace_points &points,
+vela_variant_table *table_at_destroy(const vela_type_info *type_info, int8 variant, const bitlog_trace_points &points,
                                      const header_traces &traces) {
-    if (record == nullptr || record->magic != VELA_TYPE_INFO_MAGIC) {
+    if (type_info == nullptr || type_info->magic != VELA_TYPE_INFO_MAGIC) {
         fatal(points, traces.destroy_tinfo);
     }
-    return checked_table(record, variant, points, traces.destroy_varinfo, traces.destroy_variant);
+    return checked_table(type_info, variant, points, traces.destroy_varinfo, traces.destroy_variant);
 }
 
 u_int32 oid_count(const bitlog_trace_points &points, const header_traces &traces, vela_handle *handle,

@@ -1,7 +1,8 @@
 // Operations that touch only the instance header, and are the same for every kind of type.
 #pragma once
 
-#include "operations/core/support.h"
+#include "operations/core/errors.h"
+#include "operations/core/instances.h"
 
 namespace ptp_cfg {
 
@@ -25,10 +26,10 @@ extern const header_traces message_header_traces;
 
 /** How initialise stores the header of an instance. */
 struct header_values {
-    const vela_type_info *record;  // static record of the type
+    const vela_type_info *type_info;  // the static one of the type
     int8 variant;
     u_int8 flags;  // ORed into the flag byte
-    bool hooks;    // announce each store
+    bool hooks;    // notify of each store
 };
 
 /** Stores allocated variant, variant, type pointer and flag bits, in this order. */
@@ -39,17 +40,17 @@ void add_flags(vela_handle *handle, u_int32 mem_class, void *instance, u_int8 fl
 
 /**
  * Copies a header over another. What its flags tell of memory stays with the memory: who frees it, who refers to it,
- * whether it has a block of state flags and where. The type pointer becomes that of `record` under this handle.
+ * whether it has a block of state flags and where. The type pointer becomes that of `type_info` under this handle.
  * @param nested  true: the destination lies in a parent, and also stays what it is to that
  */
 void copy_header(vela_handle *handle, u_int32 mem_class, vela_instance_header *destination,
-                 const vela_instance_header *source, const vela_type_info *record, bool nested);
+                 const vela_instance_header *source, const vela_type_info *type_info, bool nested);
 
 /** The variant table that counts a new instance; ends the process when there is none. */
-vela_variant_table *table_at_create(const vela_type_info *record, int8 variant, const bitlog_trace_points &points,
+vela_variant_table *table_at_create(const vela_type_info *type_info, int8 variant, const bitlog_trace_points &points,
                                     const header_traces &traces);
 /** The same when an instance goes; its type pointer must be sound too. */
-vela_variant_table *table_at_destroy(const vela_type_info *record, int8 variant, const bitlog_trace_points &points,
+vela_variant_table *table_at_destroy(const vela_type_info *type_info, int8 variant, const bitlog_trace_points &points,
                                      const header_traces &traces);
 
 /** The checks of get_oid_count and get_object_references; neither kind holds object identifiers of its own. */

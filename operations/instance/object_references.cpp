@@ -1,5 +1,7 @@
 #include "operations/instance/object_references.h"
 
+#include "operations/core/errors.h"
+
 namespace ptp_cfg {
 
 bool remove_oid_mapping(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance) {

@@ -1,7 +1,7 @@
 // What destroy does about object identifiers: the instance's own mapping, and references that MAC addresses hold.
 #pragma once
 
-#include "operations/core/support.h"
+#include "operations/core/descriptors.h"
 
 namespace ptp_cfg {
 

@@ -5,7 +5,7 @@
 namespace ptp_cfg {
 
 static void store_flag(vela_handle *handle, u_int32 mem_class, u_int8 *byte, u_int8 flag) {
-    announce(handle, mem_class, byte, 1);
+    notify(handle, mem_class, byte, 1);
     *byte = flag;
 }
 
@@ -76,7 +76,7 @@ static u_int8 *block_for_set(const structure_descriptor &type, const field_descr
         name_access(type, field, operation, handle, err);
         return nullptr;
     }
-    adjust(handle, mem_class, instance, type.newest, err);
+    adjust(handle, mem_class, instance, type.latest, err);
     if (!has_field(field, instance)) {
         refuse_access(type, field, operation, handle, instance, err);
         return nullptr;
@@ -152,7 +152,7 @@ void state_flag_set_arr(const structure_descriptor &type, u_int32 index, vela_ha
                 "the count is not that of its elements");
         return;
     }
-    memcpy(block + field.flag_position, flags, field.capacity);  // neither announced nor shifted: see the header
+    memcpy(block + field.flag_position, flags, field.capacity);  // without notice, nor shifted: see the header
 }
 
 void set_all_state_flags(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,

@@ -1,7 +1,7 @@
 // State flags: one byte per field that says, on a tracked instance, whether and how the field was set.
 #pragma once
 
-#include "operations/core/support.h"
+#include "operations/core/tracking.h"
 
 namespace ptp_cfg {
 

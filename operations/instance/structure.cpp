@@ -1,5 +1,7 @@
 #include "operations/instance/structure.h"
 
+#include "operations/core/counting.h"
+#include "operations/core/tracking.h"
 #include "operations/instance/enumeration.h"
 #include "operations/instance/object_references.h"
 
@@ -32,7 +34,7 @@ void *structure_create_internal(const structure_descriptor &type, vela_handle *h
     }
     memset(instance, 0, size);
     u_int32 err = 0;
-    structure_initialize(type, handle, mem_class, instance, type.record, true, false, 0, nullptr, &err);
+    structure_initialize(type, handle, mem_class, instance, type.type_info, true, false, 0, nullptr, &err);
     if (err != 0) {
         emit(type.trace, trace::structure::create_error, strerror(static_cast<int>(err)));
         u_int32 ignored = 0;
@@ -76,7 +78,7 @@ static void initialize_fields(const structure_descriptor &type, vela_handle *han
         const field_descriptor &field = type.fields[i];
         if (field.kind == field_kind::enumeration) {
             enumeration_initialize(*field.enumeration, handle, mem_class, storage(field, instance),
-                                   field.enumeration->record, hooks, VELA_FLAG_NESTED, err);
+                                   field.enumeration->type_info, hooks, VELA_FLAG_NESTED, err);
         } else if (field.kind == field_kind::structure) {
             for (u_int32 element = 0; element < field.capacity; ++element) {
                 void *nested = storage(field, instance, element);
@@ -85,7 +87,7 @@ static void initialize_fields(const structure_descriptor &type, vela_handle *han
                     base = block_base(handle, mem_class, type, instance, sttr_base);
                     keep_offset(handle, mem_class, nested, nested_block(base, field, element), err);
                 }
-                structure_initialize(*field.structure, handle, mem_class, nested, field.structure->record, hooks,
+                structure_initialize(*field.structure, handle, mem_class, nested, field.structure->type_info, hooks,
                                      embedded, VELA_FLAG_NESTED, base, err);
             }
         }
@@ -93,7 +95,7 @@ static void initialize_fields(const structure_descriptor &type, vela_handle *han
 }
 
 void structure_initialize(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
-                          const vela_type_info *record, bool hooks, bool embedded, u_int8 flags, u_int8 *sttr_base,
+                          const vela_type_info *type_info, bool hooks, bool embedded, u_int8 flags, u_int8 *sttr_base,
                           u_int32 *err) {
     if (*err != 0) {
         return;
@@ -103,8 +105,8 @@ void structure_initialize(const structure_descriptor &type, vela_handle *handle,
         fail_in({type.name, nullptr, "initialize"}, handle, VELA_EINVAL, err, "the instance is null");
         return;
     }
-    const int8 variant = cap_variant(domain_variant(handle, record, err), type.newest);
-    store_header(handle, mem_class, instance, {record, variant, flags, hooks});
+    const int8 variant = cap_variant(domain_variant(handle, type_info, err), type.latest);
+    store_header(handle, mem_class, instance, {type_info, variant, flags, hooks});
     const bool tracked = tracking_of(handle, type) == tracking::on;
     if (tracked) {
         add_flags(handle, mem_class, instance, VELA_FLAG_TRACKED, hooks);
@@ -180,7 +182,7 @@ static void free_instance(vela_handle *handle, u_int32 mem_class, void *instance
     if ((header->flags & VELA_FLAG_OWNED_BLOCK) != 0 && header->type_info != nullptr) {
         handle->free(handle->cookie, mem_class, const_cast<vela_type_info *>(header->type_info));
     }
-    announce(handle, mem_class, &header->type_info, sizeof header->type_info);
+    notify(handle, mem_class, &header->type_info, sizeof header->type_info);
     header->type_info = nullptr;
     handle->free(handle->cookie, mem_class, instance);
 }
@@ -198,10 +200,10 @@ void structure_destroy_internal(const structure_descriptor &type, vela_handle *h
         return;
     }
     u_int32 err = 0;
-    const vela_type_info *record = VELA_CALL(vela_get_manifested_type_info)(instance);
-    const vela_variant_table *table = table_at_destroy(record, header->variant, type.trace, structure_header_traces);
-    const int8 variant = cap_variant(header->variant, type.newest);
-    VELA_CALL(velalib_type_stats_destroy_object)(handle, mem_class, record, row_of(*table, variant), &err);
+    const vela_type_info *type_info = VELA_CALL(vela_get_manifested_type_info)(instance);
+    const vela_variant_table *table = table_at_destroy(type_info, header->variant, type.trace, structure_header_traces);
+    const int8 variant = cap_variant(header->variant, type.latest);
+    VELA_CALL(velalib_type_stats_destroy_object)(handle, mem_class, type_info, row_of(*table, variant), &err);
     if ((header->flags & (VELA_FLAG_STTR_OFFSET | VELA_FLAG_EXTRA_DATA)) != 0 && handle->hd_mapping != 0) {
         err = 0;
         vela_hd_mapping_destroy(handle, mem_class, instance, &err);

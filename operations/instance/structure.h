@@ -17,7 +17,7 @@ void *structure_create_cr(const structure_descriptor &type, vela_handle *handle)
  * @param sttr_base  for a nested instance under a tracking handle: the parent's state-flag block
  */
 void structure_initialize(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
-                          const vela_type_info *record, bool hooks, bool embedded, u_int8 flags, u_int8 *sttr_base,
+                          const vela_type_info *type_info, bool hooks, bool embedded, u_int8 flags, u_int8 *sttr_base,
                           u_int32 *err);
 void structure_set_embedded(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance);
 
@@ -67,9 +67,13 @@ inline void for_each_nested(const structure_descriptor &type, Visit &&visit) {
     }
 }
 
-/** Where a nested instance's block begins, inside the block that begins at `base`. */
+/**
+ * Where a nested instance's block begins, inside the block that begins at `base`: behind its field's own flags, of which
+ * an array has one for itself and one per element.
+ */
 inline u_int8 *nested_block(u_int8 *base, const field_descriptor &field, u_int32 element) {
-    return base + (field.is_array ? element_block_position(field, element) : field.flag_position + 1);
+    const u_int32 own = field.is_array ? 1u + field.capacity : 1u;
+    return base + field.flag_position + own + element * field.structure->block_length;
 }
 
 }  // namespace ptp_cfg

@@ -8,12 +8,12 @@
 namespace ptp_cfg {
 
 /** Place of field `index` among the values of get_all. */
-constexpr u_int32 value_place(const structure_descriptor &type, u_int32 index) {
-    u_int32 place = 0;
+constexpr u_int32 value_position(const structure_descriptor &type, u_int32 index) {
+    u_int32 position = 0;
     for (u_int32 i = 0; i < index; ++i) {
-        place += is_value_field(type.fields[i]) ? 1 : 0;
+        position += is_value_field(type.fields[i]) ? 1 : 0;
     }
-    return place;
+    return position;
 }
 
 /**
@@ -32,9 +32,9 @@ PTP_CFG_INLINE void with_copy(const Value *values, Slow &&slow) {
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void structure_get_all(vela_handle *handle, u_int32 mem_class, const void *instance, void *const *values,
                                       u_int32 *err) {
-    constexpr u_int32 count = value_place(D, D.field_count);
+    constexpr u_int32 count = value_position(D, D.field_count);
     if constexpr (count > 0) {
-        if (!has_own_runtime || *err != 0 || instance == nullptr || header_of(instance)->variant < D.newest) {
+        if (!has_own_runtime || *err != 0 || instance == nullptr || header_of(instance)->variant < D.latest) {
             with_copy<count>(values,
                              [&](void *const *copy) { structure_get_all(D, handle, mem_class, instance, copy, err); });
             return;
@@ -43,7 +43,7 @@ PTP_CFG_INLINE void structure_get_all(vela_handle *handle, u_int32 mem_class, co
         for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
             constexpr const field_descriptor &field = D.fields[I];
             if constexpr (is_value_field(field)) {
-                void *value = values[value_place(D, I)];
+                void *value = values[value_position(D, I)];
                 const u_int8 *bytes = at(instance, field.offset);
                 if (value == nullptr) {
                     return;
@@ -65,24 +65,24 @@ PTP_CFG_INLINE void structure_get_all(vela_handle *handle, u_int32 mem_class, co
 constexpr bool is_set_field(const field_descriptor &field) { return is_value_field(field) && !field.is_companion; }
 
 /** Place of field `index` among the values of set_all. */
-constexpr u_int32 set_place(const structure_descriptor &type, u_int32 index) {
-    u_int32 place = 0;
+constexpr u_int32 set_position(const structure_descriptor &type, u_int32 index) {
+    u_int32 position = 0;
     for (u_int32 i = 0; i < index; ++i) {
-        place += is_set_field(type.fields[i]) ? 1 : 0;
+        position += is_set_field(type.fields[i]) ? 1 : 0;
     }
-    return place;
+    return position;
 }
 
 /** Whether the instance has every field, and every enumeration admits its value. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool admits_all(const void *instance, const u_int64 *values) {
-    bool admitted = header_of(instance)->variant >= D.newest;
+    bool admitted = header_of(instance)->variant >= D.latest;
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         if constexpr (is_set_field(field) && field.kind == field_kind::enumeration) {
             const int8 variant = header_of(static_cast<const void *>(at(instance, field.offset)))->variant;
-            admitted &= variant_admits(field.enumeration->thresholds, field.enumeration->newest, variant,
-                                       static_cast<u_int32>(values[set_place(D, I)]));
+            admitted &= variant_admits(field.enumeration->thresholds, field.enumeration->latest, variant,
+                                       static_cast<u_int32>(values[set_position(D, I)]));
         }
     });
     return admitted;
@@ -91,7 +91,7 @@ PTP_CFG_INLINE bool admits_all(const void *instance, const u_int64 *values) {
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void structure_set_all(vela_handle *handle, u_int32 mem_class, void *instance, const u_int64 *values,
                                       u_int32 *err) {
-    constexpr u_int32 count = set_place(D, D.field_count);
+    constexpr u_int32 count = set_position(D, D.field_count);
     if constexpr (count > 0) {
         if (!has_own_runtime || *err != 0 || instance == nullptr || handle->pre_write != nullptr ||
             !admits_all<D>(instance, values)) {
@@ -103,7 +103,7 @@ PTP_CFG_INLINE void structure_set_all(vela_handle *handle, u_int32 mem_class, vo
         for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
             constexpr const field_descriptor &field = D.fields[I];
             if constexpr (is_set_field(field)) {
-                const u_int64 value = values[set_place(D, I)];
+                const u_int64 value = values[set_position(D, I)];
                 u_int8 *bytes = at(instance, field.offset);
                 if constexpr (field.kind == field_kind::enumeration) {
                     *value_of(static_cast<void *>(bytes)) = static_cast<u_int32>(value);

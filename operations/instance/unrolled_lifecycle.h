@@ -3,6 +3,7 @@
 // of structure.cpp, which says what has to happen and in which order.
 #pragma once
 
+#include "operations/core/counting.h"
 #include "operations/core/unroll.h"
 #include "operations/core/words.h"
 #include "operations/instance/simd_arrays.h"
@@ -11,37 +12,37 @@
 namespace ptp_cfg {
 
 /** Whether nothing on the handle asks for more than plain stores. */
-PTP_CFG_INLINE bool is_plain(const vela_handle *handle) {
+PTP_CFG_INLINE bool has_defaults_only(const vela_handle *handle) {
     return handle->pre_write == nullptr && handle->pre_write_counter == nullptr && handle->shared_type_info == 0 &&
            handle->variant_domain.overrides == nullptr && handle->sttr_record == nullptr;
 }
 
-/** Whether the record's variants are those of this release, as the constant stores assume. */
-PTP_CFG_INLINE bool has_own_variants(const vela_type_info *record, int8 newest) {
-    return record->variant_table != nullptr && record->variant_table->count == newest + 1;
+/** Whether a type_info's variants are those of this release, as the constant stores assume. */
+PTP_CFG_INLINE bool has_own_variants(const vela_type_info *type_info, int8 latest) {
+    return type_info->variant_table != nullptr && type_info->variant_table->count == latest + 1;
 }
 
-/** Whether the records that a new instance points at are as the constant stores assume. */
+/** Whether the type_infos that a new instance points at are as the constant stores assume. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool all_own_variants() {
-    bool own = has_own_variants(D.record, D.newest);
+    bool own = has_own_variants(D.type_info, D.latest);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         if constexpr (field.kind == field_kind::structure) {
             own = own && all_own_variants<*field.structure>();
         } else if constexpr (field.kind == field_kind::enumeration) {
-            own = own && has_own_variants(field.enumeration->record, field.enumeration->newest);
+            own = own && has_own_variants(field.enumeration->type_info, field.enumeration->latest);
         }
     });
     return own;
 }
 
-template <int8 Newest>
-PTP_CFG_INLINE void stamp_header(vela_instance_header *header, const vela_type_info *record, u_int8 flags) {
-    header->type_info = record;
-    if constexpr (Newest != 0) {
-        header->variant = Newest;
-        header->allocated_variant = Newest;
+template <int8 Latest>
+PTP_CFG_INLINE void stamp_header(vela_instance_header *header, const vela_type_info *type_info, u_int8 flags) {
+    header->type_info = type_info;
+    if constexpr (Latest != 0) {
+        header->variant = Latest;
+        header->allocated_variant = Latest;
     }
     header->flags = flags;
 }
@@ -62,12 +63,12 @@ constexpr bool is_made_alike(const field_descriptor &field) {
 
 /** Whether what counts the instances that are to be destroyed is sound, down to the last nested one. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE bool all_records_sound() {
-    bool sound = D.record->magic == VELA_TYPE_INFO_MAGIC && has_own_variants(D.record, D.newest);
+PTP_CFG_INLINE bool are_type_infos_sound() {
+    bool sound = D.type_info->magic == VELA_TYPE_INFO_MAGIC && has_own_variants(D.type_info, D.latest);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         if constexpr (field.kind == field_kind::structure) {
-            sound = sound && all_records_sound<*field.structure>();
+            sound = sound && are_type_infos_sound<*field.structure>();
         }
     });
     return sound;
@@ -78,7 +79,7 @@ template <const structure_descriptor &E, u_int32 offset, u_int32 count>
 PTP_CFG_INLINE void make_elements(u_int8 *elements) {
 #ifdef PTP_CFG_HAS_AVX2
     if (has_avx2) {
-        make_elements_wide<E, offset, count * E.size>(elements);
+        make_elements_simd<E, offset, count * E.size>(elements);
         return;
     }
 #endif
@@ -90,12 +91,12 @@ PTP_CFG_INLINE void make_elements(u_int8 *elements) {
 /** Writes the headers of a zeroed instance and of all that it embeds. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags) {
-    stamp_header<D.newest>(as<vela_instance_header>(instance), D.record, flags);
+    stamp_header<D.latest>(as<vela_instance_header>(instance), D.type_info, flags);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         u_int8 *value = instance + field.offset;
         if constexpr (field.kind == field_kind::enumeration) {
-            stamp_header<field.enumeration->newest>(as<vela_instance_header>(value), field.enumeration->record,
+            stamp_header<field.enumeration->latest>(as<vela_instance_header>(value), field.enumeration->type_info,
                                                     VELA_FLAG_NESTED);
         } else if constexpr (is_made_alike(field)) {
             static_assert(field.stride == field.structure->size);
@@ -125,7 +126,7 @@ PTP_CFG_INLINE void zero_instance(u_int8 *instance) {
 /** Moves the counters of `Times` instances and of all that they embed, one step a type and place. */
 template <const structure_descriptor &D, u_int64 vela_variant_row::*Counter, u_int64 Times>
 PTP_CFG_INLINE void count_all() {
-    add_shared(&(D.record->variant_table->rows[D.newest].*Counter), Times);
+    add_shared(&(D.type_info->variant_table->rows[D.latest].*Counter), Times);
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         if constexpr (field.kind == field_kind::structure) {
@@ -134,12 +135,13 @@ PTP_CFG_INLINE void count_all() {
     });
 }
 
-constexpr u_int8 debts = VELA_FLAG_OID | VELA_FLAG_EXTRA_DATA | VELA_FLAG_STTR_OFFSET | VELA_FLAG_OWNED_BLOCK;
+constexpr u_int8 pending_releases =
+    VELA_FLAG_OID | VELA_FLAG_EXTRA_DATA | VELA_FLAG_STTR_OFFSET | VELA_FLAG_OWNED_BLOCK;
 
 /** Whether the elements of an array are of this release and owe nobody anything. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE bool elements_owe_nothing(const u_int8 *element, u_int32 count, u_int32 stride) {
-    constexpr u_int8 compared[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, debts};
+PTP_CFG_INLINE bool elements_have_no_pending_releases(const u_int8 *element, u_int32 count, u_int32 stride) {
+    constexpr u_int8 compared[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, pending_releases};
     word_pair differs = {0, 0};
     for (u_int32 i = 0; i < count; ++i, element += stride) {
         word_pair own = {0, 0};
@@ -153,17 +155,18 @@ PTP_CFG_INLINE bool elements_owe_nothing(const u_int8 *element, u_int32 count, u
 
 /** Whether an instance and all that it embeds is of this release and owes nobody anything. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE bool owes_nothing(const u_int8 *instance) {
+PTP_CFG_INLINE bool has_no_pending_releases(const u_int8 *instance) {
     const vela_instance_header *header = as<vela_instance_header>(instance);
-    bool nothing = header->type_info == D.record && header->variant == D.newest && (header->flags & debts) == 0;
+    bool nothing =
+        header->type_info == D.type_info && header->variant == D.latest && (header->flags & pending_releases) == 0;
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
         constexpr const field_descriptor &field = D.fields[I];
         const u_int8 *value = instance + field.offset;
         if constexpr (is_made_alike(field)) {
-            nothing &= elements_owe_nothing<*field.structure>(value, field.capacity, field.stride);
+            nothing &= elements_have_no_pending_releases<*field.structure>(value, field.capacity, field.stride);
         } else if constexpr (field.kind == field_kind::structure) {
             for (u_int32 element = 0; element < field.capacity; ++element) {
-                nothing &= owes_nothing<*field.structure>(value + element * field.stride);
+                nothing &= has_no_pending_releases<*field.structure>(value + element * field.stride);
             }
         }
     });
@@ -185,7 +188,7 @@ constexpr bool holds_references(const structure_descriptor &type) {
 template <const structure_descriptor &D>
 void *structure_create(vela_handle *handle, u_int32 mem_class) {
     // Another runtime decides on variants and counts by itself.
-    if (has_own_runtime && trace_is_initialized() && handle->chained_mode == 0 && is_plain(handle) &&
+    if (has_own_runtime && trace_is_initialized() && handle->chained_mode == 0 && has_defaults_only(handle) &&
         all_own_variants<D>()) {
         void *memory = handle->alloc(handle->cookie, mem_class, D.size);
         if (memory == nullptr) {
@@ -204,9 +207,9 @@ template <const structure_descriptor &D>
 void structure_destroy(vela_handle *handle, u_int32 mem_class, void *instance) {
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (!has_text(D)) {  // else its texts are given back too
-        if (instance != nullptr && instance != D.error_instance && is_plain(handle) &&
+        if (instance != nullptr && instance != D.error_instance && has_defaults_only(handle) &&
             !(holds_references(D) && vela_inline::has_address_references(handle)) &&
-            owes_nothing<D>(static_cast<const u_int8 *>(instance)) && all_records_sound<D>()) {
+            has_no_pending_releases<D>(static_cast<const u_int8 *>(instance)) && are_type_infos_sound<D>()) {
             count_all<D, &vela_variant_row::destroyed, 1>();
             header_of(instance)->type_info = nullptr;
             handle->free(handle->cookie, mem_class, instance);

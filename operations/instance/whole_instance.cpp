@@ -10,8 +10,8 @@ constexpr u_int32 max_texts = 8;
 
 struct text_copies {
     u_int32 count = 0;
-    var_string *place[max_texts];  // in the destination
-    var_string text[max_texts];    // its new characters
+    var_string *slot[max_texts];  // in the destination
+    var_string text[max_texts];   // its new characters
 };
 
 static void free_copies(vela_handle *handle, u_int32 mem_class, text_copies &copies) {
@@ -47,7 +47,7 @@ static bool duplicate_texts(const structure_descriptor &type, vela_handle *handl
             if (!duplicate_text(field, handle, mem_class, source, &copies.text[copies.count])) {
                 return false;
             }
-            copies.place[copies.count] = as<var_string>(storage(field, destination));
+            copies.slot[copies.count] = as<var_string>(storage(field, destination));
             ++copies.count;
         } else if (field.kind == field_kind::structure) {
             for (u_int32 element = 0; element < field.capacity; ++element) {
@@ -73,12 +73,12 @@ void structure_own_texts(const structure_descriptor &type, vela_handle *handle, 
         var_string copy = nullptr;
         if (!duplicate_text(field, handle, mem_class, instance, &copy)) {
             VELA_CALL(vela_store_err)(handle, VELA_ENOMEM);
-            announce(handle, mem_class, at(instance, field.companion_offset), 1);
+            notify(handle, mem_class, at(instance, field.companion_offset), 1);
             *at(instance, field.companion_offset) = 0;
         }
-        var_string *place = as<var_string>(storage(field, instance));
-        announce(handle, mem_class, place, sizeof *place);
-        *place = copy;
+        var_string *slot = as<var_string>(storage(field, instance));
+        notify(handle, mem_class, slot, sizeof *slot);
+        *slot = copy;
     }
 }
 
@@ -93,15 +93,15 @@ class body_copy {
         : handle_(handle), mem_class_(mem_class), destination_(destination), source_(source) {}
 
     void structure(const structure_descriptor &type, u_int32 offset, bool nested) {
-        header(type.record, offset, nested);
+        header(type.type_info, offset, nested);
         for (u_int32 i = 0; i < type.field_count; ++i) {
             const field_descriptor &field = type.fields[i];
-            const u_int32 place = offset + field.offset;
+            const u_int32 position = offset + field.offset;
             if (field.kind == field_kind::enumeration) {
-                header(field.enumeration->record, place, true);
+                header(field.enumeration->type_info, position, true);
             } else if (field.kind == field_kind::structure) {
                 for (u_int32 element = 0; element < field.capacity; ++element) {
-                    structure(*field.structure, place + element * field.stride, true);
+                    structure(*field.structure, position + element * field.stride, true);
                 }
             }
         }
@@ -109,10 +109,10 @@ class body_copy {
     }
 
   private:
-    void header(const vela_type_info *record, u_int32 offset, bool nested) {
+    void header(const vela_type_info *type_info, u_int32 offset, bool nested) {
         up_to(offset);
         copy_header(handle_, mem_class_, as<vela_instance_header>(destination_ + offset),
-                    as<vela_instance_header>(source_ + offset), record, nested);
+                    as<vela_instance_header>(source_ + offset), type_info, nested);
         done_ = offset + offsetof(vela_instance_header, flags) + 1;
     }
 
@@ -140,13 +140,13 @@ static bool copy_body(const structure_descriptor &type, vela_handle *handle, u_i
     }
     text_copies old = copies;
     for (u_int32 i = 0; i < copies.count; ++i) {
-        old.text[i] = *copies.place[i];
+        old.text[i] = *copies.slot[i];
     }
-    announce(handle, mem_class, destination, type.size);
+    notify(handle, mem_class, destination, type.size);
     body_copy(handle, mem_class, static_cast<u_int8 *>(destination), static_cast<const u_int8 *>(source))
         .structure(type, 0, false);
     for (u_int32 i = 0; i < copies.count; ++i) {
-        *copies.place[i] = copies.text[i];
+        *copies.slot[i] = copies.text[i];
     }
     free_copies(handle, mem_class, old);
     return true;
@@ -163,7 +163,7 @@ static void copy_block(const structure_descriptor &type, vela_handle *handle, u_
         emit(type.trace, trace::structure::not_tracked);
         return;
     }
-    announce(handle, mem_class, to, type.block_length);
+    notify(handle, mem_class, to, type.block_length);
     memmove(to, from, type.block_length);
 }
 
@@ -179,7 +179,7 @@ void structure_set(const structure_descriptor &type, vela_handle *handle, u_int3
                 destination == nullptr ? "the destination is null" : "the source is null");
         return;
     }
-    adjust(handle, mem_class, destination, type.newest, err);
+    adjust(handle, mem_class, destination, type.latest, err);
     if (destination == source) {
         return;
     }
@@ -311,7 +311,7 @@ void structure_set_all(const structure_descriptor &type, vela_handle *handle, u_
     clear_last_error(handle);
     set_some(type, handle, mem_class, instance, values, false, err);
     if (set_some(type, handle, mem_class, instance, values, true, err) == 0) {
-        adjust(handle, mem_class, instance, type.newest, err);
+        adjust(handle, mem_class, instance, type.latest, err);
         require_variant(handle, instance, err);
     }
     if (*err != 0) {

@@ -1,6 +1,9 @@
 // Life of messages and access to their payloads.
 #include "operations/message/message.h"
 
+#include "operations/core/counting.h"
+#include "operations/core/tracking.h"
+
 namespace ptp_cfg {
 
 static message_instance *instance_of(void *message) { return static_cast<message_instance *>(message); }
@@ -9,7 +12,7 @@ static const message_instance *instance_of(const void *message) {
 }
 
 static void store_slot(vela_handle *handle, u_int32 mem_class, void **slot, void *value) {
-    announce(handle, mem_class, slot, sizeof *slot);
+    notify(handle, mem_class, slot, sizeof *slot);
     *slot = value;
 }
 
@@ -18,20 +21,20 @@ static void store_slot(vela_handle *handle, u_int32 mem_class, void **slot, void
 /** Counts a new message and writes its header. */
 static void initialize(const message_descriptor &type, vela_handle *handle, u_int32 mem_class,
                        message_instance *message) {
-    const vela_type_info *record = record_for(handle, mem_class, type.record);
-    announce(handle, mem_class, &message->type_info, sizeof message->type_info);
-    message->type_info = record;
-    const vela_variant_table *table = table_at_create(record, 0, type.trace, message_header_traces);
-    count_instance(handle, mem_class, record, &table->rows[0].created);
-    announce(handle, mem_class, &message->variant, 1);
+    const vela_type_info *type_info = type_info_for(handle, mem_class, type.type_info);
+    notify(handle, mem_class, &message->type_info, sizeof message->type_info);
+    message->type_info = type_info;
+    const vela_variant_table *table = table_at_create(type_info, 0, type.trace, message_header_traces);
+    count_instance(handle, mem_class, type_info, &table->rows[0].created);
+    notify(handle, mem_class, &message->variant, 1);
     message->variant = 0;
-    announce(handle, mem_class, &message->block, sizeof message->block);
+    notify(handle, mem_class, &message->block, sizeof message->block);
     message->block = {};
     message->block.tag = VELA_MESSAGE_TAG;
     memset(message->block.address, 0xFF, sizeof message->block.address);
     if (tracking_of(handle, type.trace, trace::message::corrupted_handle) == tracking::on) {
         add_flags(handle, mem_class, message, VELA_FLAG_TRACKED, true);
-        announce(handle, mem_class, &message->block.tracked, 1);
+        notify(handle, mem_class, &message->block.tracked, 1);
         message->block.tracked = 1;
     }
 }
@@ -139,10 +142,10 @@ void message_destroy(const message_descriptor &type, const payload_wire &wire, v
             store_slot(handle, mem_class, &instance->payload[i], nullptr);
         }
     }
-    const vela_type_info *record = instance->type_info;
-    const vela_variant_table *table = table_at_destroy(record, 0, type.trace, message_header_traces);
-    count_instance(handle, mem_class, record, &table->rows[0].destroyed);
-    instance->type_info = nullptr;  // not announced: the memory goes back at once
+    const vela_type_info *type_info = instance->type_info;
+    const vela_variant_table *table = table_at_destroy(type_info, 0, type.trace, message_header_traces);
+    count_instance(handle, mem_class, type_info, &table->rows[0].destroyed);
+    instance->type_info = nullptr;  // no notice: the memory goes back at once
     handle->free(handle->cookie, mem_class, message);
 }
 
@@ -224,7 +227,7 @@ void *message_value_payload(const message_descriptor &type, u_int32 index, trace
 }
 
 u_int32 message_is_valid(const message_descriptor &type, vela_handle *handle) {
-    return vela_domain_lookup_message_ok(handle, &handle->variant_domain, type.record, &handle->chained_err);
+    return vela_domain_lookup_message_ok(handle, &handle->variant_domain, type.type_info, &handle->chained_err);
 }
 
 }  // namespace ptp_cfg

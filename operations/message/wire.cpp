@@ -49,8 +49,8 @@ static call_name marshal_name(const message_descriptor &type) {
 
 /** Whether the handle's domain and its open bundle take the message. */
 static bool admitted(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, u_int32 *err) {
-    if (vela_domain_lookup_message_ok(handle, &handle->variant_domain, type.record, err) == 0) {
-        emit(type.trace, trace::message::domain_refused, type.name, type.record->luid_text, handle->domain_name);
+    if (vela_domain_lookup_message_ok(handle, &handle->variant_domain, type.type_info, err) == 0) {
+        emit(type.trace, trace::message::domain_refused, type.name, type.type_info->luid_text, handle->domain_name);
         fail_epoch(handle, VELA_EDOMAIN, err);
         name_failure(marshal_name(type), handle, err);
         return false;
@@ -118,9 +118,9 @@ u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire
         name_failure(marshal_name(type), handle, err);
         return count;
     }
-    announce(handle, mem_class, &instance->block.length, sizeof instance->block.length);
+    notify(handle, mem_class, &instance->block.length, sizeof instance->block.length);
     instance->block.length = count;
-    announce(handle, mem_class, &instance->block.word, sizeof instance->block.word);
+    notify(handle, mem_class, &instance->block.word, sizeof instance->block.word);
     instance->block.word = handle->msg_header_word;
     VELA_CALL(_vela_message_header_marshal)
     (handle, mem_class, buffer, &instance->block, VELA_WIRE_MESSAGE_HEADER, err);
@@ -151,7 +151,7 @@ u_int32 message_unmarshal_only(const message_descriptor &type, const payload_wir
             fail(handle, VELA_ENOMEM, err);
             continue;
         }
-        announce(handle, mem_class, &message->payload[i], sizeof payload);
+        notify(handle, mem_class, &message->payload[i], sizeof payload);
         message->payload[i] = payload;
         if (*err == 0) {
             count += wire.function[i]->unmarshal(handle, mem_class, buffer + count, payload,

@@ -1,6 +1,6 @@
 #include "operations/instance/field.h"
 #include "operations/text/xml.h"
-#include "operations/text/xml_place.h"
+#include "operations/text/xml_location.h"
 #include "operations/text/xml_short_forms.h"
 #include "operations/text/xml_strict.h"
 
@@ -19,11 +19,11 @@ struct xml_parse {
 
     xml_parse(vela_handle *user, u_int32 memory_class, const xml_source &from, u_int32 *error)
         : handle(user), mem_class(memory_class), source(from), err(error), rules(rules_of(from.document)) {}
-    /** A place's text, where its element may hold something that is not read otherwise; else nullptr. */
-    const char *text_for(u_int32 rule, const xml_place &place) const {
+    /** A location's text, where its element may hold something that is not read otherwise; else nullptr. */
+    const char *text_for(u_int32 rule, const xml_location &location) const {
         if constexpr (has_own_runtime) {
-            if ((rules & rule) != 0 && place.number() != 0) {
-                return xml_element_text(source.document, place.number());
+            if ((rules & rule) != 0 && location.number() != 0) {
+                return xml_element_text(source.document, location.number());
             }
         }
         return nullptr;
@@ -38,33 +38,34 @@ struct xml_parse {
     }
 };
 
-void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_place &place,
+void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_location &location,
                        void *instance);
-void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance);
-bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8 *value, const xml_place &place);
+void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_location &location,
+                     void *instance);
+bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8 *value, const xml_location &location);
 
 void parse_value(const xml_parse &parse, const field_descriptor &field, void *instance, u_int32 element,
-                 const xml_place &place) {
+                 const xml_location &location) {
     u_int8 *value = storage(field, instance, element);
     switch (field.kind) {
         case field_kind::enumeration:
-            parse_enumeration(parse, *field.enumeration, place, value);
+            parse_enumeration(parse, *field.enumeration, location, value);
             break;
         case field_kind::structure:
-            parse_structure(parse, *field.structure, place, value);
+            parse_structure(parse, *field.structure, location, value);
             break;
         case field_kind::var_string:
-            var_string_from_xml(parse.handle, parse.mem_class, place.path_to_read(), parse.source.document,
+            var_string_from_xml(parse.handle, parse.mem_class, location.path_to_read(), parse.source.document,
                                 as<var_string>(value), at(instance, field.companion_offset), parse.err,
                                 parse.source.error_text, parse.source.error_room);
             break;
         default:
-            if (parse_address(parse, field, value, place)) {
+            if (parse_address(parse, field, value, location)) {
                 return;
             }
             visit_primitive(field.kind, [&](auto primitive) {
                 using P = decltype(primitive);
-                P::from_xml(parse.handle, parse.mem_class, place.path_to_read(), parse.source.document,
+                P::from_xml(parse.handle, parse.mem_class, location.path_to_read(), parse.source.document,
                             as<typename P::type>(value), parse.err, parse.source.error_text, parse.source.error_room);
             });
     }
@@ -72,12 +73,12 @@ void parse_value(const xml_parse &parse, const field_descriptor &field, void *in
 
 /** One field of a structure. An element that is absent, or too deep to be named, leaves the field as it was. */
 void parse_field(const xml_parse &parse, const field_descriptor &field, void *instance, xml_children &children) {
-    xml_place place(children, field.name, field.name_length);
-    if (!place.fits()) {
+    xml_location location(children, field.name, field.name_length);
+    if (!location.fits()) {
         return;
     }
     if (!has_field(field, instance)) {
-        const u_int32 found = place.look();
+        const u_int32 found = location.look();
         if (found == VELA_OK) {
             fail_epoch(parse.handle, VELA_EEPOCH, parse.err, "the instance's variant does not have it");
         } else if (found == VELA_ENOMEM) {
@@ -86,14 +87,14 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
         return;
     }
     if (!field.is_array) {
-        parse_value(parse, field, instance, 0, place);
+        parse_value(parse, field, instance, 0, location);
     }
     for (u_int32 element = 0; field.is_array && element < field.capacity && *parse.err == 0; ++element) {
-        place.go_to(element + 1);
-        if (!place.fits()) {
+        location.go_to(element + 1);
+        if (!location.fits()) {
             break;
         }
-        parse_value(parse, field, instance, element, place);
+        parse_value(parse, field, instance, element, location);
     }
     if (*parse.err == VELA_ENOENT) {
         *parse.err = 0;
@@ -102,7 +103,7 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
 
 /** Looks for the element of a literal; its text is of no interest, but must be one that can be read. */
 u_int32 find_literal(const xml_parse &parse, xml_children &literals, const enumeration_value &wanted) {
-    const xml_place literal(literals, wanted.literal, wanted.literal_length);
+    const xml_location literal(literals, wanted.literal, wanted.literal_length);
     char value[value_size];
     return literal.fits() ? xml_get_element_value(parse.source.document, literal.path_to_read(), value, value_size, 0)
                           : u_int32{VELA_ENOENT};
@@ -119,16 +120,16 @@ void name_failed_path(const xml_parse &parse, const char *path) {
 }
 
 /** A value may be a number where the document's reader allows it. */
-void parse_number(const xml_parse &parse, const xml_place &place, void *instance) {
-    const char *text = parse.text_for(VELA_XML_NUMBERS, place);
+void parse_number(const xml_parse &parse, const xml_location &location, void *instance) {
+    const char *text = parse.text_for(VELA_XML_NUMBERS, location);
     if (text != nullptr && read_enumeration_number(text, value_of(instance))) {
         clear_last_error(parse.handle);
     }
 }
 
 /** Reads an address that is written as one; false when it is a number. */
-bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8 *value, const xml_place &place) {
-    const char *text = parse.text_for(VELA_XML_SHORT_FORMS, place);
+bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8 *value, const xml_location &location) {
+    const char *text = parse.text_for(VELA_XML_SHORT_FORMS, location);
     u_int32 number = 0;
     if (text == nullptr || !is_ipv4_number(field) || !read_ipv4_number(text, &number)) {
         return false;
@@ -139,8 +140,9 @@ bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8
 }
 
 /** Reads bytes that are written as one text; false when they have elements of their own. */
-bool parse_byte_list(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance) {
-    const char *text = parse.text_for(VELA_XML_SHORT_FORMS, place);
+bool parse_byte_list(const xml_parse &parse, const structure_descriptor &type, const xml_location &location,
+                     void *instance) {
+    const char *text = parse.text_for(VELA_XML_SHORT_FORMS, location);
     u_int8 bytes[most_listed_bytes];
     if (text == nullptr || !is_byte_list(type) || !read_byte_list(type, text, bytes)) {
         return false;
@@ -153,16 +155,16 @@ bool parse_byte_list(const xml_parse &parse, const structure_descriptor &type, c
     return true;
 }
 
-void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_place &place,
+void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &type, const xml_location &location,
                        void *instance) {
     clear_last_error(parse.handle);
-    if (place.lacks_memory()) {
+    if (location.lacks_memory()) {
         fail(parse.handle, VELA_ENOMEM, parse.err);
-        name_failed_path(parse, place.path());
+        name_failed_path(parse, location.path());
         VELA_CALL(vela_store_err)(parse.handle, VELA_ENOMEM);
         return;
     }
-    xml_children literals(place);
+    xml_children literals(location);
     const char *only = literals.only_name();  // there is one as a rule, and then the others need no search
     const size_t only_length = only != nullptr ? strlen(only) : 0;
     for (u_int32 i = 0; i < type.value_count; ++i) {
@@ -171,36 +173,37 @@ void parse_enumeration(const xml_parse &parse, const enumeration_descriptor &typ
             only != nullptr && (value.literal_length != only_length || memcmp(value.literal, only, only_length) != 0);
         *parse.err = is_absent ? u_int32{VELA_ENOENT} : find_literal(parse, literals, value);
         if (*parse.err == 0) {
-            *value_of(instance) = value.number;  // neither announced nor tested against the variant
+            *value_of(instance) = value.number;  // without notice, nor tested against the variant
             return;
         }
         if (*parse.err != VELA_ENOENT) {
             fail(parse.handle, *parse.err, parse.err);
-            name_failed_path(parse, place.path());
+            name_failed_path(parse, location.path());
             VELA_CALL(vela_store_err)(parse.handle, *parse.err);  // last: a message that had to be cut is no cause
             return;
         }
         VELA_CALL(vela_store_err)(parse.handle, *parse.err);
         *parse.err = 0;
     }
-    parse_number(parse, place, instance);
+    parse_number(parse, location, instance);
 }
 
-void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_place &place, void *instance) {
+void parse_structure(const xml_parse &parse, const structure_descriptor &type, const xml_location &location,
+                     void *instance) {
     clear_last_error(parse.handle);
     if (instance == nullptr) {
         fail(parse.handle, VELA_EINVAL, parse.err, "the instance is null");
         return;
     }
-    if (const u_int32 found = place.look(); found != VELA_OK) {
+    if (const u_int32 found = location.look(); found != VELA_OK) {
         fail(parse.handle, found, parse.err,
              found == VELA_ENOENT ? "the document has no element of that path" : nullptr);
         return;
     }
-    if (parse_byte_list(parse, type, place, instance)) {
+    if (parse_byte_list(parse, type, location, instance)) {
         return;
     }
-    xml_children children(place);
+    xml_children children(location);
     u_int32 i = 0;
     for (; i < type.field_count && *parse.err == 0; ++i) {
         if (!type.fields[i].is_companion) {
@@ -225,10 +228,10 @@ void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handl
         return;
     }
     xml_path steps(path);
-    const xml_place place(source.document, path, steps);
-    if (place.number() == 0 || !is_read_strictly(source.document) ||
-        admits_enumeration(type, handle, source, instance, place.number(), err)) {
-        parse_enumeration({handle, 0, source, err}, type, place, instance);
+    const xml_location location(source.document, path, steps);
+    if (location.number() == 0 || !is_read_strictly(source.document) ||
+        admits_enumeration(type, handle, source, instance, location.number(), err)) {
+        parse_enumeration({handle, 0, source, err}, type, location, instance);
     }
     if (*err != 0) {
         name_failure({type.name, nullptr, "from_xml"}, handle, err);
@@ -242,10 +245,10 @@ void structure_from_xml(const structure_descriptor &type, vela_handle *handle, u
         return;
     }
     xml_path steps(path);
-    const xml_place place(source.document, path, steps);
-    if (place.number() == 0 || instance == nullptr || !is_read_strictly(source.document) ||
-        admits_structure(type, handle, source, instance, place.number(), err)) {
-        parse_structure({handle, mem_class, source, err}, type, place, instance);
+    const xml_location location(source.document, path, steps);
+    if (location.number() == 0 || instance == nullptr || !is_read_strictly(source.document) ||
+        admits_structure(type, handle, source, instance, location.number(), err)) {
+        parse_structure({handle, mem_class, source, err}, type, location, instance);
     }
     if (*err != 0) {
         name_failure({type.name, nullptr, "from_xml"}, handle, err);
@@ -257,8 +260,8 @@ static void parse_payload(const xml_parse &parse, const payload_descriptor &payl
     char path[128] = "//";
     strncat(path, payload.name, sizeof path - 3);
     xml_path steps(path);
-    const xml_place found =
-        element != 0 ? xml_place(parse.source.document, element, steps) : xml_place(parse.source.document, path, steps);
+    const xml_location found = element != 0 ? xml_location(parse.source.document, element, steps)
+                                            : xml_location(parse.source.document, path, steps);
     if (payload.structure != nullptr) {
         parse_structure(parse, *payload.structure, found, value);
         if (*parse.err != 0) {

@@ -26,9 +26,9 @@ bool take_octet(const char **text, u_int32 *octet) {
     while (*at >= '0' && *at <= '9' && at - *text < 3) {
         *octet = *octet * 10 + static_cast<u_int32>(*at++ - '0');
     }
-    const bool is_plain = at != *text && (**text != '0' || at - *text == 1);  // 010 may be meant as 8
+    const bool is_decimal = at != *text && (**text != '0' || at - *text == 1);  // 010 may be meant as 8
     *text = at;
-    return is_plain && *octet <= 255;
+    return is_decimal && *octet <= 255;
 }
 
 }  // namespace

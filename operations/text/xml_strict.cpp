@@ -132,9 +132,9 @@ bool checker::no_text(u_int32 element) {
 
 void checker::is_new(const enumeration_descriptor &type, const void *instance, u_int32 element, u_int32 value) {
     const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 1, 1);
-    if (!variant_admits(type.thresholds, type.newest, variant, value)) {
+    if (!variant_admits(type.thresholds, type.latest, variant, value)) {
         fault(element, VELA_EEPOCH, "needs variant %d of %s, but %d is in use",
-              variant_needed(type.thresholds, type.newest, value), type.name, variant);
+              variant_needed(type.thresholds, type.latest, value), type.name, variant);
     }
 }
 

@@ -1,4 +1,4 @@
-// The constant layout of an encoding at the newest variant, worked out by the compiler from the descriptor: where each
+// The constant layout of an encoding at the latest variant, worked out by the compiler from the descriptor: where each
 // field begins, and which bits are known before a byte is read.
 #pragma once
 
@@ -19,16 +19,16 @@ constexpr bool has_text(const structure_descriptor &type) {
     return false;
 }
 
-constexpr u_int32 newest_width(const structure_descriptor &type);
+constexpr u_int32 latest_width(const structure_descriptor &type);
 
 constexpr u_int32 element_width(const field_descriptor &field) {
     if (field.kind == field_kind::structure) {
-        return newest_width(*field.structure);
+        return latest_width(*field.structure);
     }
     return field.kind == field_kind::enumeration ? enumeration_wire_width : properties_of(field.kind).width;
 }
 
-/** Where field `index` begins in an encoding at the newest variant. */
+/** Where field `index` begins in an encoding at the latest variant. */
 constexpr u_int32 wire_offset(const structure_descriptor &type, u_int32 index) {
     u_int32 offset = wire_header;
     for (u_int32 i = 0; i < index; ++i) {
@@ -37,14 +37,14 @@ constexpr u_int32 wire_offset(const structure_descriptor &type, u_int32 index) {
     return offset;
 }
 
-constexpr u_int32 newest_width(const structure_descriptor &type) { return wire_offset(type, type.field_count); }
+constexpr u_int32 latest_width(const structure_descriptor &type) { return wire_offset(type, type.field_count); }
 
 /** The six bytes that begin an encoding. */
 using prefix_bytes = std::array<u_int8, wire_header>;
 
-constexpr prefix_bytes newest_prefix(const structure_descriptor &type) {
-    const u_int32 jump = newest_width(type) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG;
-    return {static_cast<u_int8>(type.newest), 0,
+constexpr prefix_bytes latest_prefix(const structure_descriptor &type) {
+    const u_int32 jump = latest_width(type) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG;
+    return {static_cast<u_int8>(type.latest), 0,
             static_cast<u_int8>(jump >> 24),  static_cast<u_int8>(jump >> 16),
             static_cast<u_int8>(jump >> 8),   static_cast<u_int8>(jump)};
 }
@@ -84,7 +84,7 @@ struct known_bits {
  */
 template <u_int32 width>
 constexpr void collect_known(known_bits<width> &known, const structure_descriptor &type, u_int32 start) {
-    const prefix_bytes prefix = newest_prefix(type);
+    const prefix_bytes prefix = latest_prefix(type);
     for (u_int32 i = 0; i < wire_header; ++i) {
         known.set(start + i, 0xFF, prefix[i]);
     }
@@ -94,7 +94,7 @@ constexpr void collect_known(known_bits<width> &known, const structure_descripto
         if (field.kind == field_kind::structure && !field.is_array) {
             collect_known(known, *field.structure, position);
         } else if (field.kind == field_kind::enumeration) {
-            known.set(position, 0xFF, static_cast<u_int8>(field.enumeration->newest));
+            known.set(position, 0xFF, static_cast<u_int8>(field.enumeration->latest));
         } else if (is_boolean(field.kind)) {
             for (u_int32 element = 0; element < field.capacity; ++element) {
                 known.set(position + element, 0xFE, 0);
@@ -104,15 +104,15 @@ constexpr void collect_known(known_bits<width> &known, const structure_descripto
 }
 
 template <const structure_descriptor &D>
-inline constexpr known_bits<newest_width(D)> known_bits_of = [] {
-    known_bits<newest_width(D)> known;
+inline constexpr known_bits<latest_width(D)> known_bits_of = [] {
+    known_bits<latest_width(D)> known;
     collect_known(known, D, 0);
     return known;
 }();
 
-/** How an instance begins that has the static record of its type and the newest variant. */
+/** How an instance begins that has the static type_info of its type and the latest variant. */
 struct header_image {
-    const vela_type_info *record;
+    const vela_type_info *type_info;
     int8 variant;
     u_int8 others[7];  // not compared: allocated variant, flags, and what follows the header
 };
@@ -126,20 +126,20 @@ struct header_list {
     u_int32 used = 0;
 
     constexpr void collect(const structure_descriptor &type, u_int32 start) {
-        add(start, type.record, type.newest);
+        add(start, type.type_info, type.latest);
         for (u_int32 i = 0; i < type.field_count; ++i) {
             const field_descriptor &field = type.fields[i];
             if (field.kind == field_kind::structure && !field.is_array) {
                 collect(*field.structure, start + field.offset);
             } else if (field.kind == field_kind::enumeration) {
-                add(start + field.offset, field.enumeration->record, field.enumeration->newest);
+                add(start + field.offset, field.enumeration->type_info, field.enumeration->latest);
             }
         }
     }
 
   private:
-    constexpr void add(u_int32 at, const vela_type_info *record, int8 variant) {
-        image[used] = {record, variant, {}};
+    constexpr void add(u_int32 at, const vela_type_info *type_info, int8 variant) {
+        image[used] = {type_info, variant, {}};
         offset[used++] = at;
     }
 };

@@ -1,10 +1,11 @@
 // Wire format of enumerations and structures.
 //
-// One exact path handles every variant, tracking mode, short buffer and error, in the required order. A fast path
-// (unrolled/encode_decode.h) handles the common case, a varied one (unrolled/versioned.h) older variants and state flags; both hand over to
-// the exact one where something does not fit.
+// One reference path handles every variant, tracking mode, short buffer and error, in the required order. An unrolled path
+// (unrolled/encode_decode.h) handles the common case, a versioned one (unrolled/versioned.h) older variants and state flags; both hand over to
+// the reference one where something does not fit.
 #pragma once
 
+#include "operations/core/tracking.h"
 #include "operations/instance/enumeration.h"
 #include "operations/instance/structure.h"
 
@@ -23,10 +24,10 @@ u_int32 enumeration_marshal(const enumeration_descriptor &type, vela_handle *han
 u_int32 enumeration_unmarshal(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
                               const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err);
 
-u_int32 structure_marshal_exact(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                                u_int8 *buffer, const void *instance, int32 room, domain_check check, u_int32 *err);
-u_int32 structure_unmarshal_exact(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                                  const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err);
+u_int32 structure_marshal_reference(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                                    u_int8 *buffer, const void *instance, int32 room, domain_check check, u_int32 *err);
+u_int32 structure_unmarshal_reference(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                                      const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err);
 
 u_int32 structure_len(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *instance);
 

@@ -1,4 +1,4 @@
-// The exact path of unmarshal. Bytes come from outside: nothing that they claim is believed before it is checked.
+// The reference path of unmarshal. Bytes come from outside: nothing that they claim is believed before it is checked.
 #include "operations/wire/reference.h"
 
 namespace ptp_cfg {
@@ -37,8 +37,8 @@ struct flag_target {
     u_int8 *block = nullptr;  // nullptr: they are skipped
 };
 
-void set_type(unmarshal_call &call, void *instance, const vela_type_info *record) {
-    *VELA_CALL(vela_get_manifested_type_info_ptr_mem)(instance) = record_for(call.handle, call.mem_class, record);
+void set_type(unmarshal_call &call, void *instance, const vela_type_info *type_info) {
+    *VELA_CALL(vela_get_manifested_type_info_ptr_mem)(instance) = type_info_for(call.handle, call.mem_class, type_info);
 }
 
 u_int32 read_enumeration(unmarshal_call &call, const enumeration_descriptor &type, const u_int8 *buffer, void *instance,
@@ -57,14 +57,14 @@ u_int32 read_enumeration(unmarshal_call &call, const enumeration_descriptor &typ
     if (*call.err != 0) {
         return position;
     }
-    header_of(instance)->variant = cap_variant(variant, type.newest);
-    set_type(call, instance, type.record);
+    header_of(instance)->variant = cap_variant(variant, type.latest);
+    set_type(call, instance, type.type_info);
     position += VELA_CALL(u_int32_unmarshal)(handle, call.mem_class, buffer + position, value_of(instance),
                                              length - position, call.mode, call.err);
     if (*call.err == 0) {
-        // The value is announced after the fact and stored once more; owners of checkpointed memory rely on it.
+        // The value is notified after the fact and stored once more; owners of checkpointed memory rely on it.
         const u_int32 value = *value_of(instance);
-        announce(handle, call.mem_class, value_of(instance), sizeof value);
+        notify(handle, call.mem_class, value_of(instance), sizeof value);
         *value_of(instance) = value;
     }
     return position;
@@ -91,7 +91,7 @@ wire_prefix read_prefix(unmarshal_call &call, input &in) {
 }
 
 /** Settles what becomes of the state flags, and which flags are to be stored in the instance. */
-flag_target place_flags(unmarshal_call &call, const structure_descriptor &type, void *instance, u_int8 *flags) {
+flag_target locate_flags(unmarshal_call &call, const structure_descriptor &type, void *instance, u_int8 *flags) {
     flag_target target;
     target.present = (*flags & VELA_FLAG_TRACKED) != 0;
     if (tracking_of(call.handle, type) != tracking::on) {
@@ -171,8 +171,8 @@ void read_fields(unmarshal_call &call, const structure_descriptor &type, void *i
 }
 
 /**
- * Passes over what a newer peer wrote behind the fields that are known here, and over what an error left unread: a
- * record's own end still holds then, and the flags of the record around it follow there.
+ * Passes over what a newer peer wrote behind the fields that are known here, and over what an error left unread: an
+ * instance's own end still holds then, and the flags of the instance around it follow there.
  */
 void follow_jump(unmarshal_call &call, const structure_descriptor &type, const wire_prefix &prefix, input &in) {
     const u_int64 end = u_int64{prefix.jump_position} + prefix.jump;
@@ -198,9 +198,9 @@ u_int32 read_structure(unmarshal_call &call, const structure_descriptor &type, c
     }
     input in{buffer, length};
     const wire_prefix prefix = read_prefix(call, in);
-    const int8 variant = cap_variant(prefix.variant, type.newest);
+    const int8 variant = cap_variant(prefix.variant, type.latest);
     u_int8 flags = prefix.flags;
-    const flag_target target = place_flags(call, type, instance, &flags);
+    const flag_target target = locate_flags(call, type, instance, &flags);
     if (*call.err != 0) {
         return in.position;
     }
@@ -209,7 +209,7 @@ u_int32 read_structure(unmarshal_call &call, const structure_descriptor &type, c
     vela_instance_header *header = header_of(instance);
     header->variant = variant;
     header->flags = static_cast<u_int8>(header->flags | flags);
-    set_type(call, instance, type.record);
+    set_type(call, instance, type.type_info);
     return in.position;
 }
 
@@ -232,8 +232,8 @@ u_int32 enumeration_unmarshal(const enumeration_descriptor &type, vela_handle *h
     return count;
 }
 
-u_int32 structure_unmarshal_exact(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                                  const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err) {
+u_int32 structure_unmarshal_reference(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                                      const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err) {
     if (*err != 0) {
         trace_refused(type, {type.name, nullptr, "unmarshal"}, handle, err);
         return 0;

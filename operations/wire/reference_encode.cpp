@@ -1,4 +1,4 @@
-// The exact path of marshal, and len.
+// The reference path of marshal, and len.
 #include "operations/wire/reference.h"
 
 namespace ptp_cfg {
@@ -27,15 +27,15 @@ struct output {
 };
 
 /** The variant an instance is written in; `check` makes one newer than the domain an error. */
-int8 variant_to_write(marshal_call &call, const vela_type_info *record, const void *instance, u_int32 structure,
-                      int8 newest, bool check) {
+int8 variant_to_write(marshal_call &call, const vela_type_info *type_info, const void *instance, u_int32 structure,
+                      int8 latest, bool check) {
     int8 variant = VELA_CALL(vela_get_instance_variant)(instance, structure, 0);
-    const int8 domain = domain_variant(call.handle, record, call.err);
+    const int8 domain = domain_variant(call.handle, type_info, call.err);
     if (check && variant > domain) {
-        call.newer = record->type_name;
+        call.newer = type_info->type_name;
         variant = domain;
     }
-    return cap_variant(variant, newest);
+    return cap_variant(variant, latest);
 }
 
 u_int32 write_enumeration(marshal_call &call, const enumeration_descriptor &type, u_int8 *buffer, const void *instance,
@@ -48,7 +48,7 @@ u_int32 write_enumeration(marshal_call &call, const enumeration_descriptor &type
         fail(handle, VELA_ENOMEM, call.err);
         return 0;
     }
-    const int8 variant = variant_to_write(call, type.record, instance, 0, type.newest, true);
+    const int8 variant = variant_to_write(call, type.type_info, instance, 0, type.latest, true);
     u_int32 position =
         VELA_CALL(_vela_instance_variant_marshal)(handle, call.mem_class, buffer, variant, room, call.err);
     position += VELA_CALL(u_int32_marshal)(handle, call.mem_class, buffer + position, value_of(instance),
@@ -128,7 +128,7 @@ u_int32 write_structure(marshal_call &call, const structure_descriptor &type, u_
         fail(handle, VELA_ENOMEM, call.err);
         return 0;
     }
-    const int8 variant = variant_to_write(call, type.record, instance, 1, type.newest, check);
+    const int8 variant = variant_to_write(call, type.type_info, instance, 1, type.latest, check);
     output out{buffer, room};
     out.position +=
         VELA_CALL(_vela_instance_variant_marshal)(handle, call.mem_class, out.here(), variant, out.left(), call.err);
@@ -193,8 +193,9 @@ u_int32 enumeration_marshal(const enumeration_descriptor &type, vela_handle *han
     return count;
 }
 
-u_int32 structure_marshal_exact(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
-                                u_int8 *buffer, const void *instance, int32 room, domain_check check, u_int32 *err) {
+u_int32 structure_marshal_reference(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
+                                    u_int8 *buffer, const void *instance, int32 room, domain_check check,
+                                    u_int32 *err) {
     const auto name = [&]() -> call_name {
         return {type.name, nullptr, check == domain_check::always ? "marshal" : "marshal_for_clone"};
     };
@@ -232,7 +233,7 @@ static u_int32 value_len(const field_descriptor &field, vela_handle *handle, u_i
 }
 
 u_int32 structure_len(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *instance) {
-    const int8 variant = cap_variant(VELA_CALL(vela_get_instance_variant)(instance, 1, 0), type.newest);
+    const int8 variant = cap_variant(VELA_CALL(vela_get_instance_variant)(instance, 1, 0), type.latest);
     u_int32 len = wire_header;
     if (variant < 0) {
         return len;

@@ -88,7 +88,7 @@ uint16_t module_number(const char *name, const bitlog_descriptor *descriptor) {
     return number;
 }
 
-bitlog_record record_of(uint16_t module, uint32_t number) {
+bitlog_record type_info_of(uint16_t module, uint32_t number) {
     bitlog_record record = {};
     record.points = &points;
     record.number = number;
@@ -229,20 +229,20 @@ TEST(Modules, RefuseBadNamesAndTooMany) {
 TEST(Texts, ComeFromTheSectionOfTheModulesFile) {
     test_module module;
     uint16_t id = module_number("trace_module", module.descriptor("trace_module_descriptor"));
-    EXPECT_EQ(format(record_of(id, 64)), "corrupted handle");
-    EXPECT_EQ(format(record_of(id, 4294967295u)), "the last one");
+    EXPECT_EQ(format(type_info_of(id, 64)), "corrupted handle");
+    EXPECT_EQ(format(type_info_of(id, 4294967295u)), "the last one");
 
-    bitlog_record created = record_of(id, 65);
+    bitlog_record created = type_info_of(id, 65);
     add(created, "No such file or directory");
     EXPECT_EQ(format(created), "create failed: No such file or directory");
 
-    bitlog_record position = record_of(id, 70);
+    bitlog_record position = type_info_of(id, 70);
     add(position, static_cast<uint32_t>(-5));
     add(position, 4294967291u);
     add(position, 100);
     EXPECT_EQ(format(position), "position -5 of 4294967291, 100 %");
 
-    bitlog_record object = record_of(id, 71);
+    bitlog_record object = type_info_of(id, 71);
     object.kind[object.argument_count] = '5';
     object.argument[object.argument_count++].address = reinterpret_cast<const void *>(0xbeef);
     add(object, static_cast<const char *>(nullptr));
@@ -254,9 +254,9 @@ TEST(Texts, StayWhenTheModuleIsUnloadedAndComesBack) {
     {
         test_module module;
         id = module_number("trace_module", module.descriptor("trace_module_descriptor"));
-        EXPECT_EQ(format(record_of(id, 64)), "corrupted handle");
+        EXPECT_EQ(format(type_info_of(id, 64)), "corrupted handle");
     }
-    EXPECT_EQ(format(record_of(id, 64)), "corrupted handle");
+    EXPECT_EQ(format(type_info_of(id, 64)), "corrupted handle");
     test_module again;
     EXPECT_EQ(module_number("trace_module", again.descriptor("trace_module_descriptor")), id);
 }
@@ -264,7 +264,7 @@ TEST(Texts, StayWhenTheModuleIsUnloadedAndComesBack) {
 TEST(Texts, NeverReadArgumentsThatAreNotThere) {
     test_module module;
     uint16_t id = module_number("trace_module", module.descriptor("trace_module_descriptor"));
-    bitlog_record record = record_of(id, 72);
+    bitlog_record record = type_info_of(id, 72);
     add(record, 5);  // where the text expects a string
     EXPECT_EQ(format(record), "asks for more: 5 (missing)");
 }
@@ -280,18 +280,18 @@ TEST(Texts, FallBackToNumberAndArguments) {
         module_number("cut_module", module.descriptor("cut_descriptor")),
     };
     for (uint16_t id : without) {
-        EXPECT_EQ(format(record_of(id, 65)), "message 65 of ptp_clock");
-        bitlog_record record = record_of(id, 65);
+        EXPECT_EQ(format(type_info_of(id, 65)), "message 65 of ptp_clock");
+        bitlog_record record = type_info_of(id, 65);
         add(record, "text");
         add(record, 7);
         EXPECT_EQ(format(record), "message 65 of ptp_clock: text, 7");
     }
     uint16_t id = module_number("trace_module", module.descriptor("trace_module_descriptor"));
-    EXPECT_EQ(format(record_of(id, 67)), "message 67 of ptp_clock") << "a number without a text";
+    EXPECT_EQ(format(type_info_of(id, 67)), "message 67 of ptp_clock") << "a number without a text";
 }
 
 TEST(Texts, AreCutToTheRoomAndCountedInFull) {
-    bitlog_record record = record_of(0, 65);
+    bitlog_record record = type_info_of(0, 65);
     const std::string whole = "message 65 of ptp_clock";
     EXPECT_EQ(bitlog_format(&record, nullptr, 0), whole.size());
     for (size_t room = 1; room <= whole.size() + 1; ++room) {

@@ -113,7 +113,7 @@ def check_type(name, text):
         check_state_block(f"{name}, state flags", parts["State flags"], row.tracked_size - row.size)
         expect([f"`{field.name}`" for field in row.fields] == [cells[1] for cells in rows(parts["Fields"])], name,
                "has other fields")
-        forms = {(f"Variant {variant}", variant) for variant in range(tables.newest(name) + 1)}
+        forms = {(f"Variant {variant}", variant) for variant in range(tables.latest(name) + 1)}
         forms = {(title + more, variant, bool(more)) for title, variant in forms for more in ("", " with state flags")}
     else:
         forms = {("Without state flags", 0, False), ("With state flags", 0, True)}

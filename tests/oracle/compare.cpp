@@ -43,8 +43,8 @@ struct test_vector {
     octets bytes;
     std::vector<wire_piece> pieces;
 
-    // The library has a fast path for records of constant layout at their newest variants.
-    bool may_go_fast() const {
+    // The library has an unrolled path for records of constant layout at their latest variants.
+    bool can_go_unrolled() const {
         const auto is_text = [](const auto &value) { return value.second.starts_with("text"); };
         return !tracked && !shallow && domain.empty() && extra_data.empty() &&
                std::none_of(values.begin(), values.end(), is_text);
@@ -158,8 +158,8 @@ struct place {
 // One vector's handle, and the operations on instances of its type.
 class subject {
   public:
-    // With `exact_path`, a domain and a hook that change nothing keep the library off its fast path.
-    subject(const test_vector &vector, bool exact_path)
+    // With `reference_path`, a domain and a hook that change nothing keep the library off its unrolled path.
+    subject(const test_vector &vector, bool reference_path)
         : vector_(vector), type_(ptp_cfg_type_find(vector.name.c_str())), domain_(nullptr, &vela_domain_destroy) {
         if (type_ == nullptr) {
             throw std::runtime_error("the library has no such type");
@@ -170,7 +170,7 @@ class subject {
         options.tracking = vector.tracked ? VELA_STTR_ON : VELA_STTR_OFF;
         options.msg_header_word = vector.word;
         auto domain = vector.domain;
-        if (exact_path) {
+        if (reference_path) {
             domain.emplace_back(vector.name, about_.newest_variant);
             options.pre_write = [](void *, void *, size_t, u_int32) {};
         }
@@ -386,8 +386,8 @@ testing::AssertionResult same_bytes(const test_vector &expected, const octets &g
                                        << " bytes, got " << got.size();
 }
 
-void check(const test_vector &vector, bool exact_path) {
-    subject library(vector, exact_path);
+void check(const test_vector &vector, bool reference_path) {
+    subject library(vector, reference_path);
     const ptp_cfg_operations *operations = library.about().operations;
     const auto sent = library.create_filled();
     EXPECT_EQ(operations->len(library.handle(), mem_class, sent.get()), library.expected_len());
@@ -401,8 +401,8 @@ void check(const test_vector &vector, bool exact_path) {
         EXPECT_EQ(operations->hash(sent.get(), 1), operations->hash(received.get(), 1));
     }
 #if defined(PTP_CFG_COUNT_PATHS) && !defined(PTP_CFG_EXPORTED_RUNTIME)
-    if (library.about().kind == PTP_CFG_STRUCTURE && vector.may_go_fast()) {
-        EXPECT_EQ(library.handle()->wire_paths[0] == 0, exact_path) << "the other path ran";
+    if (library.about().kind == PTP_CFG_STRUCTURE && vector.can_go_unrolled()) {
+        EXPECT_EQ(library.handle()->wire_paths[0] == 0, reference_path) << "the other path ran";
     }
 #endif
 }
@@ -413,13 +413,13 @@ void check_all(ptp_cfg_type_kind kind, bool tracked) {
         if (vector.tracked != tracked || (type != nullptr && describe(type).kind != kind)) {
             continue;
         }
-        for (const bool exact_path : {false, true}) {
-            if (exact_path && !vector.may_go_fast()) {
+        for (const bool reference_path : {false, true}) {
+            if (reference_path && !vector.can_go_unrolled()) {
                 continue;
             }
-            SCOPED_TRACE(vector.title + (exact_path ? ", by the exact path" : ""));
+            SCOPED_TRACE(vector.title + (reference_path ? ", by the reference path" : ""));
             try {
-                check(vector, exact_path);
+                check(vector, reference_path);
             } catch (const std::runtime_error &failure) {
                 ADD_FAILURE() << failure.what();
             }

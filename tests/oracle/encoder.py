@@ -38,7 +38,7 @@ class Vrf(NamedTuple):
 
 @dataclass
 class Record:
-    """What an instance or message holds; what is not named is 0, empty or at its newest variant.
+    """What an instance or message holds; what is not named is 0, empty or at its latest variant.
 
     Values are integers, bytes of a text, Mac, Ip or Vrf.
     """
@@ -51,7 +51,7 @@ class Record:
     header_word: int = 0  # of a message
 
     def variant(self, name):
-        return self.variants.get(name, tables.newest(name))
+        return self.variants.get(name, tables.latest(name))
 
 
 class Piece(NamedTuple):

@@ -319,8 +319,8 @@ ENUMERATIONS = _enumerations()
 MESSAGES = _messages()
 
 
-def newest(name):
-    """The newest variant of a type; messages and primitives have only variant 0."""
+def latest(name):
+    """The latest variant of a type; messages and primitives have only variant 0."""
     if name in ENUMERATIONS:
         return len(ENUMERATIONS[name]) - 1
     return max((field.since for field in STRUCTURES[name].fields), default=0) if name in STRUCTURES else 0

@@ -5,11 +5,11 @@
 The file is text, one item per line, words separated by single blanks; lines that begin with # are comments. Paths are
 those of encoder.py, "." for the outermost instance.
 
-    type NAME NEWEST PARTS SIZE TRACKED   of a structure or enumeration: its newest variant, how many fields or values
+    type NAME LATEST PARTS SIZE TRACKED   of a structure or enumeration: its latest variant, how many fields or values
                                           it has, bytes of an instance without and with state flags
     vector NAME TITLE...                  begins a vector of a structure, enumeration or message; the title says which
     tracked                               it is made under a tracking handle
-    domain NAME VARIANT                   ... under a domain that names this variant; all others are at their newest
+    domain NAME VARIANT                   ... under a domain that names this variant; all others are at their latest
     word NUMBER                           ... with this header word
     shallow                               the message is created without its payloads
     set PATH KIND VALUE                   a value to store, in any order
@@ -77,8 +77,8 @@ class Source:
 
 
 def fill(name, level=None, tracked=False, text=None, extra=False):
-    """A record of a type in which every part is at variant `level`, or at its newest when that is older."""
-    variants = {part: level for part in tables.parts(name) if level is not None and tables.newest(part) > level}
+    """A record of a type in which every part is at variant `level`, or at its latest when that is older."""
+    variants = {part: level for part in tables.parts(name) if level is not None and tables.latest(part) > level}
     record = encoder.Record(flags={} if tracked else None, variants=variants,
                             header_word=HEADER_WORD if name in tables.MESSAGES else 0)
     source = Source()
@@ -113,7 +113,7 @@ def fill(name, level=None, tracked=False, text=None, extra=False):
 
 def cases(name):
     """Titles and records of all vectors of a type."""
-    oldest_first = range(max(map(tables.newest, tables.parts(name))) + 1)
+    oldest_first = range(max(map(tables.latest, tables.parts(name))) + 1)
     for tracked in (False, True):
         how = "tracked" if tracked else "untracked"
         for level in oldest_first:
@@ -147,9 +147,9 @@ def lines(name):
     """The part of the file that is about one type."""
     if name in tables.STRUCTURES:
         structure = tables.STRUCTURES[name]
-        yield f"type {name} {tables.newest(name)} {len(structure.fields)} {structure.size} {structure.tracked_size}"
+        yield f"type {name} {tables.latest(name)} {len(structure.fields)} {structure.size} {structure.tracked_size}"
     elif name in tables.ENUMERATIONS:
-        yield f"type {name} {tables.newest(name)} {tables.ENUMERATIONS[name][-1]} 16 16"
+        yield f"type {name} {tables.latest(name)} {tables.ENUMERATIONS[name][-1]} 16 16"
     for title, record in cases(name):
         yield f"vector {name} {title}"
         if record.flags is not None:

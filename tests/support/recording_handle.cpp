@@ -71,7 +71,7 @@ void family_test::before_write(void *cookie, void *address, size_t length, u_int
         }
         region.announced.push_back({offset, length});
     }
-    test.announced_elsewhere += found ? 0 : 1;
+    test.notified_elsewhere += found ? 0 : 1;
 }
 
 void family_test::before_count(void *cookie, void *address, size_t length, u_int32 mem_class) {
@@ -177,7 +177,7 @@ void family_test::watch(void *instance, size_t size) {
     u_int8 *first = static_cast<u_int8 *>(instance);
     std::erase_if(regions, [&](const watched &region) { return region.address == first; });
     regions.push_back({first, {first, first + size}, std::vector<bool>(size), {}, std::vector<bool>(size), true});
-    announced_elsewhere = 0;
+    notified_elsewhere = 0;
 }
 
 /** Notes which bytes have changed without being covered by the last announcement. */
@@ -200,8 +200,8 @@ static bool take(std::vector<bool> &bytes, const range &taken) {
     return any;
 }
 
-void family_test::expect_announced(const void *instance, const std::vector<range> &wanted,
-                                   const std::vector<range> &silent) {
+void family_test::expect_notified(const void *instance, const std::vector<range> &wanted,
+                                  const std::vector<range> &silent) {
     watched *region = find(instance);
     ASSERT_NE(region, nullptr) << "not watched";
     settle(*region);
@@ -216,14 +216,14 @@ void family_test::expect_announced(const void *instance, const std::vector<range
     for (size_t i = 0; i < region->silent.size(); ++i) {
         EXPECT_FALSE(region->silent[i]) << "byte " << i << " changed without announcement";
     }
-    EXPECT_EQ(announced_elsewhere, 0u);
+    EXPECT_EQ(notified_elsewhere, 0u);
     region->announced.clear();
     region->may_change.assign(region->last.size(), false);
     region->silent.assign(region->last.size(), false);
-    announced_elsewhere = 0;
+    notified_elsewhere = 0;
 }
 
-std::vector<range> family_test::take_announced(const void *instance) {
+std::vector<range> family_test::take_notified(const void *instance) {
     watched *region = find(instance);
     if (region == nullptr) {
         ADD_FAILURE() << "not watched";
@@ -231,14 +231,14 @@ std::vector<range> family_test::take_announced(const void *instance) {
     }
     settle(*region);
     const std::vector<range> announced = region->announced;
-    expect_announced(instance, announced);
+    expect_notified(instance, announced);
     return announced;
 }
 
 void family_test::expect_untouched() {
     for (const watched &region : regions) {
         if (region.alive) {
-            expect_announced(region.address, {});
+            expect_notified(region.address, {});
         }
     }
 }

@@ -123,14 +123,13 @@ class family_test : public testing::Test {
      * Expects what pre_write was told of a watched instance since the last call, in order, and that each byte that
      * changed had just been announced. `silent` are where bytes are expected to change without that.
      */
-    void expect_announced(const void *instance, const std::vector<range> &wanted,
-                          const std::vector<range> &silent = {});
+    void expect_notified(const void *instance, const std::vector<range> &wanted, const std::vector<range> &silent = {});
     /** What pre_write was told of a watched instance since the last call; each change had to be covered. */
-    std::vector<range> take_announced(const void *instance);
+    std::vector<range> take_notified(const void *instance);
     /** Expects that nothing was announced anywhere, and that no watched byte changed. */
     void expect_untouched();
     /** Announcements so far of bytes that are not watched. */
-    size_t announced_elsewhere = 0;
+    size_t notified_elsewhere = 0;
 
     // ---- errors, traces, counters ----
 

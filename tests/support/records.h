@@ -13,7 +13,7 @@ namespace ptp_cfg_test {
 constexpr u_int32 mem_class = test_class;
 using octets = std::vector<u_int8>;
 
-/** A domain that speaks `level` of every structure and enumeration, or its newest variant where that is lower. */
+/** A domain that speaks `level` of every structure and enumeration, or its latest variant where that is lower. */
 class level_domain {
   public:
     explicit level_domain(int8 level);

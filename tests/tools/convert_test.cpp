@@ -243,7 +243,7 @@ TEST_F(convert, a_newer_peers_surplus_is_named_and_skipped) {
     const std::string text = sh("ptpcfg decode --explain --type ptp_clock_quality new.hex").out;
     EXPECT_THAT(text, HasSubstr("aa bb cc"));
     EXPECT_THAT(text, HasSubstr("(newer fields)"));
-    EXPECT_THAT(text, HasSubstr("1, read as 0, the newest known"));
+    EXPECT_THAT(text, HasSubstr("1, read as 0, the latest known"));
 }
 
 }  // namespace

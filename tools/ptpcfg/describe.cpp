@@ -31,7 +31,7 @@ std::string first_sentence(const char *doc) {
     return text.ends_with('.') ? text.substr(0, text.size() - 1) : text;
 }
 
-std::string variants(int newest) { return newest == 0 ? "0" : "0 to " + std::to_string(newest); }
+std::string variants(int latest) { return latest == 0 ? "0" : "0 to " + std::to_string(latest); }
 
 std::string type_text(const ptp_cfg_field_description &field) {
     return field.is_array != 0 ? std::string(field.type_name) + "[" + std::to_string(field.capacity) + "]"

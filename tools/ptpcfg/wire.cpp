@@ -180,12 +180,12 @@ void walker::walk_message_body() {
     }
 }
 
-std::string variant_text(int variant, int newest) {
+std::string variant_text(int variant, int latest) {
     const std::string text = std::to_string(variant);
     if (variant < 0) {
         return text + ": no instance";
     }
-    return variant > newest ? text + ", read as " + std::to_string(newest) + ", the newest known" : text;
+    return variant > latest ? text + ", read as " + std::to_string(latest) + ", the latest known" : text;
 }
 
 std::string flag_text(u_int8 flag) {
@@ -202,9 +202,9 @@ std::string flag_text(u_int8 flag) {
 void walker::structure(const ptp_cfg_type *type, const path &at) {
     const path variant_path{"variant", &at}, flag_path{"flag", &at}, extra_path{"extra data", &at};
     const path jump_path{"jump", &at};
-    const int newest = describe(type).newest_variant;
+    const int latest = describe(type).newest_variant;
     const int variant = static_cast<int8>(peek(1, variant_path)[0]);
-    add(1, variant_path, [=] { return variant_text(variant, newest); });
+    add(1, variant_path, [=] { return variant_text(variant, latest); });
 
     const auto flag = static_cast<u_int8>(peek(1, flag_path)[0]);
     add(1, flag_path, [=] { return flag_text(flag); });
@@ -217,7 +217,7 @@ void walker::structure(const ptp_cfg_type *type, const path &at) {
     add(VELA_WIRE_JUMP, jump_path,
         [=] { return std::to_string(jump) + ", ends at " + std::to_string(jump_offset + jump); });
     if (variant >= 0) {
-        structure_fields(type, at, std::min(variant, newest), (flag & tracked_flag) != 0);
+        structure_fields(type, at, std::min(variant, latest), (flag & tracked_flag) != 0);
     }
     pass_end(at, jump_offset, jump);
 }
@@ -240,7 +240,7 @@ void walker::structure_fields(const ptp_cfg_type *type, const path &at, int vari
 }
 
 /** Whether any bytes of the right number are a value: all but structures, which have an inside, and texts. */
-bool is_plain(const ptp_cfg_field_description &field) {
+bool has_defaults_only(const ptp_cfg_field_description &field) {
     return field.kind != PTP_CFG_FIELD_STRUCTURE && field.kind != PTP_CFG_FIELD_TEXT;
 }
 
@@ -249,7 +249,7 @@ void walker::field(const ptp_cfg_field_description &field, const path &at, size_
         element(field, at, text_length);
         return;
     }
-    if (is_plain(field) && pass_untold(size_t{field.capacity} * field.wire_width)) {
+    if (has_defaults_only(field) && pass_untold(size_t{field.capacity} * field.wire_width)) {
         return;
     }
     for (u_int32 index = 0; index < field.capacity; ++index) {
@@ -258,7 +258,7 @@ void walker::field(const ptp_cfg_field_description &field, const path &at, size_
 }
 
 void walker::element(const ptp_cfg_field_description &field, const path &at, size_t text_length) {
-    if (is_plain(field) && pass_untold(field.wire_width)) {
+    if (has_defaults_only(field) && pass_untold(field.wire_width)) {
         return;
     }
     switch (field.kind) {

@@ -63,8 +63,8 @@ PTP_CFG_INLINE_FORM int ptp_cfg_inline_store(vela_handle *handle, const void *in
 }
 
 /** Whether an enumeration instance is of this release's variant, which has all values below `end`. */
-PTP_CFG_INLINE_FORM int ptp_cfg_inline_admits(const void *enumeration, int newest, u_int32 end, u_int32 value) {
-    return PTP_CFG_INLINE_LIKELY(((const vela_instance_header *)enumeration)->variant == newest) &&
+PTP_CFG_INLINE_FORM int ptp_cfg_inline_admits(const void *enumeration, int latest, u_int32 end, u_int32 value) {
+    return PTP_CFG_INLINE_LIKELY(((const vela_instance_header *)enumeration)->variant == latest) &&
            PTP_CFG_INLINE_LIKELY(value < end);
 }
 

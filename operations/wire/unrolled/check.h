@@ -1,4 +1,4 @@
-// What must hold for the fast path: what an instance has to be to be written, and an encoding to be read, by a constant
+// What must hold for the unrolled path: what an instance has to be to be written, and an encoding to be read, by a constant
 // layout.
 #pragma once
 
@@ -37,9 +37,9 @@ PTP_CFG_INLINE u_int32 state_beside(const u_int8 *header) {
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void gather_state(const u_int8 *header, gathered_states &states) {
     if constexpr (D.fields[0].offset >= variant_offset + sizeof(u_int32)) {
-        states.structures |= state_beside<D.newest>(header);
+        states.structures |= state_beside<D.latest>(header);
     } else {
-        states.bytes |= static_cast<u_int8>(header[variant_offset] ^ D.newest);
+        states.bytes |= static_cast<u_int8>(header[variant_offset] ^ D.latest);
         states.flags |= as<vela_instance_header>(header)->flags;
     }
 }
@@ -54,7 +54,7 @@ PTP_CFG_INLINE void gather_states(const u_int8 *instance, gathered_states &state
         constexpr const field_descriptor &field = D.fields[I];
         const u_int8 *value = instance + field.offset;
         if constexpr (field.kind == field_kind::enumeration) {
-            states.enumerations |= state_beside<field.enumeration->newest>(value);
+            states.enumerations |= state_beside<field.enumeration->latest>(value);
         } else if constexpr (field.kind == field_kind::structure) {
             for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
                 gather_states<*field.structure>(value, states);
@@ -67,7 +67,7 @@ PTP_CFG_INLINE void gather_states(const u_int8 *instance, gathered_states &state
     });
 }
 
-/** Whether an instance needs the exact path to be written. */
+/** Whether an instance needs the reference path to be written. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool instance_differs(const u_int8 *instance) {
     gathered_states states;
@@ -108,7 +108,7 @@ constexpr auto fitting_word() {
 /** Compares the known bits of an encoding from byte `start` on, a word after the other; words may overlap. */
 template <const structure_descriptor &D, u_int32 start = 0>
 PTP_CFG_INLINE void compare_known_bits(const u_int8 *bytes, difference &differs) {
-    constexpr u_int32 width = newest_width(D);
+    constexpr u_int32 width = latest_width(D);
     constexpr const known_bits<width> &known = known_bits_of<D>;
     constexpr u_int32 next = known.next(start);
     if constexpr (next < width) {
@@ -139,9 +139,9 @@ PTP_CFG_INLINE void compare_elements(const u_int8 *bytes, difference &differs) {
     });
 }
 
-/** Whether bytes are an untracked encoding at the newest variants throughout, its truth values 0 or 1. */
+/** Whether bytes are an untracked encoding at the latest variants throughout, its truth values 0 or 1. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE bool is_newest_encoding(const u_int8 *bytes) {
+PTP_CFG_INLINE bool is_latest_encoding(const u_int8 *bytes) {
     difference differs;
     compare_known_bits<D>(bytes, differs);
     compare_elements<D>(bytes, differs);

@@ -19,14 +19,14 @@ void copy_swapped_singly(u_int8 *to, const u_int8 *from, u_int32 count) {
 PTP_CFG_AVX2 inline void copy_chunk_swapped(u_int8 *to, const u_int8 *from) {
     const __m256i order =
         _mm256_setr_epi64x(0x0001020304050607, 0x08090a0b0c0d0e0f, 0x0001020304050607, 0x08090a0b0c0d0e0f);
-    store_wide(to, _mm256_shuffle_epi8(wide_at(from), order));
+    store_simd(to, _mm256_shuffle_epi8(load_simd(from), order));
 }
 
-[[gnu::target("avx2")]] void copy_swapped_wide(u_int8 *to, const u_int8 *from, u_int32 count) {
-    const u_int8 *last = from + count * sizeof(u_int64) - wide_size;
-    u_int8 *last_to = to + count * sizeof(u_int64) - wide_size;
+[[gnu::target("avx2")]] void copy_swapped_simd(u_int8 *to, const u_int8 *from, u_int32 count) {
+    const u_int8 *last = from + count * sizeof(u_int64) - simd_size;
+    u_int8 *last_to = to + count * sizeof(u_int64) - simd_size;
 #pragma GCC unroll 4
-    for (; from < last; from += wide_size, to += wide_size) {
+    for (; from < last; from += simd_size, to += simd_size) {
         copy_chunk_swapped(to, from);
     }
     copy_chunk_swapped(last_to, last);  // overlaps the chunk before it
@@ -38,7 +38,7 @@ PTP_CFG_AVX2 inline void copy_chunk_swapped(u_int8 *to, const u_int8 *from) {
 #ifdef PTP_CFG_HAS_AVX2
 
 void copy_swapped(u_int8 *to, const u_int8 *from, u_int32 count) {
-    return has_avx2 ? copy_swapped_wide(to, from, count) : copy_swapped_singly(to, from, count);
+    return has_avx2 ? copy_swapped_simd(to, from, count) : copy_swapped_singly(to, from, count);
 }
 
 #else

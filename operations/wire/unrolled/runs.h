@@ -30,32 +30,32 @@ constexpr u_int32 run_length(const structure_descriptor &type, u_int32 index) {
 }
 
 /** Whether field `index` is a number of eight bytes that stands behind another one. */
-constexpr bool continues_longs(const structure_descriptor &type, u_int32 index) {
+constexpr bool continues_u64_run(const structure_descriptor &type, u_int32 index) {
     const field_descriptor &field = type.fields[index];
-    return index > 0 && is_long(field.kind) && is_long(type.fields[index - 1].kind) &&
+    return index > 0 && is_64_bit(field.kind) && is_64_bit(type.fields[index - 1].kind) &&
            type.fields[index - 1].offset + type.fields[index - 1].capacity * type.fields[index - 1].stride ==
                field.offset;
 }
 
 /** Numbers of eight bytes side by side from field `index` on. */
-constexpr u_int32 longs_length(const structure_descriptor &type, u_int32 index) {
-    u_int32 length = is_long(type.fields[index].kind) ? type.fields[index].capacity : 0;
-    for (u_int32 i = index + 1; length > 0 && i < type.field_count && continues_longs(type, i); ++i) {
+constexpr u_int32 u64_run_length(const structure_descriptor &type, u_int32 index) {
+    u_int32 length = is_64_bit(type.fields[index].kind) ? type.fields[index].capacity : 0;
+    for (u_int32 i = index + 1; length > 0 && i < type.field_count && continues_u64_run(type, i); ++i) {
         length += type.fields[i].capacity;
     }
     return length;
 }
 
 /** Whether field `index` begins so many numbers of eight bytes that a call for all of them is worth it. */
-constexpr bool begins_longs(const structure_descriptor &type, u_int32 index) {
-    return !continues_longs(type, index) && longs_length(type, index) >= 16;
+constexpr bool starts_u64_run(const structure_descriptor &type, u_int32 index) {
+    return !continues_u64_run(type, index) && u64_run_length(type, index) >= 16;
 }
 
-/** Whether field `index` was written by the field that begins_longs(). */
-constexpr bool within_longs(const structure_descriptor &type, u_int32 index) {
-    while (continues_longs(type, index)) {
+/** Whether field `index` was written by the field that starts_u64_run(). */
+constexpr bool is_within_u64_run(const structure_descriptor &type, u_int32 index) {
+    while (continues_u64_run(type, index)) {
         --index;
-        if (begins_longs(type, index)) {
+        if (starts_u64_run(type, index)) {
             return true;
         }
     }

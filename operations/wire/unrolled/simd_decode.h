@@ -11,7 +11,7 @@
 
 namespace ptp_cfg {
 
-static_assert(chunk_size == wide_size);
+static_assert(chunk_size == simd_size);
 
 template <const structure_descriptor &D>
 constexpr bool arrays_have_chunks();
@@ -43,7 +43,7 @@ constexpr bool arrays_have_chunks() {
 constexpr bool is_repetitive(const structure_descriptor &type) {
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
-        if (begins_longs(type, i) ||
+        if (starts_u64_run(type, i) ||
             (field.kind == field_kind::structure && (field.is_array || is_repetitive(*field.structure)))) {
             return true;
         }
@@ -77,21 +77,21 @@ PTP_CFG_AVX2 inline __m256i constant_chunk(const Bytes &bytes) {
 /** Adds what an encoding differs in from what is known of it, from byte `start` on. */
 template <const structure_descriptor &D, u_int32 start = 0>
 PTP_CFG_AVX2 inline void compare_known_chunks(const u_int8 *bytes, __m256i &differs) {
-    constexpr u_int32 width = newest_width(D);
+    constexpr u_int32 width = latest_width(D);
     constexpr const known_bits<width> &known = known_bits_of<D>;
     constexpr u_int32 next = known.next(start);
     if constexpr (next < width) {
         constexpr u_int32 first = next + chunk_size <= width ? next : width - chunk_size;
         const __m256i mask = constant_chunk<first>(known.mask);
         const __m256i value = constant_chunk<first>(known.value);
-        const __m256i differing = _mm256_xor_si256(_mm256_and_si256(wide_at(bytes + first), mask), value);
+        const __m256i differing = _mm256_xor_si256(_mm256_and_si256(load_simd(bytes + first), mask), value);
         differs = _mm256_or_si256(differs, differing);
         compare_known_chunks<D, first + chunk_size>(bytes, differs);
     }
 }
 
-/** What an encoding and an instance differ in from what load_wide() can read. */
-struct wide_difference {
+/** What an encoding and an instance differ in from what load_simd_instance() can read. */
+struct simd_difference {
     __m256i known;  // bits of the encoding
     // Most types have one variant: the states of their headers are compared by what any and what all of them have.
     u_int32 any = 0;
@@ -105,7 +105,7 @@ struct wide_difference {
 };
 
 template <const structure_descriptor &D, bool itself, u_int32 H>
-PTP_CFG_AVX2 inline void compare_state(const u_int8 *instance, wide_difference &differs) {
+PTP_CFG_AVX2 inline void compare_state(const u_int8 *instance, simd_difference &differs) {
     constexpr u_int32 expected = nested_state<u_int32>(headers_of<D>.image[H].variant);
     if constexpr (H != 0 || !itself) {
         const u_int32 state = word_at<u_int32>(instance + headers_of<D>.offset[H] + variant_offset);
@@ -119,20 +119,20 @@ PTP_CFG_AVX2 inline void compare_state(const u_int8 *instance, wide_difference &
 }
 
 template <const structure_descriptor &D, bool itself, size_t... H>
-PTP_CFG_AVX2 inline void compare_states(const u_int8 *instance, wide_difference &differs, std::index_sequence<H...>) {
+PTP_CFG_AVX2 inline void compare_states(const u_int8 *instance, simd_difference &differs, std::index_sequence<H...>) {
     (compare_state<D, itself, H>(instance, differs), ...);
 }
 
 /** Adds what an encoding and the instance it is read to differ in; `itself`: not nested, so that its state is free. */
 template <const structure_descriptor &D, bool itself>
-PTP_CFG_AVX2 inline void compare_wide(const u_int8 *bytes, const u_int8 *instance, wide_difference &differs);
+PTP_CFG_AVX2 inline void compare_simd(const u_int8 *bytes, const u_int8 *instance, simd_difference &differs);
 
 template <const structure_descriptor &D, size_t... I>
-PTP_CFG_AVX2 inline void compare_arrays(const u_int8 *bytes, const u_int8 *instance, wide_difference &differs,
+PTP_CFG_AVX2 inline void compare_arrays(const u_int8 *bytes, const u_int8 *instance, simd_difference &differs,
                                         std::index_sequence<I...>);
 
 template <const structure_descriptor &D, u_int32 I>
-PTP_CFG_AVX2 inline void compare_array(const u_int8 *bytes, const u_int8 *instance, wide_difference &differs) {
+PTP_CFG_AVX2 inline void compare_array(const u_int8 *bytes, const u_int8 *instance, simd_difference &differs) {
     constexpr const field_descriptor &field = D.fields[I];
     if constexpr (field.kind == field_kind::structure) {
         const u_int8 *element = bytes + wire_offset(D, I);
@@ -140,7 +140,7 @@ PTP_CFG_AVX2 inline void compare_array(const u_int8 *bytes, const u_int8 *instan
         if constexpr (field.is_array) {
 #pragma GCC unroll 2
             for (u_int32 i = 0; i < field.capacity; ++i, element += element_width(field), value += field.stride) {
-                compare_wide<*field.structure, false>(element, value, differs);
+                compare_simd<*field.structure, false>(element, value, differs);
             }
         } else {
             compare_arrays<*field.structure>(element, value, differs, fields_of<*field.structure>{});
@@ -149,13 +149,13 @@ PTP_CFG_AVX2 inline void compare_array(const u_int8 *bytes, const u_int8 *instan
 }
 
 template <const structure_descriptor &D, size_t... I>
-PTP_CFG_AVX2 inline void compare_arrays(const u_int8 *bytes, const u_int8 *instance, wide_difference &differs,
+PTP_CFG_AVX2 inline void compare_arrays(const u_int8 *bytes, const u_int8 *instance, simd_difference &differs,
                                         std::index_sequence<I...>) {
     (compare_array<D, I>(bytes, instance, differs), ...);
 }
 
 template <const structure_descriptor &D, bool itself>
-PTP_CFG_AVX2 inline void compare_wide(const u_int8 *bytes, const u_int8 *instance, wide_difference &differs) {
+PTP_CFG_AVX2 inline void compare_simd(const u_int8 *bytes, const u_int8 *instance, simd_difference &differs) {
     compare_known_chunks<D>(bytes, differs.known);
     compare_states<D, itself>(instance, differs, std::make_index_sequence<header_count(D)>{});
     compare_arrays<D>(bytes, instance, differs, fields_of<D>{});
@@ -201,11 +201,11 @@ constexpr bool has_header(const chunk &it) {
 template <windows from>
 PTP_CFG_AVX2 inline __m256i load_windows(const u_int8 *low, const u_int8 *high) {
     if constexpr (from == windows::one) {
-        return _mm256_broadcastsi128_si256(half_at(low));
+        return _mm256_broadcastsi128_si256(load_half(low));
     } else if constexpr (from == windows::adjoining) {
-        return wide_at(low);
+        return load_simd(low);
     } else {
-        return _mm256_inserti128_si256(_mm256_castsi128_si256(half_at(low)), half_at(high), 1);
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(load_half(low)), load_half(high), 1);
     }
 }
 
@@ -218,18 +218,18 @@ PTP_CFG_AVX2 inline void load_chunk(const u_int8 *bytes, u_int8 *instance) {
     if constexpr (it.size == chunk_size) {
         __m256i values = _mm256_shuffle_epi8(load_windows<it.from>(bytes + it.low, bytes + it.high), order);
         if constexpr (has_header<D>(it)) {
-            values = _mm256_or_si256(values, wide_at(image));
+            values = _mm256_or_si256(values, load_simd(image));
         }
-        store_wide(out, values);
+        store_simd(out, values);
     } else {
-        __m128i values = _mm_shuffle_epi8(half_at(bytes + it.low), _mm256_castsi256_si128(order));
-        values = _mm_or_si128(values, half_at(image));
+        __m128i values = _mm_shuffle_epi8(load_half(bytes + it.low), _mm256_castsi256_si128(order));
+        values = _mm_or_si128(values, load_half(image));
         memcpy(out, &values, it.size);
     }
 }
 
 template <const structure_descriptor &D, bool itself>
-PTP_CFG_AVX2 inline void load_wide(const u_int8 *bytes, u_int8 *instance);
+PTP_CFG_AVX2 inline void load_simd_instance(const u_int8 *bytes, u_int8 *instance);
 
 template <const structure_descriptor &D, size_t... I>
 PTP_CFG_AVX2 inline void load_others(const u_int8 *bytes, u_int8 *instance, std::index_sequence<I...>);
@@ -243,7 +243,7 @@ PTP_CFG_AVX2 inline void load_other(const u_int8 *bytes, u_int8 *instance) {
     if constexpr (field.kind == field_kind::structure && field.is_array) {
 #pragma GCC unroll 2
         for (u_int32 i = 0; i < field.capacity; ++i, in += element_width(field), value += field.stride) {
-            load_wide<*field.structure, false>(in, value);
+            load_simd_instance<*field.structure, false>(in, value);
         }
     } else if constexpr (field.kind == field_kind::structure) {
         load_others<*field.structure>(in, value, fields_of<*field.structure>{});
@@ -266,24 +266,24 @@ PTP_CFG_AVX2 inline void load_chunks(const u_int8 *bytes, u_int8 *instance, std:
 }
 
 template <const structure_descriptor &D, bool itself>
-PTP_CFG_AVX2 inline void load_wide(const u_int8 *bytes, u_int8 *instance) {
+PTP_CFG_AVX2 inline void load_simd_instance(const u_int8 *bytes, u_int8 *instance) {
     load_chunks<D, itself>(bytes, instance, std::make_index_sequence<chunks_of<D, itself>.count>{});
     load_others<D>(bytes, instance, fields_of<D>{});
 }
 
 /**
- * Reads an encoding to an instance if it fits: it is an untracked one at the newest variants throughout, and the
+ * Reads an encoding to an instance if it fits: it is an untracked one at the latest variants throughout, and the
  * instance's headers are those of its creation. Otherwise nothing changes.
  */
 template <const structure_descriptor &D>
 PTP_CFG_AVX2 inline bool load_if_it_fits(const u_int8 *bytes, u_int8 *instance) {
-    wide_difference differs{_mm256_setzero_si256()};
-    compare_wide<D, true>(bytes, instance, differs);
+    simd_difference differs{_mm256_setzero_si256()};
+    compare_simd<D, true>(bytes, instance, differs);
     if (differs.found()) {
         return false;
     }
     const auto kept = word_at<u_int16>(instance + variant_offset + 1);  // allocated variant and flags are its own
-    load_wide<D, true>(bytes, instance);
+    load_simd_instance<D, true>(bytes, instance);
     memcpy(instance + variant_offset + 1, &kept, sizeof kept);
     return true;
 }

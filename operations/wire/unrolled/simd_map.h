@@ -1,4 +1,4 @@
-// An instance in memory as a list of chunks: what each byte holds after an untracked encoding at the newest variants
+// An instance in memory as a list of chunks: what each byte holds after an untracked encoding at the latest variants
 // was read, and which byte of the encoding it comes from. Worked out by the compiler from the descriptor.
 #pragma once
 
@@ -10,14 +10,14 @@ namespace ptp_cfg {
 
 /** Eight bytes of an instance that no encoding changes: a type pointer, or what stands beside it. */
 union image_word {
-    const vela_type_info *record;
+    const vela_type_info *type_info;
     u_int64 number;
 };
 
 /** Variant, allocated variant and flags that a nested instance has from its creation on, as they lie in memory. */
 template <class Word>
-constexpr Word nested_state(int8 newest) {
-    const u_int8 bytes[sizeof(Word)] = {static_cast<u_int8>(newest), static_cast<u_int8>(newest), VELA_FLAG_NESTED};
+constexpr Word nested_state(int8 latest) {
+    const u_int8 bytes[sizeof(Word)] = {static_cast<u_int8>(latest), static_cast<u_int8>(latest), VELA_FLAG_NESTED};
     return constant_word<Word>(bytes);
 }
 constexpr u_int32 usual_state = nested_state<u_int32>(0);
@@ -56,9 +56,9 @@ struct memory_map {
         }
     }
 
-    constexpr void add_header(u_int32 memory, const vela_type_info *record, int8 newest) {
-        image[memory / word_size].record = record;
-        image[memory / word_size + 1].number |= nested_state<u_int64>(newest);
+    constexpr void add_header(u_int32 memory, const vela_type_info *type_info, int8 latest) {
+        image[memory / word_size].type_info = type_info;
+        image[memory / word_size + 1].number |= nested_state<u_int64>(latest);
         claim(memory, 2 * word_size, use::written);
     }
 
@@ -73,7 +73,7 @@ struct memory_map {
     constexpr void add_element(const field_descriptor &field, u_int32 memory, u_int32 wire) {
         const u_int32 width = element_width(field);
         if (field.kind == field_kind::enumeration) {
-            add_header(memory, field.enumeration->record, field.enumeration->newest);
+            add_header(memory, field.enumeration->type_info, field.enumeration->latest);
             add_value(memory + enumeration_value_offset, 4, wire + 4, -1);
         } else if (field.kind == field_kind::structure) {
             add_structure(*field.structure, memory, wire);
@@ -88,7 +88,7 @@ struct memory_map {
     }
 
     constexpr void add_structure(const structure_descriptor &type, u_int32 memory, u_int32 wire) {
-        add_header(memory, type.record, type.newest);
+        add_header(memory, type.type_info, type.latest);
         for (u_int32 i = 0; i < type.field_count; ++i) {
             const field_descriptor &field = type.fields[i];
             for (u_int32 element = 0; element < field.capacity; ++element) {
@@ -119,7 +119,7 @@ struct window_range {
 
 template <const structure_descriptor &D>
 constexpr window_range window_for(u_int32 memory, u_int32 size) {
-    window_range range{0, static_cast<int32>(newest_width(D)) - static_cast<int32>(window_size), false};
+    window_range range{0, static_cast<int32>(latest_width(D)) - static_cast<int32>(window_size), false};
     for (u_int32 i = 0; i < size; ++i) {
         const int32 source = memory_of<D>.source[memory + i];
         if (source != no_source) {
@@ -177,7 +177,7 @@ struct chunk_list {
     std::array<chunk, memory_map<D>::words> at{};
     u_int32 count = 0;
     bool readable =
-        newest_width(D) >= chunk_size && !memory_of<D>.shared;  // what is compared, 32 bytes at a time, lies within
+        latest_width(D) >= chunk_size && !memory_of<D>.shared;  // what is compared, 32 bytes at a time, lies within
 
     constexpr chunk_list() {
         for (u_int32 word = 0; word < words; ++word) {

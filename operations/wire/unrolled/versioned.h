@@ -1,6 +1,6 @@
-// The path for what varies: records of older variants, or in a domain that has some, and tracked records with their
-// flags. Unrolled like the fast path, but it looks at each variant where it stands. It has no errors of its own: at
-// whatever does not fit it stops, and the exact path begins anew, which leaves the same in what was done so far.
+// The path for what varies: instances of older variants, or in a domain that has some, and tracked instances with their
+// flags. Unrolled like the unrolled path, but it looks at each variant where it stands. It has no errors of its own: at
+// whatever does not fit it stops, and the reference path begins anew, which leaves the same in what was done so far.
 #pragma once
 
 #include "operations/instance/state_flags.h"
@@ -11,10 +11,10 @@ namespace ptp_cfg {
 
 /** Whether a type, or anything in it, has had more than one variant. */
 constexpr bool has_variants(const structure_descriptor &type) {
-    bool has = type.newest != 0;
+    bool has = type.latest != 0;
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
-        has = has || (field.enumeration != nullptr && field.enumeration->newest != 0) ||
+        has = has || (field.enumeration != nullptr && field.enumeration->latest != 0) ||
               (field.structure != nullptr && has_variants(*field.structure));
     }
     return has;
@@ -22,7 +22,7 @@ constexpr bool has_variants(const structure_descriptor &type) {
 
 /** Whether the width of a type's encoding depends on variants. */
 constexpr bool has_varying_width(const structure_descriptor &type) {
-    bool has = type.newest != 0;
+    bool has = type.latest != 0;
     for (u_int32 i = 0; i < type.field_count; ++i) {
         has = has || (type.fields[i].structure != nullptr && has_varying_width(*type.fields[i].structure));
     }
@@ -56,7 +56,7 @@ PTP_CFG_INLINE ptrdiff_t fields_width_of(u_int32 variant) {
     [&]<size_t... V>(std::index_sequence<V...>) __attribute__((always_inline)) {
         ((width += variant > V ? fields_width(D, V + 1, tracked, first) - fields_width(D, V, tracked, first) : 0), ...);
     }
-    (std::make_index_sequence<static_cast<size_t>(D.newest)>{});
+    (std::make_index_sequence<static_cast<size_t>(D.latest)>{});
     return width;
 }
 
@@ -69,19 +69,19 @@ PTP_CFG_INLINE bool holds_the_rest(ptrdiff_t left, u_int32 variant) {
 }
 
 /** What all functions of a call need. `end`: of the room, or of the bytes. */
-struct varied_call {
+struct versioned_call {
     vela_handle *handle;
     u_int32 mem_class;
     const u_int8 *end;
 };
 
 /** Whether the handle's domain admits a variant of this release; the first one needs no asking. */
-PTP_CFG_INLINE bool is_admitted(const varied_call &call, const vela_type_info *record, u_int32 variant) {
+PTP_CFG_INLINE bool is_admitted(const versioned_call &call, const vela_type_info *type_info, u_int32 variant) {
     if (variant == 0) {
         return true;
     }
     u_int32 err = 0;
-    const int8 domain = domain_variant(call.handle, record, &err);
+    const int8 domain = domain_variant(call.handle, type_info, &err);
     return err == 0 && static_cast<int8>(variant) <= domain;
 }
 
@@ -90,24 +90,24 @@ PTP_CFG_INLINE bool is_admitted(const varied_call &call, const vela_type_info *r
 // ---- marshal --------------------------------------------------------------------------------------------------------
 
 template <const structure_descriptor &D, bool tracked>
-u_int8 *write_varied(const varied_call &call, u_int8 *out, const u_int8 *instance, bool check);
+u_int8 *encode_versioned(const versioned_call &call, u_int8 *out, const u_int8 *instance, bool check);
 
 /** Where an instance stands that is being written or read. */
 template <class Byte>
-struct varied_place {
+struct versioned_instance {
     Byte *instance;
     u_int32 variant;
     Byte *block;  // of its state flags, or nullptr
 };
 
 template <const structure_descriptor &D, u_int32 I, bool tracked>
-PTP_CFG_INLINE bool write_varied_structures(const varied_call &call, u_int8 *&out,
-                                            const varied_place<const u_int8> &place, bool check) {
+PTP_CFG_INLINE bool encode_versioned_structures(const versioned_call &call, u_int8 *&out,
+                                                const versioned_instance<const u_int8> &it, bool check) {
     constexpr const field_descriptor &field = D.fields[I];
-    const u_int8 *value = place.instance + field.offset;
+    const u_int8 *value = it.instance + field.offset;
     for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
         if constexpr (tracked || has_variants(*field.structure)) {
-            out = write_varied<*field.structure, tracked>(call, out, value, check || field.is_array);
+            out = encode_versioned<*field.structure, tracked>(call, out, value, check || field.is_array);
             if (out == nullptr) {
                 return false;
             }
@@ -116,29 +116,29 @@ PTP_CFG_INLINE bool write_varied_structures(const varied_call &call, u_int8 *&ou
                 return false;
             }
             store_instance<*field.structure>(out, value);
-            out += newest_width(*field.structure);
+            out += latest_width(*field.structure);
         }
     }
-    return holds_the_rest<D, I, tracked>(call.end - out, place.variant);
+    return holds_the_rest<D, I, tracked>(call.end - out, it.variant);
 }
 
 /** False when the field does not fit what this path does. */
 template <const structure_descriptor &D, u_int32 I, bool tracked>
-PTP_CFG_INLINE bool write_varied_field(const varied_call &call, u_int8 *&out, const varied_place<const u_int8> &place,
-                                       bool check) {
+PTP_CFG_INLINE bool encode_versioned_field(const versioned_call &call, u_int8 *&out,
+                                           const versioned_instance<const u_int8> &it, bool check) {
     constexpr const field_descriptor &field = D.fields[I];
-    if (field.since != 0 && place.variant < field.since) {
+    if (field.since != 0 && it.variant < field.since) {
         return true;
     }
-    const u_int8 *value = place.instance + field.offset;
+    const u_int8 *value = it.instance + field.offset;
     if constexpr (field.kind == field_kind::structure) {
-        if (!write_varied_structures<D, I, tracked>(call, out, place, check)) {
+        if (!encode_versioned_structures<D, I, tracked>(call, out, it, check)) {
             return false;
         }
     } else if constexpr (field.kind == field_kind::enumeration) {
         const u_int32 variant = value[variant_offset];
-        if (variant > static_cast<u_int32>(field.enumeration->newest) ||
-            !is_admitted(call, field.enumeration->record, variant)) {
+        if (variant > static_cast<u_int32>(field.enumeration->latest) ||
+            !is_admitted(call, field.enumeration->type_info, variant)) {
             return false;
         }
         *out = static_cast<u_int8>(variant);
@@ -155,37 +155,38 @@ PTP_CFG_INLINE bool write_varied_field(const varied_call &call, u_int8 *&out, co
         }
     }
     if constexpr (tracked) {
-        memcpy(out, place.block + field.flag_position, flags_width(field));
+        memcpy(out, it.block + field.flag_position, flags_width(field));
         out += flags_width(field);
     }
     return true;
 }
 
 template <const structure_descriptor &D, bool tracked>
-[[gnu::noinline]] u_int8 *write_varied(const varied_call &call, u_int8 *out, const u_int8 *instance, bool check) {
+[[gnu::noinline]] u_int8 *encode_versioned(const versioned_call &call, u_int8 *out, const u_int8 *instance,
+                                           bool check) {
     const vela_instance_header *header = as<vela_instance_header>(instance);
-    varied_place<const u_int8> place{instance, static_cast<u_int8>(header->variant), nullptr};
-    if (place.variant > static_cast<u_int32>(D.newest) || (header->flags & VELA_FLAG_EXTRA_DATA) != 0 ||
-        (check && !is_admitted(call, D.record, place.variant)) ||
-        call.end - out < wire_header + fields_width_of<D, tracked, 0>(place.variant)) {
+    versioned_instance<const u_int8> it{instance, static_cast<u_int8>(header->variant), nullptr};
+    if (it.variant > static_cast<u_int32>(D.latest) || (header->flags & VELA_FLAG_EXTRA_DATA) != 0 ||
+        (check && !is_admitted(call, D.type_info, it.variant)) ||
+        call.end - out < wire_header + fields_width_of<D, tracked, 0>(it.variant)) {
         return nullptr;
     }
     if constexpr (tracked) {
-        place.block = state_block(call.handle, call.mem_class, D, instance);
-        if (place.block == nullptr) {
+        it.block = state_block(call.handle, call.mem_class, D, instance);
+        if (it.block == nullptr) {
             return nullptr;
         }
     }
     u_int8 *start = out;
     out += wire_header;
     const bool written = [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
-        return (write_varied_field<D, I, tracked>(call, out, place, check) && ...);
+        return (encode_versioned_field<D, I, tracked>(call, out, it, check) && ...);
     }
     (std::make_index_sequence<D.field_count>{});
     if (!written) {
         return nullptr;
     }
-    start[0] = static_cast<u_int8>(place.variant);
+    start[0] = static_cast<u_int8>(it.variant);
     start[1] = tracked ? VELA_FLAG_TRACKED : 0;
     const u_int32 jump = static_cast<u_int32>(out - start) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG;
     primitive_traits<field_kind::u_int32>::store(start + 2, &jump);
@@ -195,45 +196,46 @@ template <const structure_descriptor &D, bool tracked>
 // ---- unmarshal ------------------------------------------------------------------------------------------------------
 
 template <const structure_descriptor &D, bool tracked>
-const u_int8 *read_varied(const varied_call &call, const u_int8 *in, u_int8 *instance);
+const u_int8 *decode_versioned(const versioned_call &call, const u_int8 *in, u_int8 *instance);
 
 template <const structure_descriptor &D, u_int32 I, bool tracked>
-PTP_CFG_INLINE bool read_varied_structures(const varied_call &call, const u_int8 *&in,
-                                           const varied_place<u_int8> &place) {
+PTP_CFG_INLINE bool decode_versioned_structures(const versioned_call &call, const u_int8 *&in,
+                                                const versioned_instance<u_int8> &it) {
     constexpr const field_descriptor &field = D.fields[I];
-    u_int8 *value = place.instance + field.offset;
+    u_int8 *value = it.instance + field.offset;
     for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
         if constexpr (tracked || has_variants(*field.structure)) {
-            in = read_varied<*field.structure, tracked>(call, in, value);
+            in = decode_versioned<*field.structure, tracked>(call, in, value);
             if (in == nullptr) {
                 return false;
             }
         } else {
-            if (!is_newest_encoding<*field.structure>(in)) {
+            if (!is_latest_encoding<*field.structure>(in)) {
                 return false;
             }
             load_instance<*field.structure, headers::all>(in, value);
-            in += newest_width(*field.structure);
+            in += latest_width(*field.structure);
         }
     }
-    return holds_the_rest<D, I, tracked>(call.end - in, place.variant);
+    return holds_the_rest<D, I, tracked>(call.end - in, it.variant);
 }
 
 template <const structure_descriptor &D, u_int32 I, bool tracked>
-PTP_CFG_INLINE bool read_varied_field(const varied_call &call, const u_int8 *&in, const varied_place<u_int8> &place) {
+PTP_CFG_INLINE bool decode_versioned_field(const versioned_call &call, const u_int8 *&in,
+                                           const versioned_instance<u_int8> &it) {
     constexpr const field_descriptor &field = D.fields[I];
-    if (field.since != 0 && place.variant < field.since) {
+    if (field.since != 0 && it.variant < field.since) {
         return true;
     }
-    u_int8 *value = place.instance + field.offset;
+    u_int8 *value = it.instance + field.offset;
     if constexpr (field.kind == field_kind::structure) {
-        if (!read_varied_structures<D, I, tracked>(call, in, place)) {
+        if (!decode_versioned_structures<D, I, tracked>(call, in, it)) {
             return false;
         }
     } else if constexpr (field.kind == field_kind::enumeration) {
         vela_instance_header *header = as<vela_instance_header>(value);
-        header->type_info = field.enumeration->record;
-        header->variant = cap_variant(static_cast<int8>(*in), field.enumeration->newest);
+        header->type_info = field.enumeration->type_info;
+        header->variant = cap_variant(static_cast<int8>(*in), field.enumeration->latest);
         primitive_traits<field_kind::u_int32>::load(in + 1, value_of(static_cast<void *>(value)));
         in += enumeration_wire_width;
     } else if constexpr (is_octets(field.kind)) {
@@ -247,33 +249,33 @@ PTP_CFG_INLINE bool read_varied_field(const varied_call &call, const u_int8 *&in
         }
     }
     if constexpr (tracked) {
-        memcpy(place.block + field.flag_position, in, flags_width(field));
+        memcpy(it.block + field.flag_position, in, flags_width(field));
         in += flags_width(field);
     }
     return true;
 }
 
 template <const structure_descriptor &D, bool tracked>
-[[gnu::noinline]] const u_int8 *read_varied(const varied_call &call, const u_int8 *in, u_int8 *instance) {
+[[gnu::noinline]] const u_int8 *decode_versioned(const versioned_call &call, const u_int8 *in, u_int8 *instance) {
     constexpr u_int8 expected_flags = tracked ? VELA_FLAG_TRACKED : 0;
     if (call.end - in < static_cast<ptrdiff_t>(wire_header)) {
         return nullptr;
     }
-    varied_place<u_int8> place{instance, in[0], nullptr};
-    if (place.variant > static_cast<u_int32>(D.newest) || (in[1] & wire_flags) != expected_flags ||
-        call.end - in < wire_header + fields_width_of<D, tracked, 0>(place.variant)) {
+    versioned_instance<u_int8> it{instance, in[0], nullptr};
+    if (it.variant > static_cast<u_int32>(D.latest) || (in[1] & wire_flags) != expected_flags ||
+        call.end - in < wire_header + fields_width_of<D, tracked, 0>(it.variant)) {
         return nullptr;
     }
     if constexpr (tracked) {
-        place.block = state_block(call.handle, call.mem_class, D, instance);
-        if (place.block == nullptr) {
+        it.block = state_block(call.handle, call.mem_class, D, instance);
+        if (it.block == nullptr) {
             return nullptr;
         }
     }
     const u_int8 *start = in;
     in += wire_header;
     const bool read = [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
-        return (read_varied_field<D, I, tracked>(call, in, place) && ...);
+        return (decode_versioned_field<D, I, tracked>(call, in, it) && ...);
     }
     (std::make_index_sequence<D.field_count>{});
     u_int32 jump = 0;
@@ -282,8 +284,8 @@ template <const structure_descriptor &D, bool tracked>
         return nullptr;  // a newer peer wrote more than is known here
     }
     vela_instance_header *header = as<vela_instance_header>(instance);
-    header->type_info = D.record;
-    header->variant = static_cast<int8>(place.variant);
+    header->type_info = D.type_info;
+    header->variant = static_cast<int8>(it.variant);
     header->flags |= expected_flags;
     return in;
 }

@@ -44,9 +44,9 @@ TEST_F(array_test, memory_in_and_out) {
     char out[10] = "---------";
     watch(identity.get(), 32);
     ptp_clock_identity_ptp_clk_id_set_mem(handle, test_class, identity.get(), "abcdefgh", 8, &err);
-    expect_announced(identity.get(), {{offset, 8}});
+    expect_notified(identity.get(), {{offset, 8}});
     ptp_clock_identity_ptp_clk_id_set_mem(handle, test_class, identity.get(), "XYZ", 3, &err);
-    expect_announced(identity.get(), {{offset, 3}});
+    expect_notified(identity.get(), {{offset, 3}});
     ptp_clock_identity_ptp_clk_id_set_mem(handle, test_class, identity.get(), "", 0, &err);
     for (int32 length : {9, -1, INT32_MIN, INT32_MAX}) {
         ptp_clock_identity_ptp_clk_id_set_mem(handle, test_class, identity.get(), "abcdefghi", length, &err);
@@ -71,7 +71,7 @@ TEST_F(array_test, memory_in_and_out) {
     EXPECT_EQ(ptp_clock_identity_ptp_clk_id_set_mem_cr(handle, identity.get(), "12345678", 9), u_int32{VELA_EINVAL});
     expect_chained_error(VELA_EINVAL);
     expected_class = test_class;
-    expect_announced(identity.get(), {{offset, 8}});
+    expect_notified(identity.get(), {{offset, 8}});
 }
 
 TEST_F(array_test, structure_elements_read_checked_and_written_unchecked) {
@@ -84,7 +84,7 @@ TEST_F(array_test, structure_elements_read_checked_and_written_unchecked) {
     ptp_ipv4_stream_id *element = ptp_ipv4_streams_arr_streams_get(handle, test_class, streams.get(), 127, &err);
     watch(streams.get(), 11296);
     ptp_ipv4_streams_arr_streams_set(handle, test_class, streams.get(), 127, stream.get(), &err);
-    expect_announced(streams.get(), {{distance(streams.get(), element), 88}});
+    expect_notified(streams.get(), {{distance(streams.get(), element), 88}});
     EXPECT_EQ(ptp_ipv4_stream_id_addr_get_value(handle, test_class, element, &err), 0xC0000201);
     EXPECT_EQ(distance(streams.get(), element), 11296u - 88 - 16) << "element after element, from the first on";
 
@@ -144,7 +144,7 @@ TEST_F(array_test, cleanup_after_copying_bytes_sets_every_element) {
     ptp_stream_runtime_state_arr_cnt_set_value(handle, test_class, source.get(), 10, &err);
     watch(destination.get(), 6474);
     ptp_stream_runtime_state_arr_post_copyout_cleanup(handle, test_class, destination.get(), source.get(), &err);
-    const std::vector<range> announced = take_announced(destination.get());
+    const std::vector<range> announced = take_notified(destination.get());
     EXPECT_EQ(announced.size(), 20u) << "body and block of each element";
     EXPECT_EQ(announced[1], (range{5872 + 12, 59}));
     EXPECT_EQ(announced[19], (range{5872 + 12 + 9 * 59, 59}));

@@ -33,7 +33,7 @@ TEST_F(enumeration_test, life_of_an_instance) {
     const vela_type_info &record = _ptp_clock_version_type_info_internal;
     watch_new_blocks();
     ptp_clock_version *version = ptp_clock_version_create(handle, test_class);
-    expect_announced(version, {allocated_variant_byte, variant_byte, type_pointer, flag_byte});
+    expect_notified(version, {allocated_variant_byte, variant_byte, type_pointer, flag_byte});
     expect_counted(&row(record).created);
     EXPECT_EQ(block_size(version), 16u);
     EXPECT_EQ(header(version).type_info, &record);
@@ -46,7 +46,7 @@ TEST_F(enumeration_test, life_of_an_instance) {
     EXPECT_EQ(blocks_out(), 1u);
     ptp_clock_version_destroy(handle, test_class, version);
     EXPECT_EQ(blocks_out(), 0u);
-    expect_announced(version, {}, {type_pointer});
+    expect_notified(version, {}, {type_pointer});
     expect_counted(&row(record).destroyed);
 
     ptp_clock_version_destroy(handle, test_class, nullptr);
@@ -115,7 +115,7 @@ TEST_F(enumeration_test, initialise_in_the_callers_memory) {
     const vela_type_info *record = &_ptp_clock_version_type_info_internal;
     watch(memory, sizeof memory);
     ptp_clock_version_initialize(handle, test_class, version, record, 1, 0, 0x04, nullptr, &err);
-    expect_announced(memory, {allocated_variant_byte, variant_byte, type_pointer, flag_byte});
+    expect_notified(memory, {allocated_variant_byte, variant_byte, type_pointer, flag_byte});
     EXPECT_EQ(header(memory).type_info, record);
     EXPECT_EQ(header(memory).flags, 0x44);
     EXPECT_EQ(value_of(memory), 0x40404040u);
@@ -123,7 +123,7 @@ TEST_F(enumeration_test, initialise_in_the_callers_memory) {
     memset(memory, 0x40, sizeof memory);
     watch(memory, sizeof memory);
     ptp_clock_version_initialize(handle, test_class, version, record, 0, 0, 0x04, nullptr, &err);
-    expect_announced(memory, {}, {{0, 11}});
+    expect_notified(memory, {}, {{0, 11}});
     expect_none_counted();
 
     header(memory).type_info = nullptr;
@@ -142,7 +142,7 @@ TEST_F(enumeration_test, embedded_mark) {
     owned<ptp_clock_version> version = make_version();
     watch(version.get(), 16);
     ptp_clock_version_set_instance_embedded(handle, test_class, version.get());
-    expect_announced(version.get(), {flag_byte});
+    expect_notified(version.get(), {flag_byte});
     EXPECT_EQ(header(version.get()).flags, VELA_FLAG_EMBEDDED);
     ptp_clock_version_set_instance_embedded(handle, test_class, nullptr);
     expect_trace("ptp_clock_version", BITLOG_ERROR, "Invalid object handle passed to set embedded flag", 8);
@@ -198,7 +198,7 @@ TEST_F(enumeration_test, set_value_stores_what_the_variant_has) {
     watch(version.get(), 16);
     vela_store_err(handle, 99);
     ptp_clock_version_set_value(handle, test_class, version.get(), VELA_PTP_VERSION_2, &err);
-    expect_announced(version.get(), {value_word});
+    expect_notified(version.get(), {value_word});
     expect_ok();
     ptp_clock_version_set_value(handle, test_class, version.get(), 3, &err);
     expect_epoch_error();
@@ -285,7 +285,7 @@ TEST_F(enumeration_test, set_copies_the_whole_source) {
     watch(destination.get(), 16);
 
     ptp_clock_profile_set(handle, test_class, destination.get(), source.get(), &err);
-    expect_announced(destination.get(), {whole_enumeration});
+    expect_notified(destination.get(), {whole_enumeration});
     EXPECT_EQ(memcmp(destination.get(), source.get(), 16), 0);
     EXPECT_EQ(header(destination.get()).flags, VELA_FLAG_EMBEDDED);
     EXPECT_EQ(header(destination.get()).variant, 1);

@@ -162,7 +162,7 @@ TEST_F(field_test, setters_announce_the_value_and_its_flag_in_every_type) {
                         EXPECT_EQ(byte_at(instance, flag + 1 + last), 2);
                     }
                 }
-                expect_announced(instance, wanted);
+                expect_notified(instance, wanted);
                 EXPECT_EQ(ptp_cfg_field_get_value(type, i, handle, test_class, instance, last, &err),
                           as_stored(field, value));
                 EXPECT_EQ(err, 0u);
@@ -230,7 +230,7 @@ TEST_F(field_test, setters_of_an_untracked_instance_store_and_complain) {
     ptp_clock_quality_clock_class_set_value(handle, test_class, quality.get(), 6, &err);
     expect_not_tracked("ptp_clock_quality");
     EXPECT_EQ(ptp_clock_quality_clock_class_get_value(handle, test_class, quality.get(), &err), 6);
-    EXPECT_EQ(take_announced(quality.get()).size(), 1u);
+    EXPECT_EQ(take_notified(quality.get()).size(), 1u);
 
     owned<ptp_clock_quality> tracked = make_quality();
     set_mode(VELA_STTR_OFF);
@@ -348,10 +348,10 @@ TEST_F(field_test, set_all_stores_numbers_first_and_no_flags) {
         distance(quality.get(), ptp_clock_quality_clock_class_get(handle, test_class, quality.get(), &err));
     watch(quality.get(), 43);
     ptp_clock_quality_set_all(handle, test_class, quality.get(), 248, -1, 18, &err);
-    expect_announced(quality.get(), {{clock_class, 1}, {variance, 2}, {accuracy + 12, 4}});
+    expect_notified(quality.get(), {{clock_class, 1}, {variance, 2}, {accuracy + 12, 4}});
     ptp_clock_quality_set_all(handle, test_class, quality.get(), 6, 5, 19, &err);
     expect_epoch_error();
-    expect_announced(quality.get(), {{clock_class, 1}, {variance, 2}});
+    expect_notified(quality.get(), {{clock_class, 1}, {variance, 2}});
 }
 
 }  // namespace

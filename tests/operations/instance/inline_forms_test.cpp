@@ -23,8 +23,8 @@ struct setting {
 };
 std::ostream &operator<<(std::ostream &out, const setting &it) { return out << it.name; }
 
-size_t bytes_announced = 0;
-void count_announced(void *, void *, size_t length, u_int32) { bytes_announced += length; }
+size_t bytes_notified = 0;
+void count_notified(void *, void *, size_t length, u_int32) { bytes_notified += length; }
 
 /** The exported function, behind a pointer that the compiler does not see through. */
 template <class F>
@@ -38,7 +38,7 @@ template <class T>
 struct subject {
     T *(*create)(vela_handle *, u_int32);
     u_int32 (*size)(vela_handle *);
-    int newest;
+    int latest;
 };
 constexpr subject<ptp_clock_quality> quality = {ptp_clock_quality_create, ptp_clock_quality_sizeof, 0};
 constexpr subject<ptp_clock_identity> identity = {ptp_clock_identity_create, ptp_clock_identity_sizeof, 0};
@@ -55,7 +55,7 @@ class inline_forms_test : public testing::TestWithParam<setting> {
         vela_handle_options options = {};
         options.size = sizeof options;
         options.tracking = GetParam().tracking;
-        options.pre_write = GetParam().hook ? count_announced : nullptr;
+        options.pre_write = GetParam().hook ? count_notified : nullptr;
         u_int32 err = 0;
         handle = vela_handle_create(&options, &err);
     }
@@ -79,7 +79,7 @@ class inline_forms_test : public testing::TestWithParam<setting> {
             reinterpret_cast<vela_instance_header *>(instance)->variant = static_cast<int8>(variant);
         }
         handle->last_error = {77, 1};
-        bytes_announced = 0;
+        bytes_notified = 0;
         outcome it;
         using result = decltype(access(instance, &err));
         if constexpr (std::is_void_v<result>) {
@@ -96,14 +96,14 @@ class inline_forms_test : public testing::TestWithParam<setting> {
         it.err = err;
         it.last_code = handle->last_error.code;
         it.last_epoch = handle->last_error.epoch;
-        it.announced = bytes_announced;
+        it.announced = bytes_notified;
         return it;
     }
 
     /** Compares two ways of an access, to instances of every variant and to none, with an error before it and without. */
     template <class T, class Inline, class Exported>
     void expect_same(const subject<T> &type, Inline by_form, Exported by_call) {
-        for (int variant = -1; variant <= type.newest; ++variant) {
+        for (int variant = -1; variant <= type.latest; ++variant) {
             for (u_int32 err : {0u, u_int32{VELA_EINVAL}}) {
                 const outcome form = after(type, variant, err, by_form);
                 const outcome call = after(type, variant, err, by_call);

@@ -127,7 +127,7 @@ TEST_P(lifecycle_test, create_announces_header_by_header) {
         owned<ptp_clock_quality> quality = make_quality();
         const size_t accuracy =
             distance(quality.get(), ptp_clock_quality_clock_accuracy_get(handle, test_class, quality.get(), &err));
-        expect_announced(quality.get(), header_at(0) + tracked + header_at(accuracy));
+        expect_notified(quality.get(), header_at(0) + tracked + header_at(accuracy));
         expect_counted(&row(_ptp_clock_quality_type_info_internal).created);
         expect_none_counted();  // an embedded enumeration is not counted
         EXPECT_EQ(header(quality.get()).flags, tracking == VELA_STTR_ON ? VELA_FLAG_TRACKED : 0);
@@ -140,7 +140,7 @@ TEST_P(lifecycle_test, create_places_nested_blocks_before_their_headers) {
     owned<ptp_port_identity> plain = make_port_identity();
     ptp_clock_identity *nested = ptp_port_identity_clock_identity_get(handle, test_class, plain.get(), &err);
     const size_t offset = distance(plain.get(), nested);
-    expect_announced(plain.get(), header_at(0) + header_at(offset));
+    expect_notified(plain.get(), header_at(0) + header_at(offset));
     expect_counted(&row(_ptp_port_identity_type_info_internal).created);
     expect_counted(&row(_ptp_clock_identity_type_info_internal).created);
     EXPECT_EQ(header(nested).flags, VELA_FLAG_NESTED);
@@ -149,8 +149,8 @@ TEST_P(lifecycle_test, create_places_nested_blocks_before_their_headers) {
     open(VELA_STTR_ON);
     owned<ptp_port_identity> tracked = make_port_identity();
     nested = ptp_port_identity_clock_identity_get(handle, test_class, tracked.get(), &err);
-    expect_announced(tracked.get(), header_at(0) + std::vector{flags_at(0), flags_at(offset)} + header_at(offset) +
-                                        std::vector{flags_at(offset)});
+    expect_notified(tracked.get(), header_at(0) + std::vector{flags_at(0), flags_at(offset)} + header_at(offset) +
+                                       std::vector{flags_at(offset)});
     EXPECT_EQ(header(nested).flags, VELA_FLAG_NESTED | VELA_FLAG_TRACKED | VELA_FLAG_STTR_OFFSET);
     EXPECT_EQ(velalib_get_sttr_offset(handle, test_class, nested), static_cast<int64_t>(64 + 1 - offset));
 }
@@ -176,7 +176,7 @@ TEST_P(lifecycle_test, create_touches_headers_only) {
                 EXPECT_EQ(header(nested).allocated_variant, describe(nested_type).newest_variant);
                 EXPECT_EQ(header(nested).type_info, &static_record(nested_type));
             });
-            for (const range &bytes : take_announced(instance.get())) {
+            for (const range &bytes : take_notified(instance.get())) {
                 EXPECT_TRUE(in_header[bytes.offset] && in_header[bytes.offset + bytes.length - 1]) << bytes;
             }
             for (u_int32 i = 0; i < in_header.size(); ++i) {
@@ -258,7 +258,7 @@ TEST_P(lifecycle_test, create_that_cannot_initialise_leaves_nothing) {
 
 // ---- variants and counters -----------------------------------------------------------------------------------------------
 
-TEST_P(lifecycle_test, the_domain_chooses_the_variant_up_to_the_newest) {
+TEST_P(lifecycle_test, the_domain_chooses_the_variant_up_to_the_latest) {
     const vela_type_info &record = _ptp_utc_offset_type_info_internal;
     for (const auto &[asked, given] : {std::pair{0, 0}, std::pair{1, 1}, std::pair{2, 2}, std::pair{5, 2}}) {
         const old_domain domain({{"ptp_utc_offset", static_cast<int8>(asked)}});
@@ -315,7 +315,7 @@ TEST_P(lifecycle_test, a_table_with_fewer_variants_counts_in_its_last_row) {
     ptp_utc_offset_destroy(handle, test_class, offset);
     expect_counted_after_a_trace(&row(_ptp_utc_offset_type_info_internal).destroyed);
     expect_trace("ptp_utc_offset", BITLOG_INFORMATIONAL, "variant 2 requested only 1 variants present", 7);
-    // Without a domain the table says which variant is the newest.
+    // Without a domain the table says which variant is the latest.
     offset = ptp_utc_offset_create(handle, test_class);
     EXPECT_EQ(header(offset).variant, 0);
     ptp_utc_offset_destroy(handle, test_class, offset);
@@ -359,10 +359,10 @@ TEST_P(lifecycle_test, each_nested_instance_counts_in_the_row_of_its_own_variant
     });
     EXPECT_EQ(found, 2u);
     const vela_variant_row before = row(static_record(older), 0);
-    const vela_variant_row newest = row(static_record(older), 1);
+    const vela_variant_row latest = row(static_record(older), 1);
     sets.reset();
     EXPECT_EQ(row(static_record(older), 0).destroyed, before.destroyed + found);
-    EXPECT_EQ(row(static_record(older), 1).destroyed, newest.destroyed);
+    EXPECT_EQ(row(static_record(older), 1).destroyed, latest.destroyed);
 
     // The first, one in the middle and the last of an array; also what lies in an element.
     for (u_int32 i : {0u, 61u, 127u}) {
@@ -416,7 +416,7 @@ TEST_P(lifecycle_test, initialise_in_the_callers_memory) {
     const ptp_clock_identity *nested = ptp_port_identity_clock_identity_get(handle, test_class, identity, &err);
     const size_t offset = distance(memory, nested);
     // Without hooks only the runtime announces, when it keeps the place of the nested block.
-    expect_announced(memory, {flags_at(offset)}, {{0, 11}, {offset, 10}});
+    expect_notified(memory, {flags_at(offset)}, {{0, 11}, {offset, 10}});
     EXPECT_EQ(header(memory).flags, VELA_FLAG_TRACKED | VELA_FLAG_EXTRA_DATA);
     EXPECT_EQ(header(nested).flags, VELA_FLAG_NESTED | VELA_FLAG_TRACKED | VELA_FLAG_STTR_OFFSET);
     expect_counted(&row(*record).created);
@@ -425,7 +425,7 @@ TEST_P(lifecycle_test, initialise_in_the_callers_memory) {
     // Embedded: neither it nor its nested instances are counted.
     ptp_port_identity_initialize(handle, test_class, identity, record, 1, 1, 0, nullptr, &err);
     expect_none_counted();
-    take_announced(memory);
+    take_notified(memory);
 
     err = VELA_ENOSPC;
     ptp_port_identity_initialize(handle, test_class, identity, record, 1, 0, 0xFF, nullptr, &err);
@@ -443,7 +443,7 @@ TEST_P(lifecycle_test, initialise_untracked_without_hooks_announces_nothing) {
     ptp_clock *clock = reinterpret_cast<ptp_clock *>(memory);
     watch(memory, sizeof memory);
     ptp_clock_initialize(handle, test_class, clock, &_ptp_clock_type_info_internal, 0, 1, 0, nullptr, &err);
-    expect_announced(memory, {}, {{0, 352}});
+    expect_notified(memory, {}, {{0, 352}});
     expect_none_counted();
     ptp_clock_destroy_internal(handle, test_class, clock, 0);
 }
@@ -487,8 +487,8 @@ TEST_P(lifecycle_test, embedded_mark_reaches_every_embedded_field) {
     ptp_clock_accuracy *accuracy = ptp_clock_quality_clock_accuracy_get(handle, test_class, quality, &err);
     watch(params.get(), 72);
     ptp_clock_params_set_instance_embedded(handle, test_class, params.get());
-    expect_announced(params.get(), {flags_at(distance(params.get(), accuracy)),
-                                    flags_at(distance(params.get(), quality)), flags_at(0)});
+    expect_notified(params.get(), {flags_at(distance(params.get(), accuracy)),
+                                   flags_at(distance(params.get(), quality)), flags_at(0)});
     EXPECT_EQ(header(accuracy).flags, VELA_FLAG_EMBEDDED | VELA_FLAG_NESTED);
     EXPECT_EQ(header(quality).flags, VELA_FLAG_EMBEDDED | VELA_FLAG_NESTED);
     EXPECT_EQ(header(params.get()).flags, VELA_FLAG_EMBEDDED);
@@ -559,10 +559,10 @@ TEST_P(lifecycle_test, destroy_announces_the_first_word_and_counts_nested_instan
     open(VELA_STTR_ON);
     watch_new_blocks();
     ptp_port_identity *identity = ptp_port_identity_create(handle, test_class);
-    take_announced(identity);
+    take_notified(identity);
     forget_counted();
     ptp_port_identity_destroy(handle, test_class, identity);
-    expect_announced(identity, {{0, 8}});
+    expect_notified(identity, {{0, 8}});
     expect_counted(&row(_ptp_clock_identity_type_info_internal).destroyed);
     expect_counted(&row(_ptp_port_identity_type_info_internal).destroyed);
 
@@ -681,8 +681,8 @@ TEST_P(lifecycle_test, chained_copies) {
     expect_ok();
     // Of the values only that of the enumeration is announced, once it is stored.
     const size_t accuracy = distance(copy, ptp_clock_quality_clock_accuracy_get(handle, chained_class, copy, &err));
-    expect_announced(copy, header_at(0) + header_at(accuracy) + std::vector<range>{{accuracy + 12, 4}},
-                     {{11, accuracy - 11}, {accuracy + 12, 4}});
+    expect_notified(copy, header_at(0) + header_at(accuracy) + std::vector<range>{{accuracy + 12, 4}},
+                    {{11, accuracy - 11}, {accuracy + 12, 4}});
     vela_store_err(handle, 99);
     ptp_clock_quality_copy_cr(handle, quality, copy);
     expect_ok();
@@ -744,7 +744,7 @@ TEST_P(lifecycle_test, a_chain_goes_on_with_the_static_instance) {
 
     EXPECT_EQ(blocks_out(), 0u);
     expect_none_counted();
-    EXPECT_EQ(announced_elsewhere, 0u);
+    EXPECT_EQ(notified_elsewhere, 0u);
     EXPECT_EQ(handle->chained_err, u_int32{VELA_ENOMEM});
     for (u_int32 i = 0; i < 288; ++i) {
         EXPECT_EQ(byte_at(port, i), 0) << i;

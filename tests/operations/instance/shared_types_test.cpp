@@ -35,11 +35,11 @@ class workshop {
                 return err != 0 ? err : make_handle();
             case command::create:
                 clocks_.push_back(ptp_clock_create(handle_, mem_class));
-                return clocks_.back() == nullptr || !announced_ ? VELA_EINVAL : 0;
+                return clocks_.back() == nullptr || !notified_ ? VELA_EINVAL : 0;
             case command::destroy:
                 ptp_clock_destroy(handle_, mem_class, clocks_.back());
                 clocks_.pop_back();
-                return announced_ ? 0 : VELA_EINVAL;
+                return notified_ ? 0 : VELA_EINVAL;
             case command::address:
                 return reinterpret_cast<uintptr_t>(header(clocks_.back()).type_info);
         }
@@ -51,7 +51,7 @@ class workshop {
     static void before_count(void *cookie, void *counter, size_t length, u_int32) {
         const char *place = static_cast<char *>(counter);
         const char *first = static_cast<char *>(agreed);
-        static_cast<workshop *>(cookie)->announced_ = place >= first && place < first + room && length == 1;
+        static_cast<workshop *>(cookie)->notified_ = place >= first && place < first + room && length == 1;
     }
     u_int32 make_handle() {
         vela_handle_options options = {};
@@ -68,7 +68,7 @@ class workshop {
     vela_shared_types *types_ = nullptr;
     vela_handle *handle_ = nullptr;
     std::vector<ptp_clock *> clocks_;
-    bool announced_ = false;
+    bool notified_ = false;
 };
 
 /** A process with a workshop of its own. */

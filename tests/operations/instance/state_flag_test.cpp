@@ -177,7 +177,7 @@ TEST_F(state_flag_test, a_flag_takes_any_byte) {
     watch(quality.get(), 43);
     for (u_int8 flag : {u_int8{255}, u_int8{0}, u_int8{1}}) {
         ptp_clock_quality_offset_scaled_log_var_state_flag_set(handle, test_class, quality.get(), flag, &err);
-        expect_announced(quality.get(), {{41, 1}});
+        expect_notified(quality.get(), {{41, 1}});
         EXPECT_EQ(ptp_clock_quality_offset_scaled_log_var_state_flag_get(handle, test_class, quality.get(), &err),
                   flag);
     }
@@ -234,7 +234,7 @@ TEST_F(state_flag_test, who_may_not_read_or_write_flags) {
     ptp_clock_identity_ptp_clk_id_state_flag_whole_set(handle, test_class, identity, 3, &err);
     EXPECT_EQ(ptp_clock_identity_ptp_clk_id_state_flag_whole_get(handle, test_class, identity, &err), 3);
     identity = untracked.get();
-    expect_announced(tracked.get(), {{32, 1}});
+    expect_notified(tracked.get(), {{32, 1}});
     each([&](bool reading) { expect_untracked("ptp_clock_identity", reading); });
     handle->sttr_record = record;
     set_mode(VELA_STTR_ON);
@@ -244,13 +244,13 @@ TEST_F(state_flag_test, one_byte_for_all) {
     owned<ptp_clock_quality> quality = make_quality();
     watch(quality.get(), 43);
     ptp_clock_quality_set_all_state_tracking_flag(handle, test_class, quality.get(), 5);
-    expect_announced(quality.get(), {}, {{40, 3}});
+    expect_notified(quality.get(), {}, {{40, 3}});
     EXPECT_EQ(bytes(quality.get(), 40, 3), (byte_list{5, 5, 5}));
 
     owned<ptp_ipv4_streams_arr> streams = make_streams();
     watch(streams.get(), 12321);
     ptp_ipv4_streams_arr_set_all_state_tracking_flag(handle, test_class, streams.get(), 6);
-    expect_announced(streams.get(), {}, {{11296, 1025}});
+    expect_notified(streams.get(), {}, {{11296, 1025}});
     EXPECT_EQ(bytes(streams.get(), 11296, 1025), byte_list(1025, 6));
 
     // A nested instance: its own part of its parent's block.
@@ -277,7 +277,7 @@ TEST_F(state_flag_test, the_list_is_written_one_byte_before_it_is_read) {
     const u_int8 list[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     watch(identity.get(), 41);
     ptp_clock_identity_ptp_clk_id_state_flag_set_arr(handle, test_class, identity.get(), list, 8, &err);
-    expect_announced(identity.get(), {}, {{32, 8}});
+    expect_notified(identity.get(), {}, {{32, 8}});
     EXPECT_EQ(bytes(identity.get(), 32, 9), (byte_list{1, 2, 3, 4, 5, 6, 7, 8, 99}));
     u_int8 *flags = nullptr;
     ptp_clock_identity_ptp_clk_id_state_flag_get_arr(handle, test_class, identity.get(), &flags, &err);
@@ -321,11 +321,11 @@ TEST_F(state_flag_test, element_flags_end_at_the_capacity) {
     const ptp_cfg_type *type = type_named("ptp_clock_identity");
     ptp_cfg_field_state_flag_set(type, 0, handle, test_class, identity.get(), 0xFFFFFFFF, 5, &err);
     EXPECT_EQ(ptp_cfg_field_state_flag_get(type, 0, handle, test_class, identity.get(), 0xFFFFFFFF, &err), 5);
-    expect_announced(identity.get(), {{32, 1}});
+    expect_notified(identity.get(), {{32, 1}});
     ptp_clock_identity_ptp_clk_id_state_flag_set(handle, test_class, identity.get(), 7, 1, &err);
-    expect_announced(identity.get(), {{40, 1}});
+    expect_notified(identity.get(), {{40, 1}});
     ptp_clock_identity_ptp_clk_id_state_flag_whole_set(handle, test_class, identity.get(), 1, &err);
-    expect_announced(identity.get(), {{32, 1}});
+    expect_notified(identity.get(), {{32, 1}});
 }
 
 TEST_F(state_flag_test, set_mem_marks_the_whole_only) {
@@ -334,7 +334,7 @@ TEST_F(state_flag_test, set_mem_marks_the_whole_only) {
         distance(identity.get(), ptp_clock_identity_ptp_clk_id_get(handle, test_class, identity.get(), 0, &err));
     watch(identity.get(), 41);
     ptp_clock_identity_ptp_clk_id_set_mem(handle, test_class, identity.get(), "abc", 3, &err);
-    expect_announced(identity.get(), {{offset, 3}, {32, 1}});
+    expect_notified(identity.get(), {{offset, 3}, {32, 1}});
     EXPECT_EQ(bytes(identity.get(), 32, 9), (byte_list{2, 0, 0, 0, 0, 0, 0, 0, 0}));
 
     set_mode(VELA_STTR_OFF);
@@ -354,7 +354,7 @@ TEST_F(state_flag_test, setting_an_element_copies_its_flags_and_marks_it) {
     watch(streams.get(), 12321);
     ptp_ipv4_streams_arr_streams_set(handle, test_class, streams.get(), 5, stream.get(), &err);
     const size_t block = 11296 + 129 + 5 * 7;
-    expect_announced(streams.get(), {{offset, 88}, {block, 7}, {11296, 1}, {11296 + 1 + 5, 1}});
+    expect_notified(streams.get(), {{offset, 88}, {block, 7}, {11296, 1}, {11296 + 1 + 5, 1}});
     EXPECT_EQ(bytes(streams.get(), block, 7), (byte_list{2, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(byte_at(streams.get(), 11296), 2);
     EXPECT_EQ(byte_at(streams.get(), 11296 + 6), 2);

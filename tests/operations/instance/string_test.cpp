@@ -65,10 +65,10 @@ TEST_F(string_test, set_announces_pointer_length_and_flag) {
     set_name(port.get(), "uplink");
     // 21 flags lie before: one for each field before it but the length companion.
     const size_t flag = 288 + 19 + 7;
-    expect_announced(port.get(), {{pointer_after(length), 8}, {length, 1}, {flag, 1}});
+    expect_notified(port.get(), {{pointer_after(length), 8}, {length, 1}, {flag, 1}});
     EXPECT_EQ(ptp_port_port_name_state_flag_get(handle, test_class, port.get(), &err), 2);
     ptp_port_port_name_state_flag_set(handle, test_class, port.get(), 7, &err);
-    expect_announced(port.get(), {{flag, 1}});
+    expect_notified(port.get(), {{flag, 1}});
     EXPECT_EQ(ptp_port_port_name_state_flag_get(handle, test_class, port.get(), &err), 7);
 }
 
@@ -110,7 +110,7 @@ TEST_F(string_test, whole_set_gives_the_destination_its_own_characters) {
     set_name(destination.get(), "the old name");
     watch(destination.get(), 288);
     ptp_port_set(handle, test_class, destination.get(), source.get(), &err);
-    expect_announced(destination.get(), {{0, 288}});
+    expect_notified(destination.get(), {{0, 288}});
     EXPECT_EQ(name_of(destination.get()), "source");
     EXPECT_NE(ptp_port_port_name_get(handle, test_class, destination.get(), &err),
               ptp_port_port_name_get(handle, test_class, source.get(), &err));
@@ -142,7 +142,7 @@ TEST_F(string_test, cleanup_after_copying_bytes) {
     watch(memory, sizeof memory);
     ptp_port_post_copyout_cleanup(handle, test_class, copy);
     const size_t length = length_offset(copy);
-    expect_announced(memory, {{pointer_after(length), 8}});
+    expect_notified(memory, {{pointer_after(length), 8}});
     EXPECT_EQ(name_of(copy), "uplink");
     EXPECT_NE(ptp_port_port_name_get(handle, test_class, copy, &err),
               ptp_port_port_name_get(handle, test_class, source.get(), &err));
@@ -153,7 +153,7 @@ TEST_F(string_test, cleanup_after_copying_bytes) {
     watch(memory, sizeof memory);
     fail_allocation(1);
     ptp_port_post_copyout_cleanup(handle, test_class, copy);
-    expect_announced(memory, {{length, 1}, {pointer_after(length), 8}});
+    expect_notified(memory, {{length, 1}, {pointer_after(length), 8}});
     EXPECT_EQ(handle->last_error.code, u_int32{VELA_ENOMEM});
     vela_clear_last_error(handle);
     EXPECT_EQ(name_of(copy), "");

@@ -47,7 +47,7 @@ TEST_F(whole_set_test, copies_the_body) {
         header(destination.get()).flags = VELA_FLAG_STTR_OFFSET;
         watch(destination.get(), 40);
         ptp_clock_quality_set(handle, test_class, destination.get(), source.get(), &err);
-        expect_announced(destination.get(), {{0, 40}});
+        expect_notified(destination.get(), {{0, 40}});
         EXPECT_EQ(ptp_clock_quality_compare(destination.get(), source.get()), 0);
         EXPECT_EQ(header(destination.get()).flags, VELA_FLAG_EMBEDDED | VELA_FLAG_STTR_OFFSET);
         ptp_clock_quality_set(handle, test_class, destination.get(), destination.get(), &err);
@@ -74,7 +74,7 @@ TEST_F(whole_set_test, copies_the_state_flags_to_where_the_destination_keeps_the
     watch(owner.get(), 75);
     ptp_port_identity_clock_identity_set(handle, test_class, owner.get(), source.get(), &err);
     const size_t offset = distance(owner.get(), nested);
-    expect_announced(owner.get(), {{offset, 32}, {64 + 1, 9}, {64, 1}});
+    expect_notified(owner.get(), {{offset, 32}, {64 + 1, 9}, {64, 1}});
     EXPECT_EQ(header(nested).flags, VELA_FLAG_NESTED | VELA_FLAG_TRACKED | VELA_FLAG_STTR_OFFSET);
     EXPECT_EQ(memcmp(&byte_at(owner.get(), 65), &byte_at(source.get(), 32), 9), 0);
     EXPECT_EQ(byte_at(owner.get(), 64), 2);
@@ -99,7 +99,7 @@ TEST_F(whole_set_test, between_tracked_and_untracked) {
     watch(tracked.get(), 43);
     ptp_clock_quality_set(handle, test_class, tracked.get(), untracked.get(), &err);
     expect_not_tracked("ptp_clock_quality");
-    expect_announced(tracked.get(), {{0, 40}});
+    expect_notified(tracked.get(), {{0, 40}});
     EXPECT_EQ(ptp_clock_quality_compare(tracked.get(), untracked.get()), 0);
     EXPECT_EQ(byte_at(tracked.get(), 42), 5);
 
@@ -110,7 +110,7 @@ TEST_F(whole_set_test, between_tracked_and_untracked) {
     expect_not_tracked("ptp_clock_quality");
     EXPECT_EQ(header(untracked.get()).flags, 0);
     EXPECT_EQ(ptp_clock_quality_compare(untracked.get(), source.get()), 0);
-    expect_announced(untracked.get(), {{0, 40}});
+    expect_notified(untracked.get(), {{0, 40}});
 }
 
 // ---- what stays with the memory ----------------------------------------------------------------------------------------
@@ -168,8 +168,8 @@ TEST_F(whole_set_test, a_refused_copy_leaves_an_instance_that_can_be_used) {
     // Its nested block is where it was; an encoding can still be read into it.
     watch(tracked.get(), 75);
     ptp_clock_identity_ptp_clk_id_set_value(handle, test_class, nested_in(tracked.get()), 7, 1, &err);
-    expect_announced(tracked.get(),
-                     {{distance(tracked.get(), nested_in(tracked.get())) + 11 + 7, 1}, {65, 1}, {65 + 8, 1}});
+    expect_notified(tracked.get(),
+                    {{distance(tracked.get(), nested_in(tracked.get())) + 11 + 7, 1}, {65, 1}, {65 + 8, 1}});
     u_int8 bytes[64] = {};
     const u_int32 length = ptp_port_identity_marshal(handle, test_class, bytes, tracked.get(), sizeof bytes - 1, &err);
     EXPECT_EQ(
@@ -182,7 +182,7 @@ TEST_F(whole_set_test, a_refused_copy_leaves_an_instance_that_can_be_used) {
     expect_not_tracked("ptp_port_identity");
     ptp_clock_identity_ptp_clk_id_set_mem(handle, test_class, nested_in(untracked.get()), "abcdefgh", 8, &err);
     expect_not_tracked("ptp_clock_identity");
-    expect_announced(untracked.get(), {{0, 64}, {distance(untracked.get(), nested_in(untracked.get())) + 11, 8}});
+    expect_notified(untracked.get(), {{0, 64}, {distance(untracked.get(), nested_in(untracked.get())) + 11, 8}});
 }
 
 TEST_F(whole_set_test, fields_and_elements_stay_in_their_parent) {

@@ -71,7 +71,7 @@ TEST_F(Message, CreateAnnouncesSlotsHeaderAndFlags) {
         if (mode == VELA_STTR_ON) {
             wanted.insert(wanted.end(), {{10, 1}, {19, 1}});
         }
-        expect_announced(one.get(), wanted);
+        expect_notified(one.get(), wanted);
         expect_counted(&_ptp_port_delete_type_info_internal.variant_table->rows[0].created);
         expect_counted(created);
         EXPECT_EQ(block_size(one.get()), 40u);
@@ -110,18 +110,18 @@ TEST_F(Message, DestroyReturnsWhatItHoldsAndIgnoresWhatIsNone) {
 TEST_F(Message, DestroyAnnouncesTheSlotsThatItEmpties) {
     watch_new_blocks();
     auto *two = ptp_port_data_set_info_message_create(handle, test_class);
-    take_announced(two);
+    take_notified(two);
     forget_counted();
     ptp_port_data_set_info_message_destroy(handle, test_class, two);
-    expect_announced(two, {{32, 8}, {40, 8}}, {{0, 8}});  // the type pointer goes unannounced
+    expect_notified(two, {{32, 8}, {40, 8}}, {{0, 8}});  // the type pointer goes unannounced
     EXPECT_EQ(counters.back().counter,
               &_ptp_port_data_set_info_message_type_info_internal.variant_table->rows[0].destroyed)
         << "payloads go first";
 
     auto *shallow = ptp_port_data_set_info_message_create_shallow(handle, test_class);
-    take_announced(shallow);
+    take_notified(shallow);
     ptp_port_data_set_info_message_destroy(handle, test_class, shallow);
-    expect_announced(shallow, {}, {{0, 8}});
+    expect_notified(shallow, {}, {{0, 8}});
 }
 
 TEST_F(Message, DestroyEmptiesEachSlotWhenItsPayloadIsGone) {
@@ -233,10 +233,10 @@ TEST_F(Message, AccessorsLendHandOverAndTake) {
             ptp_port_delete_destroy);
     EXPECT_EQ(detached.get(), first);
     EXPECT_EQ(get(), nullptr);
-    expect_announced(one.get(), {{32, 8}});
+    expect_notified(one.get(), {{32, 8}});
 
     ptp_port_delete_cmd_message_ptp_port_delete_set(handle, test_class, one.get(), second.get(), &err);
-    expect_announced(one.get(), {{32, 8}});
+    expect_notified(one.get(), {{32, 8}});
     ptp_port_delete_cmd_message_ptp_port_delete_set(handle, test_class, one.get(), third.release(), &err);
     EXPECT_EQ(blocks_out(), 5u) << "the second payload is still its owner's";
 
@@ -316,7 +316,7 @@ TEST_F(Message, BytesAreHeaderIdentityAndPayload) {
     EXPECT_EQ(ptp_port_delete_cmd_message_len_unsafe(handle, test_class, one.get()), 51u);
     watch(one.get(), 40);
     EXPECT_EQ(marshal(one.get(), 51), 51u);
-    expect_announced(one.get(), {{24, 4}, {20, 4}});
+    expect_notified(one.get(), {{24, 4}, {20, 4}});
     EXPECT_EQ(written(51), from_hex(std::string("BC FFFFFFFFFFFF 00 01020304 00000033 0000000000000000000000"
                                                 "17f2f0c6c6356e5c08961210abd5767d") +
                                     wire_payload));
@@ -332,7 +332,7 @@ TEST_F(Message, BytesAreHeaderIdentityAndPayload) {
     const auto owner = own(read, ptp_port_delete_cmd_message_destroy);
     EXPECT_EQ(octets(&byte_at(read, 12), &byte_at(read, 28)), octets(&byte_at(one.get(), 12), &byte_at(one.get(), 28)));
     EXPECT_EQ(ptp_port_delete_compare(payload(one.get()), payload(read)), 0);
-    announced_elsewhere = 0;
+    notified_elsewhere = 0;
 }
 
 TEST_F(Message, TrackingShowsInTheHeader) {

@@ -74,7 +74,7 @@ class XmlMemory : public testing::Test {
   protected:
     void SetUp() override {
 #ifdef PTP_CFG_EXPORTED_RUNTIME
-        GTEST_SKIP() << "such a library reads plainly, and answers for its runtime's memory only where it asks";
+        GTEST_SKIP() << "such a library reads directly, and answers for its runtime's memory only where it asks";
 #endif
         old_allocate = pugi::get_memory_allocation_function();
         old_free = pugi::get_memory_deallocation_function();

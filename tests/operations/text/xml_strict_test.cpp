@@ -25,7 +25,7 @@ class XmlStrict : public testing::Test {
   protected:
     void SetUp() override {
 #ifdef PTP_CFG_EXPORTED_RUNTIME
-        GTEST_SKIP() << "such a library reads plainly";
+        GTEST_SKIP() << "such a library reads directly";
 #endif
     }
     document parse(const std::string &text, u_int32 rules) {

@@ -268,7 +268,7 @@ TEST_F(Xml, ReadingAnnouncesValuesButNotThoseOfEnumerations) {
         "<q><clock_class>1</clock_class><offset_scaled_log_var>2</offset_scaled_log_var>"
         "<clock_accuracy><VELA_PTP_CLOCK_ACCURACY_UNKNOWN/></clock_accuracy></q>",
         quality.get());
-    expect_announced(quality.get(), {{11, 1}, {variance, 2}}, {{accuracy, 1}});
+    expect_notified(quality.get(), {{11, 1}, {variance, 2}}, {{accuracy, 1}});
 }
 
 TEST_F(Xml, MalformedValuesAreNamed) {

@@ -262,7 +262,7 @@ TEST(SweepOfBytes, EncodingsThatANewerPeerMadeLongerAreRead) {
 
 TEST(SweepOfBytes, OldAndNewPeersUnderstandEachOther) {
     velalib_suppress_messages_set(1);  // what cannot be said to an old peer is expected here
-    const test_handle newest;
+    const test_handle latest;
     for (const int8 level : {int8{0}, int8{1}}) {
         const level_domain domain(level);
         const test_handle old({.domain = domain.get()});
@@ -273,19 +273,19 @@ TEST(SweepOfBytes, OldAndNewPeersUnderstandEachOther) {
                 const auto sent = type.create(old);
                 fill(type, old, sent.get(), filling::random);
                 const octets bytes = type.marshal(old, sent.get());
-                const auto read = type.unmarshal(newest, bytes);
-                EXPECT_EQ(type.marshal(newest, read.get()), bytes);
+                const auto read = type.unmarshal(latest, bytes);
+                EXPECT_EQ(type.marshal(latest, read.get()), bytes);
 
                 // From new to old: written at the old variant, with an error where that left something out.
-                const auto fresh = type.create(newest);
-                fill(type, newest, fresh.get(), filling::random);
-                const octets whole = type.marshal(newest, fresh.get());
-                vela_handle_set_domain(newest, domain.get());
+                const auto fresh = type.create(latest);
+                fill(type, latest, fresh.get(), filling::random);
+                const octets whole = type.marshal(latest, fresh.get());
+                vela_handle_set_domain(latest, domain.get());
                 octets older(whole.size());
                 u_int32 err = 0;
-                older.resize(type.operations->marshal(newest, mem_class, older.data(), fresh.get(),
+                older.resize(type.operations->marshal(latest, mem_class, older.data(), fresh.get(),
                                                       static_cast<u_int32>(older.size()), &err));
-                vela_handle_set_domain(newest, nullptr);
+                vela_handle_set_domain(latest, nullptr);
                 if (err == 0) {
                     EXPECT_EQ(older, whole);
                 } else {

@@ -1,5 +1,5 @@
 // Encodings have three implementations: one for the common case, one for older variants and tracked records, and an
-// exact one for everything. They must not differ.
+// reference one for everything. They must not differ.
 
 #include <algorithm>
 #include <cstring>
@@ -25,7 +25,7 @@ std::ostream &operator<<(std::ostream &out, const outcome &it) {
     return out << it.count << " bytes, error " << it.err << ", last error " << it.last_error;
 }
 
-/** What keeps records off the fast path in practice. */
+/** What keeps records off the unrolled path in practice. */
 struct setting {
     u_int32 tracking;
     bool older_peer;  // a domain where every other type that has variants is at its first
@@ -36,14 +36,15 @@ std::ostream &operator<<(std::ostream &out, const setting &it) {
 constexpr setting settings[] = {
     {0, false}, {VELA_STTR_OFF, false}, {VELA_STTR_ON, false}, {0, true}, {VELA_STTR_ON, true}};
 
-/** Two handles: one that may take any path, one that a hook and a domain keep on the exact one. */
+/** Two handles: one that may take any path, one that a hook and a domain keep on the reference one. */
 class path_pair {
   public:
     explicit path_pair(setting how)
         : domain_({{"no such type", 0}}),
           quick({.tracking = how.tracking,
                  .domain = how.older_peer ? static_cast<const vela_domain *>(domain_) : nullptr}),
-          exact({.tracking = how.tracking, .domain = domain_, .pre_write = [](void *, void *, size_t, u_int32) {}}) {
+          reference(
+              {.tracking = how.tracking, .domain = domain_, .pre_write = [](void *, void *, size_t, u_int32) {}}) {
         bool every_other = how.older_peer;
         for (const ptp_cfg_type_kind kind : {PTP_CFG_STRUCTURE, PTP_CFG_ENUMERATION}) {
             for (const record_type &type : record_types(kind)) {
@@ -58,12 +59,12 @@ class path_pair {
     old_domain domain_;
 
   public:
-    test_handle quick, exact;
+    test_handle quick, reference;
 };
 
 #ifdef PTP_CFG_COUNT_PATHS
-u_int64 runs(vela_handle *handle, bool exact) {
-    return exact ? handle->wire_paths[1] : handle->wire_paths[0] + handle->wire_paths[2];
+u_int64 runs(vela_handle *handle, bool reference) {
+    return reference ? handle->wire_paths[1] : handle->wire_paths[0] + handle->wire_paths[2];
 }
 #endif
 
@@ -117,7 +118,7 @@ class WirePaths : public testing::Test {
   protected:
     void SetUp() override {
 #ifdef PTP_CFG_EXPORTED_RUNTIME
-        GTEST_SKIP() << "a library for another runtime has the exact path alone";
+        GTEST_SKIP() << "a library for another runtime has the reference path alone";
 #endif
     }
 };
@@ -191,38 +192,39 @@ TEST_F(WirePaths, AgreeOnSoundInstancesInAnyRoom) {
     std::mt19937 random(1);
     for_each_setting([&](const record_type &type, const setting &, path_pair &pair) {
         const auto a = type.create(pair.quick);
-        const auto b = type.create(pair.exact);
+        const auto b = type.create(pair.reference);
         for (u_int64 seed = 1; seed <= 4; ++seed) {
             fill(type, pair.quick, a.get(), filling::random, seed);
-            fill(type, pair.exact, b.get(), filling::random, seed);
+            fill(type, pair.reference, b.get(), filling::random, seed);
             const octets bytes = type.marshal(pair.quick, a.get());
-            ASSERT_EQ(bytes, type.marshal(pair.exact, b.get()));
+            ASSERT_EQ(bytes, type.marshal(pair.reference, b.get()));
             const u_int32 len = static_cast<u_int32>(bytes.size());
             for (const u_int32 room :
                  {0u, 1u, 5u, len - 1, len, len + 1, u_int32{static_cast<u_int32>(random()) % len}}) {
-                ASSERT_EQ(marshal(type, pair.quick, a.get(), room), marshal(type, pair.exact, b.get(), room)) << room;
+                ASSERT_EQ(marshal(type, pair.quick, a.get(), room), marshal(type, pair.reference, b.get(), room))
+                    << room;
             }
-            ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.exact, bytes));
+            ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.reference, bytes));
         }
 #ifdef PTP_CFG_COUNT_PATHS
         EXPECT_EQ(runs(pair.quick, false) != 0, !type.has_text());
-        EXPECT_EQ(runs(pair.exact, false), 0u);
+        EXPECT_EQ(runs(pair.reference, false), 0u);
 #endif
     });
 }
 
 TEST_F(WirePaths, AgreeOnOddHeaders) {
-    // A header anywhere in an instance that is not at its newest variant, or that carries extra data.
+    // A header anywhere in an instance that is not at its latest variant, or that carries extra data.
     std::mt19937 random(2);
     for_each_setting([&](const record_type &type, const setting &, path_pair &pair) {
         // One for each handle, which keeps the places of its tracked instances' flags.
         const auto a = type.create(pair.quick);
-        const auto b = type.create(pair.exact);
+        const auto b = type.create(pair.reference);
         std::vector<vela_instance_header *> headers[2];
         fill(type, pair.quick, a.get(), filling::random);
-        fill(type, pair.exact, b.get(), filling::random);
+        fill(type, pair.reference, b.get(), filling::random);
         collect_headers(type, pair.quick, a.get(), headers[0]);
-        collect_headers(type, pair.exact, b.get(), headers[1]);
+        collect_headers(type, pair.reference, b.get(), headers[1]);
         const octets sound = type.marshal(pair.quick, a.get());
         for (int round = 0; round < 30; ++round) {
             const size_t odd = random() % headers[0].size();
@@ -234,7 +236,7 @@ TEST_F(WirePaths, AgreeOnOddHeaders) {
                 of_handle[odd]->flags = static_cast<u_int8>(before.flags | (other_variant ? 0 : VELA_FLAG_EXTRA_DATA));
             }
             const u_int32 room = static_cast<u_int32>(sound.size()) + random() % 20;
-            const outcome expected = marshal(type, pair.exact, b.get(), room);
+            const outcome expected = marshal(type, pair.reference, b.get(), room);
             ASSERT_EQ(marshal(type, pair.quick, a.get(), room), expected);
             for (const auto &of_handle : headers) {
                 of_handle[odd]->variant = before.variant;
@@ -242,7 +244,7 @@ TEST_F(WirePaths, AgreeOnOddHeaders) {
             }
             if (expected.err == 0) {
                 const octets bytes(expected.memory.begin(), expected.memory.begin() + expected.count);
-                ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.exact, bytes));
+                ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.reference, bytes));
             }
         }
     });
@@ -255,8 +257,8 @@ TEST_F(WirePaths, AgreeOnWhatBecomesOfAnInstanceThatIsReadOver) {
         const octets bytes = type.marshal(pair.quick, source.get());
         for (u_int32 seed = 1; seed <= 12; ++seed) {
             octets left[2];
-            for (const bool exact : {false, true}) {
-                vela_handle *handle = exact ? pair.exact : pair.quick;
+            for (const bool reference : {false, true}) {
+                vela_handle *handle = reference ? pair.reference : pair.quick;
                 const auto instance = type.create(handle);
                 fill(type, handle, instance.get(), filling::random, seed);
                 std::mt19937 random(seed);
@@ -265,7 +267,7 @@ TEST_F(WirePaths, AgreeOnWhatBecomesOfAnInstanceThatIsReadOver) {
                 type.operations->unmarshal(handle, mem_class, bytes.data(), instance.get(),
                                            static_cast<u_int32>(bytes.size()), &err);
                 EXPECT_EQ(err, 0u);
-                left[exact ? 1 : 0] = memory_of(type, handle, instance.get());
+                left[reference ? 1 : 0] = memory_of(type, handle, instance.get());
             }
             ASSERT_EQ(left[0], left[1]) << seed;
         }
@@ -286,7 +288,7 @@ TEST_F(WirePaths, AgreeOnDamagedBytes) {
                 bytes[at] = static_cast<u_int8>(random() % 2 == 0 ? random() : 0xFF << random() % 8);
             }
             bytes.resize(bytes.size() - (random() % 4 == 0 ? random() % bytes.size() : 0));
-            ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.exact, bytes));
+            ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.reference, bytes));
         }
     });
 }
@@ -303,7 +305,7 @@ TEST(WireJumps, TheOutermostLeadsToTheEndWhateverIsDamagedInside) {
             for (u_int32 damages = 1 + random() % 3; damages > 0; --damages) {
                 bytes[6 + random() % (bytes.size() - 6)] = static_cast<u_int8>(0xFF << random() % 8);
             }
-            const outcome expected = unmarshal(type, pair.exact, bytes);
+            const outcome expected = unmarshal(type, pair.reference, bytes);
             ASSERT_EQ(expected.count, bytes.size()) << "error " << expected.err;
             ASSERT_EQ(unmarshal(type, pair.quick, bytes), expected);
             errors += expected.err != 0 ? 1 : 0;
@@ -323,7 +325,7 @@ TEST_F(WirePaths, AgreeOnBytesOfOtherReleasesAndModes) {
             const auto instance = type.create(writers.quick);
             fill(type, writers.quick, instance.get(), filling::random);
             const octets bytes = type.marshal(writers.quick, instance.get());
-            ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.exact, bytes)) << writer;
+            ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.reference, bytes)) << writer;
         });
     }
 }

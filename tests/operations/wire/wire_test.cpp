@@ -242,7 +242,7 @@ TEST_F(WirePeers, JumpOfANewerPeerIsFollowed) {
     EXPECT_EQ(read_quality(handle, from_hex("01 00 0000000F 22 0005 00 00000003 AABBCC"), quality.get(), &err), 17u);
     expect_trace("ptp_clock_quality", BITLOG_DEBUG, "offset_jump read_len 14 offset_jump_base 2 _vela_variant_jump 15");
     expect_quality(handle, quality.get(), 0x22, 5, 3);
-    EXPECT_EQ(header(quality.get()).variant, 0) << "a variant above the newest is the newest";
+    EXPECT_EQ(header(quality.get()).variant, 0) << "a variant above the latest is the latest";
 }
 
 TEST_F(WirePeers, ShortJumpsDoNothing) {
@@ -342,7 +342,7 @@ TEST(WireTracking, InstancesCreatedUntrackedSendZeroFlags) {
               from_hex("00 08 0000000F  11 00  FFFE 00  00 00000006 00"));
 
     // Of an array as many as it has elements, and where the room ends fewer; whatever the buffer held before. A hook
-    // keeps the handle to the exact path.
+    // keeps the handle to the reference path.
     const octets whole = from_hex("00 08 00000015  00000000 00000000  00  00000000 00000000");
     for (const vela_pre_write_fn hook : {vela_pre_write_fn{nullptr}, vela_pre_write_fn{ignore_write}}) {
         const test_handle writer({.tracking = VELA_STTR_OFF, .pre_write = hook});
@@ -382,7 +382,7 @@ class NewerThanTheDomain : public testing::Test {
   protected:
     NewerThanTheDomain() {
         fill(type, handle, instance.get(), filling::random);
-        newest_bytes = type.marshal(handle, instance.get());
+        latest_bytes = type.marshal(handle, instance.get());
         vela_handle_set_domain(handle, old.get());
     }
 
@@ -390,7 +390,7 @@ class NewerThanTheDomain : public testing::Test {
     level_domain old{1};
     test_handle handle;
     owned<void> instance = type.create(handle);
-    octets newest_bytes;
+    octets latest_bytes;
     octets bytes = octets(64, untouched);
     u_int32 err = 0;
 };
@@ -399,7 +399,7 @@ TEST_F(NewerThanTheDomain, IsWrittenAtTheDomainsVariantWithError43) {
     const u_int32 count = type.operations->marshal(handle, mem_class, bytes.data(), instance.get(), 64, &err);
     EXPECT_EQ(err, u_int32{VELA_EEPOCH});
     EXPECT_NE(handle->last_error.epoch, 0u);
-    octets expected(newest_bytes.begin(), newest_bytes.begin() + 6 + 2 + 4 * 2);
+    octets expected(latest_bytes.begin(), newest_bytes.begin() + 6 + 2 + 4 * 2);
     expected[0] = 1;
     expected[5] = 4 + 2 + 4 * 2;
     EXPECT_EQ(octets(bytes.begin(), bytes.begin() + count), expected);
@@ -414,7 +414,7 @@ TEST_F(NewerThanTheDomain, IsClonedInFull) {
     const u_int32 count = ptp_utc_offset_marshal_for_clone(handle, mem_class, bytes.data(),
                                                            static_cast<ptp_utc_offset *>(instance.get()), 64, &err);
     EXPECT_EQ(err, 0u);
-    EXPECT_EQ(octets(bytes.begin(), bytes.begin() + count), newest_bytes);
+    EXPECT_EQ(octets(bytes.begin(), bytes.begin() + count), latest_bytes);
 }
 
 TEST_F(NewerThanTheDomain, EnumerationsToo) {
@@ -452,7 +452,7 @@ TEST_F(WireAnnouncements, UnmarshalAnnouncesEnumerationValuesAndNothingElse) {
     watch(quality.get(), 40);
     read_quality(handle, from_hex("00 00 0000000C 22 0102 00 00000003"), quality.get(), &err);
     // The first two fields, at 11 and 12, change silently. The enumeration's value is stored, then announced and stored once more.
-    expect_announced(quality.get(), {{accuracy + 12, 4}}, {{11, 3}, {accuracy + 12, 1}});
+    expect_notified(quality.get(), {{accuracy + 12, 4}}, {{11, 3}, {accuracy + 12, 1}});
 }
 
 TEST(WireText, CutEncodingsLeaveNoTextThatIsNotThere) {

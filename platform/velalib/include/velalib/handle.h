@@ -128,7 +128,7 @@ typedef struct vela_handle {
     struct vela_bundle *bundle_open; /**< non-NULL while a bundle is being packed */
     u_int32 msg_header_word;         /**< sent in the header of every message; set by the application */
     char domain_name[64];            /**< name of the domain, for diagnostics */
-    u_int64 wire_paths[3]; /**< test builds only: structures that went the fast, the exact and the varied path */
+    u_int64 wire_paths[3]; /**< test builds only: structures that went the unrolled, the exact and the versioned path */
     /** Stands behind words of eight bytes: nearly every call clears it, in one store that should not straddle lines. */
     vela_last_error last_error;
     struct vela_runtime *runtime; /**< the runtime's own state */

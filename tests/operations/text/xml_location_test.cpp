@@ -173,10 +173,10 @@ struct tally {
 void compare_forms(const record_type &type, int8 level, tally &seen) {
     const level_domain old(level);
     const test_handle handle({.domain = old.get()});
-    const test_handle newest;
-    const auto source = type.create(newest);
-    fill(type, newest, source.get(), filling::random);
-    const std::string rendered = type.to_xml(newest, source.get());
+    const test_handle latest;
+    const auto source = type.create(latest);
+    fill(type, latest, source.get(), filling::random);
+    const std::string rendered = type.to_xml(latest, source.get());
     if (rendered.size() > 10000) {
         return;  // general expressions take too long in it
     }

@@ -1,11 +1,11 @@
-#include "operations/text/xml_place.h"
+#include "operations/text/xml_location.h"
 
 namespace ptp_cfg {
 
 // Numbers are what the library's own runtime knows beyond paths. A path of any form is searched for once, however many
 // elements it names: the parse begins at the first, and finds all else from there. So no form reads another value.
 
-xml_place::xml_place(vela_xml_document *document, const char *root, xml_path &path)
+xml_location::xml_location(vela_xml_document *document, const char *root, xml_path &path)
     : document_(document),
       path_(path),
       text_(root),
@@ -21,7 +21,7 @@ xml_place::xml_place(vela_xml_document *document, const char *root, xml_path &pa
     }
 }
 
-xml_place::xml_place(vela_xml_document *document, u_int32 number, xml_path &path)
+xml_location::xml_location(vela_xml_document *document, u_int32 number, xml_path &path)
     : document_(document),
       path_(path),
       text_(path.text()),
@@ -32,7 +32,7 @@ xml_place::xml_place(vela_xml_document *document, u_int32 number, xml_path &path
       has_number_(true),
       number_(number) {}
 
-xml_place::xml_place(xml_children &parent, const char *name, u_int32 name_length)
+xml_location::xml_location(xml_children &parent, const char *name, u_int32 name_length)
     : document_(parent.parent_.document_),
       path_(parent.parent_.path_),
       text_(path_.text()),
@@ -50,7 +50,7 @@ xml_place::xml_place(xml_children &parent, const char *name, u_int32 name_length
     }
 }
 
-void xml_place::go_to(u_int32 position) {
+void xml_location::go_to(u_int32 position) {
     char digits[13];
     size_t at = sizeof digits;
     digits[--at] = '\0';
@@ -68,7 +68,7 @@ void xml_place::go_to(u_int32 position) {
     }
 }
 
-u_int32 xml_place::look() const {
+u_int32 xml_location::look() const {
     if (has_number_) {
         return number_ != 0 ? VELA_OK : VELA_ENOENT;
     }
@@ -83,7 +83,7 @@ u_int32 xml_place::look() const {
     return result == VELA_OK && count > 0 ? VELA_OK : VELA_ENOENT;
 }
 
-const char *xml_place::path_to_read() const {
+const char *xml_location::path_to_read() const {
     if constexpr (has_own_runtime) {
         if (has_number_) {
             xml_select_element(document_, text_, number_);
@@ -92,7 +92,7 @@ const char *xml_place::path_to_read() const {
     return text_;
 }
 
-xml_children::xml_children(const xml_place &parent) : parent_(parent), fresh_(0) {
+xml_children::xml_children(const xml_location &parent) : parent_(parent), fresh_(0) {
     if constexpr (has_own_runtime) {
         if (parent.number_ != 0) {
             fresh_ = xml_first_child(parent.document_, parent.number_);

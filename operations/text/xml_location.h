@@ -1,7 +1,9 @@
 // Where a parse stands in a document.
 #pragma once
 
-#include "operations/core/support.h"
+#include <string.h>
+
+#include "operations/core/runtime.h"
 
 namespace ptp_cfg {
 
@@ -51,17 +53,17 @@ class xml_children;
  * An element that a parse looks at, which need not be there. It has a path, and with the library's own runtime also a
  * number, by which it is found at once; the rules of parsing see no difference.
  */
-class xml_place {
+class xml_location {
   public:
     /** The element that a parse begins at, found by the path that its caller gave. */
-    xml_place(vela_xml_document *document, const char *root, xml_path &path);
+    xml_location(vela_xml_document *document, const char *root, xml_path &path);
     /** An element that is known. */
-    xml_place(vela_xml_document *document, u_int32 number, xml_path &path);
-    /** A child: the first of its name. The path has its step until the place is gone. */
-    xml_place(xml_children &parent, const char *name, u_int32 name_length);
-    ~xml_place() { path_.cut(parent_length_); }
-    xml_place(const xml_place &) = delete;
-    xml_place &operator=(const xml_place &) = delete;
+    xml_location(vela_xml_document *document, u_int32 number, xml_path &path);
+    /** A child: the first of its name. The path has its step until the location is gone. */
+    xml_location(xml_children &parent, const char *name, u_int32 name_length);
+    ~xml_location() { path_.cut(parent_length_); }
+    xml_location(const xml_location &) = delete;
+    xml_location &operator=(const xml_location &) = delete;
 
     /** Goes on to the child of that position among those of its name; positions are taken in turn, from 1. */
     void go_to(u_int32 position);
@@ -91,17 +93,17 @@ class xml_place {
     u_int32 number_;  // 0: there is no such element
 };
 
-/** The children of a place's element. Each name is to be asked for once. */
+/** The children of a location's element. Each name is to be asked for once. */
 class xml_children {
   public:
-    explicit xml_children(const xml_place &parent);
+    explicit xml_children(const xml_location &parent);
     /** The name of the child when it is plain that there is exactly one; else nullptr. */
     const char *only_name() const;
 
   private:
-    friend class xml_place;
+    friend class xml_location;
 
-    const xml_place &parent_;
+    const xml_location &parent_;
     u_int32 fresh_;
 };
 

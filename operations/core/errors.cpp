@@ -1,4 +1,5 @@
-#include "operations/core/support.h"
+// Failures as the runtime is told of them, and the end of a process that must not go on.
+#include "operations/core/errors.h"
 
 #include <stdio.h>
 
@@ -8,13 +9,21 @@
 
 namespace ptp_cfg {
 
-extern vela_module module_record;  // of module/link.cpp
+extern vela_module this_module;  // of module/link.cpp
 
-static void note(vela_handle *handle, u_int32 code, const char *reason) {
+namespace {
+
+void note(vela_handle *handle, u_int32 code, const char *reason) {
     if (vela_note_failure != nullptr) {
         vela_note_failure(handle, code, reason);
     }
 }
+
+const char *operation_of(const call_name &call, const vela_handle *handle, const u_int32 *err) {
+    return call.chained != nullptr && err == &handle->chained_err ? call.chained : call.operation;
+}
+
+}  // namespace
 
 void fail(vela_handle *handle, u_int32 code, u_int32 *err, const char *reason) {
     *err = code;
@@ -27,14 +36,10 @@ void fail_epoch(vela_handle *handle, u_int32 code, u_int32 *err, const char *rea
     note(handle, code, reason);
 }
 
-static const char *operation_of(const call_name &call, const vela_handle *handle, const u_int32 *err) {
-    return call.chained != nullptr && err == &handle->chained_err ? call.chained : call.operation;
-}
-
 void name_failure(const call_name &call, vela_handle *handle, const u_int32 *err) {
     if (vela_name_failure != nullptr) {
         const vela_failed_call failed = {call.type, call.field, operation_of(call, handle, err)};
-        vela_name_failure(handle, *err, &module_record, &failed);
+        vela_name_failure(handle, *err, &this_module, &failed);
     }
 }
 
@@ -59,18 +64,6 @@ void trace_refused(const bitlog_trace_points &points, trace::entry text, const c
 void fatal(const bitlog_trace_points &points, trace::entry what) {
     emit(points, what);
     abort();
-}
-
-void count_instance(vela_handle *handle, u_int32 mem_class, const vela_type_info *record, u_int64 *counter) {
-    if (handle->pre_write_counter != nullptr) {
-        handle->pre_write_counter(handle->cookie, counter, 1, mem_class);
-    }
-    // Static records are shared by all threads of the process; a handle's copies belong to that handle's thread.
-    if (record->shared == 0) {
-        add_shared(counter, 1);
-    } else {
-        ++*counter;
-    }
 }
 
 }  // namespace ptp_cfg
