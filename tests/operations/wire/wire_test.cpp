@@ -399,7 +399,7 @@ TEST_F(NewerThanTheDomain, IsWrittenAtTheDomainsVariantWithError43) {
     const u_int32 count = type.operations->marshal(handle, mem_class, bytes.data(), instance.get(), 64, &err);
     EXPECT_EQ(err, u_int32{VELA_EEPOCH});
     EXPECT_NE(handle->last_error.epoch, 0u);
-    octets expected(latest_bytes.begin(), newest_bytes.begin() + 6 + 2 + 4 * 2);
+    octets expected(latest_bytes.begin(), latest_bytes.begin() + 6 + 2 + 4 * 2);
     expected[0] = 1;
     expected[5] = 4 + 2 + 4 * 2;
     EXPECT_EQ(octets(bytes.begin(), bytes.begin() + count), expected);
