@@ -10,6 +10,36 @@ namespace {
 /** Of the operations that record libraries take in; the others need more of the runtime than its inline part has. */
 constexpr std::string_view inline_family = "primitive";
 
+constexpr std::string_view types_text = R"(/**
+ * Primitive types that are structures.
+ *
+ * {note}
+ */
+#ifndef VELALIB_PRIMITIVE_TYPES_H
+#define VELALIB_PRIMITIVE_TYPES_H
+
+#include "velalib/types.h"
+
+{types}#endif
+)";
+
+void emit_types(const generation &input, output_set &files) {
+    std::string types;
+    for (const primitive &type : input.schema.primitives) {
+        if (type.members.empty()) {
+            continue;
+        }
+        types += "/**\n" + wrapped(capitalized(documented(type)) + ".", " * ", " * ") + " */\ntypedef struct " +
+                 type.name + " {\n";
+        for (const primitive_member &member : type.members) {
+            types += "    " + member.declaration + "; /**< " + member.doc + " */\n";
+        }
+        types += "} " + type.name + ";\n\n";
+    }
+    files.add("include/velalib/primitive_types.h",
+              fill(types_text, {{"note", generated_note("schema/primitives.toml")}, {"types", types}}));
+}
+
 void emit_public(const generation &input, output_set &files) {
     std::string text =
         "/**\n * Operations of the primitive types, one family for all of them.\n *\n"
@@ -18,7 +48,7 @@ void emit_public(const generation &input, output_set &files) {
         " */\n#ifndef VELALIB_PRIMITIVES_H\n#define VELALIB_PRIMITIVES_H\n\n"
         "#include \"velalib/runtime.h\"\n#include \"velalib/strings.h\"\n\nVELA_BEGIN_C\n\n";
     for (const primitive &type : input.schema.primitives) {
-        const std::string start = "/* ---- " + type.name + ": " + type.doc + " ";
+        const std::string start = "/* ---- " + type.name + ": " + documented(type) + " ";
         text += start + std::string(line_width - 3 - std::min(start.size(), line_width - 3), '-') + " */\n\n";
         for (const function *row : functions_of(input, type.name)) {
             text += documentation(*row) + prototype(*row, "VELA_API ", ";") + "\n\n";
@@ -34,7 +64,7 @@ constexpr std::string_view inline_text =
 
 {includes}#include "values/operations.h"
 
-/** For what is written once and repeated for each primitive: APPLY(type, kind of value, documentation). */
+/** For what is written once and repeated for each primitive: APPLY(type, kind of value, bytes on the wire, documentation). */
 #define VELA_EACH_PRIMITIVE(APPLY){rows}
 
 namespace vela_inline {
@@ -53,7 +83,8 @@ void emit_definitions(const generation &input, output_set &files) {
         note + "\n#include \"values/text.h\"\n#include \"velalib.h\"\n#include \"velalib_inline.h\"\n\n";
     for (const primitive &type : input.schema.primitives) {
         headers.insert("#include \"values/" + type.value.substr(0, type.value.find('<')) + ".h\"\n");
-        rows += " \\\n    APPLY(" + type.name + ", values::" + type.value + ", " + c_string(type.doc) + ")";
+        rows += " \\\n    APPLY(" + type.name + ", values::" + type.value + ", " + std::to_string(type.width) + ", " +
+                c_string(capitalized(type.doc)) + ")";
         for (const function *row : functions_of(input, type.name)) {
             inlined += row->family == inline_family ? definition(*row, "VELA_INLINE ") : "";
             exported += definition(*row, "extern \"C\" ");
@@ -168,6 +199,7 @@ void emit_traits(const generation &input, output_set &files) {
 }  // namespace
 
 void emit_primitives(const generation &input, output_set &files) {
+    emit_types(input, files);
     emit_public(input, files);
     emit_definitions(input, files);
     emit_traits(input, files);

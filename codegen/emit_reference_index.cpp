@@ -1,6 +1,7 @@
 #include "emit.h"
 #include "emit_reference.h"
 #include "emit_reference_markdown.h"
+#include "naming.h"
 #include "emit_reference_wire.h"
 #include "text.h"
 
@@ -85,7 +86,7 @@ std::string subject_section(const subject &file) {
 std::string primitives_section(const model &schema) {
     markdown_table table({"Name", "Meaning", "Bytes in memory", "Bytes on the wire"});
     for (const primitive &type : schema.primitives) {
-        table.row({code(type.name), prose(type.doc), std::to_string(type.size), std::to_string(type.width)});
+        table.row({code(type.name), prose(documented(type)), std::to_string(type.size), std::to_string(type.width)});
     }
     table.row(
         {code("var_string"), "text of 0 to 255 characters, counted by the field before it", "8 for a pointer", "n"});

@@ -18,6 +18,12 @@ namespace codegen {
 inline constexpr std::string_view class_names[] = {"unsigned_number", "signed_number", "boolean", "octets", "opaque"};
 enum class primitive_class { unsigned_number, signed_number, boolean, octets, opaque };
 
+/** A member of the C structure that a primitive is. */
+struct primitive_member {
+    std::string declaration;
+    std::string doc;
+};
+
 /** A primitive type of fields; its operations are the runtime's. */
 struct primitive {
     location where;
@@ -27,7 +33,9 @@ struct primitive {
     std::uint32_t alignment = 0;
     std::uint32_t width = 0;  // on the wire
     primitive_class what = primitive_class::opaque;
-    std::string value;  // the kind of value, of the folder values/
+    std::string value;                      // the kind of value, of the folder values/
+    std::string encoding;                   // what the bytes on the wire are; empty where there is one thing
+    std::vector<primitive_member> members;  // none: velalib/types.h declares it
 
     bool travels_by_value() const { return what < primitive_class::octets; }
 };

@@ -120,6 +120,10 @@ std::string documented(const field &row) {
                                   : row.doc + " (" + row.unit + ")";
 }
 
+std::string documented(const primitive &type) {
+    return type.encoding.empty() ? type.doc : type.doc + "; on the wire " + type.encoding;
+}
+
 std::string parameter_name(const field &row) {
     static const std::set<std::string> taken = {"handle", "mem_class", "instance", "err"};
     return taken.contains(row.name) || is_keyword(row.name) ? row.name + "_" : row.name;
@@ -140,7 +144,10 @@ std::string type_info_name(const std::string &type_name) { return "_" + type_nam
 std::string handler_name(const message &type) { return "ptp_cfg_" + type.type_name() + "_handler"; }
 
 placeholders primitive_placeholders(const primitive &type) {
-    return {{"type", type.name}, {"type_doc", type.doc}, {"width", std::to_string(type.width)}, {"value", type.value}};
+    return {{"type", type.name},
+            {"type_doc", documented(type)},
+            {"width", std::to_string(type.width)},
+            {"value", type.value}};
 }
 
 placeholders enumeration_placeholders(const enumeration &type) {

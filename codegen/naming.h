@@ -15,8 +15,9 @@ std::string value_type(const field &row);
 std::string storage_type(const field &row);
 /** The enumerator of field_kind. */
 std::string kind_name(const field &row);
-/** A field's text with its unit. */
+/** A field's text with its unit; a primitive's with its encoding. */
 std::string documented(const field &row);
+std::string documented(const primitive &type);
 /** A field's name as a parameter. */
 std::string parameter_name(const field &row);
 /** What get_all (with the lengths of texts) and set_all (without) take. */

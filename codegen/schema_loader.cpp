@@ -68,6 +68,12 @@ void loader::load_primitives() {
         row.what = to_class(reader.text("class"), row.where, reader.subject(), errors_);
         row.value = reader.text("value");
         row.doc = reader.text("doc");
+        row.encoding = reader.optional_text("encoding");
+        for (const toml::table *member : reader.tables("members", false)) {
+            table_reader member_reader(*member, file, reader.subject() + ", member", errors_);
+            row.members.push_back({member_reader.text("declaration"), member_reader.text("doc")});
+            member_reader.finish();
+        }
         reader.finish();
         model_.primitives.push_back(std::move(row));
     }

@@ -174,6 +174,11 @@ std::string upper(std::string text) {
     return text;
 }
 
+std::string capitalized(std::string text) {
+    text.replace(0, 1, upper(text.substr(0, 1)));
+    return text;
+}
+
 bool mentions(std::string_view text, std::string_view word) {
     for (std::size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
         const bool begins = at == 0 || !is_word(text[at - 1]);

@@ -42,6 +42,9 @@ std::string wrapped_statement(const std::string &statement, const std::string &i
 
 std::string upper(std::string text);
 
+/** A text that begins a sentence. */
+std::string capitalized(std::string text);
+
 /** Whether `word` stands in `text` as a whole identifier. */
 bool mentions(std::string_view text, std::string_view word);
 

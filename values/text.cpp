@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "values/string.h"
 #include "velalib_inline.h"
 #include "xml_characters.h"
 
@@ -49,7 +50,7 @@ struct checked_type {
     accepted_list list_accepted;
 };
 
-#define CHECKED_TYPE(type, value, doc) {#type, is_value<value>, value::list_accepted},
+#define CHECKED_TYPE(type, value, width, doc) {#type, is_value<value>, value::list_accepted},
 constexpr checked_type checked_types[] = {VELA_EACH_PRIMITIVE(CHECKED_TYPE)};
 
 }  // namespace
@@ -69,7 +70,7 @@ void refuse_text(vela_handle *handle, const xml_source &source, std::string_view
 
 u_int32 xml_check_value(const char *type_name, const char *text, char *reason, u_int32 room) {
     if (std::string_view(type_name) == "var_string") {
-        return velalib::check_string(text, reason, room);
+        return values::string::check(text, reason, room);
     }
     const std::string_view trimmed = values::trim(text);
     for (const values::checked_type &type : values::checked_types) {

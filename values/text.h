@@ -9,8 +9,8 @@ namespace values {
 
 using velalib::xml_source;
 
-/** True when a value may be written; else *err is set, unless it was. */
-inline bool is_writable(vela_handle *handle, const void *value, u_int32 *err) {
+/** True when an argument is there and nothing failed before; else *err is 22, unless it was set. */
+inline bool is_given(vela_handle *handle, const void *value, u_int32 *err) {
     if (*err == 0 && value == nullptr) {
         fail(handle, err, VELA_EINVAL);
     }
@@ -20,7 +20,7 @@ inline bool is_writable(vela_handle *handle, const void *value, u_int32 *err) {
 template <typename Value>
 u_int32 print(vela_handle *handle, char *buffer, u_int32 indent, const char *label, const char *type_name,
               const typename Value::type *value, u_int32 room, u_int32 *err) {
-    if (!is_writable(handle, value, err)) {
+    if (!is_given(handle, value, err)) {
         return 0;
     }
     bounded_text out(buffer, room);
@@ -37,7 +37,7 @@ u_int32 print(vela_handle *handle, char *buffer, u_int32 indent, const char *lab
 template <typename Value>
 u_int32 to_xml(vela_handle *handle, const char *name, char *buffer, const typename Value::type *value, u_int32 room,
                u_int8 state_flag, u_int32 *err) {
-    if (!is_writable(handle, value, err)) {
+    if (!is_given(handle, value, err)) {
         return 0;
     }
     char text[longest_text];
@@ -58,7 +58,7 @@ template <typename Value>
 void from_xml(vela_handle *handle, u_int32 mem_class, const xml_source &source, const char *type_name,
               typename Value::type *value, u_int32 *err) {
     std::string_view text;
-    if (!is_writable(handle, value, err) || !read_trimmed(handle, source, &text, err)) {
+    if (!is_given(handle, value, err) || !read_trimmed(handle, source, &text, err)) {
         return;
     }
     typename Value::type fresh = {};

@@ -26,9 +26,6 @@ void begin_line(bounded_text &out, u_int32 indent, const char *label, const char
  */
 const char *read_text(vela_handle *handle, const xml_source &source, u_int32 *err);
 
-/** Whether a text stands for bytes that a var_string can hold: 0; 22 or 28 with a reason. */
-u_int32 check_string(const char *text, char *reason, u_int32 room);
-
 /** Refuses what was read: stores a code and "element PATH: ..." with what is wrong. */
 void refuse(vela_handle *handle, const xml_source &source, u_int32 code, u_int32 *err, const char *format, ...)
     VELA_PRINTF(5, 6);

@@ -8,7 +8,7 @@
 
 #include "base/characters.h"
 #include "base/utf8.h"
-#include "string_text.h"
+#include "values/escapes.h"
 
 namespace velalib {
 
@@ -61,7 +61,7 @@ std::pair<u_int32, size_t> decode(std::string_view text, size_t at) {
         return {static_cast<u_int8>(text[at]), 1};
     }
     const char *bytes = text.data() + at;
-    const size_t length = xml_character_length(bytes, text.size() - at);
+    const size_t length = values::xml_character_length(bytes, text.size() - at);
     return length == 0 ? std::pair<u_int32, size_t>{0, 1} : std::pair{base::decode_utf8(bytes, length), length};
 }
 

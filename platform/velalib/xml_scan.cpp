@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "string_text.h"
+#include "values/escapes.h"
 #include "xml_characters.h"
 #include "xml_index.h"
 
@@ -93,7 +93,7 @@ bool scanner::take_name(std::string_view *name) {
 bool scanner::character() {
     const u_int8 first = static_cast<u_int8>(text_[at_]);
     if (first >= 0x80) {
-        const size_t length = xml_character_length(text_.data() + at_, text_.size() - at_);
+        const size_t length = values::xml_character_length(text_.data() + at_, text_.size() - at_);
         if (length == 0) {
             return refuse(at_, "bytes that are no UTF-8, or a character that XML cannot carry");
         }

@@ -13,9 +13,11 @@ import re
 import subprocess
 import sys
 import tempfile
+import tomllib
 
 
 HANDLE_HEADER = "../platform/velalib/include/velalib/handle.h"
+SCHEMA = "../schema/primitives.toml"
 
 
 def exports(library):
@@ -42,15 +44,15 @@ def symbols(library, which):
     return {line.split()[-1].split("@")[0] for line in text.splitlines()}
 
 
-def primitives(text):
-    """The types that the page lists as T."""
-    return re.findall(r"`(\w+)`", re.search(r"`T` is each of (.*?);", text, re.DOTALL)[1])
+def primitives(sources):
+    """The types that the page means by T, and by N those of them that travel by value."""
+    rows = tomllib.loads(pathlib.Path(sources, SCHEMA).read_text())["primitives"]
+    by_value = ("unsigned_number", "signed_number", "boolean")
+    return {"T": [row["name"] for row in rows], "N": [row["name"] for row in rows if row["class"] in by_value]}
 
 
-def named(text):
+def named(text, letters):
     """Names in the first column of the page's tables. A row T_print is one for each of the primitives."""
-    letters = {"T": primitives(text)}
-    letters["N"] = letters["T"][:-3]
     names = set()
     for row in re.findall(r"^\| (`.*?) \|", text.split("### The handle")[1].split("## Threat model")[0], re.MULTILINE):
         for name in re.findall(r"`(\w+)`", row):
@@ -67,7 +69,8 @@ def contract(library, page, sources, *runtimes):
     for source in pathlib.Path(sources).rglob("*.*"):
         needed |= set(re.findall(r"VELA_CALL\((\w+)\)", source.read_text())) - {"name"}
     text = pathlib.Path(page).read_text()
-    names = named(text)
+    types = primitives(sources)
+    names = named(text, types)
     handle_members = set(re.findall(r"\w+", pathlib.Path(sources, HANDLE_HEADER).read_text()))
     faults = [f"{page} does not name {name}" for name in sorted(needed - names)]
     faults += [f"{page} names {name}, which the runtime does not have"
@@ -76,7 +79,7 @@ def contract(library, page, sources, *runtimes):
         without = re.search(r"\nwithout, it also goes(.*?)\n#", text, re.DOTALL)[1]
         excepted = set(re.findall(r"^\| `(\w+)`", without, re.MULTILINE))
         # Values of their own are the payloads of messages, which are not of every type.
-        excepted |= {f"{each}_{life}" for each in primitives(text) for life in ("create", "destroy")}
+        excepted |= {f"{each}_{life}" for each in types["T"] for life in ("create", "destroy")}
         faults += [f"{library} does not import {name}" for name in sorted((names & offered) - excepted - imported)]
     print("\n".join(faults))
     return 1 if faults else 0

@@ -89,8 +89,10 @@ std::string forms_text(const ptp_cfg_type *type) {
 }
 
 std::string primitive_text(const primitive_doc &primitive) {
+    const bool may_be_address = std::string_view(primitive.name) == "u_int32";
     return std::string(primitive.name) + ": primitive\n" + primitive.doc + ".\n\nIn XML it is written as " +
-           primitive.form + ".\n";
+           primitive.form +
+           (may_be_address ? "; where it is an IPv4 address ('describe' says so) also as 192.0.2.1.\n" : ".\n");
 }
 
 std::string details_text(const ptp_cfg_type *type) {

@@ -71,12 +71,12 @@ class explanation {
 };
 
 /** Messages one after the other, up to the first that makes no sense. */
-void explain_messages(input_stream &input, vela_handle *handle, explanation &result) {
+void explain_messages(input_stream &input, explanation &result) {
     for (size_t wanted = first_look; !input.ahead(1).empty() && result.problem().empty();) {
         // A header may claim what is not there: what is read ahead grows only with what is found.
         const std::string_view bytes = input.ahead(wanted);
         const bool is_all = bytes.size() < wanted || wanted > longest_message;
-        const wire_walk walk = walk_message(bytes, 0, bytes.size(), handle, walk_result::items);
+        const wire_walk walk = walk_message(bytes, 0, bytes.size(), walk_result::items);
         if (!walk.problem.empty() && !is_all) {
             wanted *= 4;
             continue;
@@ -93,13 +93,13 @@ void explain_messages(input_stream &input, vela_handle *handle, explanation &res
     }
 }
 
-void explain_bundle(input_stream &input, vela_handle *handle, explanation &result) {
+void explain_bundle(input_stream &input, explanation &result) {
     const std::string_view bytes = input.ahead(longest_message + 1);
     size_t position = 0;
     for (const message_span &span : split_messages(input.name(), bytes)) {
         // What frames the messages of a bundle: its header, and a length before each.
         result.add_stretch(bytes.substr(position, span.offset - position), position, "bundle");
-        result.add(bytes, 0, walk_message(bytes, span.offset, span.offset + span.length, handle, walk_result::items));
+        result.add(bytes, 0, walk_message(bytes, span.offset, span.offset + span.length, walk_result::items));
         position = span.offset + span.length;
     }
     result.add_stretch(bytes.substr(position), position, "bundle");
@@ -109,8 +109,7 @@ void explain_bundle(input_stream &input, vela_handle *handle, explanation &resul
 
 void explain(const conversion &options) {
     const ptp_cfg_type *type = bare_type_of(options.type);
-    const session session(options.session);
-    vela_handle *handle = session.handle(false);
+    const session session(options.session);  // refuses options that make none
     input_stream input(options.input);
     const std::string &name = input.name();
     const format from = input_format(options.from, options.input, input.ahead(format_lookahead));
@@ -129,13 +128,13 @@ void explain(const conversion &options) {
     explanation result(options.output);
     if (type != nullptr && describe(type).kind != PTP_CFG_MESSAGE) {
         const std::string_view bytes = input.ahead(longest_message + 1);
-        const wire_walk walk = walk_type(bytes, type, handle, walk_result::items);
+        const wire_walk walk = walk_type(bytes, type, walk_result::items);
         result.add(bytes, 0, walk);
         result.add_stretch(bytes.substr(walk.end), walk.end, "(not understood)");
     } else if (is_bundle(input.ahead(VELA_BUNDLE_PREFIX))) {
-        explain_bundle(input, handle, result);
+        explain_bundle(input, result);
     } else {
-        explain_messages(input, handle, result);
+        explain_messages(input, result);
     }
     result.finish();
     if (!result.problem().empty()) {

@@ -10,7 +10,7 @@
 namespace ptpcfg {
 
 /** The value that the bytes of a primitive hold, as people read it. */
-std::string value_text(const ptp_cfg_field_description &field, std::string_view bytes, vela_handle *handle);
+std::string value_text(const ptp_cfg_field_description &field, std::string_view bytes);
 
 /** A number in network byte order. */
 u_int64 read_number(std::string_view bytes);

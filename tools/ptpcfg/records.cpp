@@ -26,7 +26,7 @@ record type_from_bytes(const std::string &name, std::string_view bytes, const pt
     const bool has_flags = describe(type).kind == PTP_CFG_STRUCTURE && bytes.size() > 1 &&
                            (static_cast<u_int8>(bytes[1]) & VELA_FLAG_TRACKED) != 0;
     vela_handle *handle = session.handle(has_flags);
-    const wire_walk walk = walk_type(bytes, type, handle, walk_result::problem);
+    const wire_walk walk = walk_type(bytes, type, walk_result::problem);
     if (!walk.problem.empty()) {
         fail_decoding(name, 0, walk, 0);
     }
@@ -79,7 +79,7 @@ record new_record(const ptp_cfg_type *type, vela_handle *handle) {
 record message_from_bytes(const std::string &name, u_int64 offset, std::string_view message, const ptp_cfg_type *wanted,
                           const session &session) {
     vela_handle *handle = session.handle(message[tracked_offset] != 0);
-    const wire_walk walk = walk_message(message, 0, message.size(), handle, walk_result::problem);
+    const wire_walk walk = walk_message(message, 0, message.size(), walk_result::problem);
     const ptp_cfg_type *type = ptp_cfg_message_identify(octets(message), static_cast<u_int32>(message.size()));
     if (type == nullptr || !walk.problem.empty()) {
         fail_decoding(name, offset, walk, VELA_EINVAL);

@@ -4,30 +4,15 @@
 #include <unordered_map>
 #include <vector>
 
+#include "values/string.h"
+#include "velalib_inline.h"
+
 namespace ptpcfg {
 namespace {
 
-constexpr const char *number_form = "a decimal number, or a hexadecimal one as 0x2A";
-
+#define PRIMITIVE_DOC(type, value, width, doc) {#type, doc, value::written},
 constexpr primitive_doc primitives[] = {
-    {"u_int8", "Number from 0 to 255", number_form},
-    {"u_int16", "Number from 0 to 65535", number_form},
-    {"u_int32", "Number from 0 to 4294967295",
-     "a decimal number, or a hexadecimal one as 0x2A; where it is an IPv4 address ('describe' says so) also as "
-     "192.0.2.1"},
-    {"u_int64", "Number from 0 to 18446744073709551615", number_form},
-    {"int8", "Number from -128 to 127", number_form},
-    {"int16", "Number from -32768 to 32767", number_form},
-    {"int32", "Number from -2147483648 to 2147483647", number_form},
-    {"vela_boolean", "Truth value", "true or false; 1 and 0 are read as well"},
-    {"var_string", "Text of up to 255 characters",
-     "itself, with \\\\ for a backslash and \\xNN for a byte that XML cannot have"},
-    {"en_address", "MAC address", "six bytes, as 00:1b:19:00:00:01 or 00-1b-19-00-00-01"},
-    {"ip_address", "IP address of either family",
-     "192.0.2.1, 2001:db8::1, fe80::1%3 with a scope of 3, or nothing where there is none"},
-    {"vrf_info", "VRF: its identifier, table, address family (AFI) and subsequent address family (SAFI)",
-     "ID:TABLE:AFI:SAFI, four numbers, as 1:254:1:1"},
-};
+    VELA_EACH_PRIMITIVE(PRIMITIVE_DOC){"var_string", values::string::doc, values::string::written}};
 
 /** Whether something within a type is an address that print shows as a number. */
 bool has_ipv4_number(const ptp_cfg_type *type) {

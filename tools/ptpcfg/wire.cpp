@@ -29,11 +29,10 @@ struct path {
 
 class walker {
   public:
-    walker(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle, walk_result wanted)
+    walker(std::string_view bytes, size_t offset, size_t limit, walk_result wanted)
         : bytes_(bytes),
           position_(offset),
           limit_(std::min(limit, bytes.size())),
-          handle_(handle),
           keeps_items_(wanted == walk_result::items) {}
 
     wire_walk message() {
@@ -127,7 +126,6 @@ class walker {
     std::string_view bytes_;
     size_t position_;
     size_t limit_;
-    vela_handle *handle_;
     bool keeps_items_;
     wire_walk result_;
 };
@@ -275,7 +273,7 @@ void walker::element(const ptp_cfg_field_description &field, const path &at, siz
         }
         default: {
             const std::string_view value = peek(field.wire_width, at);
-            add(field.wire_width, at, [&] { return value_text(field, value, handle_); });
+            add(field.wire_width, at, [&] { return value_text(field, value); });
             break;
         }
     }
@@ -328,12 +326,12 @@ void walker::pass_end(const path &at, size_t jump_offset, u_int64 jump) {
 
 }  // namespace
 
-wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle, walk_result wanted) {
-    return walker(bytes, offset, limit, handle, wanted).message();
+wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, walk_result wanted) {
+    return walker(bytes, offset, limit, wanted).message();
 }
 
-wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, vela_handle *handle, walk_result wanted) {
-    return walker(bytes, 0, bytes.size(), handle, wanted).type(type);
+wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, walk_result wanted) {
+    return walker(bytes, 0, bytes.size(), wanted).type(type);
 }
 
 }  // namespace ptpcfg

@@ -29,10 +29,10 @@ struct wire_walk {
 enum class walk_result { items, problem };
 
 /** Walks one message that begins at `offset`; it may use the bytes up to `limit`. */
-wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, vela_handle *handle, walk_result wanted);
+wire_walk walk_message(std::string_view bytes, size_t offset, size_t limit, walk_result wanted);
 
 /** Walks an instance of a structure or enumeration. */
-wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, vela_handle *handle, walk_result wanted);
+wire_walk walk_type(std::string_view bytes, const ptp_cfg_type *type, walk_result wanted);
 
 /** Whether bytes begin as a bundle of messages. */
 bool is_bundle(std::string_view bytes);

@@ -38,30 +38,10 @@ typedef u_int32 vela_boolean;
 /** A NUL-terminated text that its record owns, or NULL for an empty one. */
 typedef char *var_string;
 
-/** An IEEE 802 MAC address, octet 0 first. */
-typedef struct en_address {
-    u_int8 octet[6];
-} en_address;
-
 /** Values of ip_address::family. Any other value travels unchanged and prints in raw form. */
 enum { VELA_IP_NONE = 0, VELA_IP_V4 = 4, VELA_IP_V6 = 6 };
 
-/** An IP address of either family. */
-typedef struct ip_address {
-    u_int32 family;      /**< VELA_IP_NONE, VELA_IP_V4 or VELA_IP_V6; only the low 8 bits travel */
-    u_int32 scope_id;    /**< interface index of a link-local IPv6 address, else 0 */
-    u_int8 bytes[16];    /**< network order; an IPv4 address is in the first four, the rest 0 */
-    u_int32 reserved[6]; /**< 0; neither marshalled, compared nor hashed */
-} ip_address;
-
-/** Which routing instance (VRF) an interface belongs to. */
-typedef struct vrf_info {
-    u_int64 id;       /**< identifier of the VRF, 0 for the default one */
-    u_int32 table_id; /**< routing table that the VRF uses */
-    u_int32 afi;      /**< address family identifier (IANA), 1 IPv4, 2 IPv6, 0 any */
-    u_int32 safi;     /**< subsequent address family identifier, 1 unicast, 0 any */
-    u_int32 reserved; /**< 0; neither marshalled, compared nor hashed */
-} vrf_info;
+#include "velalib/primitive_types.h"
 
 /** Error words that the library and its runtime store. The numbers are Linux errno values where one fits. */
 enum {

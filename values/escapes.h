@@ -5,7 +5,7 @@
 
 #include "velalib/types.h"
 
-namespace velalib {
+namespace values {
 
 enum class text_form { xml, line };
 
@@ -25,4 +25,4 @@ size_t unescaped_length(const char *text, const char **bad);
 /** Writes those bytes; the text must be free of bad escapes. */
 void unescape(const char *text, char *out);
 
-}  // namespace velalib
+}  // namespace values

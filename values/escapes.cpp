@@ -1,12 +1,12 @@
 // Escapes bytes for XML and for printed lines, and reads them back.
-#include "string_text.h"
+#include "values/escapes.h"
 
 #include <cstring>
 
 #include "base/characters.h"
 #include "base/utf8.h"
 
-namespace velalib {
+namespace values {
 
 namespace {
 
@@ -136,4 +136,4 @@ void unescape(const char *text, char *out) {
     }
 }
 
-}  // namespace velalib
+}  // namespace values

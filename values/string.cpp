@@ -1,20 +1,18 @@
-// Strings, counted and of fixed room: the operations that a primitive type has.
-#include "velalib/strings.h"
+// The operations of texts: var_string, whose characters are an allocation of its own, and char arrays of a fixed size.
+#include "values/string.h"
 
 #include <cstdio>
-#include <cstring>
 
-#include "string_text.h"
-#include "text_io.h"
-#include "velalib_inline.h"
-#include "xml_write.h"
-
-using velalib::text_form;
-using velalib::xml_source;
+#include "values/escapes.h"
+#include "values/text.h"
+#include "velalib/strings.h"
 
 namespace {
 
-constexpr u_int32 longest_text = 255;  // the length companion is one byte
+using values::fail;
+using values::is_given;
+using values::string;
+using values::xml_source;
 
 void free_characters(vela_handle *handle, u_int32 mem_class, char *characters) {
     if (characters != nullptr) {
@@ -29,7 +27,7 @@ char *duplicate(vela_handle *handle, u_int32 mem_class, const void *characters, 
     }
     char *copy = static_cast<char *>(handle->alloc(handle->cookie, mem_class, size_t{count} + 1));
     if (copy == nullptr) {
-        vela_inline::fail(handle, err, VELA_ENOMEM);
+        fail(handle, err, VELA_ENOMEM);
         return nullptr;
     }
     memcpy(copy, characters, count);
@@ -37,11 +35,20 @@ char *duplicate(vela_handle *handle, u_int32 mem_class, const void *characters, 
     return copy;
 }
 
-int32 sign(int difference) { return difference < 0 ? -1 : difference > 0; }
+/** Orders by all bytes, then by length. */
+int32 compare_bytes(const char *a, u_int32 count_a, const char *b, u_int32 count_b) {
+    const u_int32 common = count_a < count_b ? count_a : count_b;
+    const int32 result = common == 0 ? 0 : values::order(memcmp(a, b, common), 0);
+    return result != 0 ? result : values::order(count_a, count_b);
+}
+
+u_int32 hash_text(const char *text, size_t length, u_int32 seed) {
+    return length == 0 ? seed : values::hash_bytes(text, length, seed);
+}
 
 u_int32 print_text(vela_handle *handle, char *buffer, u_int32 indent, const char *label, const char *type_name,
                    const char *text, u_int32 count, u_int32 room, u_int32 *err) {
-    velalib::bounded_text out(buffer, room);
+    values::bounded_text out(buffer, room);
     velalib::begin_line(out, indent, label, type_name);
     out.append('"');
     for (u_int32 at = 0; at < count;) {  // by pieces, so that the escaped text needs no memory
@@ -52,8 +59,8 @@ u_int32 print_text(vela_handle *handle, char *buffer, u_int32 indent, const char
             --piece;
         }
         char escaped[longest_piece * 4];
-        const size_t length = velalib::escaped_length(text_form::line, text + at, piece);
-        velalib::escape(text_form::line, text + at, piece, escaped);
+        const size_t length = values::escaped_length(values::text_form::line, text + at, piece);
+        values::escape(values::text_form::line, text + at, piece, escaped);
         out.append(escaped, length);
         at += piece;
     }
@@ -63,10 +70,10 @@ u_int32 print_text(vela_handle *handle, char *buffer, u_int32 indent, const char
 
 u_int32 write_text(vela_handle *handle, const char *name, char *buffer, const char *text, u_int32 count, u_int32 room,
                    u_int8 state_flag, u_int32 *err) {
-    const size_t length = velalib::escaped_length(text_form::xml, text, count);
+    const size_t length = values::escaped_length(values::text_form::xml, text, count);
     const velalib::open_element element = velalib::write_tags(handle, name, buffer, length, room, state_flag, err);
     if (element.text != nullptr) {
-        velalib::escape(text_form::xml, text, count, element.text);
+        values::escape(values::text_form::xml, text, count, element.text);
     }
     return element.length;
 }
@@ -74,7 +81,7 @@ u_int32 write_text(vela_handle *handle, const char *name, char *buffer, const ch
 /** Counts the bytes that a text stands for: 0; 22 or 28 with a reason. */
 u_int32 count_bytes(const char *text, u_int32 limit, u_int32 *length, char *reason, u_int32 room) {
     const char *bad = nullptr;
-    const size_t total = velalib::unescaped_length(text, &bad);
+    const size_t total = values::unescaped_length(text, &bad);
     if (bad != nullptr) {
         snprintf(reason, room, "'%.4s' is no escape; write a backslash as \\\\", bad);
         return VELA_EINVAL;
@@ -102,36 +109,28 @@ bool read_bytes(vela_handle *handle, const xml_source &source, u_int32 limit, co
     return result == VELA_OK;
 }
 
-/** True when both arguments are there; else error 22. */
+/** True when both arguments are there and nothing failed before; else *err is 22, unless it was set. */
 bool are_given(vela_handle *handle, const void *a, const void *b, u_int32 *err) {
-    if (a != nullptr && b != nullptr) {
-        return true;
-    }
-    vela_inline::fail(handle, err, VELA_EINVAL);
-    return false;
+    return is_given(handle, a, err) && is_given(handle, b, err);
 }
 
 }  // namespace
 
-u_int32 velalib::check_string(const char *text, char *reason, u_int32 room) {
+u_int32 string::check(const char *text, char *reason, u_int32 room) {
     u_int32 length = 0;
-    return count_bytes(text, longest_text, &length, reason, room);
+    return count_bytes(text, longest, &length, reason, room);
 }
 
+// ---- var_string ----------------------------------------------------------------------------------------------------
+
 char *var_string_get(vela_handle *handle, u_int32, const var_string *value, u_int32 *err) {
-    if (*err != 0) {
-        return nullptr;
-    }
-    if (value != nullptr) {
-        return *value;
-    }
-    vela_inline::fail(handle, err, VELA_ENOENT);
-    return nullptr;
+    const var_string *found = values::get(handle, value, err);
+    return found == nullptr ? nullptr : *found;
 }
 
 void var_string_set(vela_handle *handle, u_int32 mem_class, var_string *destination, const char *characters,
                     u_int32 count, u_int32 *err) {
-    if (*err != 0 || !are_given(handle, destination, count == 0 ? "" : characters, err)) {
+    if (!are_given(handle, destination, count == 0 ? "" : characters, err)) {
         return;
     }
     char *copy = duplicate(handle, mem_class, characters, count, err);
@@ -139,17 +138,16 @@ void var_string_set(vela_handle *handle, u_int32 mem_class, var_string *destinat
         return;
     }
     char *old = *destination;
-    vela_inline::announce(handle, mem_class, destination, sizeof *destination);
+    values::announce(handle, mem_class, destination, sizeof *destination);
     *destination = copy;
     free_characters(handle, mem_class, old);
 }
 
 void var_string_copy(vela_handle *handle, u_int32 mem_class, var_string *destination, const var_string *source,
                      u_int32 count, u_int32 *err) {
-    if (*err != 0 || !are_given(handle, destination, source, err)) {
-        return;
+    if (are_given(handle, destination, source, err)) {
+        var_string_set(handle, mem_class, destination, *source, *source == nullptr ? 0 : count, err);
     }
-    var_string_set(handle, mem_class, destination, *source, *source == nullptr ? 0 : count, err);
 }
 
 void var_string_destroy_internal(vela_handle *handle, u_int32 mem_class, var_string *value, u_int32 free) {
@@ -158,7 +156,7 @@ void var_string_destroy_internal(vela_handle *handle, u_int32 mem_class, var_str
     }
     char *old = *value;
     if (free != 0) {
-        vela_inline::announce(handle, mem_class, value, sizeof *value);
+        values::announce(handle, mem_class, value, sizeof *value);
         *value = nullptr;
     }
     free_characters(handle, mem_class, old);
@@ -166,11 +164,8 @@ void var_string_destroy_internal(vela_handle *handle, u_int32 mem_class, var_str
 
 u_int32 var_string_marshal(vela_handle *handle, u_int32, u_int8 *buffer, const var_string *value, u_int32 count,
                            u_int32 room, u_int32 *err) {
-    if (!vela_inline::fits(handle, count, room, err)) {
+    if (!vela_inline::fits(handle, count, room, err) || !is_given(handle, value, err)) {
         return 0;
-    }
-    if (value == nullptr) {
-        return vela_inline::fail(handle, err, VELA_EINVAL);
     }
     if (count == 0) {
         return 0;
@@ -185,11 +180,8 @@ u_int32 var_string_marshal(vela_handle *handle, u_int32, u_int8 *buffer, const v
 
 u_int32 var_string_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, var_string *value,
                              u_int32 count, u_int32 room, u_int32, u_int32 *err) {
-    if (*err != 0) {
+    if (!is_given(handle, value, err)) {
         return 0;
-    }
-    if (value == nullptr) {
-        return vela_inline::fail(handle, err, VELA_EINVAL);
     }
     const bool fits = vela_inline::fits(handle, count, room, err);
     char *fresh = fits ? duplicate(handle, mem_class, buffer, count, err) : nullptr;
@@ -206,36 +198,24 @@ int32 var_string_compare(const var_string *a, const var_string *b) {
     if (a == nullptr || b == nullptr) {
         return values::order(a != nullptr, b != nullptr);
     }
-    return sign(strcmp(*a == nullptr ? "" : *a, *b == nullptr ? "" : *b));
+    return values::order(strcmp(*a == nullptr ? "" : *a, *b == nullptr ? "" : *b), 0);
 }
 
 int32 var_string_compare_counted(const var_string *a, u_int32 count_a, const var_string *b, u_int32 count_b) {
     if (a == nullptr || b == nullptr) {
         return values::order(a != nullptr, b != nullptr);
     }
-    if (*a == nullptr) {
-        count_a = 0;
-    }
-    if (*b == nullptr) {
-        count_b = 0;
-    }
-    const u_int32 common = count_a < count_b ? count_a : count_b;
-    const int32 result = common == 0 ? 0 : sign(memcmp(*a, *b, common));
-    return result != 0 ? result : values::order(count_a, count_b);
+    return compare_bytes(*a, *a == nullptr ? 0 : count_a, *b, *b == nullptr ? 0 : count_b);
 }
 
 u_int32 var_string_hash(const var_string *value, u_int32 count, u_int32 seed) {
-    const size_t length = value == nullptr || *value == nullptr ? 0 : strnlen(*value, count);
-    return length == 0 ? seed : vela_inline::SuperFastHash(*value, static_cast<int32>(length), seed);
+    return value == nullptr || *value == nullptr ? seed : hash_text(*value, strnlen(*value, count), seed);
 }
 
 u_int32 var_string_print(vela_handle *handle, u_int32, char *buffer, u_int32 indent, const char *label,
                          const var_string *value, u_int32 count, u_int32 room, u_int32 *err) {
-    if (*err != 0) {
+    if (!is_given(handle, value, err)) {
         return 0;
-    }
-    if (value == nullptr) {
-        return vela_inline::fail(handle, err, VELA_EINVAL);
     }
     const u_int32 length = *value == nullptr ? 0 : count;
     return print_text(handle, buffer, indent, label, "var_string", *value, length, room, err);
@@ -243,49 +223,45 @@ u_int32 var_string_print(vela_handle *handle, u_int32, char *buffer, u_int32 ind
 
 u_int32 var_string_to_xml(vela_handle *handle, u_int32, const char *name, char *buffer, const var_string *value,
                           u_int32 count, u_int32 room, u_int8 state_flag, u_int32 *err) {
-    if (*err != 0) {
+    if (!is_given(handle, value, err)) {
         return 0;
-    }
-    if (value == nullptr) {
-        return vela_inline::fail(handle, err, VELA_EINVAL);
     }
     return write_text(handle, name, buffer, *value, *value == nullptr ? 0 : count, room, state_flag, err);
 }
 
 void var_string_from_xml(vela_handle *handle, u_int32 mem_class, const char *path, vela_xml_document *document,
                          var_string *value, u_int8 *count, u_int32 *err, char *error_text, u_int32 error_room) {
-    if (*err != 0 || !are_given(handle, value, count, err)) {
-        return;
-    }
-    const xml_source source = {path, document, error_text, error_room};
     const char *text = nullptr;
     u_int32 length = 0;
-    if (!read_bytes(handle, source, longest_text, &text, &length, err)) {
+    if (!are_given(handle, value, count, err) ||
+        !read_bytes(handle, {path, document, error_text, error_room}, string::longest, &text, &length, err)) {
         return;
     }
-    char bytes[longest_text];
-    velalib::unescape(text, bytes);
+    char bytes[string::longest];
+    values::unescape(text, bytes);
     var_string_set(handle, mem_class, value, bytes, length, err);
     if (*err != 0) {
         return;
     }
-    vela_inline::announce(handle, mem_class, count, sizeof *count);
+    values::announce(handle, mem_class, count, sizeof *count);
     *count = static_cast<u_int8>(length);
 }
+
+// ---- char arrays ---------------------------------------------------------------------------------------------------
 
 char *char_get(vela_handle *handle, u_int32, char *value, u_int32 *err) { return values::get(handle, value, err); }
 
 void char_set(vela_handle *handle, u_int32 mem_class, char *destination, const char *characters, u_int32 count,
               u_int32 *err) {
-    if (*err != 0 || !are_given(handle, destination, characters, err)) {
+    if (!are_given(handle, destination, characters, err)) {
         return;
     }
     const size_t length = strnlen(characters, size_t{count} + 1);
     if (length > count) {
-        vela_inline::fail(handle, err, VELA_ENOSPC);
+        fail(handle, err, VELA_ENOSPC);
         return;
     }
-    vela_inline::announce(handle, mem_class, destination, count);
+    values::announce(handle, mem_class, destination, count);
     memmove(destination, characters, length);
     memset(destination + length, 0, count - length);
 }
@@ -298,11 +274,8 @@ u_int32 char_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, con
 
 u_int32 char_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, char *value, u_int32 count, u_int32 room,
                        u_int32, u_int32 *err) {
-    if (!vela_inline::fits(handle, count, room, err)) {
+    if (!vela_inline::fits(handle, count, room, err) || !is_given(handle, value, err)) {
         return 0;
-    }
-    if (value == nullptr) {
-        return vela_inline::fail(handle, err, VELA_EINVAL);
     }
     memcpy(value, buffer, count);
     return count;
@@ -314,23 +287,17 @@ int32 char_compare(const char *a, const char *b, u_int32 count) {
     if (a == nullptr || b == nullptr) {
         return values::order(a != nullptr, b != nullptr);
     }
-    return sign(memcmp(a, b, count));
+    return compare_bytes(a, count, b, count);
 }
 
 u_int32 char_hash(const char *value, u_int32 count, u_int32 seed) {
-    if (value == nullptr || count == 0) {
-        return seed;
-    }
-    return vela_inline::SuperFastHash(value, static_cast<int32>(count), seed);
+    return value == nullptr ? seed : hash_text(value, count, seed);
 }
 
 u_int32 char_print(vela_handle *handle, u_int32, char *buffer, u_int32 indent, const char *label, const char *value,
                    u_int32 count, u_int32 room, u_int32 *err) {
-    if (*err != 0) {
+    if (!is_given(handle, value, err)) {
         return 0;
-    }
-    if (value == nullptr) {
-        return vela_inline::fail(handle, err, VELA_EINVAL);
     }
     const u_int32 length = static_cast<u_int32>(strnlen(value, count));
     return print_text(handle, buffer, indent, label, "char", value, length, room, err);
@@ -338,11 +305,8 @@ u_int32 char_print(vela_handle *handle, u_int32, char *buffer, u_int32 indent, c
 
 u_int32 char_to_xml(vela_handle *handle, u_int32, const char *name, char *buffer, const char *value, u_int32 count,
                     u_int32 room, u_int8 state_flag, u_int32 *err) {
-    if (*err != 0) {
+    if (!is_given(handle, value, err)) {
         return 0;
-    }
-    if (value == nullptr) {
-        return vela_inline::fail(handle, err, VELA_EINVAL);
     }
     while (count > 0 && value[count - 1] == '\0') {
         --count;
@@ -352,16 +316,13 @@ u_int32 char_to_xml(vela_handle *handle, u_int32, const char *name, char *buffer
 
 void char_from_xml(vela_handle *handle, u_int32 mem_class, const char *path, vela_xml_document *document, char *value,
                    u_int32 count, u_int32 *err, char *error_text, u_int32 error_room) {
-    if (*err != 0 || !are_given(handle, value, value, err)) {
-        return;
-    }
-    const xml_source source = {path, document, error_text, error_room};
     const char *text = nullptr;
     u_int32 length = 0;
-    if (!read_bytes(handle, source, count, &text, &length, err)) {
+    if (!is_given(handle, value, err) ||
+        !read_bytes(handle, {path, document, error_text, error_room}, count, &text, &length, err)) {
         return;
     }
-    vela_inline::announce(handle, mem_class, value, count);
-    velalib::unescape(text, value);
+    values::announce(handle, mem_class, value, count);
+    values::unescape(text, value);
     memset(value + length, 0, count - length);
 }
