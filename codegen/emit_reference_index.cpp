@@ -1,8 +1,8 @@
 #include "emit.h"
 #include "emit_reference.h"
 #include "emit_reference_markdown.h"
-#include "naming.h"
 #include "emit_reference_wire.h"
+#include "naming.h"
 #include "text.h"
 
 namespace codegen {
