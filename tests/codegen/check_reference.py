@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks the generated reference pages against the independent encoder of the wire format.
 
-    check_reference.py PAGES ORACLE FUNCTIONS
+    check_reference.py PAGES ORACLE FUNCTIONS SCHEMA
 
 Every type has a page, every function of the list FUNCTIONS is on one, every link leads somewhere, and every layout is
 what the encoder makes of an instance: each row begins where an item of that name begins, ends where the next one does,
@@ -13,6 +13,7 @@ import re
 import sys
 
 sys.path.insert(0, sys.argv[2])
+import additions  # noqa: E402
 import encoder  # noqa: E402
 import tables  # noqa: E402
 
@@ -133,6 +134,7 @@ def check_links(pages):
 
 
 def main():
+    additions.add(sys.argv[4])
     pages = {path.name: path.read_text() for path in pathlib.Path(sys.argv[1]).iterdir()}
     types = [*tables.STRUCTURES, *tables.ENUMERATIONS, *tables.MESSAGES]
     expect(set(pages) == {"index.md"} | {name + ".md" for name in types}, "pages",

@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Compares what the library offers and needs with what was agreed: symbols, installed headers, the runtime's contract.
 
-    check.py exports LIBRARY GOLDEN     dynamic symbols that the library defines
-    check.py headers BUILD GOLDEN       headers that an installation of the build folder brings
+    check.py exports LIBRARY GOLDEN ORACLE SCHEMA
+                                        dynamic symbols that the library must define, for every type of the oracle's
+                                        tables and what SCHEMA has beyond them; it may define more
+    check.py headers BUILD GOLDEN SCHEMA
+                                        headers that an installation of the build folder brings
     check.py contract LIBRARY PAGE SOURCES RUNTIME...
                                         functions that the library takes from its runtime and the page must name
-
-With --update as last argument the golden file is written anew; its difference is then part of the change's review.
 """
 import pathlib
 import re
@@ -20,23 +21,71 @@ HANDLE_HEADER = "../platform/velalib/include/velalib/handle.h"
 SCHEMA = "../schema/primitives.toml"
 
 
-def exports(library):
-    """One line per symbol: T function, D object."""
+def field_kind(tables, field):
+    if field.length_of:
+        return "companion_field"
+    if field.type in tables.STRUCTURES:
+        return "structure_array_field" if field.capacity else "structure_field"
+    if field.type in tables.ENUMERATIONS:
+        return "enumeration_field"
+    if field.type == "var_string":
+        return "text_field"
+    return ("scalar_array_field" if field.capacity else "scalar_field") if field.type in tables.NUMBERS else "opaque_field"
+
+
+def things(tables):
+    """The sections that apply to each type, field and payload, with what their placeholders stand for."""
+    yield ["module"], {}
+    for name in tables.ENUMERATIONS:
+        yield ["enumeration"], {"type": name}
+    for name, structure in tables.STRUCTURES.items():
+        yield ["structure"], {"type": name}
+        for field in structure.fields:
+            yield [field_kind(tables, field)], {"type": name, "field": field.name}
+    for name, message in tables.MESSAGES.items():
+        yield ["message"], {"type": name, "message": name.removesuffix("_message")}
+        for payload in message.payloads:
+            kinds = ["payload", "structure_payload" if payload in tables.STRUCTURES else "primitive_payload"]
+            yield kinds, {"type": name, "payload": payload}
+
+
+def sections(golden):
+    found, current = {}, None
+    for line in pathlib.Path(golden).read_text().splitlines():
+        if line.startswith("["):
+            current = found.setdefault(line.strip("[]"), [])
+        elif line and not line.startswith("#"):
+            current.append(line if line.startswith("D ") else "T " + line)
+    return found
+
+
+def exports(library, golden, oracle, schema):
+    """What must be there and is not, one line per symbol: T function, D object."""
+    sys.path.insert(0, oracle)
+    import additions
+    import tables
+    additions.add(schema)
+    expected, used = set(), set()
+    patterns = sections(golden)
+    for kinds, names in things(tables):
+        used.update(kinds)
+        expected.update(pattern.format(**names) for kind in kinds for pattern in patterns.get(kind, []))
     text = subprocess.run(["nm", "-D", "--defined-only", library], check=True, capture_output=True, text=True).stdout
-    kinds = {"T": "T", "D": "D", "B": "D", "R": "D", "V": "D"}
-    symbols = set()
-    for line in text.splitlines():
-        _, kind, name = line.split()
-        if kind != "A":  # the node of the version script itself
-            symbols.add(f"{kinds.get(kind, kind)} {name.split('@')[0]}")
-    return sorted(symbols, key=lambda line: line[2:])
+    found = {("T " if kind == "T" else "D ") + name.split("@")[0] for _, kind, name in map(str.split, text.splitlines())}
+    faults = [f"gone: {line}" for line in sorted(expected - found)]
+    return faults + [f"{golden}: nothing is a {kind}" for kind in sorted(set(patterns) - used)]
 
 
-def headers(build):
+def headers(build, golden, schema):
+    subjects = tomllib.loads(pathlib.Path(schema, "catalogue.toml").read_text())["subjects"]
+    lines = pathlib.Path(golden).read_text().splitlines()
+    expected = {line.format(subject=subject) for line in lines for subject in subjects}
     with tempfile.TemporaryDirectory() as prefix:
         subprocess.run(["cmake", "--install", build, "--prefix", prefix], check=True, capture_output=True)
         include = pathlib.Path(prefix, "include")
-        return sorted(str(path.relative_to(include)) for path in include.rglob("*.h"))
+        found = {str(path.relative_to(include)) for path in include.rglob("*.h")}
+    return [f"gone: {line}" for line in sorted(expected - found)] + \
+           [f"new, to be named in {golden}: {line}" for line in sorted(found - expected)]
 
 
 def symbols(library, which):
@@ -81,29 +130,13 @@ def contract(library, page, sources, *runtimes):
         # Values of their own are the payloads of messages, which are not of every type.
         excepted |= {f"{each}_{life}" for each in types["T"] for life in ("create", "destroy")}
         faults += [f"{library} does not import {name}" for name in sorted((names & offered) - excepted - imported)]
+    return faults
+
+
+def main(which, *arguments):
+    faults = {"exports": exports, "headers": headers, "contract": contract}[which](*arguments)
     print("\n".join(faults))
     return 1 if faults else 0
 
 
-def main(arguments):
-    if arguments[0] == "contract":
-        return contract(*arguments[1:])
-    update = arguments[-1:] == ["--update"]
-    kind, source, golden = arguments[: 3]
-    found = {"exports": exports, "headers": headers}[kind](source)
-    golden = pathlib.Path(golden)
-    if update:
-        golden.write_text("\n".join(found) + "\n")
-        return 0
-    expected = golden.read_text().splitlines()
-    for line in sorted(set(expected) - set(found)):
-        print(f"gone: {line}")
-    for line in sorted(set(found) - set(expected)):
-        print(f"new: {line}")
-    if found == expected:
-        return 0
-    print(f"{golden} differs; when this is intended: {sys.argv[0]} {' '.join(arguments[:3])} --update")
-    return 1
-
-
-sys.exit(main(sys.argv[1:]))
+sys.exit(main(*sys.argv[1:]))

@@ -1,6 +1,6 @@
 """Writes test vectors: records and the bytes they must become.
 
-    python3 vectors.py --output FILE [--types NAME,NAME]
+    python3 vectors.py --output FILE [--schema FOLDER] [--types NAME,NAME]
 
 The file is text, one item per line, words separated by single blanks; lines that begin with # are comments. Paths are
 those of encoder.py, "." for the outermost instance.
@@ -30,6 +30,7 @@ import argparse
 import itertools
 import sys
 
+import additions
 import encoder
 import tables
 
@@ -168,11 +169,14 @@ def lines(name):
 
 
 def main():
-    everything = [*tables.STRUCTURES, *tables.ENUMERATIONS, *tables.MESSAGES]
     parser = argparse.ArgumentParser(description="Writes test vectors of the wire format.")
     parser.add_argument("--output", required=True, metavar="FILE")
+    parser.add_argument("--schema", metavar="FOLDER", help="add what it has beyond the tables")
     parser.add_argument("--types", metavar="NAME,NAME", help="only these (default: all)")
     options = parser.parse_args()
+    if options.schema:
+        additions.add(options.schema)
+    everything = [*tables.STRUCTURES, *tables.ENUMERATIONS, *tables.MESSAGES]
     names = options.types.split(",") if options.types else everything
     unknown = set(names) - set(everything)
     if unknown:

@@ -3,6 +3,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <iterator>
+
+#include "oracle_model.h"
 #include "recording_fixture.h"
 
 using testing::HasSubstr;
@@ -12,19 +15,20 @@ using testing::StartsWith;
 namespace {
 
 TEST_F(recording, all_messages_come_through_byte_for_byte) {
+    const std::string count = std::to_string(std::size(oracle::messages));
     ASSERT_EQ(sh("for m in $(ptpcfg describe | awk '$2 == \"message\" { print $1 }'); do "
                  "ptpcfg describe --xml $m | ptpcfg encode --from xml - >$m.bin || exit 1; done; "
                  "cat *.bin >all; ls *.bin | wc -l")
                   .out,
-              "47\n");
-    EXPECT_EQ(with_recorder("--count 47 --timeout 20 --channel skein",
+              count + "\n");
+    EXPECT_EQ(with_recorder("--count " + count + " --timeout 20 --channel skein",
                             "ptpcfg send --from bin --channel skein unix:$PWD/s all")
                   .status,
               0);
     EXPECT_EQ(content("out.rec"), read("all"));
     EXPECT_EQ(load("out.rec").front().source, 2u);
     sh("mv out.rec in.rec; rm *.bin");
-    const outcome result = replay("--speed max", "47");
+    const outcome result = replay("--speed max", count);
     EXPECT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.err, "") << "no bar where there is no terminal";
     EXPECT_EQ(result.out, read("all"));

@@ -1,8 +1,10 @@
 // Structures: size, create, initialise in place, destroy, instance counters, and chains that go on after a failure.
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 #include "layout.h"
+#include "oracle_model.h"
 #include "recording_handle.h"
 #include "runtime_failures.h"
 
@@ -36,80 +38,15 @@ vela_variant_row &row(const vela_type_info &record, int index = 0) { return reco
 // ---- size ------------------------------------------------------------------------------------------------------------
 
 TEST_P(lifecycle_test, sizes_of_all_structures) {
-    struct sizes {
-        u_int32 untracked, tracked;
-    };
-    const std::map<std::string, sizes> stated = {
-        {"ptp_clock_identity", {32, 41}},
-        {"ptp_clock_quality", {40, 43}},
-        {"ptp_clock_default_ds", {128, 149}},
-        {"ptp_clock_time_properties_data_set", {72, 81}},
-        {"ptp_clock", {352, 394}},
-        {"ptp_clock_params", {72, 80}},
-        {"ptp_clock_delete", {24, 25}},
-        {"ptp_g8275_1_ql", {48, 53}},
-        {"ptp_port", {288, 316}},
-        {"ptp_unicast_negotiation", {48, 55}},
-        {"ptp_port_identity", {64, 75}},
-        {"ptp_port_delete", {24, 25}},
-        {"ptp_port_pd_hdl", {24, 25}},
-        {"ptp_port_time", {104, 110}},
-        {"ptp_stream", {176, 193}},
-        {"ptp_stream_params", {112, 119}},
-        {"ptp_stream_delete", {112, 118}},
-        {"ptp_stream_port_data", {40, 44}},
-        {"ptp_ipv4_stream_id", {88, 95}},
-        {"ptp_ipv4_streams_arr", {11296, 12321}},
-        {"ptp_ip_stream_id", {136, 143}},
-        {"ptp_ip_streams_arr", {6832, 7233}},
-        {"ptp_clock_data_set", {592, 672}},
-        {"ptp_clock_current_data_set", {96, 101}},
-        {"ptp_clock_parent_data_set", {192, 223}},
-        {"ptp_port_data_set", {184, 206}},
-        {"ptp_clock_runtime_state", {64, 68}},
-        {"ptp_port_runtime_state", {72, 77}},
-        {"ptp_stream_runtime_state", {584, 643}},
-        {"ptp_stream_runtime_state_arr", {5872, 6474}},
-        {"ptp_msg_stats", {432, 482}},
-        {"ptp_port_evt", {56, 58}},
-        {"ptp_bmc_compare_data", {240, 281}},
-        {"ptp_foreign_master_record", {280, 326}},
-        {"ptp_master_attribute", {160, 184}},
-        {"ptp_bmca_current_mst_details", {168, 177}},
-        {"ptp_bmca_data", {1808, 2070}},
-        {"ptp_current_selected_master_info", {160, 165}},
-        {"ptp_secs", {32, 34}},
-        {"ptp_time", {64, 68}},
-        {"ptp_time_interval", {32, 33}},
-        {"ptp_set_time_info", {40, 43}},
-        {"ptp_step_time_info", {40, 43}},
-        {"ptp_clock_tod_cfg", {96, 105}},
-        {"ptp_tod_src_cfg", {48, 50}},
-        {"ptp_1pps_identity", {32, 34}},
-        {"ptp_1pps_output_attr", {56, 61}},
-        {"vela_ptp_1pps", {184, 198}},
-        {"ptp_virtual_port", {144, 160}},
-        {"ptp_virtual_port_del", {24, 26}},
-        {"ptp_ptpd_reg_kerd", {24, 25}},
-        {"ptp_utc_offset", {40, 47}},
-        {"ptp_burst_mode_enable", {24, 25}},
-        {"ptp_auto_logging_disable", {24, 25}},
-        {"ptp_acceptable_cc_threshold", {24, 25}},
-        {"ptp_is_freq_src_ok", {24, 25}},
-        {"ptp_utc_holdover_timeout", {24, 25}},
-        {"ptp_master_prtc_only_cfg", {24, 25}},
-        {"ptp_hbc_master_always_on_cfg", {24, 25}},
-        {"ptp_hbc_holdover_timer_cfg", {24, 25}},
-    };
-    EXPECT_EQ(types_of(PTP_CFG_STRUCTURE).size(), stated.size());
-    for (const auto &[name, size] : stated) {
-        SCOPED_TRACE(name);
-        const ptp_cfg_type *type = type_named(name.c_str());
+    EXPECT_EQ(types_of(PTP_CFG_STRUCTURE).size(), std::size(oracle::structures));
+    for (const oracle::type &stated : oracle::structures) {
+        SCOPED_TRACE(stated.name);
+        const ptp_cfg_type *type = type_named(stated.name);
         const ptp_cfg_type_description description = describe(type);
-        EXPECT_EQ(block_length(type), size.tracked - size.untracked);
+        EXPECT_EQ(block_length(type), stated.tracked_size - stated.size);
         for (u_int32 tracking : {0, int{VELA_STTR_OFF}, int{VELA_STTR_ON}}) {
             open(tracking);
-            const u_int32 expected = tracking == VELA_STTR_ON ? size.tracked : size.untracked;
+            const u_int32 expected = tracking == VELA_STTR_ON ? stated.tracked_size : stated.size;
             EXPECT_EQ(description.operations->instance_size(handle), expected);
             owned<void> instance = create(type);
             EXPECT_EQ(block_size(instance.get()), expected);

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <random>
 #include <set>
 
+#include "oracle_model.h"
 #include "records.h"
 
 namespace ptp_cfg_test {
@@ -127,7 +129,7 @@ TEST_F(WirePaths, OnlyTypesThatOwnATextLackTheFastOne) {
 #ifdef PTP_CFG_COUNT_PATHS
     std::set<std::string> slow;
     const std::vector<record_type> types = record_types(PTP_CFG_STRUCTURE);
-    EXPECT_EQ(types.size(), 60u);
+    EXPECT_EQ(types.size(), std::size(oracle::structures));
     for (const record_type &type : types) {
         for (const u_int32 mode : {0u, u_int32{VELA_STTR_OFF}}) {
             const test_handle handle({.tracking = mode});
