@@ -1,6 +1,8 @@
 // Every emitter fills texts from the checked model; each covers one kind of output file.
 #pragma once
 
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,7 +23,7 @@ struct generation {
 void emit_headers(const generation &input, output_set &files);
 /** velalib/primitives.h, the exported primitives, and the traits by which the families reach them. */
 void emit_primitives(const generation &input, output_set &files);
-/** ptp_cfg_inline.h: what melts into a caller. */
+/** ptp_cfg_inline.h and one header per subject: what melts into a caller. */
 void emit_inline(const generation &input, output_set &files);
 /** The exported functions, one source per subject. */
 void emit_sources(const generation &input, output_set &files);
@@ -41,9 +43,19 @@ void emit_reference(const generation &input, output_set &files);
 
 /** The functions of a type, those of its fields included. */
 std::vector<const function *> functions_of(const generation &input, const std::string &type_name);
+/** The heading of functions of a rank. */
+std::string rank_title(rank wanted);
+/** Include guard of a header in `ptp_cfg/`. */
+std::string header_guard(const std::string &file);
+/** Other subjects whose headers a subject's own header includes. */
+std::set<std::string> needed_subjects(const subject &file);
 /** First comment of a generated file. `inputs` names what it is made of. */
 std::string generated_note(const std::string &inputs);
-/** A function's documentation as a Doxygen comment. */
+/** A text as a comment of what follows it, on one line where it fits. */
+std::string comment(const std::string &text);
+/** Parameters and what they mean, as lines of a comment. */
+std::string parameter_table(const std::map<std::string, std::string> &texts);
+/** A function's documentation as such a comment: what is particular to the function. */
 std::string documentation(const function &subject);
 /** The definition of a function that has a body. */
 std::string definition(const function &subject, const std::string &prefix = "extern \"C\" ");

@@ -14,7 +14,8 @@ constexpr std::string_view head = R"(/**
  * C11 and C++, gcc and clang.
  *
  * A program that includes it knows where fields lie. That changes with the major version of libptp_cfg.so, its soname;
- * and it must be run with the libvela.so of this project.
+ * and it must be run with the libvela.so of this project. A source that needs less includes ptp_cfg/inline/<subject>.h in
+ * place of ptp_cfg/<subject>.h.
  *
  * {note}
  */
@@ -23,6 +24,20 @@ constexpr std::string_view head = R"(/**
 
 #include "ptp_cfg.h"
 
+{includes}
+#endif
+)";
+
+constexpr std::string_view subject_header = R"(/**
+ * {title}: field access that melts into its caller, as ptp_cfg_inline.h says. In place of ptp_cfg/{subject}.h.
+ *
+ * {note}
+ */
+#ifndef {guard}
+#define {guard}
+
+#include "ptp_cfg/{subject}.h"
+{needed}
 /* C casts, also where a C++ program wants none of its own. */
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wcast-qual"
@@ -34,6 +49,11 @@ constexpr std::string_view head = R"(/**
 
 VELA_BEGIN_C
 
+{forms}VELA_END_C
+
+#pragma GCC diagnostic pop
+
+#endif
 )";
 
 std::string called(const function &subject) { return subject.name + "_called"; }
@@ -80,17 +100,39 @@ std::string inline_forms(const generation &input, const std::string &type_name) 
     return text;
 }
 
+std::string include(const std::string &subject) { return "#include \"ptp_cfg/inline/" + subject + ".h\"\n"; }
+
+void emit_subject(const generation &input, const subject &file, output_set &files) {
+    std::string forms;
+    for (const enumeration &type : file.enumerations) {
+        forms += inline_forms(input, type.name);
+    }
+    for (const structure &type : file.structures) {
+        forms += inline_forms(input, type.name);
+    }
+    std::string needed;
+    for (const std::string &name : needed_subjects(file)) {
+        needed += include(name);
+    }
+    files.add("include/ptp_cfg/inline/" + file.name + ".h",
+              fill(subject_header, {{"title", file.title},
+                                    {"subject", file.name},
+                                    {"note", generated_note("schema/" + file.name + ".toml and codegen/templates")},
+                                    {"guard", header_guard("inline_" + file.name)},
+                                    {"needed", needed},
+                                    {"forms", forms}}));
+}
+
 }  // namespace
 
 void emit_inline(const generation &input, output_set &files) {
-    std::string text = fill(head, {{"note", generated_note("the schema and codegen/templates")}});
-    for (const enumeration *type : input.schema.enumerations) {
-        text += inline_forms(input, type->name);
+    std::string includes;
+    for (const subject &file : input.schema.subjects) {
+        includes += include(file.name);
+        emit_subject(input, file, files);
     }
-    for (const structure *type : input.schema.structures) {
-        text += inline_forms(input, type->name);
-    }
-    files.add("include/ptp_cfg_inline.h", text + "VELA_END_C\n\n#pragma GCC diagnostic pop\n\n#endif\n");
+    files.add("include/ptp_cfg_inline.h",
+              fill(head, {{"note", generated_note("schema/catalogue.toml")}, {"includes", includes}}));
 }
 
 }  // namespace codegen

@@ -1,3 +1,4 @@
+#include <map>
 #include <set>
 
 #include "emit.h"
@@ -40,13 +41,37 @@ void emit_types(const generation &input, output_set &files) {
               fill(types_text, {{"note", generated_note("schema/primitives.toml")}, {"types", types}}));
 }
 
+constexpr std::string_view public_start = R"(/**
+ * Operations of the primitive types, one family for all of them.
+ *
+ * They follow the rules of runtime.h. Texts (var_string, char) have theirs in strings.h. Parameters of which a function's
+ * comment says nothing:
+{parameters} *
+{note} */
+#ifndef VELALIB_PRIMITIVES_H
+#define VELALIB_PRIMITIVES_H
+
+#include "velalib/runtime.h"
+#include "velalib/strings.h"
+
+VELA_BEGIN_C
+
+)";
+
+/** What the parameters of primitives mean, in whatever family. */
+std::string family_parameters(const generation &input) {
+    std::map<std::string, std::string> texts;
+    for (const family &row : input.templates.families) {
+        if (row.name.starts_with("primitive")) {
+            texts.insert(row.parameter_docs.begin(), row.parameter_docs.end());
+        }
+    }
+    return parameter_table(texts);
+}
+
 void emit_public(const generation &input, output_set &files) {
-    std::string text =
-        "/**\n * Operations of the primitive types, one family for all of them.\n *\n"
-        " * They follow the rules of runtime.h. Texts (var_string, char) have theirs in strings.h.\n *\n" +
-        wrapped(generated_note("schema/primitives.toml"), " * ", " * ") +
-        " */\n#ifndef VELALIB_PRIMITIVES_H\n#define VELALIB_PRIMITIVES_H\n\n"
-        "#include \"velalib/runtime.h\"\n#include \"velalib/strings.h\"\n\nVELA_BEGIN_C\n\n";
+    std::string text = fill(public_start, {{"note", wrapped(generated_note("schema/primitives.toml"), " * ", " * ")},
+                                           {"parameters", family_parameters(input)}});
     for (const primitive &type : input.schema.primitives) {
         const std::string start = "/* ---- " + type.name + ": " + documented(type) + " ";
         text += start + std::string(line_width - 3 - std::min(start.size(), line_width - 3), '-') + " */\n\n";

@@ -67,30 +67,39 @@ std::string part_of(const function_group &group) {
     return comma == std::string::npos ? "" : group.title.substr(comma + 2);
 }
 
-/** The names of a type's functions by family, and within a family by field or payload. */
+/** A list of the functions of a rank: those of the type by family, then those of its fields or payloads. */
+std::string functions_of_rank(const std::vector<function_group> &groups, rank wanted) {
+    std::vector<std::pair<std::string, std::string>> lines;
+    for (const function_group &group : groups) {
+        const std::string part = part_of(group);
+        for (const function &row : group.functions) {
+            const std::string title = part.empty() ? row.family : part;
+            const auto line =
+                std::find_if(lines.begin(), lines.end(), [&](const auto &each) { return each.first == title; });
+            if (row.rank == wanted && line == lines.end()) {
+                lines.emplace_back(title, code(row.name));
+            } else if (row.rank == wanted) {
+                line->second += ", " + code(row.name);
+            }
+        }
+    }
+    std::string text;
+    for (const auto &[title, names] : lines) {
+        text += "- " + prose(title) + ": " + names + "\n";
+    }
+    return text;
+}
+
+/** The names of a type's functions, in the order of its header. */
 std::string functions_section(const generation &input, const std::string &type_name, const std::string &subject) {
     const auto groups = input.functions.by_type.find(type_name);
     if (groups == input.functions.by_type.end()) {
         return "";
     }
-    std::vector<std::string> families;
-    std::map<std::string, std::string> lines;
-    for (const function_group &group : groups->second) {
-        std::map<std::string, std::string> names;
-        for (const function &row : group.functions) {
-            if (!lines.contains(row.family) && !names.contains(row.family)) {
-                families.push_back(row.family);
-            }
-            names[row.family] += (names[row.family].empty() ? "" : ", ") + code(row.name);
-        }
-        for (const auto &[family, text] : names) {
-            const std::string part = part_of(group);
-            lines[family] += "- " + (part.empty() ? "" : prose(part) + ": ") + text + "\n";
-        }
-    }
     std::string text = "## Functions\n\n" + code(header_of(subject)) + " has their prototypes and what each does.\n\n";
-    for (const std::string &family : families) {
-        text += "### " + prose(family) + "\n\n" + lines[family] + "\n";
+    for (const rank wanted : {rank::everyday, rank::chained, rank::runtime}) {
+        const std::string list = functions_of_rank(groups->second, wanted);
+        text += list.empty() ? "" : "### " + rank_title(wanted) + "\n\n" + list + "\n";
     }
     return text;
 }

@@ -50,11 +50,14 @@ std::string definitions(const generation &input, const std::string &type_name) {
 }  // namespace
 
 void emit_sources(const generation &input, output_set &files) {
+    std::string headers = "#include \"operations/operations.h\"\n";
+    for (const family &row : input.templates.families) {
+        headers += row.header.empty() ? "" : "#include \"" + row.header + "\"\n";
+    }
     for (const subject &file : input.schema.subjects) {
         std::string text = "// " + file.title + ": the exported functions, each one call into operations/.\n// " +
                            generated_note("schema/" + file.name + ".toml and codegen/templates") + "\n";
-        text += "#include \"ptp_cfg/" + file.name + ".h\"\n\n#include \"" + file.name +
-                "_descriptors.h\"\n#include \"operations/operations.h\"\n" +
+        text += "#include \"ptp_cfg/" + file.name + ".h\"\n\n#include \"" + file.name + "_descriptors.h\"\n" + headers +
                 "#include \"operations/core/unrolled_definition.h\"\n\nusing namespace ptp_cfg;\n\n";
         for (const enumeration &type : file.enumerations) {
             text += definitions(input, type.name);

@@ -1,5 +1,7 @@
 // ptp_cfg_codegen: turns the schema and the operation templates into the sources of the library.
 #include <exception>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -20,6 +22,7 @@ struct arguments {
     std::string schema;
     std::string templates;
     std::string out;
+    std::string errors;
     bool list = false;
 };
 
@@ -30,6 +33,7 @@ std::optional<arguments> parse_arguments(int count, char **values) {
         std::string *target = option == "--schema"      ? &result.schema
                               : option == "--templates" ? &result.templates
                               : option == "--out"       ? &result.out
+                              : option == "--errors"    ? &result.errors
                                                         : nullptr;
         if (option == "--list") {
             result.list = true;
@@ -60,6 +64,16 @@ output_set emit_all(const generation &input) {
     return files;
 }
 
+/** Tells what is wrong; in a file as well, for who wants to say it again. */
+void report(const diagnostics &errors, const std::string &file) {
+    errors.print(std::cerr);
+    if (!file.empty()) {
+        std::filesystem::create_directories(std::filesystem::absolute(file).parent_path());
+        std::ofstream stream(file);
+        errors.print(stream);
+    }
+}
+
 int run(const arguments &options) {
     diagnostics errors;
     model schema = load_schema(options.schema, errors);
@@ -69,8 +83,11 @@ int run(const arguments &options) {
     if (errors.empty()) {
         functions = expand_templates(schema, templates, errors);
     }
+    if (!options.errors.empty()) {
+        std::filesystem::remove(options.errors);
+    }
     if (!errors.empty()) {
-        errors.print(std::cerr);
+        report(errors, options.errors);
         return refused;
     }
     const output_set files = emit_all({schema, templates, functions});
@@ -88,8 +105,9 @@ int run(const arguments &options) {
 int main(int count, char **values) {
     const auto options = codegen::parse_arguments(count, values);
     if (!options) {
-        std::cerr << "usage: ptp_cfg_codegen --schema DIR --templates DIR --out DIR [--list]\n"
-                     "Writes the generated sources into --out; with --list only prints their names.\n";
+        std::cerr << "usage: ptp_cfg_codegen --schema DIR --templates DIR --out DIR [--errors FILE] [--list]\n"
+                     "Writes the generated sources into --out; with --list only prints their names. What is wrong in\n"
+                     "the schema goes to stderr and, if there is anything, into FILE.\n";
         return codegen::misused;
     }
     try {

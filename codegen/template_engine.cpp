@@ -28,7 +28,8 @@ class expander {
     void add_group(const std::string &type, const std::string &title, const target &subject);
     function expand_operation(const operation &source, const target &subject);
     void add_parameters(const operation &source, const std::string &entry, const target &subject, function &result);
-    std::string parameter_doc(const operation &source, const std::string &name, const target &subject);
+    void add_all_values(const target &subject, bool for_get, function &result);
+    void document(const operation &source, const target &subject, parameter &row);
     std::string text(const operation &source, std::string_view written, const target &subject);
     void claim_name(const std::string &name, const std::string &owner, const location &where);
 
@@ -101,49 +102,63 @@ std::string expander::text(const operation &source, std::string_view written, co
     return result;
 }
 
-std::string expander::parameter_doc(const operation &source, const std::string &name, const target &subject) {
+/** Gives a parameter its text: the operation's own, else that of its family or of all operations. */
+void expander::document(const operation &source, const target &subject, parameter &row) {
     for (const auto &[key, written] : source.parameter_docs) {
-        if (text(source, key, subject) == name) {
-            return text(source, written, subject);
+        if (text(source, key, subject) == row.name) {
+            row.doc = text(source, written, subject);
+            return;
         }
     }
-    if (const auto found = templates_.parameter_docs.find(name); found != templates_.parameter_docs.end()) {
-        return text(source, found->second, subject);
+    row.is_particular = false;
+    const auto family = std::find_if(templates_.families.begin(), templates_.families.end(),
+                                     [&](const codegen::family &each) { return each.name == source.family; });
+    for (const auto *texts : {&family->parameter_docs, &templates_.parameter_docs}) {
+        if (const auto found = texts->find(row.name); found != texts->end()) {
+            row.doc = found->second;
+            return;
+        }
     }
-    if (reported_.emplace(&source, "parameter " + name).second) {
-        errors_.report(source.where, "operation " + source.name, "parameter " + name + " has no text",
+    if (reported_.emplace(&source, "parameter " + row.name).second) {
+        errors_.report(source.where, "operation " + source.name, "parameter " + row.name + " has no text",
                        "add it to parameter_docs, or to parameters.toml when others have it too");
     }
-    return {};
+}
+
+/** One parameter per number, truth value and enumeration, which is named after its field. */
+void expander::add_all_values(const target &subject, bool for_get, function &result) {
+    for (const field *row : single_values(*subject.type, for_get)) {
+        const std::string name = parameter_name(*row);
+        result.parameters.push_back({value_type(*row) + (for_get ? " *" : " ") + name, name, for_get ? "out" : "in",
+                                     documented(*row), name != row->name});
+    }
 }
 
 void expander::add_parameters(const operation &source, const std::string &entry, const target &subject,
                               function &result) {
-    const bool all_get = entry == "{get_all_parameters}";
-    if ((all_get || entry == "{set_all_parameters}") && subject.type != nullptr) {
-        for (const field *row : single_values(*subject.type, all_get)) {
-            const std::string name = parameter_name(*row);
-            result.parameters.push_back(
-                {value_type(*row) + (all_get ? " *" : " ") + name, name, all_get ? "out" : "in", documented(*row)});
-        }
+    const bool for_get = entry == "{get_all_parameters}";
+    if ((for_get || entry == "{set_all_parameters}") && subject.type != nullptr) {
+        add_all_values(subject, for_get, result);
         return;
     }
-    const std::string declaration = text(source, entry, subject);
-    const std::string name = declared_name(declaration);
-    std::string direction = direction_of(declaration, name);
-    std::string doc = parameter_doc(source, name, subject);
-    if (doc.starts_with('[')) {  // a text may state the direction itself
-        const std::size_t end = std::min(doc.find(']'), doc.size() - 1);
-        direction = doc.substr(1, end - 1);
-        doc.erase(0, doc.find_first_not_of(' ', end + 1));
+    parameter row;
+    row.declaration = text(source, entry, subject);
+    row.name = declared_name(row.declaration);
+    row.direction = direction_of(row.declaration, row.name);
+    document(source, subject, row);
+    if (row.doc.starts_with('[')) {  // a text may state the direction itself
+        const std::size_t end = std::min(row.doc.find(']'), row.doc.size() - 1);
+        row.direction = row.doc.substr(1, end - 1);
+        row.doc.erase(0, row.doc.find_first_not_of(' ', end + 1));
     }
-    result.parameters.push_back({declaration, name, direction, doc});
+    result.parameters.push_back(std::move(row));
 }
 
 function expander::expand_operation(const operation &source, const target &subject) {
     function result;
     result.name = text(source, source.name, subject);
     result.family = source.family;
+    result.rank = source.rank;
     result.returns = text(source, source.returns, subject);
     result.doc = text(source, source.doc, subject);
     result.result = text(source, source.result, subject);
@@ -151,6 +166,9 @@ function expander::expand_operation(const operation &source, const target &subje
     result.inlined = {text(source, source.inlined.when, subject), text(source, source.inlined.then, subject)};
     for (const std::string &entry : source.parameters) {
         add_parameters(source, entry, subject, result);
+    }
+    if (!source.many_doc.empty() && result.parameters.size() > many_parameters) {
+        result.doc += " " + text(source, source.many_doc, subject);
     }
     return result;
 }

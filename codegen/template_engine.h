@@ -1,8 +1,10 @@
 // Operation templates: what a family gives to every type, and their expansion into functions.
 //
-// A template file has a `family`, an optional `order` (files without one come last, by name), optional [parameters]
-// (texts by parameter name; those of a file without operations hold for all files) and [[operation]] tables with
-// the keys of `operation` below. An operation is expanded once for each thing that one of its selectors names:
+// A template file has a `family`, an optional `order` (files without one come last, by name), an optional `title` and
+// `note` (what holds for the whole family), an optional `header` (with its algorithms, where operations/operations.h does
+// not have them), optional [parameters] (texts by parameter name; those of a file without operations hold for all files)
+// and [[operation]] tables with the keys of `operation` below. Headers say notes and [parameters] once, at their top. An
+// operation is expanded once for each thing that one of its selectors names:
 //
 //   primitive, value_primitive; enumeration; structure, structure_with_array_of_structures,
 //   structure_without_array_of_structures; message, and per payload payload, structure_payload, primitive_payload;
@@ -39,22 +41,39 @@ struct inline_form {
     std::string then;
 };
 
+/** Whom an operation is for, which decides where headers and reference pages have it. */
+enum class rank : std::uint8_t { everyday, chained, runtime };
+
 /** One [[operation]] of a template file, as written. */
 struct operation {
     location where;
     std::string family;
+    codegen::rank rank = codegen::rank::everyday;  // key `rank`, everyday when absent
     std::vector<std::string> selectors;
     std::string name;
     std::string returns;
     std::vector<std::string> parameters;
     std::string doc;
+    std::string many_doc;  // added to `doc` of a function that has more than `many_parameters`
     std::string result;
     std::map<std::string, std::string> parameter_docs;
     std::string body;  // empty: written by hand, only declared
     inline_form inlined;
 };
 
+constexpr std::size_t many_parameters = 8;
+
+/** What a template file says once for all of its operations. */
+struct family {
+    std::string name;
+    std::string title;  // empty: headers do not speak of it
+    std::string note;
+    std::string header;  // with what the bodies call, where operations/operations.h does not have it
+    std::map<std::string, std::string> parameter_docs;  // by parameter name
+};
+
 struct template_set {
+    std::vector<family> families;
     std::vector<operation> operations;
     std::map<std::string, std::string> parameter_docs;  // by parameter name
     std::vector<std::string> module_functions;          // exports that are written by hand
@@ -66,12 +85,14 @@ struct parameter {
     std::string name;
     std::string direction;  // "in", "out" or "in,out"
     std::string doc;
+    bool is_particular = true;  // to the function: its comment has the text, which is not said for all of them already
 };
 
 /** An exported function. */
 struct function {
     std::string name;
     std::string family;
+    codegen::rank rank;
     std::string returns;
     std::vector<parameter> parameters;
     std::string doc;

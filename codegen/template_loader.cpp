@@ -56,6 +56,21 @@ std::vector<template_file> parse_files(const std::filesystem::path &directory, d
     return files;
 }
 
+rank load_rank(table_reader &reader, diagnostics &errors) {
+    const std::string written = reader.optional_text("rank");
+    if (written == "chained") {
+        return rank::chained;
+    }
+    if (written == "runtime") {
+        return rank::runtime;
+    }
+    if (!written.empty() && written != "everyday") {
+        errors.report(reader.where(), reader.subject(), "rank '" + written + "' is unknown",
+                      "say everyday, chained or runtime");
+    }
+    return rank::everyday;
+}
+
 operation load_operation(const toml::table &table, const std::string &file, const std::string &family,
                          diagnostics &errors) {
     operation result;
@@ -64,10 +79,12 @@ operation load_operation(const toml::table &table, const std::string &file, cons
     result.family = family;
     result.name = reader.text("name");
     reader.rename("operation " + result.name);
+    result.rank = load_rank(reader, errors);
     result.selectors = reader.texts("for");
     result.returns = reader.text("returns");
     result.parameters = reader.texts("parameters");
     result.doc = reader.text("doc");
+    result.many_doc = reader.optional_text("many_doc");
     result.result = reader.optional_text("result");
     for (auto &[name, text] : reader.optional_text_table("parameter_docs")) {
         result.parameter_docs.emplace(name, text);
@@ -95,10 +112,14 @@ void load_file(const template_file &file, template_set &set, diagnostics &errors
     }
     const auto defaults = reader.optional_text_table("parameters");
     if (reader.has("family") || reader.has("operation")) {
-        const std::string family = reader.text("family");
+        const std::string name = reader.text("family");
+        set.families.push_back({name,
+                                reader.optional_text("title"),
+                                reader.optional_text("note"),
+                                reader.optional_text("header"),
+                                {defaults.begin(), defaults.end()}});
         for (const toml::table *table : reader.tables("operation", true)) {
-            set.operations.push_back(load_operation(*table, file.path, family, errors));
-            set.operations.back().parameter_docs.insert(defaults.begin(), defaults.end());
+            set.operations.push_back(load_operation(*table, file.path, name, errors));
         }
     } else {
         set.parameter_docs.insert(defaults.begin(), defaults.end());

@@ -82,8 +82,10 @@ class bad_schema : public generator, public testing::WithParamInterface<std::str
 
 TEST_P(bad_schema, is_refused_with_a_clear_line_and_writes_nothing) {
     overlay(data_directory / "bad" / GetParam());
-    EXPECT_EQ(run("out"), 1);
+    const fs::path file = root_ / "said/errors.txt";
+    EXPECT_EQ(run("out", "--errors '" + file.string() + "'"), 1);
     const std::string errors = read(root_ / "stderr");
+    EXPECT_EQ(read(file), errors);
     for (const std::string &part : lines(read(root_ / "expected.txt"))) {
         EXPECT_THAT(errors, HasSubstr(part));
     }
@@ -115,6 +117,9 @@ TEST_F(generator, writes_the_same_twice_and_what_it_lists) {
     }
     EXPECT_EQ(read(root_ / "stdout"), names);
     EXPECT_FALSE(fs::exists(root_ / "none"));
+    std::ofstream(root_ / "errors.txt") << "of a schema that was wrong";
+    ASSERT_EQ(run("out", "--errors '" + (root_ / "errors.txt").string() + "'"), 0);
+    EXPECT_FALSE(fs::exists(root_ / "errors.txt"));
 }
 
 TEST_F(generator, rewrites_only_what_changed) {
@@ -158,14 +163,12 @@ TEST_F(generator, lays_fields_and_flags_out) {
 TEST_F(generator, expands_templates_into_prototypes_and_definitions) {
     ASSERT_EQ(run("out"), 0);
     const std::string source = generated("private/records.cpp");
+    EXPECT_THAT(source, HasSubstr("#include \"operations/samples.h\"\n"));
     EXPECT_THAT(source, HasSubstr("extern \"C\" drawing *drawing_create(vela_handle *handle, u_int32) {\n"));
     EXPECT_THAT(source, HasSubstr("(vela_handle *handle, drawing *instance, vela_boolean *visible, u_int32 *paper,\n"));
     EXPECT_THAT(source, HasSubstr("(handle, instance, err, visible, paper, title_size, err_, class_);"));
     EXPECT_THAT(source, HasSubstr("static_cast<u_int64>(static_cast<int64_t>(err_))"));
     EXPECT_THAT(source, HasSubstr("extern \"C\" char *drawing_title_get(drawing *instance) {\n    // 1 of it\n"));
-    const std::string header = generated("include/ptp_cfg/records.h");
-    EXPECT_THAT(header, HasSubstr(" * @param[out] err_  Offset (dots).\n"));
-    EXPECT_THAT(header, HasSubstr(" * @param[in,out] err  receives the code of a failure\n"));
     EXPECT_THAT(generated("include/ptp_cfg/letters.h"),
                 HasSubstr("VELA_API vela_boolean *point_cfg_message_vela_boolean_get(point_cfg_message *message);"));
     for (const auto &[name, text] : contents("out")) {
@@ -175,6 +178,42 @@ TEST_F(generator, expands_templates_into_prototypes_and_definitions) {
             }
         }
     }
+}
+
+TEST_F(generator, says_once_in_types_h_what_is_not_particular_to_a_function) {
+    ASSERT_EQ(run("out"), 0);
+    const std::string types = generated("include/ptp_cfg/types.h");
+    for (const char *line : {" *   err          receives the code of a failure\n",
+                             " *   message      a sample of a message\n", " * Samples: All of them are small.\n"}) {
+        EXPECT_THAT(types, HasSubstr(line));
+    }
+    const std::string header = generated("include/ptp_cfg/records.h");
+    EXPECT_THAT(header, HasSubstr(" * @param[in] reserved  0\n"));            // the operation's own
+    EXPECT_THAT(header, HasSubstr(" * @param[out] err_  Offset (dots).\n"));  // not named after its field
+    EXPECT_THAT(header, Not(HasSubstr(" err  ")));
+    EXPECT_THAT(header, Not(HasSubstr("@param[out] visible")));
+}
+
+TEST_F(generator, puts_everyday_functions_first_and_hints_at_single_ones_where_there_are_many_parameters) {
+    std::ofstream schema(root_ / "schema/records.toml", std::ios::app);
+    schema << "\n[[structure]]\nname = \"wide\"\nluid = \"000000000000000000000000000000fe\"\ntrace = 98\n"
+              "doc = \"Wide.\"\nsize = 32\ntracked_size = 39\nfields = [\n";
+    for (const char name : {'a', 'b', 'c', 'd', 'e', 'f', 'g'}) {
+        schema << "  { name = \"" << name << "\", type = \"u_int8\", doc = \"One.\" },\n";
+    }
+    schema << "]\n";
+    schema.close();
+    ASSERT_EQ(run("out"), 0) << read(root_ / "stderr");
+    const std::string header = generated("include/ptp_cfg/records.h");
+    std::size_t at = 0;
+    for (const char *next : {"drawing_create(", "drawing, field", "drawing_title_get(", "---- Chained: drawing",
+                             "drawing_set_all(", "---- For runtimes: drawing", "drawing_get_all("}) {
+        EXPECT_NE(at = header.find(next, at), std::string::npos) << next;
+    }
+    EXPECT_THAT(header, HasSubstr("There is wide_<field>_get_value()."));
+    EXPECT_THAT(header, Not(HasSubstr("There is drawing_<field>_get_value().")));
+    const std::string page = generated("docs/reference/drawing.md");
+    EXPECT_LT(page.find("### Everyday"), page.find("### Chained\n\n- sample: `drawing_set_all`\n"));
 }
 
 TEST_F(generator, exports_every_function_and_object_by_name) {

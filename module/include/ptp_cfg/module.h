@@ -11,7 +11,7 @@ VELA_BEGIN_C
 /**
  * Enters every type-information record of the library into a handle's type table. The operations call it by
  * themselves when they need it; records that are already there stay.
- * @param err  receives 12 when a copy cannot be allocated (those entered before stay); not read on entry
+ * @param err  receives VELA_ENOMEM when a copy cannot be allocated (those entered before stay); not read on entry
  */
 VELA_API void ptp_cfg_typeinfo_initialize(vela_handle *handle, u_int32 mem_class, u_int32 *err);
 
@@ -21,7 +21,7 @@ typedef int (*ptp_cfg_print_fn)(const char *format, ...);
 /** Prints the variants of every type: their number, used length and spare bytes. */
 VELA_API void ptp_cfg_type_variant_dump(ptp_cfg_print_fn print);
 
-/** Registers the module with the trace facility; which loading the library does by itself. Safe to repeat, from any thread. */
+/** Registers the module with the trace facility; loading the library does so. Safe to repeat, from any thread. */
 VELA_API void vela_ptp_cfg_trace_init(void);
 
 /**

@@ -29,9 +29,9 @@ VELA_BEGIN_C
  * @param bytes      begin with the message; more may follow
  * @param length     bytes at `bytes`
  * @param consumed   NULL, or receives how many of them the message took, also on failure
- * @param err        error word; set on entry: nothing is done. Receives 90 when the bytes end too early, 22 when no
- *                   message has their identity or their header is none, 12 without memory or where nothing is left for
- *                   the payload
+ * @param err        error word; set on entry: nothing is done. Receives VELA_EMSGSIZE when the bytes end too early,
+ *                   VELA_EINVAL when no message has their identity or their header is none, VELA_ENOMEM without memory
+ *                   or where nothing is left for the payload
  * @return the message, which the caller destroys with ptp_cfg_message_destroy() or its typed destroy; NULL on failure
  */
 VELA_API void *ptp_cfg_receive(vela_handle *handle, u_int32 mem_class, const ptp_cfg_type **type, const u_int8 *bytes,
@@ -52,8 +52,8 @@ VELA_API void ptp_cfg_message_destroy(vela_handle *handle, u_int32 mem_class, co
  *                 may have destroyed it by the time this call returns: compare it, do not destroy it. NULL when no
  *                 handler was called
  * @param type     as in ptp_cfg_receive()
- * @param err      error word; set on entry: nothing is done. Receives what ptp_cfg_receive() stores, 38 when the
- *                 application has no handler of the message, or what the handler stores. With `message` not NULL
+ * @param err      error word; set on entry: nothing is done. Receives what ptp_cfg_receive() stores, VELA_ENOSYS when
+ *                 the application has no handler of the message, or what the handler stores. With `message` not NULL
  *                 afterwards the error is the handler's
  * @return bytes consumed, at most `length`
  */
@@ -95,8 +95,9 @@ typedef struct ptp_cfg_bundle_report {
  * @param context   passed on to handlers or receiver
  * @param bytes     the bundle, all of it
  * @param report    NULL, or receives what became of the bundle
- * @param err       error word; set on entry: nothing is done. Receives the error of the first place that failed; 90 or
- *                  22 when the bytes are neither bundle nor message; 38 when the runtime does not read bundles
+ * @param err       error word; set on entry: nothing is done. Receives the error of the first place that failed;
+ *                  VELA_EMSGSIZE or VELA_EINVAL when the bytes are neither bundle nor message; VELA_ENOSYS when the
+ *                  runtime does not read bundles
  * @return messages that were taken, as in the report
  */
 VELA_API u_int32 ptp_cfg_dispatch_bundle(vela_handle *handle, u_int32 mem_class, ptp_cfg_receiver receiver,

@@ -140,7 +140,7 @@ VELA_API u_int32 ptp_cfg_literal_describe(const ptp_cfg_type *type, u_int32 inde
 /**
  * The storage of a field (element `element` of an array), as the typed _get returns it: a pointer to the
  * primitive, the embedded instance, or of a text its characters. Of a message: the payload.
- * @return NULL with 2 (no such field or element) or 43 (not in the instance's variant)
+ * @return NULL with VELA_ENOENT (no such field or element) or VELA_EEPOCH (not in the instance's variant)
  */
 VELA_API void *ptp_cfg_field_get(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                  void *instance, u_int32 element, u_int32 *err);
@@ -152,13 +152,13 @@ VELA_API u_int64 ptp_cfg_field_get_value(const ptp_cfg_type *type, u_int32 index
                                          u_int32 mem_class, void *instance, u_int32 element, u_int32 *err);
 /**
  * Sets a number (its low bits), truth value or enumeration, also as ptp_cfg_field_get_value() describes. Errors as the
- * typed _set_value; 22 for other fields.
+ * typed _set_value; VELA_EINVAL for other fields.
  */
 VELA_API void ptp_cfg_field_set_value(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                       void *instance, u_int32 element, u_int64 value, u_int32 *err);
 /**
  * Sets a field from a value of its own type: an opaque primitive, a structure, or of a text `length` characters
- * (at most 255, else 28). `length` is ignored for the others.
+ * (at most 255, else VELA_ENOSPC). `length` is ignored for the others.
  */
 VELA_API void ptp_cfg_field_set(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                                 void *instance, u_int32 element, const void *value, u_int32 length, u_int32 *err);

@@ -25,12 +25,16 @@ inline constexpr bool has_unrolled_path = !has_text(D);
 
 #endif
 
-/** Test builds count on the handle which path an encoding took; see vela_handle::wire_paths. */
+/** Test builds count for each thread which path its encodings took; see path_counts.cpp. */
 enum class wire_path : u_int8 { unrolled, reference, versioned };
 
-PTP_CFG_INLINE void count_path([[maybe_unused]] vela_handle *handle, [[maybe_unused]] wire_path path) {
 #ifdef PTP_CFG_COUNT_PATHS
-    ++handle->wire_paths[static_cast<u_int8>(path)];
+[[gnu::tls_model("initial-exec")]] extern thread_local u_int64 wire_path_counts[3];
+#endif
+
+PTP_CFG_INLINE void count_path([[maybe_unused]] wire_path path) {
+#ifdef PTP_CFG_COUNT_PATHS
+    ++wire_path_counts[static_cast<u_int8>(path)];
 #endif
 }
 
@@ -60,7 +64,7 @@ PTP_CFG_INLINE u_int32 try_versioned(const versioned_call &call, const u_int8 *s
         return 0;
     }
     clear_last_error(handle);
-    count_path(handle, wire_path::versioned);
+    count_path(wire_path::versioned);
     return static_cast<u_int32>(end - start);
 }
 #endif
@@ -82,7 +86,7 @@ template <const structure_descriptor &D>
         }
     }
 #endif
-    count_path(handle, wire_path::reference);
+    count_path(wire_path::reference);
     return structure_marshal_reference(D, handle, mem_class, buffer, instance, room, check, err);
 }
 
@@ -101,7 +105,7 @@ template <const structure_descriptor &D>
         }
     }
 #endif
-    count_path(handle, wire_path::reference);
+    count_path(wire_path::reference);
     return structure_unmarshal_reference(D, handle, mem_class, buffer, instance, length, mode, err);
 }
 
@@ -135,7 +139,7 @@ PTP_CFG_INLINE u_int32 structure_marshal(vela_handle *handle, u_int32 mem_class,
             is_untracked(handle) && !instance_differs<D>(static_cast<const u_int8 *>(instance))) {
             clear_last_error(handle);
             store_instance<D>(buffer, static_cast<const u_int8 *>(instance));
-            count_path(handle, wire_path::unrolled);
+            count_path(wire_path::unrolled);
             return width;
         }
     }
@@ -166,7 +170,7 @@ PTP_CFG_INLINE u_int32 structure_unmarshal_by_value(vela_handle *handle, u_int32
             has_latest_variants<D>(static_cast<const u_int8 *>(instance)) && is_latest_encoding<D>(buffer)) {
             clear_last_error(handle);
             load_instance<D, headers::type_infos>(buffer, static_cast<u_int8 *>(instance));
-            count_path(handle, wire_path::unrolled);
+            count_path(wire_path::unrolled);
             return latest_width(D);
         }
     }
@@ -188,7 +192,7 @@ template <const structure_descriptor &D>
     if (can_unmarshal_unrolled<D>(handle, instance, length, err) &&
         load_if_it_fits<D>(buffer, static_cast<u_int8 *>(instance))) {
         clear_last_error(handle);
-        count_path(handle, wire_path::unrolled);
+        count_path(wire_path::unrolled);
         return latest_width(D);
     }
     return structure_unmarshal_otherwise<D>(handle, mem_class, buffer, instance, length, mode, err);
@@ -232,8 +236,8 @@ void structure_copy_directly([[maybe_unused]] vela_handle *handle, [[maybe_unuse
 #ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_unrolled_path<D>) {
         clear_last_error(handle);
-        count_path(handle, wire_path::unrolled);
-        count_path(handle, wire_path::unrolled);
+        count_path(wire_path::unrolled);
+        count_path(wire_path::unrolled);
         copy_instance<D, to_new_instance ? headers::known : headers::all>(static_cast<const u_int8 *>(source),
                                                                           static_cast<u_int8 *>(destination));
     }

@@ -97,7 +97,8 @@ BITLOG_API uint32_t bitlog_set_module_level(const char *module, uint32_t level);
  * @param module      at most 63 characters; copied
  * @param module_id   0 before the first call; receives a number from 1; 0 means not registered
  * @param descriptor  stays valid as long as the module is loaded; may be NULL (no texts)
- * @return 0, 12 when no more modules fit, or 22 for a name or section name that is missing or too long
+ * @return 0, VELA_ENOMEM when no more modules fit, or VELA_EINVAL for a name or section name that is missing or too
+ *         long
  */
 BITLOG_API uint32_t bitlog_module_init_fn(const char *module, uint16_t *module_id, const bitlog_descriptor *descriptor);
 
@@ -108,7 +109,8 @@ BITLOG_API const char *bitlog_level_name(uint32_t level);
 
 /**
  * Formats a record as text: its message text with the arguments put in, or, when the module's texts cannot be found,
- * "message 1234 of ptp_clock: ARGUMENT, ...". Strings are put in as they are. The first call for a module reads the texts from the module's file.
+ * "message 1234 of ptp_clock: ARGUMENT, ...". Strings are put in as they are. The first call for a module reads the
+ * texts from the module's file.
  * @param buffer  receives at most room - 1 characters and a NUL; may be NULL when `room` is 0
  * @return characters that the whole text needs, as snprintf counts
  */
@@ -143,8 +145,8 @@ typedef struct bitlog_ring_options {
 } bitlog_ring_options;
 
 /**
- * Opens the process's ring as bitlog_ring_open() does. Without allow_other_users a ring under the path, or under PATH.old,
- * must belong to the effective user of this process: it is renamed or replaced, and a new one is made.
+ * Opens the process's ring as bitlog_ring_open() does. Without allow_other_users a ring under the path, or under
+ * PATH.old, must belong to the effective user of this process: it is renamed or replaced, and a new one is made.
  * @return as bitlog_ring_open(), and EINVAL for options of another size
  */
 BITLOG_API uint32_t bitlog_ring_open_with(const char *path, const bitlog_ring_options *options);
@@ -193,8 +195,8 @@ BITLOG_API uint32_t bitlog_reader_open(const char *path, bitlog_reader **reader,
 BITLOG_API void bitlog_reader_close(bitlog_reader *reader);
 
 /**
- * Looks in a folder first for the files of the libraries that traced, by their names: for a ring that comes from another
- * machine. To be called before the first record is got.
+ * Looks in a folder first for the files of the libraries that traced, by their names: for a ring that comes from
+ * another machine. To be called before the first record is got.
  * @return 0, or ENAMETOOLONG
  */
 BITLOG_API uint32_t bitlog_reader_look_in(bitlog_reader *reader, const char *folder);
@@ -213,9 +215,9 @@ BITLOG_API int bitlog_reader_next(bitlog_reader *reader, bitlog_entry *entry, ui
 
 /**
  * Formats a record as bitlog_format() does, with the text from the file of the library that traced it. That file is
- * looked for where it was then, see also bitlog_reader_look_in(), and must be the same build. Control characters of what
- * was traced come as \xHH, so that the text is one line and safe to show on a terminal; the entry's arguments have them
- * as they are.
+ * looked for where it was then, see also bitlog_reader_look_in(), and must be the same build. Control characters of
+ * what was traced come as \xHH, so that the text is one line and safe to show on a terminal; the entry's arguments have
+ * them as they are.
  */
 BITLOG_API size_t bitlog_reader_format(bitlog_reader *reader, const bitlog_entry *entry, char *buffer, size_t room);
 

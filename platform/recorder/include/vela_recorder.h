@@ -105,9 +105,10 @@ typedef struct vela_recorder_statistics {
  * @param options  NULL: defaults
  * @param error_text, room  NULL, or receives a sentence: what was wrong or, without an error, what was cut off or
  *                          damaged; empty when there is nothing to say
- * @param err      receives 11 (another recorder has it open), 12, 13 (FILE belongs to another user), 22 (options out of
- *                 range; FILE is no recording or no regular file; a FILE.n is in the way, which is no recording, or
- *                 is a link or another user's), 40 (FILE is a symbolic link) or the system's errno
+ * @param err      receives EAGAIN (11) (another recorder has it open), VELA_ENOMEM, EACCES (13) (FILE belongs to
+ *                 another user), VELA_EINVAL (options out of range; FILE is no recording or no regular file; a FILE.n
+ *                 is in the way, which is no recording, or is a link or another user's), 40 (FILE is a symbolic link)
+ *                 or the system's errno
  * @return the recorder, owned by the caller until vela_recorder_close(), or NULL
  */
 VELA_API vela_recorder *vela_recorder_open(const char *path, const vela_recorder_options *options, char *error_text,
@@ -120,8 +121,9 @@ VELA_API vela_recorder *vela_recorder_open(const char *path, const vela_recorder
  * @param source   where the bytes came from, any number that helps the reader; ptpcfg stores the transport's channel,
  *                 0 gable, 1 wicket, 2 skein, 3 osprey, with VELA_RECORD_DAMAGED added for what is no message
  * @param bytes    NULL is allowed with length 0
- * @param err      receives 28 (the disk is full), 90 (longer than a file or record may be), 22 (bytes are NULL) or the
- *                 system's errno; 27 is the process's limit of a file's size, which sends SIGXFSZ: ignore that signal
+ * @param err      receives VELA_ENOSPC (the disk is full), VELA_EMSGSIZE (longer than a file or record may be),
+ *                 VELA_EINVAL (bytes are NULL) or the system's errno; 27 is the process's limit of a file's size, which
+ *                 sends SIGXFSZ: ignore that signal
  * @return 1 when it was recorded, else 0
  */
 VELA_API u_int32 vela_recorder_append(vela_recorder *recorder, u_int64 time_ns, u_int32 source, const u_int8 *bytes,
@@ -166,7 +168,8 @@ typedef struct vela_recording_item {
  * Opens FILE and all FILE.n there are, with the content they have at this moment. They may be written and turned
  * over meanwhile.
  * @param error_text, room  NULL, or receives a sentence that says what was wrong
- * @param err  receives 2 (there is no such file), 12, 22 (no regular file) or the system's errno
+ * @param err  receives VELA_ENOENT (there is no such file), VELA_ENOMEM, VELA_EINVAL (no regular file) or the system's
+ *             errno
  * @return the recording, owned by the caller until vela_recording_close(), or NULL
  */
 VELA_API vela_recording *vela_recording_open(const char *path, char *error_text, size_t room, u_int32 *err);

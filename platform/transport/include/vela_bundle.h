@@ -16,7 +16,8 @@
  *     u_int32 length = ptp_clock_cfg_message_marshal(handle, mem_class, space, message, room, &err);
  *     vela_bundle_commit(handle, length, &err);
  *
- * A message that fails leaves the bundle as it was before; a bundle that is full (error 90) can be closed and sent.
+ * A message that fails leaves the bundle as it was before; a bundle that is full (VELA_EMSGSIZE) can be closed and
+ * sent.
  *
  * Format, all numbers in network byte order:
  *
@@ -57,7 +58,8 @@ typedef struct vela_bundle vela_bundle;
 /**
  * Creates an empty bundle and opens it on the handle.
  * @param capacity_bytes  bytes that the finished bundle may have, at least 63 (a header and the shortest message)
- * @param err  receives 12 (no memory) or 22 (a bundle is open already, a capacity that holds no message)
+ * @param err  receives VELA_ENOMEM (no memory) or VELA_EINVAL (a bundle is open already, a capacity that holds no
+ *             message)
  * @return the bundle, owned by the caller until vela_bundle_destroy(), or NULL
  */
 VELA_API vela_bundle *vela_bundle_open(vela_handle *handle, u_int32 mem_class, u_int32 capacity_bytes, u_int32 *err);
@@ -65,7 +67,7 @@ VELA_API vela_bundle *vela_bundle_open(vela_handle *handle, u_int32 mem_class, u
 /**
  * Empties a closed or aborted bundle and opens it again, without a new allocation.
  * @param handle  the handle that it was opened on
- * @param err     receives 22 when a bundle is open already or the bundle is another handle's
+ * @param err     receives VELA_EINVAL when a bundle is open already or the bundle is another handle's
  */
 VELA_API void vela_bundle_reopen(vela_handle *handle, vela_bundle *bundle, u_int32 *err);
 
@@ -80,8 +82,8 @@ VELA_API u_int8 *vela_bundle_space(vela_handle *handle, u_int32 *room);
 /**
  * Takes the message in the free space into the open bundle.
  * @param length  bytes of the message, as its marshal returned them
- * @param err     set on entry: the message failed and is forgotten. Receives 22 (no bundle is open, the bytes are no
- *                message, or not the one that was marshalled last) or 90 (longer than the room)
+ * @param err     set on entry: the message failed and is forgotten. Receives VELA_EINVAL (no bundle is open, the bytes
+ *                are no message, or not the one that was marshalled last) or VELA_EMSGSIZE (longer than the room)
  * @return number of messages in the bundle, or 0
  */
 VELA_API u_int32 vela_bundle_commit(vela_handle *handle, u_int32 length, u_int32 *err);
@@ -101,7 +103,7 @@ VELA_API u_int32 vela_bundle_add(vela_handle *handle, u_int32 mem_class, vela_bu
  * Finishes the open bundle; messages marshalled from now on are on their own. Acts also when *err is set, so that
  * what was packed before a failure can be sent.
  * @param bytes, length  receive the bundle; the bytes belong to it and stay until it is reopened or destroyed
- * @param err            receives 22 when no bundle is open
+ * @param err            receives VELA_EINVAL when no bundle is open
  * @return number of messages in it, perhaps 0
  */
 VELA_API u_int32 vela_bundle_close(vela_handle *handle, const u_int8 **bytes, u_int32 *length, u_int32 *err);
@@ -130,14 +132,14 @@ typedef struct vela_bundle_item {
     u_int32 length;        /**< bytes of the message */
     u_int32 index;         /**< position among the messages, from 0 */
     u_int32 offset;        /**< of the place in the bundle, in bytes */
-    u_int32 err;           /**< 0 for a message; 22 (no message, or a wrong length or count) or 90 (cut off) */
+    u_int32 err;           /**< 0; VELA_EINVAL (no message, or a wrong length or count) or VELA_EMSGSIZE (cut off) */
     const char *reason;    /**< static text that explains err; NULL without one */
 } vela_bundle_item;
 
 /**
  * Starts to read bytes from outside: a bundle, or a single message, which reads as a bundle of one.
- * @param err  receives 90 (shorter than a header, or than the bundle says) or 22 (no bundle, another version, longer
- *             than the bundle says); the reader is then at its end
+ * @param err  receives VELA_EMSGSIZE (shorter than a header, or than the bundle says) or VELA_EINVAL (no bundle,
+ *             another version, longer than the bundle says); the reader is then at its end
  */
 VELA_API void vela_bundle_read(vela_bundle_reader *reader, const u_int8 *bytes, u_int32 length, u_int32 *err);
 

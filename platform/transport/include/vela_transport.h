@@ -17,9 +17,9 @@
  * channel belongs to one thread at a time; several channels may be used by several threads. An inproc: channel must
  * not be carried into a child process.
  *
- * What vela_channel_send() accepted is delivered, stays queued, or is reported: as lost, or as sent to a peer that ended
- * before it read everything, both by an event and in the statistics. What waits when the only peer ends is kept for the
- * peer that comes next.
+ * What vela_channel_send() accepted is delivered, stays queued, or is reported: as lost, or as sent to a peer that
+ * ended before it read everything, both by an event and in the statistics. What waits when the only peer ends is kept
+ * for the peer that comes next.
  *
  * All calls that take `err` follow the rules of velalib/runtime.h: with *err set on entry they do nothing.
  */
@@ -46,7 +46,7 @@ VELA_API u_int32 wicket_bundle_handler_register(vela_bundle_handler handler);
 VELA_API u_int32 skein_bundle_handler_register(vela_bundle_handler handler);
 VELA_API u_int32 osprey_bundle_handler_register(vela_bundle_handler handler);
 
-/** Take it back. What arrives without a handler is dropped and reported. Return 0, or 2 when there was none. */
+/** Take it back. What arrives without a handler is dropped and reported. Return 0, or VELA_ENOENT without one. */
 VELA_API u_int32 gable_bundle_handler_unregister(void);
 VELA_API u_int32 wicket_bundle_handler_unregister(void);
 VELA_API u_int32 skein_bundle_handler_unregister(void);
@@ -69,15 +69,18 @@ typedef struct vela_channel vela_channel;
 /** What an event tells. */
 typedef enum vela_channel_event_kind {
     VELA_CHANNEL_CONNECTED = 1, /**< a peer is there */
-    VELA_CHANNEL_DISCONNECTED,  /**< a peer has gone; `err` says why, 0: it closed, 110: see `idle_ms` */
-    VELA_CHANNEL_REFUSED,       /**< a peer was turned away: another user's (13), or one too many (11); of a connecting
-                                     end, the listening end has no place left (11). At most one event a second;
-                                     `messages` is the number of connections since the last one */
-    VELA_CHANNEL_LOST,          /**< `messages` accepted messages will not be sent any more */
-    VELA_CHANNEL_UNREAD,        /**< up to `messages` messages were sent, but the peer ended, or the channel was closed,
-                                     before the peer was known to have read them */
-    VELA_CHANNEL_DROPPED        /**< a received message was not delivered: too long (90), neither a message nor a
-                                     bundle (22), or no handler (38) */
+    VELA_CHANNEL_DISCONNECTED,  /**< a peer has gone; `err` says why, 0: it closed, VELA_ETIMEDOUT: see `idle_ms` */
+    /** A peer was turned away: another user's (VELA_EACCES), or one too many (VELA_EAGAIN); of a connecting end, the
+     *  listening end has no place left (VELA_EAGAIN). At most one event a second; `messages` is the number of
+     *  connections since the last one. */
+    VELA_CHANNEL_REFUSED,
+    VELA_CHANNEL_LOST, /**< `messages` accepted messages will not be sent any more */
+    /** Up to `messages` messages were sent, but the peer ended, or the channel was closed, before the peer was known to
+     *  have read them. */
+    VELA_CHANNEL_UNREAD,
+    /** A received message was not delivered: too long (VELA_EMSGSIZE), neither a message nor a bundle (VELA_EINVAL), or
+     *  no handler (VELA_ENOSYS). */
+    VELA_CHANNEL_DROPPED
 } vela_channel_event_kind;
 
 typedef struct vela_channel_event {
@@ -137,8 +140,9 @@ typedef struct vela_channel_statistics {
  * @param uri      see above; NULL: inproc: and the domain's name
  * @param options  NULL: defaults
  * @param error_text, room  NULL, or receives a sentence that says what was wrong
- * @param err      receives 12, 22 (unknown domain, malformed URI, options out of range), 98 (something listens there
- *                 already, or a file that is no socket is in the way) or the system's errno
+ * @param err      receives VELA_ENOMEM, VELA_EINVAL (unknown domain, malformed URI, options out of range),
+ *                 VELA_EADDRINUSE (something listens there already, or a file that is no socket is in the way) or the
+ *                 system's errno
  * @return the channel, owned by the caller until vela_channel_close(), or NULL
  */
 VELA_API vela_channel *vela_channel_listen(const char *domain, const char *uri, const vela_channel_options *options,
@@ -160,7 +164,7 @@ VELA_API vela_channel *vela_channel_connect(const char *domain, const char *uri,
  * readable, until it returns 1 or has taken too long.
  * @param handle, mem_class, context  passed on to the bundle handler
  * @param timeout_ms  longest time that the call may take; 0: it does what there is to do, without waiting
- * @param err         receives 12, or 22 when called from within a handler or an event
+ * @param err         receives VELA_ENOMEM, or VELA_EINVAL when called from within a handler or an event
  * @return 1 when it is over: nothing is queued and no peer is left. Everything was then read, but for what the counters
  *         `lost` and `unread` say. 0 when the time is over or a signal came; vela_channel_unconfirmed() and the counter
  *         `queued` say what is missing
@@ -175,9 +179,9 @@ VELA_API u_int32 vela_channel_finish(vela_channel *channel, vela_handle *handle,
 VELA_API u_int32 vela_channel_unconfirmed(const vela_channel *channel);
 
 /**
- * Closes a channel after one more attempt to send what is queued; the rest is lost, with an event. What TCP peers have not
- * confirmed by then may be lost as well, and is told and counted as unread: call vela_channel_finish() first. Removes
- * the socket file of a listening end.
+ * Closes a channel after one more attempt to send what is queued; the rest is lost, with an event. What TCP peers have
+ * not confirmed by then may be lost as well, and is told and counted as unread: call vela_channel_finish() first.
+ * Removes the socket file of a listening end.
  * @param channel     may be NULL
  * @param statistics  NULL, or receives the final counters
  */
@@ -196,9 +200,9 @@ VELA_API int vela_channel_fd(const vela_channel *channel);
  * Waits for something to do; together with vela_channel_process() it is the shortest way from a message to its
  * handler. Within a handler or an event it returns 0 at once.
  * @param timeout_ms  longest wait; negative: no limit
- * @return 1 when there is something to do, 0 when the time is over or a signal came. A signal that comes just before the
- *         call does not end it: who tests a flag that a signal handler sets waits for vela_channel_fd() with ppoll(), or
- *         together with a descriptor that the handler writes to
+ * @return 1 when there is something to do, 0 when the time is over or a signal came. A signal that comes just before
+ *         the call does not end it: who tests a flag that a signal handler sets waits for vela_channel_fd() with
+ *         ppoll(), or together with a descriptor that the handler writes to
  */
 VELA_API u_int32 vela_channel_wait(vela_channel *channel, int32 timeout_ms);
 
@@ -207,7 +211,7 @@ VELA_API u_int32 vela_channel_wait(vela_channel *channel, int32 timeout_ms);
  * @param handle, mem_class, context  passed on to the bundle handler
  * @param limit  most messages to deliver; 0: what has arrived, in portions that leave other work its turn. With 1, a
  *               message that is there costs one system call as a rule.
- * @param err    receives 22 when called from within a handler or an event
+ * @param err    receives VELA_EINVAL when called from within a handler or an event
  * @return messages delivered; call again when it equals a limit above 0
  */
 VELA_API u_int32 vela_channel_process(vela_channel *channel, vela_handle *handle, u_int32 mem_class, void *context,
@@ -218,8 +222,9 @@ VELA_API u_int32 vela_channel_process(vela_channel *channel, vela_handle *handle
  * end sends to every peer; without a peer it keeps the message for the next one. A peer whose queue is full misses
  * the message (event VELA_CHANNEL_LOST) unless no peer can take it.
  * @param bytes, length  copied when they have to wait
- * @param err            receives 11 (the queue is full; nothing was taken), 12, 22 (neither a bundle nor a message),
- *                       90 (longer than max_message) or 108 (the channel is being finished)
+ * @param err            receives VELA_EAGAIN (the queue is full; nothing was taken), VELA_ENOMEM, VELA_EINVAL (neither
+ *                       a bundle nor a message), VELA_EMSGSIZE (longer than max_message) or VELA_ESHUTDOWN (the channel
+ *                       is being finished)
  * @return 1 when it was accepted, else 0
  */
 VELA_API u_int32 vela_channel_send(vela_channel *channel, const u_int8 *bytes, u_int32 length, u_int32 *err);

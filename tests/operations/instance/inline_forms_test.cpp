@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -243,8 +244,11 @@ int64_t place_in_header(const std::string &header, const std::string &getter) {
 }
 
 TEST(inline_forms, know_where_the_fields_of_all_types_lie) {
-    std::ifstream file(PTP_CFG_INLINE_HEADER);
-    const std::string header(std::istreambuf_iterator<char>(file), {});
+    std::string header;
+    for (const auto &entry : std::filesystem::directory_iterator(PTP_CFG_INLINE_HEADERS)) {
+        std::ifstream file(entry.path());
+        header.append(std::istreambuf_iterator<char>(file), {});
+    }
     u_int32 err = 0, compared = 0;
     vela_handle *handle = vela_handle_create(nullptr, &err);
     for (const ptp_cfg_type *type : types_of(PTP_CFG_STRUCTURE)) {

@@ -9,6 +9,7 @@
 
 #include "oracle_model.h"
 #include "records.h"
+#include "wire_paths.h"
 
 namespace ptp_cfg_test {
 namespace {
@@ -63,12 +64,6 @@ class path_pair {
   public:
     test_handle quick, reference;
 };
-
-#ifdef PTP_CFG_COUNT_PATHS
-u_int64 runs(vela_handle *handle, bool reference) {
-    return reference ? handle->wire_paths[1] : handle->wire_paths[0] + handle->wire_paths[2];
-}
-#endif
 
 outcome marshal(const record_type &type, vela_handle *handle, const void *instance, u_int32 room) {
     outcome result = {0, 0, 0, octets(room + 2, untouched)};
@@ -135,11 +130,11 @@ TEST_F(WirePaths, OnlyTypesThatOwnATextLackTheFastOne) {
             const test_handle handle({.tracking = mode});
             const auto instance = type.create(handle);
             fill(type, handle, instance.get(), filling::random);
-            const octets bytes = type.marshal(handle, instance.get());
-            const auto read = type.unmarshal(handle, bytes);
-            EXPECT_EQ(handle->wire_paths[0] + handle->wire_paths[1], 2u) << type.about.name;
-            if (handle->wire_paths[0] != 2) {
-                EXPECT_EQ(handle->wire_paths[0], 0u) << type.about.name;
+            const wire_paths paths =
+                wire_paths_of([&] { type.unmarshal(handle, type.marshal(handle, instance.get())); });
+            EXPECT_EQ(paths.unrolled + paths.reference, 2u) << type.about.name;
+            if (paths.unrolled != 2) {
+                EXPECT_EQ(paths.unrolled, 0u) << type.about.name;
                 slow.insert(type.about.name);
             }
             EXPECT_EQ(slow.count(type.about.name) != 0, type.has_text()) << type.about.name;
@@ -209,8 +204,11 @@ TEST_F(WirePaths, AgreeOnSoundInstancesInAnyRoom) {
             ASSERT_EQ(unmarshal(type, pair.quick, bytes), unmarshal(type, pair.reference, bytes));
         }
 #ifdef PTP_CFG_COUNT_PATHS
-        EXPECT_EQ(runs(pair.quick, false) != 0, !type.has_text());
-        EXPECT_EQ(runs(pair.reference, false), 0u);
+        const wire_paths quick = wire_paths_of([&] { type.unmarshal(pair.quick, type.marshal(pair.quick, a.get())); });
+        EXPECT_EQ(quick.unrolled + quick.versioned != 0, !type.has_text());
+        const wire_paths reference =
+            wire_paths_of([&] { type.unmarshal(pair.reference, type.marshal(pair.reference, b.get())); });
+        EXPECT_EQ(reference.unrolled + reference.versioned, 0u);
 #endif
     });
 }
@@ -339,12 +337,17 @@ TEST_F(WirePaths, TheFastOneIsLeftBeforeAnythingChanges) {
     const auto instance = type.create(handle);
     u_int32 err = 0;
     const octets bytes = from_hex("00 00 0000000C 22 0102 7F 00000003");
-    EXPECT_EQ(type.operations->unmarshal(handle, mem_class, bytes.data(), instance.get(), 14, &err), 14u);
-    EXPECT_EQ(err, 0u);
-    EXPECT_EQ(type.marshal(handle, instance.get()), from_hex("00 00 0000000C 22 0102 00 00000003"));
+    const auto calls = [&] {
+        EXPECT_EQ(type.operations->unmarshal(handle, mem_class, bytes.data(), instance.get(), 14, &err), 14u);
+        EXPECT_EQ(err, 0u);
+        EXPECT_EQ(type.marshal(handle, instance.get()), from_hex("00 00 0000000C 22 0102 00 00000003"));
+    };
 #ifdef PTP_CFG_COUNT_PATHS
-    EXPECT_EQ(handle->wire_paths[0], 1u);
-    EXPECT_EQ(handle->wire_paths[1], 1u);
+    const wire_paths paths = wire_paths_of(calls);
+    EXPECT_EQ(paths.unrolled, 1u);
+    EXPECT_EQ(paths.reference, 1u);
+#else
+    calls();
 #endif
 }
 

@@ -99,7 +99,7 @@ typedef struct vela_variant_domain {
 /** The last failure that an operation of this handle reported. */
 typedef struct vela_last_error {
     u_int32 code;  /**< 0: none since the last operation began */
-    u_int32 epoch; /**< non-zero when it was reported as an epoch error (43 or 52) */
+    u_int32 epoch; /**< non-zero when it was reported as an epoch error (VELA_EEPOCH or VELA_EDOMAIN) */
 } vela_last_error;
 
 /**
@@ -128,7 +128,7 @@ typedef struct vela_handle {
     struct vela_bundle *bundle_open; /**< non-NULL while a bundle is being packed */
     u_int32 msg_header_word;         /**< sent in the header of every message; set by the application */
     char domain_name[64];            /**< name of the domain, for diagnostics */
-    u_int64 wire_paths[3]; /**< test builds only: structures that went the unrolled, the exact and the versioned path */
+    u_int64 reserved[3];             /**< 0 */
     /** Stands behind words of eight bytes: nearly every call clears it, in one store that should not straddle lines. */
     vela_last_error last_error;
     struct vela_runtime *runtime; /**< the runtime's own state */
@@ -172,10 +172,10 @@ typedef struct vela_handle_report {
 /**
  * Creates a handle.
  * @param options  NULL for all defaults
- * @param err      0 on entry; receives 12 (no memory, or none left in the shared types), 22 (options of an unknown
- *                 size, an alloc without a free or with accounting, an unknown tracking mode, shared types that are
- *                 only read, were cut or damaged, or know fewer variants than a loaded module), or 11 (a process that
- *                 enters shared types does not go on)
+ * @param err      0 on entry; receives VELA_ENOMEM (no memory, or none left in the shared types), VELA_EINVAL (options
+ *                 of an unknown size, an alloc without a free or with accounting, an unknown tracking mode, shared
+ *                 types that are only read, were cut or damaged, or know fewer variants than a loaded module), or
+ *                 EAGAIN (11) (a process that enters shared types does not go on)
  * @return the handle, owned by the caller until vela_handle_destroy(), or NULL
  */
 VELA_API vela_handle *vela_handle_create(const vela_handle_options *options, u_int32 *err);
@@ -208,11 +208,11 @@ VELA_API void vela_domain_destroy(vela_domain *domain);
  * @param type_name  for example "ptp_port"
  * @param variant    from 0. Above the newest, structures are made in their newest variant; enumerations take it as it
  *                   is, and then admit values that this release has no literal for
- * @return 0, 12 (no memory) or 22 (negative variant, empty name)
+ * @return 0, VELA_ENOMEM (no memory) or VELA_EINVAL (negative variant, empty name)
  */
 VELA_API u_int32 vela_domain_set_variant(vela_domain *domain, const char *type_name, int8 variant);
 
-/** Forbids a message in a domain, for example "ptp_clock_cfg_message". Returns 0, 12 or 22 as above. */
+/** Forbids a message in a domain, for example "ptp_clock_cfg_message". Returns what the call above does. */
 VELA_API u_int32 vela_domain_forbid_message(vela_domain *domain, const char *message_name);
 
 /**
@@ -230,8 +230,9 @@ VELA_API u_int32 vela_domain_forbid_message(vela_domain *domain, const char *mes
  * @param path        of the file, at most 1 MiB long; a regular file, to which a link may lead, of any user
  * @param error_text, room  NULL, or receives what is wrong, cut to the room: a line "FILE:LINE: what; what to do" for
  *                    each fault up to the hundredth, or one line without a number when the file cannot be read
- * @param err         0 on entry, else the call does nothing; receives 12 (no memory), 22 (faults in the file, no path,
- *                    or no regular file), 90 (the file is too long), or the system's errno when it cannot be read
+ * @param err         0 on entry, else the call does nothing; receives VELA_ENOMEM (no memory), VELA_EINVAL (faults in
+ *                    the file, no path, or no regular file), VELA_EMSGSIZE (the file is too long), or the system's
+ *                    errno when it cannot be read
  * @return the domain, owned by the caller until vela_domain_destroy(), or NULL
  */
 VELA_API vela_domain *vela_domain_load(const char *path, char *error_text, size_t room, u_int32 *err);

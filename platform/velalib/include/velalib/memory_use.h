@@ -55,7 +55,7 @@ VELA_API u_int32 vela_handle_memory_use(const struct vela_handle *handle, vela_m
 /**
  * Changes the budget. Below what is out now it takes nothing away: nothing more is given until enough has been freed.
  * @param bytes  that may be out at once; 0: no limit
- * @return 0, or 22 when the handle keeps no accounts
+ * @return 0, or VELA_EINVAL when the handle keeps no accounts
  */
 VELA_API u_int32 vela_handle_set_memory_budget(struct vela_handle *handle, u_int64 bytes);
 

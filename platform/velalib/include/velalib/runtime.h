@@ -24,7 +24,7 @@ VELA_BEGIN_C
 VELA_API void vela_clear_last_error(vela_handle *handle);
 /** Records a code as the handle's last error. */
 VELA_API void vela_store_err(vela_handle *handle, u_int32 code);
-/** Records an epoch code (43, 52) as the handle's last error and stores it in *err. */
+/** Records an epoch code (VELA_EEPOCH, VELA_EDOMAIN) as the handle's last error and stores it in *err. */
 VELA_API void vela_store_epoch_err(vela_handle *handle, u_int32 code, u_int32 *err);
 
 /** The function that failed, by parts of its name, and the field that it is about. */
@@ -55,7 +55,7 @@ VELA_API void vela_name_failure(vela_handle *handle, u_int32 code, const struct 
 /** Registers a module's types with a handle; the runtime calls it when the type table lacks one. */
 typedef void (*vela_typeinfo_initialize_fn)(vela_handle *handle, u_int32 mem_class, u_int32 *err);
 
-/** Copies the 16-byte identity of an instance's type to `luid`; a null instance is error 22. */
+/** Copies the 16-byte identity of an instance's type to `luid`; a null instance is VELA_EINVAL. */
 VELA_API void vela_get_luid(vela_handle *handle, u_int32 mem_class, const void *instance, u_int8 *luid, u_int32 *err);
 /**
  * The variant that a domain uses for a type: its override, else the newest that the record's variant table has
@@ -76,7 +76,8 @@ VELA_API u_int32 velalib_adjust_variant(vela_handle *handle, u_int32 mem_class, 
 /**
  * Merges a module's variant table into a record of the handle's type table. A newly inserted copy in shared form
  * receives a variant table of its own, with counters that start at 0 and as long-lived as the handle (without
- * memory it keeps the module's, and the handle's last error is 12). Any other record is left alone, and so are those of shared types.
+ * memory it keeps the module's, and the handle's last error is VELA_ENOMEM). Any other record is left alone, and so are
+ * those of shared types.
  */
 VELA_API void vela_update_variant_info(vela_handle *handle, u_int32 mem_class, vela_type_info *table_record,
                                        const vela_type_info *static_record, u_int32 inserted);
@@ -137,12 +138,12 @@ VELA_API void velalib_lookup_and_update_oid_ref_count(vela_handle *handle, u_int
 
 /** The distance from an instance's start to its state-flag block, kept for instances with flag 0x40; else 0. */
 VELA_API int64_t velalib_get_sttr_offset(vela_handle *handle, u_int32 mem_class, const void *instance);
-/** Keeps that distance and sets flag 0x40, announced to pre_write. Without memory: the handle's last error is 12. */
+/** Keeps that distance and sets flag 0x40, announced to pre_write. Without memory the last error is VELA_ENOMEM. */
 VELA_API void velalib_update_sttr_offset(vela_handle *handle, u_int32 mem_class, void *instance, int64_t offset);
 
 /* ---- wire ----------------------------------------------------------------------------------------------- */
-/* Network byte order. Each returns the bytes written or read: its width, or 0 with error 90 when the room is   */
-/* less than that; nothing is stored then.                                                                      */
+/* Network byte order. Each returns the bytes written or read: its width, or 0 with VELA_EMSGSIZE when the  */
+/* room is less than that; nothing is stored then.                                                              */
 
 /** Widths of the items that frame an instance, and of a message's header and identity. */
 enum {
@@ -187,7 +188,7 @@ typedef struct vela_message_header {
 /** 27 bytes: tag, address, tracked, word (4), length (4), eleven zero bytes. */
 VELA_API u_int32 _vela_message_header_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
                                               const vela_message_header *header, u_int32 room, u_int32 *err);
-/** A tag other than VELA_MESSAGE_TAG is error 22: nothing is stored and 0 returned. */
+/** A tag other than VELA_MESSAGE_TAG is VELA_EINVAL: nothing is stored and 0 returned. */
 VELA_API u_int32 _vela_message_header_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer,
                                                 vela_message_header *header, u_int32 room, u_int32 *err);
 
@@ -214,10 +215,11 @@ VELA_API void velalib_msg_recorder_set(u_int32 state, FILE *stream);
  * most 4096 characters, and some messages at full width are longer; vela_recorder.h records those, too.
  */
 typedef struct velalib_msg_recorder_skipped {
-    u_int8 luid[16];    /**< identity of the message type */
-    char name[76];      /**< its name, for example "ptp_clock_cfg" */
-    u_int32 last_error; /**< why the last of them was skipped: 90 it is too long, 2 there was no stream, or the errno of
-                             a failed write */
+    u_int8 luid[16]; /**< identity of the message type */
+    char name[76];   /**< its name, for example "ptp_clock_cfg" */
+    /** Why the last of them was skipped: VELA_EMSGSIZE it is too long, VELA_ENOENT there was no stream, or the errno
+     *  of a failed write. */
+    u_int32 last_error;
     u_int64 count;
 } velalib_msg_recorder_skipped;
 
@@ -247,18 +249,18 @@ VELA_API u_int32 SuperFastHash(const void *data, int32 length, u_int32 seed);
 /* ---- text ----------------------------------------------------------------------------------------------- */
 /* No terminator is written inside a text: fill the buffer with blanks and use the count that comes back.       */
 
-/** Writes `depth` blanks; what does not fit is left out with error 90. Returns the characters written. */
+/** Writes `depth` blanks; what does not fit is left out with VELA_EMSGSIZE. Returns the characters written. */
 VELA_API u_int32 vela_print_space(vela_handle *handle, u_int32 mem_class, char *buffer, u_int32 depth, u_int32 room,
                                   u_int32 *err);
 /**
  * Formats into a buffer of `room` characters, never beyond them and without a terminator.
- * @return characters written; a text that does not fit is cut there, with error 90
+ * @return characters written; a text that does not fit is cut there, with VELA_EMSGSIZE
  */
 VELA_API u_int32 vela_snprintf(vela_handle *handle, u_int32 mem_class, char *buffer, u_int32 room, u_int32 *err,
                                const char *format, ...) VELA_PRINTF(6, 7);
 
 /* ---- XML ------------------------------------------------------------------------------------------------ */
-/* Writers return the characters written. What does not fit is error 90, and nothing of it is written.          */
+/* Writers return the characters written. What does not fit is VELA_EMSGSIZE, and nothing of it is written.     */
 
 /** Opens an element; a state flag other than 0 becomes the attribute state="N". */
 VELA_API u_int32 start_tag(vela_handle *handle, u_int32 mem_class, char *buffer, const char *name, u_int32 room,
@@ -283,17 +285,20 @@ VELA_API u_int32 xml_enum_print(vela_handle *handle, u_int32 mem_class, char *bu
  * Reads the text of the element that a path names ("//ptp_clock/modify", "//list/entry[3]").
  * @param value  receives at most size - 1 characters and a NUL
  * @param flags  0
- * @return 0; 2 when there is no such element; 28 when the text is longer than the room; 22 for a path that is none; 12
- *         without memory for a general expression
+ * @return 0; VELA_ENOENT when there is no such element; VELA_ENOSPC when the text is longer than the room; VELA_EINVAL
+ *         for a path that is none; VELA_ENOMEM without memory for a general expression
  */
 VELA_API u_int32 xml_get_element_value(vela_xml_document *document, const char *path, char *value, u_int32 size,
                                        u_int32 flags);
 /**
  * Counts the elements that a path names: of "//NAME" all in the document, of a step without [n] all children of
- * that name. Returns 0, 12, or 22 for a path that is none.
+ * that name. Returns 0, VELA_ENOMEM, or VELA_EINVAL for a path that is none.
  */
 VELA_API u_int32 xml_get_element_nodecount(vela_xml_document *document, const char *path, u_int32 *count);
-/** The same text in full: a NUL-terminated string that belongs to the document. Returns 0, 2, 12 or 22. */
+/**
+ * The same text in full: a NUL-terminated string that belongs to the document. Returns 0, VELA_ENOENT, VELA_ENOMEM or
+ * VELA_EINVAL.
+ */
 VELA_API u_int32 xml_get_element_text(vela_xml_document *document, const char *path, const char **text);
 
 /*
@@ -304,7 +309,8 @@ VELA_API u_int32 xml_get_element_text(vela_xml_document *document, const char *p
 
 /**
  * Finds the element that a path of any form names; of several the first in the document.
- * @return 0; 2 when there is no such element; 22 for a path that is none; 12 without memory for a general expression
+ * @return 0; VELA_ENOENT when there is no such element; VELA_EINVAL for a path that is none; VELA_ENOMEM without memory
+ *         for a general expression
  */
 VELA_API u_int32 xml_find_element(vela_xml_document *document, const char *path, u_int32 *element);
 /** The first child of an element; 0 when it has none. */
@@ -343,12 +349,12 @@ VELA_API u_int32 xml_get_attribute(const vela_xml_document *document, u_int32 el
 /**
  * Compares a text with the forms of a primitive type's values.
  * @param reason  receives what is wrong
- * @return 0; 22; 28 for a var_string that is too long
+ * @return 0; VELA_EINVAL; VELA_ENOSPC for a var_string that is too long
  */
 VELA_API u_int32 xml_check_value(const char *type_name, const char *text, char *reason, u_int32 room);
 /**
  * Tells the document's on_fault of a fault at an element, and explains the first in `error_text`.
- * @param err  its code goes here if it is the first (0 before), or 12 without memory
+ * @param err  its code goes here if it is the first (0 before), or VELA_ENOMEM without memory
  * @return non-zero to go on
  */
 VELA_API u_int32 xml_tell_fault(vela_xml_document *document, u_int32 element, u_int32 code, const char *reason,

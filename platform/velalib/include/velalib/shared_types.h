@@ -19,10 +19,10 @@
  * same variant of the same type at the same moment, one increment may be lost. An application that needs exact counts
  * serialises in that callback or keeps to one process per type.
  *
- * Whoever may write to the file is trusted as this process is. Therefore it must belong to this process's effective user
- * and may be no symbolic link, unless options allow that. Against accidents all of it is checked when it is opened, and
- * what others add when it is first used. Do not shorten it while it is in use: handles are then refused and types no
- * longer entered, but counting in a record that is gone from the file ends the process (SIGBUS).
+ * Whoever may write to the file is trusted as this process is. Therefore it must belong to this process's effective
+ * user and may be no symbolic link, unless options allow that. Against accidents all of it is checked when it is
+ * opened, and what others add when it is first used. Do not shorten it while it is in use: handles are then refused and
+ * types no longer entered, but counting in a record that is gone from the file ends the process (SIGBUS).
  */
 #ifndef VELALIB_SHARED_TYPES_H
 #define VELALIB_SHARED_TYPES_H
@@ -41,8 +41,9 @@ typedef struct vela_shared_types vela_shared_types;
  * @param address  where every process is to map it: a multiple of 4096 at which all of them have `size` bytes free.
  *                 On 64-bit Linux 0x7ea000000000 is far from all that the system places by itself
  * @param size     bytes, rounded up to whole pages; the types of this library need 64 KiB, others about 400 bytes each
- * @param err      0 on entry; receives 12 (no memory), 17 (the file exists, or the address is taken), 22 (no path, an
- *                 address or a size that will not do), or the system's error number of the call that failed
+ * @param err      0 on entry; receives VELA_ENOMEM (no memory), EEXIST (17) (the file exists, or the address is taken),
+ *                 VELA_EINVAL (no path, an address or a size that will not do), or the system's error number of the
+ *                 call that failed
  * @param reason   NULL, or receives the failure in words, without the path
  * @param room     bytes of `reason`
  * @return to be given to vela_handle_create() and vela_shared_types_close(), or NULL
@@ -53,9 +54,10 @@ VELA_API vela_shared_types *vela_shared_types_create(const char *path, void *add
  * Maps a file that another process of this user has made. A process maps it once, for all its handles and threads.
  * @param path     the same
  * @param address  NULL: where the file says; another address than that is refused
- * @param err      as for create; also 2 (no such file), 11 (its maker has not finished it: try again), 13 (it belongs to
- *                 another user, or may not be opened), 22 (it is no such file, is damaged or cut, comes from another
- *                 release, or belongs to another address), 40 (it is a symbolic link)
+ * @param err      as for create; also VELA_ENOENT (no such file), EAGAIN (11) (its maker has not finished it: try
+ *                 again), EACCES (13) (it belongs to another user, or may not be opened), VELA_EINVAL (it is no such
+ *                 file, is damaged or cut, comes from another release, or belongs to another address), 40 (it is a
+ *                 symbolic link)
  */
 VELA_API vela_shared_types *vela_shared_types_open(const char *path, void *address, u_int32 *err, char *reason,
                                                    size_t room);
@@ -68,15 +70,15 @@ typedef struct vela_shared_types_options {
     u_int32 allow_links;       /**< non-zero: the path may be a link, as /proc/PID/fd/N of a file without a name is */
 } vela_shared_types_options;
 
-/** Maps a file as vela_shared_types_open() does; also 22 for options of another size. NULL options are all 0. */
+/** Maps a file as vela_shared_types_open() does; VELA_EINVAL also for options of another size. NULL: all 0. */
 VELA_API vela_shared_types *vela_shared_types_open_with(const char *path, const vela_shared_types_options *options,
                                                         u_int32 *err, char *reason, size_t room);
 /**
  * Reads a file, to count only: wherever its address is, whosever it is, without a right to write, and safe from what
- * happens to the file meanwhile and afterwards. Errors are those of open. A handle refuses it with 22.
+ * happens to the file meanwhile and afterwards. Errors are those of open. A handle refuses it with VELA_EINVAL.
  */
 VELA_API vela_shared_types *vela_shared_types_read(const char *path, u_int32 *err, char *reason, size_t room);
-/** Lets go of it; the mapping stays until the last handle that uses it is destroyed. The file stays. NULL does nothing. */
+/** Lets go of it; the mapping stays until the last handle that uses it is destroyed. The file stays. NULL: nothing. */
 VELA_API void vela_shared_types_close(vela_shared_types *types);
 
 /** What was created of one variant of a type. */

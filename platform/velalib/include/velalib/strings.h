@@ -19,13 +19,13 @@ struct vela_xml_document;
 
 /* ---- var_string ----------------------------------------------------------------------------------------- */
 
-/** The characters of a text, NULL when it is empty. A null `value` is error 2. */
+/** The characters of a text, NULL when it is empty. A null `value` is VELA_ENOENT. */
 VELA_API char *var_string_get(vela_handle *handle, u_int32 mem_class, const var_string *value, u_int32 *err);
 
 /**
  * Replaces a text by a copy of `count` characters; the pointer's 8 bytes are announced to pre_write.
  * @param characters  may lie in the old text; ignored when count is 0
- * @param err         12: no memory for the copy; 22: a null argument. Nothing has changed then.
+ * @param err         VELA_ENOMEM: no memory for the copy; VELA_EINVAL: a null argument. Nothing has changed then.
  */
 VELA_API void var_string_set(vela_handle *handle, u_int32 mem_class, var_string *destination, const char *characters,
                              u_int32 count, u_int32 *err);
@@ -40,15 +40,15 @@ VELA_API void var_string_copy(vela_handle *handle, u_int32 mem_class, var_string
  */
 VELA_API void var_string_destroy_internal(vela_handle *handle, u_int32 mem_class, var_string *value, u_int32 free);
 
-/** Writes exactly `count` bytes, zeros for a NULL text. Too little room is error 90, and nothing is written. */
+/** Writes exactly `count` bytes, zeros for a NULL text. Too little room is VELA_EMSGSIZE, and nothing is written. */
 VELA_API u_int32 var_string_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const var_string *value,
                                     u_int32 count, u_int32 room, u_int32 *err);
 
 /**
  * Replaces a text by the next `count` bytes, without announcing it.
  * @param mode  passed on by the callers, unused
- * @param err   90: fewer than `count` bytes are there; 12: no memory. The text is NULL then, because its
- *              length companion has been read before and may promise more characters than the old text had.
+ * @param err   VELA_EMSGSIZE: fewer than `count` bytes are there; VELA_ENOMEM: no memory. The text is NULL then,
+ *              because its length companion has been read before and may promise more characters than the old text had.
  */
 VELA_API u_int32 var_string_unmarshal(vela_handle *handle, u_int32 mem_class, const u_int8 *buffer, var_string *value,
                                       u_int32 count, u_int32 room, u_int32 mode, u_int32 *err);
@@ -81,7 +81,8 @@ VELA_API u_int32 var_string_to_xml(vela_handle *handle, u_int32 mem_class, const
 /**
  * Reads a text and its length, whatever its size in XML; both are announced.
  * @param count  receives the number of characters
- * @param err    2: no such element; 22: an unknown escape; 28: more than 255 characters. Nothing has changed then.
+ * @param err    VELA_ENOENT: no such element; VELA_EINVAL: an unknown escape; VELA_ENOSPC: more than 255 characters.
+ *               Nothing has changed then.
  */
 VELA_API void var_string_from_xml(vela_handle *handle, u_int32 mem_class, const char *path,
                                   struct vela_xml_document *document, var_string *value, u_int8 *count, u_int32 *err,
@@ -90,9 +91,9 @@ VELA_API void var_string_from_xml(vela_handle *handle, u_int32 mem_class, const 
 /* ---- char arrays ---------------------------------------------------------------------------------------- */
 /* `count` is the size of the array. On the wire it is its bytes; as text it ends at its first NUL.             */
 
-/** The array itself; a null `value` is error 2. */
+/** The array itself; a null `value` is VELA_ENOENT. */
 VELA_API char *char_get(vela_handle *handle, u_int32 mem_class, char *value, u_int32 *err);
-/** Copies up to `count` characters of a NUL-terminated text and fills the rest with 0, announced. 28: too long. */
+/** Copies up to `count` characters of a NUL-terminated text, announced, and zeros after them. VELA_ENOSPC: too long. */
 VELA_API void char_set(vela_handle *handle, u_int32 mem_class, char *destination, const char *characters, u_int32 count,
                        u_int32 *err);
 VELA_API u_int32 char_marshal(vela_handle *handle, u_int32 mem_class, u_int8 *buffer, const char *value, u_int32 count,
@@ -108,7 +109,7 @@ VELA_API u_int32 char_print(vela_handle *handle, u_int32 mem_class, char *buffer
 /** As var_string_to_xml(), without the zeros at the array's end. */
 VELA_API u_int32 char_to_xml(vela_handle *handle, u_int32 mem_class, const char *name, char *buffer, const char *value,
                              u_int32 count, u_int32 room, u_int8 state_flag, u_int32 *err);
-/** As var_string_from_xml(); 28 when the text is longer than the array. */
+/** As var_string_from_xml(); VELA_ENOSPC when the text is longer than the array. */
 VELA_API void char_from_xml(vela_handle *handle, u_int32 mem_class, const char *path,
                             struct vela_xml_document *document, char *value, u_int32 count, u_int32 *err,
                             char *error_text, u_int32 error_room);

@@ -17,8 +17,8 @@
  * Blanks around a value count in a var_string only. An attribute state="N" is a state flag, which is written and not
  * read by this library's calls.
  *
- * A document must be well-formed XML 1.0 in UTF-8, without a document type and with elements nested at most 64 deep; any
- * other is refused as a whole. One form is taken that is not well-formed: <NAME value out of range/>, by which an
+ * A document must be well-formed XML 1.0 in UTF-8, without a document type and with elements nested at most 64 deep;
+ * any other is refused as a whole. One form is taken that is not well-formed: <NAME value out of range/>, by which an
  * enumeration's value without a literal is written. The number is not in it, so that it reads as no value.
  */
 #ifndef VELALIB_XML_H
@@ -34,9 +34,9 @@ typedef struct vela_xml_document vela_xml_document;
 /**
  * Rules of reading, to be combined.
  *
- * Without any, what is absent keeps its value, and what is unknown or in the wrong place is skipped: a document may come
- * from a newer release, or hold more than one reader wants. A misspelt name then passes unnoticed. Whatever people write
- * is better read strictly.
+ * Without any, what is absent keeps its value, and what is unknown or in the wrong place is skipped: a document may
+ * come from a newer release, or hold more than one reader wants. A misspelt name then passes unnoticed. Whatever people
+ * write is better read strictly.
  */
 enum {
     /**
@@ -59,7 +59,8 @@ enum {
 
 /** What is wrong in a document. All pointers are valid during the call that they are given to. */
 typedef struct vela_xml_fault {
-    u_int32 code;       /**< what the error word becomes: 22; 28 for a text that is too long; 43 for what is too new */
+    /** What the error word becomes: VELA_EINVAL, VELA_ENOSPC for too long a text, VELA_EEPOCH for what is too new. */
+    u_int32 code;
     u_int32 line;       /**< from 1 */
     u_int32 column;     /**< from 1, in bytes; where the element's name begins */
     const char *path;   /**< names from the root, as in ptp_clock_cfg/ptp_clock/clk_id/ptp_clk_id[3] */
@@ -67,8 +68,8 @@ typedef struct vela_xml_fault {
 } vela_xml_fault;
 
 /**
- * Told of each fault that strict reading finds, in the order of the document; and of the first place where a document is
- * not well-formed, with the path "".
+ * Told of each fault that strict reading finds, in the order of the document; and of the first place where a document
+ * is not well-formed, with the path "".
  * @return non-zero to be told of the next, too
  */
 typedef u_int32 (*vela_xml_fault_fn)(void *cookie, const vela_xml_fault *fault);
@@ -97,7 +98,8 @@ VELA_API vela_xml_document *vela_xml_parse(const char *text, size_t length, char
  *     // why: line 3, column 4: ptp_clock_cfg/ptp_clock/clk_modus: unknown element in ptp_clock; did you mean clk_mode?
  *
  * @param options  NULL for plain reading; copied
- * @param err      error word; 12 without memory, 22 for a document that is not well-formed, or for unknown options
+ * @param err      error word; VELA_ENOMEM without memory, VELA_EINVAL for a document that is not well-formed, or for
+ *                 unknown options
  */
 VELA_API vela_xml_document *vela_xml_parse_with(const char *text, size_t length, const vela_xml_options *options,
                                                 u_int32 *err, char *error_text, size_t error_room);
