@@ -2,8 +2,9 @@
 
 tables.py holds what was released and never changes. What the schema has added since - a type, a field at the end of a
 structure, a value at the end of an enumeration, each in a variant of its own - is taken from its rows, so that a new row
-is tested without being written twice. Where the two differ in what both have, the table stays, and the comparison of
-encodings with the library fails.
+is tested without being written twice. (A primitive whose encoding is something else than its bytes has that in
+encoder.py, too.) Where the two differ in what both have, the table stays, and the comparison of encodings with the
+library fails.
 """
 
 import pathlib
@@ -14,10 +15,12 @@ import tables
 _LETTERS = {1: "b", 2: "h", 4: "i", 8: "q"}
 
 
-def _add_number(row):
-    if row["class"] != "opaque" and row["width"] in _LETTERS:
+def _add_primitive(row):
+    if row["class"] == "octets":
+        tables.OCTETS.setdefault(row["name"], row["width"])
+    if row["class"] in ("unsigned_number", "signed_number", "boolean"):
         letter = _LETTERS[row["width"]]
-        tables.NUMBERS.setdefault(row["name"], ">" + (letter if row["class"] == "signed" else letter.upper()))
+        tables.NUMBERS.setdefault(row["name"], ">" + (letter if row["class"] == "signed_number" else letter.upper()))
 
 
 def _add_enumeration(row):
@@ -33,8 +36,8 @@ def _add_structure(row):
                            field.get("length_of", "")) for field in row["fields"]]
     known = tables.STRUCTURES.get(row["name"])
     count = len(known.fields) if known else 0
-    newest = tables.newest(row["name"])
-    if not known or (fields[:count] == known.fields and all(field.since > newest for field in fields[count:])):
+    latest = tables.latest(row["name"])
+    if not known or (fields[:count] == known.fields and all(field.since > latest for field in fields[count:])):
         tables.STRUCTURES[row["name"]] = tables.Structure(row["size"], row["tracked_size"], fields)
 
 
@@ -50,7 +53,7 @@ def add(schema):
 
     for name in ["primitives", *load("catalogue")["subjects"]]:
         document = load(name)
-        for key, take in (("primitives", _add_number), ("enumeration", _add_enumeration),
+        for key, take in (("primitives", _add_primitive), ("enumeration", _add_enumeration),
                           ("structure", _add_structure), ("message", _add_message)):
             for row in document.get(key, []):
                 take(row)

@@ -15,8 +15,8 @@ TRACKED = 0x08
 EXTRA_DATA = 0x20
 
 
-class Mac(bytes):
-    """An en_address: its 6 octets."""
+class Octets(bytes):
+    """An en_address or another primitive that is nothing but its bytes."""
 
 
 class Ip(NamedTuple):
@@ -40,7 +40,7 @@ class Vrf(NamedTuple):
 class Record:
     """What an instance or message holds; what is not named is 0, empty or at its latest variant.
 
-    Values are integers, bytes of a text, Mac, Ip or Vrf.
+    Values are integers, bytes of a text, Octets, Ip or Vrf.
     """
 
     values: dict = field(default_factory=dict)
@@ -128,8 +128,8 @@ def _value(record, kind, path):
         vrf = record.values.get(path, Vrf())
         return [_piece(path, "id", ">Q", vrf.id), _piece(path, "table id", ">I", vrf.table_id),
                 _piece(path, "afi", ">I", vrf.afi), _piece(path, "safi", ">I", vrf.safi)]
-    if kind == "en_address":
-        octets = record.values.get(path, Mac(6))
+    if kind in tables.OCTETS:
+        octets = record.values.get(path, Octets(tables.OCTETS[kind]))
         return [Piece(path, "value", octets, octets.hex())]
     text = record.values.get(path, b"")
     return [Piece(path, "value", text, text)] if text else []

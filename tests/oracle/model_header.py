@@ -17,14 +17,14 @@ namespace oracle {
 
 struct type {
     const char *name;
-    unsigned newest;  // variant
+    unsigned latest;  // variant
     unsigned size, tracked_size;
 };
 """
 
 
 def rows(name, types):
-    body = "".join(f'    {{"{each}", {tables.newest(each)}, {size}, {tracked}}},\n' for each, size, tracked in types)
+    body = "".join(f'    {{"{each}", {tables.latest(each)}, {size}, {tracked}}},\n' for each, size, tracked in types)
     return f"\ninline constexpr type {name}[] = {{\n{body}}};\n"
 
 

@@ -8,6 +8,9 @@ NUMBERS = {
     "int8": ">b", "int16": ">h", "int32": ">i", "vela_boolean": ">B",
 }
 
+# Primitives whose bytes travel as they lie in memory, and how many there are.
+OCTETS = {"en_address": 6}
+
 # Enumeration, then how many values each of its variants has; the values count from 0.
 _ENUMERATIONS = """
 ptp_clock_version 3

@@ -6,7 +6,7 @@ import annotate
 import encoder
 import tables
 import vectors
-from encoder import Ip, Mac, Record, Vrf
+from encoder import Ip, Octets, Record, Vrf
 
 ALL = [*tables.STRUCTURES, *tables.ENUMERATIONS, *tables.MESSAGES]
 
@@ -57,7 +57,7 @@ class Encodings(unittest.TestCase):
                       encoded("ptp_stream_params", values={
                           "stream_addr": address, "log_announce_interval": -1, "log_sync_interval": 127,
                           "log_min_delay_req_interval": -128}))
-        self.assertTrue(encoded("ptp_stream_params", values={"stream_mac_addr": Mac(range(1, 7))})
+        self.assertTrue(encoded("ptp_stream_params", values={"stream_mac_addr": Octets(range(1, 7))})
                         .endswith("01 02 03 04 05 06"))
         self.assertIn("00 00 00 00 00 00 00 01 00 00 00 02 00 00 00 03 00 00 00 04",
                       encoded("ptp_port", values={"vrf": Vrf(1, 2, 3, 4)}))

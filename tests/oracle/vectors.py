@@ -14,7 +14,7 @@ those of encoder.py, "." for the outermost instance.
     shallow                               the message is created without its payloads
     set PATH KIND VALUE                   a value to store, in any order
         number DECIMAL                    integer, truth value or enumeration
-        text HEX | mac HEX                characters ("-" for none), an Ethernet address
+        text HEX | octets HEX             characters ("-" for none), bytes such as an Ethernet address
         ip FAMILY HEX SCOPE               family, 16 address bytes, scope id
         vrf ID TABLE AFI SAFI
     flag PATH NUMBER                      a state flag to store after all values; PATH[*] of an array as a whole
@@ -66,8 +66,8 @@ class Source:
             return 1
         if kind in tables.NUMBERS:
             return self.number(tables.NUMBERS[kind])
-        if kind == "en_address":
-            return encoder.Mac(self.octets(6))
+        if kind in tables.OCTETS:
+            return encoder.Octets(self.octets(tables.OCTETS[kind]))
         if kind == "vrf_info":
             return encoder.Vrf(*(self.number(code) for code in (">Q", ">I", ">I", ">I")))
         if kind == "var_string":
@@ -137,8 +137,8 @@ def value_text(value):
             return f"ip {family} {address.hex()} {scope}"
         case encoder.Vrf():
             return "vrf " + " ".join(map(str, value))
-        case encoder.Mac():
-            return f"mac {value.hex()}"
+        case encoder.Octets():
+            return f"octets {value.hex()}"
         case bytes():
             return f"text {value.hex() or '-'}"
     return f"number {value}"

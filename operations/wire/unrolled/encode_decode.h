@@ -29,7 +29,7 @@ inline constexpr bool has_unrolled_path = !has_text(D);
 enum class wire_path : u_int8 { unrolled, reference, versioned };
 
 #ifdef PTP_CFG_COUNT_PATHS
-[[gnu::tls_model("initial-exec")]] extern thread_local u_int64 wire_path_counts[3];
+[[gnu::tls_model("initial-exec")]] extern constinit thread_local u_int64 wire_path_counts[3];
 #endif
 
 PTP_CFG_INLINE void count_path([[maybe_unused]] wire_path path) {

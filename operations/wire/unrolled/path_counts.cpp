@@ -3,7 +3,7 @@
 
 namespace ptp_cfg {
 
-thread_local u_int64 wire_path_counts[3];
+[[gnu::tls_model("initial-exec")]] constinit thread_local u_int64 wire_path_counts[3];
 
 }  // namespace ptp_cfg
 
