@@ -1,5 +1,6 @@
 #include "emit.h"
 #include "naming.h"
+#include "placeholders.h"
 #include "text.h"
 
 namespace codegen {

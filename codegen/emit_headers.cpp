@@ -2,6 +2,7 @@
 
 #include "emit.h"
 #include "naming.h"
+#include "placeholders.h"
 #include "text.h"
 
 namespace codegen {

@@ -2,7 +2,7 @@
 #include <set>
 
 #include "emit.h"
-#include "naming.h"
+#include "placeholders.h"
 #include "text.h"
 
 namespace codegen {

@@ -2,7 +2,7 @@
 #include "emit_reference.h"
 #include "emit_reference_markdown.h"
 #include "emit_reference_wire.h"
-#include "naming.h"
+#include "placeholders.h"
 #include "text.h"
 
 namespace codegen {

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "emit.h"
-#include "naming.h"
+#include "placeholders.h"
 #include "section.h"
 #include "text.h"
 

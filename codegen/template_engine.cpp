@@ -5,6 +5,7 @@
 
 #include "checker.h"
 #include "naming.h"
+#include "placeholders.h"
 #include "text.h"
 
 namespace codegen {
