@@ -5,21 +5,10 @@
 
 #include "values/string.h"
 #include "velalib_inline.h"
-#include "xml_characters.h"
 
 namespace values {
 
 namespace {
-
-std::string_view trim(std::string_view text) {
-    while (!text.empty() && velalib::is_blank(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && velalib::is_blank(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
-}
 
 /** "value 'X' is not a TYPE (what it accepts)". */
 struct refusal {
@@ -55,12 +44,6 @@ constexpr checked_type checked_types[] = {VELA_EACH_PRIMITIVE(CHECKED_TYPE)};
 
 }  // namespace
 
-bool read_trimmed(vela_handle *handle, const xml_source &source, std::string_view *text, u_int32 *err) {
-    const char *whole = velalib::read_text(handle, source, err);
-    *text = whole == nullptr ? std::string_view() : trim(whole);
-    return whole != nullptr;
-}
-
 void refuse_text(vela_handle *handle, const xml_source &source, std::string_view text, const char *type_name,
                  accepted_list list_accepted, u_int32 *err) {
     velalib::refuse(handle, source, VELA_EINVAL, err, "%s", refusal(text, type_name, list_accepted).text);
@@ -72,10 +55,10 @@ u_int32 xml_check_value(const char *type_name, const char *text, char *reason, u
     if (std::string_view(type_name) == "var_string") {
         return values::string::check(text, reason, room);
     }
-    const std::string_view trimmed = values::trim(text);
+    const std::string_view value = values::trimmed(text);
     for (const values::checked_type &type : values::checked_types) {
-        if (type.name == type_name && !type.is_value(trimmed)) {
-            snprintf(reason, room, "%s", values::refusal(trimmed, type_name, type.list_accepted).text);
+        if (type.name == type_name && !type.is_value(value)) {
+            snprintf(reason, room, "%s", values::refusal(value, type_name, type.list_accepted).text);
             return VELA_EINVAL;
         }
     }

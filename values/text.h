@@ -3,6 +3,7 @@
 
 #include "text_io.h"
 #include "values/operations.h"
+#include "xml_characters.h"
 #include "xml_write.h"
 
 namespace values {
@@ -11,10 +12,13 @@ using velalib::xml_source;
 
 /** True when an argument is there and nothing failed before; else *err is 22, unless it was set. */
 inline bool is_given(vela_handle *handle, const void *value, u_int32 *err) {
-    if (*err == 0 && value == nullptr) {
+    if (*err != 0) {
+        return false;
+    }
+    if (value == nullptr) [[unlikely]] {
         fail(handle, err, VELA_EINVAL);
     }
-    return *err == 0;
+    return value != nullptr;
 }
 
 template <typename Value>
@@ -49,18 +53,29 @@ u_int32 to_xml(vela_handle *handle, const char *name, char *buffer, const typena
 /** What the refusal of a text tells. */
 using accepted_list = void (*)(bounded_text &out);
 
-/** The text of an element without the blanks around it; false with *err set. */
-bool read_trimmed(vela_handle *handle, const xml_source &source, std::string_view *text, u_int32 *err);
+/** A text without the blanks around it. */
+inline std::string_view trimmed(const char *text) {
+    while (velalib::is_blank(*text)) {
+        ++text;
+    }
+    size_t length = strlen(text);
+    while (length > 0 && velalib::is_blank(text[length - 1])) {
+        --length;
+    }
+    return {text, length};
+}
+
 void refuse_text(vela_handle *handle, const xml_source &source, std::string_view text, const char *type_name,
                  accepted_list list_accepted, u_int32 *err);
 
 template <typename Value>
 void from_xml(vela_handle *handle, u_int32 mem_class, const xml_source &source, const char *type_name,
               typename Value::type *value, u_int32 *err) {
-    std::string_view text;
-    if (!is_given(handle, value, err) || !read_trimmed(handle, source, &text, err)) {
+    const char *whole = is_given(handle, value, err) ? velalib::read_text(handle, source, err) : nullptr;
+    if (whole == nullptr) {
         return;
     }
+    const std::string_view text = trimmed(whole);
     typename Value::type fresh = {};
     if (Value::read(text, &fresh)) {
         set(handle, mem_class, value, &fresh, err);
