@@ -20,6 +20,17 @@ extern const u_int32 reflected_type_count;
 /** The type_infos in the same order, ended by a null pointer. */
 extern vela_type_info *const type_table[];
 
+/** What is behind a type, by its kind. */
+inline const structure_descriptor &structure_of(const ptp_cfg_type *type) {
+    return *static_cast<const structure_descriptor *>(type->descriptor);
+}
+inline const enumeration_descriptor &enumeration_of(const ptp_cfg_type *type) {
+    return *static_cast<const enumeration_descriptor *>(type->descriptor);
+}
+inline const message_descriptor &message_of(const ptp_cfg_type *type) {
+    return *static_cast<const message_descriptor *>(type->descriptor);
+}
+
 /** Texts that an instance owns, its nested ones included. */
 constexpr u_int32 text_count(const structure_descriptor &type) {
     u_int32 count = 0;

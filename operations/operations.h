@@ -12,4 +12,4 @@
 #include "operations/message/message.h"
 #include "operations/text/print.h"
 #include "operations/text/xml.h"
-#include "operations/wire/unrolled/encode_decode.h"
+#include "operations/wire/unrolled/paths.h"

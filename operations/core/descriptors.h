@@ -3,7 +3,6 @@
 
 #include "bitlog.h"
 #include "operations/core/field_kind.h"
-#include "operations/core/runtime.h"
 #include "velalib.h"
 
 namespace ptp_cfg {

@@ -26,13 +26,12 @@ const char *operation_of(const call_name &call, const vela_handle *handle, const
 }  // namespace
 
 void fail(vela_handle *handle, u_int32 code, u_int32 *err, const char *reason) {
-    *err = code;
-    VELA_CALL(vela_store_err)(handle, code);
-    note(handle, code, reason);
-}
-
-void fail_epoch(vela_handle *handle, u_int32 code, u_int32 *err, const char *reason) {
-    VELA_CALL(vela_store_epoch_err)(handle, code, err);
+    if (code == VELA_EEPOCH || code == VELA_EDOMAIN) {
+        VELA_CALL(vela_store_epoch_err)(handle, code, err);
+    } else {
+        *err = code;
+        VELA_CALL(vela_store_err)(handle, code);
+    }
     note(handle, code, reason);
 }
 
@@ -44,12 +43,12 @@ void name_failure(const call_name &call, vela_handle *handle, const u_int32 *err
 }
 
 void fail_in(const call_name &call, vela_handle *handle, u_int32 code, u_int32 *err, const char *reason) {
-    if (code == VELA_EEPOCH || code == VELA_EDOMAIN) {
-        fail_epoch(handle, code, err, reason);
-    } else {
-        fail(handle, code, err, reason);
-    }
+    fail(handle, code, err, reason);
     name_failure(call, handle, err);
+}
+
+void fail_epoch(vela_handle *handle, const void *instance, u_int32 *err, const char *reason) {
+    fail(handle, VELA_EEPOCH, err, instance == nullptr ? "the instance is null" : reason);
 }
 
 void trace_refused(const bitlog_trace_points &points, trace::entry text, const call_name &call,

@@ -20,13 +20,14 @@ struct call_name {
 
 /** Stores a failure where the caller and the handle see it. `reason` completes what the code says. */
 [[gnu::cold, gnu::noinline]] void fail(vela_handle *handle, u_int32 code, u_int32 *err, const char *reason = nullptr);
-[[gnu::cold, gnu::noinline]] void fail_epoch(vela_handle *handle, u_int32 code, u_int32 *err,
-                                             const char *reason = nullptr);
 /** Says which function has failed with *err; of those that call each other the outermost is the last. */
 [[gnu::cold, gnu::noinline]] void name_failure(const call_name &call, vela_handle *handle, const u_int32 *err);
 /** Both at once. */
 [[gnu::cold, gnu::noinline]] void fail_in(const call_name &call, vela_handle *handle, u_int32 code, u_int32 *err,
                                           const char *reason = nullptr);
+/** Error 43: the variant of an instance, or of its domain, does not fit. A null instance has none: that is the reason. */
+[[gnu::cold, gnu::noinline]] void fail_epoch(vela_handle *handle, const void *instance, u_int32 *err,
+                                             const char *reason);
 
 /** Traces that a call did nothing because its error word was set. */
 [[gnu::cold, gnu::noinline]] void trace_refused(const bitlog_trace_points &points, trace::entry text,

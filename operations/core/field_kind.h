@@ -33,13 +33,4 @@ constexpr bool is_64_bit(field_kind kind) {
     return is_primitive(kind) && properties_of(kind).is_number() && properties_of(kind).size == 8;
 }
 
-/** The way from a value's first byte in memory to its next one on the wire: 1, or -1 where the last comes first. */
-constexpr int wire_step(field_kind kind) { return properties_of(kind).is_number() ? -1 : 1; }
-
-/** Whether the encoding of values has the bytes that they have in memory, in one order or the other. */
-constexpr bool is_shuffled(field_kind kind) {
-    return kind != field_kind::var_string &&
-           !(is_primitive(kind) && properties_of(kind).what == primitive_class::opaque);
-}
-
 }  // namespace ptp_cfg

@@ -42,6 +42,18 @@ PTP_CFG_INLINE const u_int32 *value_of(const void *enumeration) {
     return as<u_int32>(at(enumeration, enumeration_value_offset));
 }
 
+/** Where the value of a field that travels by value lies in an instance. */
+constexpr u_int32 value_offset(const field_descriptor &field) {
+    return field.offset + (field.enumeration != nullptr ? enumeration_value_offset : 0);
+}
+
+/** The type in which a kind of field travels by value. */
+template <field_kind K>
+struct by_value : primitive_traits<K> {};
+template <>
+struct by_value<field_kind::enumeration> {
+    using type = u_int32;
+};
 /** A variant limited to the latest; a negative one (no instance) stays as it is. */
 PTP_CFG_INLINE int8 cap_variant(int8 variant, int8 latest) { return variant > latest ? latest : variant; }
 

@@ -1,15 +1,7 @@
 // What a primitive is to an algorithm, before any is known by name.
 #pragma once
 
-#include "velalib.h"
-
-// The runtime's inline forms are used unless another runtime, which only exports its functions, is to be linked.
-#ifdef PTP_CFG_EXPORTED_RUNTIME
-#define VELA_CALL(name) ::name
-#else
-#include "velalib_inline.h"
-#define VELA_CALL(name) vela_inline::name
-#endif
+#include "operations/core/runtime.h"
 
 #define PTP_CFG_TRAIT [[gnu::always_inline]] static inline
 

@@ -22,10 +22,6 @@ PTP_CFG_AVX2 inline __m256i load_simd(const void *bytes) {
     return _mm256_loadu_si256(static_cast<const __m256i *>(bytes));
 }
 
-PTP_CFG_AVX2 inline __m128i load_half(const void *bytes) {
-    return _mm_loadu_si128(static_cast<const __m128i *>(bytes));
-}
-
 PTP_CFG_AVX2 inline void store_simd(void *bytes, __m256i value) {
     _mm256_storeu_si256(static_cast<__m256i *>(bytes), value);
 }

@@ -31,7 +31,7 @@ const unrolled_functions unrolled<D>::functions = {
     structure_marshal_for_clone<D>,
     structure_unmarshal<D>,
     structure_can_copy_directly<D>,
-    structure_copy_directly<D, false>,
+    structure_copy_directly<D, headers::all>,
     [](const void *a, const void *b) { return structure_compare<D>(a, b); },
     structure_hash<D>,
     longest_encoding(D)};

@@ -47,6 +47,12 @@ PTP_CFG_INLINE void copy_words(u_int8 *to, const void *from) {
     }
 }
 
+/** Hides a size from the compiler, so that it calls memset(): for some sizes it would repeat a slow step instead. */
+PTP_CFG_INLINE size_t hidden(size_t size) {
+    asm("" : "+r"(size));
+    return size;
+}
+
 /** Keeps the compiler from making one long chain of what is gathered in a loop and what one turn of it finds. */
 PTP_CFG_INLINE void keep_apart(word_pair &found) {
 #if defined(__x86_64__)

@@ -2,7 +2,8 @@
 #pragma once
 
 #include "operations/core/unrolled.h"
-#include "operations/wire/unrolled/encode_decode.h"
+#include "operations/instance/unrolled_lifecycle.h"
+#include "operations/wire/unrolled/paths.h"
 
 namespace ptp_cfg {
 
@@ -22,7 +23,6 @@ void structure_copy_cr(const structure_descriptor &type, const unrolled_function
 void structure_copy(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                     u_int32 mem_class, const void *source, void **slot, u_int32 *err);
 
-#ifndef PTP_CFG_EXPORTED_RUNTIME
 /**
  * Whether a copy by way of the handle's work buffer would be plain, and could not fail there. A new instance must have
  * the variants of this release: a domain may give an enumeration one above them, which the copy would keep.
@@ -31,18 +31,16 @@ template <const structure_descriptor &D>
 PTP_CFG_INLINE bool can_copy_directly_by_handle(vela_handle *handle, const void *source) {
     constexpr int32 width = static_cast<int32>(latest_width(D));
     return handle->chained_err == 0 && handle->variant_domain.overrides == nullptr &&
-           structure_can_copy_directly<D>(handle, source, width) && vela_inline::work_buffer_room(handle) >= width;
+           structure_can_copy_directly<D>(handle, source, width) && work_buffer_room(handle) >= width;
 }
-#endif
 
 template <const structure_descriptor &D>
 void *structure_clone_cr(vela_handle *handle, const void *source) {
-#ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_unrolled_path<D>) {
         if (can_copy_directly_by_handle<D>(handle, source)) {
             void *copy = structure_create<D>(handle, handle->chained_mem_class);
             if (copy != nullptr) {
-                structure_copy_directly<D, true>(handle, source, copy);
+                structure_copy_directly<D, headers::known>(handle, source, copy);
                 return copy;
             }
             clear_last_error(handle);
@@ -50,20 +48,17 @@ void *structure_clone_cr(vela_handle *handle, const void *source) {
             return nullptr;
         }
     }
-#endif
     return structure_clone_cr(D, unrolled_of<D>, handle, source);
 }
 
 template <const structure_descriptor &D>
 void structure_copy_cr(vela_handle *handle, const void *source, void *destination) {
-#ifndef PTP_CFG_EXPORTED_RUNTIME
     if constexpr (has_unrolled_path<D>) {
         if (destination != nullptr && can_copy_directly_by_handle<D>(handle, source)) {
-            structure_copy_directly<D, false>(handle, source, destination);
+            structure_copy_directly<D, headers::all>(handle, source, destination);
             return;
         }
     }
-#endif
     structure_copy_cr(D, unrolled_of<D>, handle, source, destination);
 }
 

@@ -76,8 +76,8 @@ void enumeration_destroy(const enumeration_descriptor &type, vela_handle *handle
 }
 
 void refuse_value(const enumeration_descriptor &type, vela_handle *handle, const void *instance, u_int32 *err) {
-    fail_in({type.name, nullptr, "set_value"}, handle, VELA_EEPOCH, err,
-            instance == nullptr ? "the instance is null" : "the instance's variant does not have this value");
+    fail_epoch(handle, instance, err, "the instance's variant does not have this value");
+    name_failure({type.name, nullptr, "set_value"}, handle, err);
 }
 
 void refuse_call(const enumeration_descriptor &type, const char *operation, vela_handle *handle, u_int32 *err) {

@@ -19,8 +19,8 @@ u_int64 refuse_access(const structure_descriptor &type, const field_descriptor &
         trace_refused(type, call, handle, err);
         return 0;
     }
-    fail_in(call, handle, VELA_EEPOCH, err,
-            instance == nullptr ? "the instance is null" : "the instance's variant does not have it");
+    fail_epoch(handle, instance, err, "the instance's variant does not have it");
+    name_failure(call, handle, err);
     return 0;
 }
 

@@ -74,24 +74,21 @@ static void keep_offset(vela_handle *handle, u_int32 mem_class, void *nested, co
 
 static void initialize_fields(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                               bool hooks, bool embedded, u_int8 *sttr_base, bool tracked, u_int32 *err) {
-    for (u_int32 i = 0; i < type.field_count; ++i) {
-        const field_descriptor &field = type.fields[i];
-        if (field.kind == field_kind::enumeration) {
-            enumeration_initialize(*field.enumeration, handle, mem_class, storage(field, instance),
-                                   field.enumeration->type_info, hooks, VELA_FLAG_NESTED, err);
-        } else if (field.kind == field_kind::structure) {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                void *nested = storage(field, instance, element);
-                u_int8 *base = sttr_base;
-                if (tracked) {
-                    base = block_base(handle, mem_class, type, instance, sttr_base);
-                    keep_offset(handle, mem_class, nested, nested_block(base, field, element), err);
-                }
-                structure_initialize(*field.structure, handle, mem_class, nested, field.structure->type_info, hooks,
-                                     embedded, VELA_FLAG_NESTED, base, err);
-            }
+    for_each_embedded(type, [&](const field_descriptor &field, u_int32 element) {
+        void *nested = storage(field, instance, element);
+        if (field.enumeration != nullptr) {
+            enumeration_initialize(*field.enumeration, handle, mem_class, nested, field.enumeration->type_info, hooks,
+                                   VELA_FLAG_NESTED, err);
+            return;
         }
-    }
+        u_int8 *base = sttr_base;
+        if (tracked) {
+            base = block_base(handle, mem_class, type, instance, sttr_base);
+            keep_offset(handle, mem_class, nested, nested_block(base, field, element), err);
+        }
+        structure_initialize(*field.structure, handle, mem_class, nested, field.structure->type_info, hooks, embedded,
+                             VELA_FLAG_NESTED, base, err);
+    });
 }
 
 void structure_initialize(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
@@ -130,16 +127,14 @@ void structure_set_embedded(const structure_descriptor &type, vela_handle *handl
         emit(type.trace, trace::structure::embedded_null);
         return;
     }
-    for (u_int32 i = 0; i < type.field_count; ++i) {
-        const field_descriptor &field = type.fields[i];
-        if (field.kind == field_kind::enumeration) {
-            add_flags(handle, mem_class, storage(field, instance), VELA_FLAG_EMBEDDED, true);
-        } else if (field.kind == field_kind::structure) {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                structure_set_embedded(*field.structure, handle, mem_class, storage(field, instance, element));
-            }
+    for_each_embedded(type, [&](const field_descriptor &field, u_int32 element) {
+        void *nested = storage(field, instance, element);
+        if (field.structure != nullptr) {
+            structure_set_embedded(*field.structure, handle, mem_class, nested);
+        } else {
+            add_flags(handle, mem_class, nested, VELA_FLAG_EMBEDDED, true);
         }
-    }
+    });
     add_flags(handle, mem_class, instance, VELA_FLAG_EMBEDDED, true);
 }
 

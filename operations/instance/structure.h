@@ -54,17 +54,26 @@ void structure_get_all(const structure_descriptor &type, vela_handle *handle, u_
 void structure_set_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                        const u_int64 *values, u_int32 *err);
 
-/** Calls visit(field, element) for every nested instance that is a field, or an element of one. */
+/** Calls visit(field, element) for every field that is an instance itself, and for every element of one. */
 template <class Visit>
-inline void for_each_nested(const structure_descriptor &type, Visit &&visit) {
+inline void for_each_embedded(const structure_descriptor &type, Visit &&visit) {
     for (u_int32 i = 0; i < type.field_count; ++i) {
         const field_descriptor &field = type.fields[i];
-        if (field.kind == field_kind::structure) {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                visit(field, element);
-            }
+        const bool is_instance = field.enumeration != nullptr || field.structure != nullptr;
+        for (u_int32 element = 0; is_instance && element < field.capacity; ++element) {
+            visit(field, element);
         }
     }
+}
+
+/** The same without enumerations. */
+template <class Visit>
+inline void for_each_nested(const structure_descriptor &type, Visit &&visit) {
+    for_each_embedded(type, [&](const field_descriptor &field, u_int32 element) {
+        if (field.structure != nullptr) {
+            visit(field, element);
+        }
+    });
 }
 
 /**

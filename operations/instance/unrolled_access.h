@@ -7,13 +7,17 @@
 
 namespace ptp_cfg {
 
-/** Place of field `index` among the values of get_all. */
-constexpr u_int32 value_position(const structure_descriptor &type, u_int32 index) {
-    u_int32 position = 0;
+/** Whether set_all takes a field; the length of a text is not set by itself. */
+constexpr bool is_set_field(const field_descriptor &field) { return is_value_field(field) && !field.is_companion; }
+
+/** How many fields before field `index` an operation takes. */
+template <bool is_taken(const field_descriptor &)>
+constexpr u_int32 taken_before(const structure_descriptor &type, u_int32 index) {
+    u_int32 count = 0;
     for (u_int32 i = 0; i < index; ++i) {
-        position += is_value_field(type.fields[i]) ? 1 : 0;
+        count += is_taken(type.fields[i]) ? 1 : 0;
     }
-    return position;
+    return count;
 }
 
 /**
@@ -32,7 +36,7 @@ PTP_CFG_INLINE void with_copy(const Value *values, Slow &&slow) {
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void structure_get_all(vela_handle *handle, u_int32 mem_class, const void *instance, void *const *values,
                                       u_int32 *err) {
-    constexpr u_int32 count = value_position(D, D.field_count);
+    constexpr u_int32 count = taken_before<is_value_field>(D, D.field_count);
     if constexpr (count > 0) {
         if (!has_own_runtime || *err != 0 || instance == nullptr || header_of(instance)->variant < D.latest) {
             with_copy<count>(values,
@@ -43,34 +47,16 @@ PTP_CFG_INLINE void structure_get_all(vela_handle *handle, u_int32 mem_class, co
         for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
             constexpr const field_descriptor &field = D.fields[I];
             if constexpr (is_value_field(field)) {
-                void *value = values[value_position(D, I)];
-                const u_int8 *bytes = at(instance, field.offset);
-                if (value == nullptr) {
-                    return;
-                }
-                if constexpr (field.kind == field_kind::enumeration) {
-                    *static_cast<u_int32 *>(value) = *value_of(static_cast<const void *>(bytes));
-                } else {
-                    using T = typename primitive_traits<field.kind>::type;
-                    *static_cast<T *>(value) = *as<T>(bytes);
+                void *value = values[taken_before<is_value_field>(D, I)];
+                using T = typename by_value<field.kind>::type;
+                if (value != nullptr) {
+                    *static_cast<T *>(value) = *as<T>(at(instance, value_offset(field)));
                 }
             }
         });
     } else {
         structure_get_all(D, handle, mem_class, instance, nullptr, err);
     }
-}
-
-/** Whether set_all takes a field; the length of a text is not set by itself. */
-constexpr bool is_set_field(const field_descriptor &field) { return is_value_field(field) && !field.is_companion; }
-
-/** Place of field `index` among the values of set_all. */
-constexpr u_int32 set_position(const structure_descriptor &type, u_int32 index) {
-    u_int32 position = 0;
-    for (u_int32 i = 0; i < index; ++i) {
-        position += is_set_field(type.fields[i]) ? 1 : 0;
-    }
-    return position;
 }
 
 /** Whether the instance has every field, and every enumeration admits its value. */
@@ -82,7 +68,7 @@ PTP_CFG_INLINE bool admits_all(const void *instance, const u_int64 *values) {
         if constexpr (is_set_field(field) && field.kind == field_kind::enumeration) {
             const int8 variant = header_of(static_cast<const void *>(at(instance, field.offset)))->variant;
             admitted &= variant_admits(field.enumeration->thresholds, field.enumeration->latest, variant,
-                                       static_cast<u_int32>(values[set_position(D, I)]));
+                                       static_cast<u_int32>(values[taken_before<is_set_field>(D, I)]));
         }
     });
     return admitted;
@@ -91,7 +77,7 @@ PTP_CFG_INLINE bool admits_all(const void *instance, const u_int64 *values) {
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void structure_set_all(vela_handle *handle, u_int32 mem_class, void *instance, const u_int64 *values,
                                       u_int32 *err) {
-    constexpr u_int32 count = set_position(D, D.field_count);
+    constexpr u_int32 count = taken_before<is_set_field>(D, D.field_count);
     if constexpr (count > 0) {
         if (!has_own_runtime || *err != 0 || instance == nullptr || handle->pre_write != nullptr ||
             !admits_all<D>(instance, values)) {
@@ -103,14 +89,9 @@ PTP_CFG_INLINE void structure_set_all(vela_handle *handle, u_int32 mem_class, vo
         for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
             constexpr const field_descriptor &field = D.fields[I];
             if constexpr (is_set_field(field)) {
-                const u_int64 value = values[set_position(D, I)];
-                u_int8 *bytes = at(instance, field.offset);
-                if constexpr (field.kind == field_kind::enumeration) {
-                    *value_of(static_cast<void *>(bytes)) = static_cast<u_int32>(value);
-                } else {
-                    using T = typename primitive_traits<field.kind>::type;
-                    *as<T>(bytes) = static_cast<T>(value);
-                }
+                const u_int64 value = values[taken_before<is_set_field>(D, I)];
+                using T = typename by_value<field.kind>::type;
+                *as<T>(at(instance, value_offset(field))) = static_cast<T>(value);
             }
         });
     } else {

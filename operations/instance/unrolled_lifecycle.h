@@ -3,11 +3,11 @@
 // of structure.cpp, which says what has to happen and in which order.
 #pragma once
 
+#include <algorithm>
+
 #include "operations/core/counting.h"
-#include "operations/core/unroll.h"
-#include "operations/core/words.h"
-#include "operations/instance/simd_arrays.h"
 #include "operations/instance/structure.h"
+#include "operations/wire/layout.h"
 
 namespace ptp_cfg {
 
@@ -25,99 +25,84 @@ PTP_CFG_INLINE bool has_own_variants(const vela_type_info *type_info, int8 lates
 /** Whether the type_infos that a new instance points at are as the constant stores assume. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool all_own_variants() {
-    bool own = has_own_variants(D.type_info, D.latest);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (field.kind == field_kind::structure) {
-            own = own && all_own_variants<*field.structure>();
-        } else if constexpr (field.kind == field_kind::enumeration) {
-            own = own && has_own_variants(field.enumeration->type_info, field.enumeration->latest);
-        }
+    bool own = true;
+    for_each_header<D>([&]<u_int32 H>() __attribute__((always_inline)) {
+        own = own && has_own_variants(embedded_in<D>.header[H].image.type_info, embedded_in<D>.header[H].image.variant);
     });
+    for_each_array<D>([&]<const structure_descriptor & E, u_int32>()
+                          __attribute__((always_inline)) { own = own && all_own_variants<E>(); });
     return own;
 }
 
-template <int8 Latest>
-PTP_CFG_INLINE void stamp_header(vela_instance_header *header, const vela_type_info *type_info, u_int8 flags) {
-    header->type_info = type_info;
-    if constexpr (Latest != 0) {
-        header->variant = Latest;
-        header->allocated_variant = Latest;
-    }
-    header->flags = flags;
-}
-
-/** Whether a field is an array of structures whose elements are all made alike, by copying one. */
-constexpr bool is_made_alike(const field_descriptor &field) {
-    if (field.kind != field_kind::structure || !field.is_array) {
-        return false;
-    }
-    for (u_int32 i = 0; i < field.structure->field_count; ++i) {
-        const field_descriptor &inner = field.structure->fields[i];
-        if (inner.kind == field_kind::structure && inner.is_array) {
-            return false;
-        }
-    }
-    return true;
-}
-
-/** Whether what counts the instances that are to be destroyed is sound, down to the last nested one. */
+/** Whether what counts the instances that are to be destroyed is sound, down to the last embedded one. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool are_type_infos_sound() {
-    bool sound = D.type_info->magic == VELA_TYPE_INFO_MAGIC && has_own_variants(D.type_info, D.latest);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (field.kind == field_kind::structure) {
-            sound = sound && are_type_infos_sound<*field.structure>();
+    bool sound = true;
+    for_each_header<D>([&]<u_int32 H>() __attribute__((always_inline)) {
+        constexpr const embedded_header &header = embedded_in<D>.header[H];
+        if constexpr (header.is_structure) {
+            sound = sound && header.image.type_info->magic == VELA_TYPE_INFO_MAGIC &&
+                    has_own_variants(header.image.type_info, header.image.variant);
         }
     });
+    for_each_array<D>([&]<const structure_descriptor & E, u_int32>()
+                          __attribute__((always_inline)) { sound = sound && are_type_infos_sound<E>(); });
     return sound;
 }
 
-/** Writes the elements of an array that begins at an offset of a new instance. */
-template <const structure_descriptor &E, u_int32 offset, u_int32 count>
-PTP_CFG_INLINE void make_elements(u_int8 *elements) {
-#ifdef PTP_CFG_HAS_AVX2
-    if (has_avx2) {
-        make_elements_simd<E, offset, count * E.size>(elements);
-        return;
-    }
-#endif
-    for (u_int32 element = 0; element < count; ++element) {
-        copy_words<E.size>(elements + element * E.size, element_image<E>.data());
+/** Whether the elements of an array of structures are all made alike, by copying one. */
+template <const structure_descriptor &E>
+inline constexpr bool is_made_alike = embedded_count<E>.arrays == 0;
+
+template <const structure_descriptor &D>
+PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags);
+
+/** Makes the elements of an array that has not been zeroed: the first, and copies of twice as many each time. */
+template <const structure_descriptor &E>
+PTP_CFG_INLINE void make_elements(u_int8 *elements, u_int32 count) {
+    memset(elements, 0, hidden(E.size));
+    stamp_instance<E>(elements, VELA_FLAG_NESTED);
+    const size_t size = size_t{count} * E.size;
+    for (size_t done = E.size; done < size; done *= 2) {
+        memcpy(elements + done, elements, std::min(done, size - done));
     }
 }
 
 /** Writes the headers of a zeroed instance and of all that it embeds. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void stamp_instance(u_int8 *instance, u_int8 flags) {
-    stamp_header<D.latest>(as<vela_instance_header>(instance), D.type_info, flags);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        u_int8 *value = instance + field.offset;
-        if constexpr (field.kind == field_kind::enumeration) {
-            stamp_header<field.enumeration->latest>(as<vela_instance_header>(value), field.enumeration->type_info,
-                                                    VELA_FLAG_NESTED);
-        } else if constexpr (is_made_alike(field)) {
-            static_assert(field.stride == field.structure->size);
-            make_elements<*field.structure, field.offset, field.capacity>(value);
-        } else if constexpr (field.kind == field_kind::structure) {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                stamp_instance<*field.structure>(value + element * field.stride, VELA_FLAG_NESTED);
+    for_each_header<D>([&]<u_int32 H>() __attribute__((always_inline)) {
+        constexpr const embedded_header &header = embedded_in<D>.header[H];
+        vela_instance_header *stamped = as<vela_instance_header>(instance + header.offset);
+        stamped->type_info = header.image.type_info;
+        if constexpr (header.image.variant != 0) {
+            stamped->variant = header.image.variant;
+            stamped->allocated_variant = header.image.variant;
+        }
+        stamped->flags = H == 0 ? flags : u_int8{VELA_FLAG_NESTED};
+    });
+    for_each_array<D>([&]<const structure_descriptor & E, u_int32 A>() __attribute__((always_inline)) {
+        constexpr const embedded_array &array = embedded_in<D>.array[A];
+        u_int8 *elements = instance + array.offset;
+        if constexpr (is_made_alike<E>) {
+            make_elements<E>(elements, array.field->capacity);
+        } else {
+            for (u_int32 i = 0; i < array.field->capacity; ++i) {
+                stamp_instance<E>(elements + i * array.field->stride, VELA_FLAG_NESTED);
             }
         }
     });
 }
 
-/** Zeroes new memory but for arrays whose elements are copied as a whole. */
+/** Zeroes new memory but for arrays whose elements are made as a whole. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE void zero_instance(u_int8 *instance) {
     u_int32 done = 0;
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (is_made_alike(field)) {
-            memset(instance + done, 0, field.offset - done);
-            done = field.offset + u_int32{field.capacity} * field.stride;
+    for_each_array<D>([&]<const structure_descriptor & E, u_int32 A>() __attribute__((always_inline)) {
+        constexpr const embedded_array &array = embedded_in<D>.array[A];
+        if constexpr (is_made_alike<E>) {
+            memset(instance + done, 0, array.offset - done);
+            done = array.offset + u_int32{array.field->capacity} * array.field->stride;
         }
     });
     memset(instance + done, 0, D.size - done);
@@ -126,51 +111,60 @@ PTP_CFG_INLINE void zero_instance(u_int8 *instance) {
 /** Moves the counters of `Times` instances and of all that they embed, one step a type and place. */
 template <const structure_descriptor &D, u_int64 vela_variant_row::*Counter, u_int64 Times>
 PTP_CFG_INLINE void count_all() {
-    add_shared(&(D.type_info->variant_table->rows[D.latest].*Counter), Times);
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        if constexpr (field.kind == field_kind::structure) {
-            count_all<*field.structure, Counter, Times * field.capacity>();
+    for_each_header<D>([&]<u_int32 H>() __attribute__((always_inline)) {
+        constexpr const embedded_header &header = embedded_in<D>.header[H];
+        if constexpr (header.is_structure) {
+            add_shared(&(header.image.type_info->variant_table->rows[header.image.variant].*Counter), Times);
         }
+    });
+    for_each_array<D>([&]<const structure_descriptor & E, u_int32 A>() __attribute__((always_inline)) {
+        count_all<E, Counter, Times * embedded_in<D>.array[A].field->capacity>();
     });
 }
 
+/** Flags of an instance for which destroy has more to do than to count it. */
 constexpr u_int8 pending_releases =
     VELA_FLAG_OID | VELA_FLAG_EXTRA_DATA | VELA_FLAG_STTR_OFFSET | VELA_FLAG_OWNED_BLOCK;
 
-/** Whether the elements of an array are of this release and owe nobody anything. */
-template <const structure_descriptor &D>
+/** Whether the elements of an array are of this release and nothing of them is to be given back. */
+template <const structure_descriptor &E>
 PTP_CFG_INLINE bool elements_have_no_pending_releases(const u_int8 *element, u_int32 count, u_int32 stride) {
     constexpr u_int8 compared[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, pending_releases};
-    word_pair differs = {0, 0};
+    word_pair difference = {0, 0};
     for (u_int32 i = 0; i < count; ++i, element += stride) {
         word_pair own = {0, 0};
-        compare_headers<D>(element, own);
+        compare_headers<E>(element, own);
         keep_apart(own);
-        differs |= own;
+        difference |= own;
     }
-    differs &= constant_word<word_pair>(compared);
-    return (differs[0] | differs[1]) == 0;
+    difference &= constant_word<word_pair>(compared);
+    return (difference[0] | difference[1]) == 0;
 }
 
-/** Whether an instance and all that it embeds is of this release and owes nobody anything. */
+/** Whether an instance and all that it embeds is of this release and nothing of it is to be given back. */
 template <const structure_descriptor &D>
 PTP_CFG_INLINE bool has_no_pending_releases(const u_int8 *instance) {
-    const vela_instance_header *header = as<vela_instance_header>(instance);
-    bool nothing =
-        header->type_info == D.type_info && header->variant == D.latest && (header->flags & pending_releases) == 0;
-    for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        constexpr const field_descriptor &field = D.fields[I];
-        const u_int8 *value = instance + field.offset;
-        if constexpr (is_made_alike(field)) {
-            nothing &= elements_have_no_pending_releases<*field.structure>(value, field.capacity, field.stride);
-        } else if constexpr (field.kind == field_kind::structure) {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                nothing &= has_no_pending_releases<*field.structure>(value + element * field.stride);
+    bool none = true;
+    for_each_header<D>([&]<u_int32 H>() __attribute__((always_inline)) {
+        constexpr const embedded_header &expected = embedded_in<D>.header[H];
+        const vela_instance_header *header = as<vela_instance_header>(instance + expected.offset);
+        if constexpr (expected.is_structure) {
+            none &= header->type_info == expected.image.type_info && header->variant == expected.image.variant &&
+                    (header->flags & pending_releases) == 0;
+        }
+    });
+    for_each_array<D>([&]<const structure_descriptor & E, u_int32 A>() __attribute__((always_inline)) {
+        constexpr const embedded_array &array = embedded_in<D>.array[A];
+        const u_int8 *elements = instance + array.offset;
+        if constexpr (is_made_alike<E>) {
+            none &= elements_have_no_pending_releases<E>(elements, array.field->capacity, array.field->stride);
+        } else {
+            for (u_int32 i = 0; i < array.field->capacity; ++i) {
+                none &= has_no_pending_releases<E>(elements + i * array.field->stride);
             }
         }
     });
-    return nothing;
+    return none;
 }
 
 /** Whether destroy may have object references of addresses to give back. */
@@ -205,10 +199,9 @@ void *structure_create(vela_handle *handle, u_int32 mem_class) {
 
 template <const structure_descriptor &D>
 void structure_destroy(vela_handle *handle, u_int32 mem_class, void *instance) {
-#ifndef PTP_CFG_EXPORTED_RUNTIME
-    if constexpr (!has_text(D)) {  // else its texts are given back too
+    if constexpr (has_own_runtime && !has_text(D)) {  // else its texts are given back too
         if (instance != nullptr && instance != D.error_instance && has_defaults_only(handle) &&
-            !(holds_references(D) && vela_inline::has_address_references(handle)) &&
+            !(holds_references(D) && has_address_references(handle)) &&
             has_no_pending_releases<D>(static_cast<const u_int8 *>(instance)) && are_type_infos_sound<D>()) {
             count_all<D, &vela_variant_row::destroyed, 1>();
             header_of(instance)->type_info = nullptr;
@@ -216,7 +209,6 @@ void structure_destroy(vela_handle *handle, u_int32 mem_class, void *instance) {
             return;
         }
     }
-#endif
     structure_destroy(D, handle, mem_class, instance);
 }
 

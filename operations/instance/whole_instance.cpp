@@ -94,17 +94,14 @@ class body_copy {
 
     void structure(const structure_descriptor &type, u_int32 offset, bool nested) {
         header(type.type_info, offset, nested);
-        for (u_int32 i = 0; i < type.field_count; ++i) {
-            const field_descriptor &field = type.fields[i];
-            const u_int32 position = offset + field.offset;
-            if (field.kind == field_kind::enumeration) {
+        for_each_embedded(type, [&](const field_descriptor &field, u_int32 element) {
+            const u_int32 position = offset + field.offset + element * field.stride;
+            if (field.structure != nullptr) {
+                structure(*field.structure, position, true);
+            } else {
                 header(field.enumeration->type_info, position, true);
-            } else if (field.kind == field_kind::structure) {
-                for (u_int32 element = 0; element < field.capacity; ++element) {
-                    structure(*field.structure, position + element * field.stride, true);
-                }
             }
-        }
+        });
         up_to(offset + type.size);
     }
 
@@ -219,7 +216,7 @@ void structure_set_elements(const structure_descriptor &type, vela_handle *handl
 /** What the first field of a type would find, for a type without values: an instance that is none, or has no fields. */
 static void require_variant(vela_handle *handle, const void *instance, u_int32 *err) {
     if (VELA_CALL(vela_get_instance_variant)(instance, 1, 0) < 0) {
-        fail_epoch(handle, VELA_EEPOCH, err, instance == nullptr ? "the instance is null" : nullptr);
+        fail_epoch(handle, instance, err, nullptr);
     }
 }
 

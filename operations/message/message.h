@@ -2,7 +2,7 @@
 #pragma once
 
 #include "operations/core/unrolled.h"
-#include "operations/wire/unrolled/encode_decode.h"
+#include "operations/wire/unrolled/paths.h"
 
 namespace ptp_cfg {
 
@@ -18,6 +18,12 @@ struct message_instance {
 static_assert(offsetof(message_instance, block) == 12 && offsetof(message_instance, payload) == 32);
 
 constexpr u_int32 message_prefix = VELA_WIRE_MESSAGE_HEADER + VELA_WIRE_LUID;
+
+/** Room as the payload operations take it. */
+inline int32 signed_room(u_int32 room) { return room > INT32_MAX ? INT32_MAX : static_cast<int32>(room); }
+
+/** What a trace says of an error code. */
+inline const char *error_text(u_int32 code) { return strerror(static_cast<int>(code)); }
 
 /** Operations of a message's payloads: those of a structure, or of a primitive. */
 struct payload_wire {

@@ -80,7 +80,7 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
     if (!has_field(field, instance)) {
         const u_int32 found = location.look();
         if (found == VELA_OK) {
-            fail_epoch(parse.handle, VELA_EEPOCH, parse.err, "the instance's variant does not have it");
+            fail_epoch(parse.handle, instance, parse.err, "the instance's variant does not have it");
         } else if (found == VELA_ENOMEM) {
             fail(parse.handle, VELA_ENOMEM, parse.err);
         }

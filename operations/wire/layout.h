@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "operations/core/unroll.h"
 #include "operations/core/words.h"
 #include "operations/wire/reference.h"
 
@@ -118,61 +119,107 @@ struct header_image {
 };
 static_assert(sizeof(header_image) == 16 && offsetof(header_image, variant) == 8);
 
-/** The headers of an instance and of those nested in it, arrays of structures left out. */
-template <u_int32 count>
-struct header_list {
-    std::array<header_image, count> image{};
-    std::array<u_int32, count> offset{};
-    u_int32 used = 0;
+constexpr u_int32 variant_offset = offsetof(vela_instance_header, variant);
 
-    constexpr void collect(const structure_descriptor &type, u_int32 start) {
-        add(start, type.type_info, type.latest);
+/** A header that lies in an instance outside arrays of structures: its own, which is the first, or an embedded one's. */
+struct embedded_header {
+    header_image image{};
+    u_int32 offset = 0;  // in the instance
+    bool is_structure = false;
+    bool is_padded = false;  // no field shares the four bytes from the variant on
+};
+
+/** An array of structures in an instance, or in what it embeds outside other arrays. */
+struct embedded_array {
+    const field_descriptor *field = nullptr;
+    u_int32 offset = 0;  // in the instance
+    u_int32 wire = 0;    // in the encoding at the latest variant, where that is constant
+};
+
+struct embedded_counts {
+    u_int32 headers = 0;
+    u_int32 arrays = 0;
+};
+
+constexpr embedded_counts count_embedded(const structure_descriptor &type) {
+    embedded_counts count{1, 0};
+    for (u_int32 i = 0; i < type.field_count; ++i) {
+        const field_descriptor &field = type.fields[i];
+        const bool is_structure = field.kind == field_kind::structure;
+        const embedded_counts inner =
+            is_structure && !field.is_array ? count_embedded(*field.structure) : embedded_counts{};
+        count.headers += inner.headers + (field.kind == field_kind::enumeration ? 1 : 0);
+        count.arrays += inner.arrays + (is_structure && field.is_array ? 1 : 0);
+    }
+    return count;
+}
+
+/** What an instance embeds. Elements of arrays are instances of their own. */
+template <u_int32 headers, u_int32 arrays>
+struct embedded_list {
+    std::array<embedded_header, headers> header{};
+    std::array<embedded_array, arrays> array{};
+    embedded_counts used{};
+
+    constexpr void collect(const structure_descriptor &type, u_int32 start, u_int32 wire) {
+        add(type, start, type.fields[0].offset, true);
         for (u_int32 i = 0; i < type.field_count; ++i) {
             const field_descriptor &field = type.fields[i];
-            if (field.kind == field_kind::structure && !field.is_array) {
-                collect(*field.structure, start + field.offset);
-            } else if (field.kind == field_kind::enumeration) {
-                add(start + field.offset, field.enumeration->type_info, field.enumeration->latest);
+            const u_int32 offset = start + field.offset;
+            const u_int32 field_wire = has_text(type) ? 0 : wire + wire_offset(type, i);
+            if (field.kind == field_kind::enumeration) {
+                add(*field.enumeration, offset, enumeration_value_offset, false);
+            } else if (field.kind == field_kind::structure && field.is_array) {
+                array[used.arrays++] = {&field, offset, field_wire};
+            } else if (field.kind == field_kind::structure) {
+                collect(*field.structure, offset, field_wire);
             }
         }
     }
 
   private:
-    constexpr void add(u_int32 at, const vela_type_info *type_info, int8 variant) {
-        image[used] = {type_info, variant, {}};
-        offset[used++] = at;
+    template <class Type>
+    constexpr void add(const Type &type, u_int32 offset, u_int32 first_value, bool is_structure) {
+        header[used.headers++] = {
+            {type.type_info, type.latest, {}}, offset, is_structure, first_value >= variant_offset + sizeof(u_int32)};
     }
 };
 
-constexpr u_int32 header_count(const structure_descriptor &type) {
-    u_int32 count = 1;
-    for (u_int32 i = 0; i < type.field_count; ++i) {
-        const field_descriptor &field = type.fields[i];
-        if (field.kind == field_kind::structure && !field.is_array) {
-            count += header_count(*field.structure);
-        } else if (field.kind == field_kind::enumeration) {
-            ++count;
-        }
-    }
-    return count;
-}
+template <const structure_descriptor &D>
+inline constexpr embedded_counts embedded_count = count_embedded(D);
 
 template <const structure_descriptor &D>
-inline constexpr header_list<header_count(D)> headers_of = [] {
-    header_list<header_count(D)> headers;
-    headers.collect(D, 0);
-    return headers;
+inline constexpr auto embedded_in = [] {
+    embedded_list<embedded_count<D>.headers, embedded_count<D>.arrays> list;
+    list.collect(D, 0, 0);
+    return list;
 }();
 
-/** Adds what the headers of an element, nested ones included, differ in from what a decoding leaves there. */
+/** A copy of one header's image, as only that is then kept of all that the compiler worked out. */
+template <const structure_descriptor &D, u_int32 H>
+inline constexpr header_image image_of = embedded_in<D>.header[H].image;
+
+/** Runs step.operator()<H>() for every header that lies in an instance. */
+template <const structure_descriptor &D, class Step>
+PTP_CFG_INLINE constexpr void for_each_header(Step &&step) {
+    unrolled_loop<embedded_count<D>.headers>(step);
+}
+
+/** Runs step.operator()<E, A>() for every array of structures E that lies in an instance. */
+template <const structure_descriptor &D, class Step>
+PTP_CFG_INLINE constexpr void for_each_array(Step &&step) {
+    unrolled_loop<embedded_count<D>.arrays>([&]<u_int32 A>() __attribute__((always_inline)) {
+        step.template operator()<*embedded_in<D>.array[A].field->structure, A>();
+    });
+}
+
+/** Adds what the headers of an element, embedded ones included, have other than a decoding leaves there. */
 template <const structure_descriptor &D>
-PTP_CFG_INLINE void compare_headers(const u_int8 *element, word_pair &differs) {
-    [&]<size_t... H>(std::index_sequence<H...>) __attribute__((always_inline)) {
-        ((differs |=
-          word_at<word_pair>(element + headers_of<D>.offset[H]) ^ word_at<word_pair>(&headers_of<D>.image[H])),
-         ...);
-    }
-    (std::make_index_sequence<header_count(D)>{});
+PTP_CFG_INLINE void compare_headers(const u_int8 *element, word_pair &difference) {
+    for_each_header<D>([&]<u_int32 H>() __attribute__((always_inline)) {
+        difference |=
+            word_at<word_pair>(element + embedded_in<D>.header[H].offset) ^ word_at<word_pair>(&image_of<D, H>);
+    });
 }
 
 }  // namespace ptp_cfg

@@ -13,7 +13,8 @@ struct marshal_call {
     vela_handle *handle;
     u_int32 mem_class;
     u_int32 *err;
-    const char *newer = nullptr;  // its type
+    const void *newer = nullptr;
+    const char *newer_type = nullptr;
 };
 
 /** Position in a buffer; never beyond its end. */
@@ -32,7 +33,8 @@ int8 variant_to_write(marshal_call &call, const vela_type_info *type_info, const
     int8 variant = VELA_CALL(vela_get_instance_variant)(instance, structure, 0);
     const int8 domain = domain_variant(call.handle, type_info, call.err);
     if (check && variant > domain) {
-        call.newer = type_info->type_name;
+        call.newer = instance;
+        call.newer_type = type_info->type_name;
         variant = domain;
     }
     return cap_variant(variant, latest);
@@ -162,8 +164,8 @@ u_int32 write_structure(marshal_call &call, const structure_descriptor &type, u_
 /** Ends a call that failed: an instance newer than its domain is an error where there is no other. */
 [[gnu::cold, gnu::noinline]] void end_failed(const marshal_call &call, const call_name &name) {
     if (*call.err == 0) {
-        fail_in({call.newer, nullptr, "marshal"}, call.handle, VELA_EEPOCH, call.err,
-                "the instance's variant is newer than the handle's domain");
+        fail_epoch(call.handle, call.newer, call.err, "the instance's variant is newer than the handle's domain");
+        name_failure({call.newer_type, nullptr, "marshal"}, call.handle, call.err);
     }
     name_failure(name, call.handle, call.err);
 }

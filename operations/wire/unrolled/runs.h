@@ -1,5 +1,5 @@
-// Neighbouring values that are read or written together: octets and numbers that stand side by side in the encoding and
-// in memory, and truth values, which are one byte there and four here.
+// Values of one kind: of an array, or of fields that lie side by side both in memory and in the encoding. They are
+// encoded, decoded and copied together.
 #pragma once
 
 #include <bit>
@@ -8,16 +8,19 @@
 
 namespace ptp_cfg {
 
-/** Whether field `index` goes on where the one before it ends, so that both are read together. */
+/** Whether values of two kinds may be parts of one run. */
+constexpr bool run_together(field_kind a, field_kind b) {
+    return (is_octets(a) && is_octets(b)) || (is_boolean(a) && is_boolean(b)) || (is_64_bit(a) && is_64_bit(b));
+}
+
+/** Whether field `index` goes on where the one before it ends, so that both are moved together. */
 constexpr bool continues_run(const structure_descriptor &type, u_int32 index) {
     if (index == 0) {
         return false;
     }
     const field_descriptor &before = type.fields[index - 1];
-    const field_descriptor &field = type.fields[index];
-    const bool alike =
-        (is_octets(before.kind) && is_octets(field.kind)) || (is_boolean(before.kind) && is_boolean(field.kind));
-    return alike && before.offset + before.capacity * before.stride == field.offset;
+    return run_together(before.kind, type.fields[index].kind) &&
+           before.offset + before.capacity * before.stride == type.fields[index].offset;
 }
 
 /** Elements of all fields of the run that begins at field `index`. */
@@ -29,38 +32,8 @@ constexpr u_int32 run_length(const structure_descriptor &type, u_int32 index) {
     return length;
 }
 
-/** Whether field `index` is a number of eight bytes that stands behind another one. */
-constexpr bool continues_u64_run(const structure_descriptor &type, u_int32 index) {
-    const field_descriptor &field = type.fields[index];
-    return index > 0 && is_64_bit(field.kind) && is_64_bit(type.fields[index - 1].kind) &&
-           type.fields[index - 1].offset + type.fields[index - 1].capacity * type.fields[index - 1].stride ==
-               field.offset;
-}
-
-/** Numbers of eight bytes side by side from field `index` on. */
-constexpr u_int32 u64_run_length(const structure_descriptor &type, u_int32 index) {
-    u_int32 length = is_64_bit(type.fields[index].kind) ? type.fields[index].capacity : 0;
-    for (u_int32 i = index + 1; length > 0 && i < type.field_count && continues_u64_run(type, i); ++i) {
-        length += type.fields[i].capacity;
-    }
-    return length;
-}
-
-/** Whether field `index` begins so many numbers of eight bytes that a call for all of them is worth it. */
-constexpr bool starts_u64_run(const structure_descriptor &type, u_int32 index) {
-    return !continues_u64_run(type, index) && u64_run_length(type, index) >= 16;
-}
-
-/** Whether field `index` was written by the field that starts_u64_run(). */
-constexpr bool is_within_u64_run(const structure_descriptor &type, u_int32 index) {
-    while (continues_u64_run(type, index)) {
-        --index;
-        if (starts_u64_run(type, index)) {
-            return true;
-        }
-    }
-    return false;
-}
+/** So many numbers of eight bytes are worth a call. */
+constexpr u_int32 long_run = 16;
 
 /** Copies numbers of eight bytes, at least four of them, turning their bytes round. */
 void copy_swapped(u_int8 *to, const u_int8 *from, u_int32 count);
@@ -68,7 +41,7 @@ void copy_swapped(u_int8 *to, const u_int8 *from, u_int32 count);
 typedef u_int8 byte_vector __attribute__((vector_size(16)));
 typedef u_int32 word_vector __attribute__((vector_size(16)));
 
-/** Reads `count` truth values, each of them 0 or 1, with as few stores as they fit in. */
+/** Decodes `count` truth values, each of them 0 or 1, with as few stores as they fit in. */
 template <u_int32 count>
 PTP_CFG_INLINE void load_truths(const u_int8 *in, u_int8 *values) {
     static_assert(sizeof(vela_boolean) == 4);
@@ -86,6 +59,60 @@ PTP_CFG_INLINE void load_truths(const u_int8 *in, u_int8 *values) {
     } else if constexpr (count > 0) {
         *as<vela_boolean>(values) = *in;
         load_truths<count - 1>(in + 1, values + sizeof(vela_boolean));
+    }
+}
+
+template <field_kind K, u_int32 count>
+PTP_CFG_INLINE void store_values(u_int8 *out, const u_int8 *values) {
+    using P = primitive_traits<K>;
+    using T = typename P::type;
+    if constexpr (is_octets(K)) {
+        memcpy(out, values, count);
+    } else if constexpr (is_64_bit(K) && count >= long_run) {
+        copy_swapped(out, values, count);
+    } else {
+#pragma GCC unroll 16
+        for (u_int32 i = 0; i < count; ++i) {
+            P::store(out + i * P::width, as<T>(values + i * sizeof(T)));
+        }
+    }
+}
+
+/** `checked`: truth values are known to be 0 or 1. */
+template <field_kind K, u_int32 count, bool checked>
+PTP_CFG_INLINE void load_values(const u_int8 *in, u_int8 *values) {
+    using P = primitive_traits<K>;
+    using T = typename P::type;
+    if constexpr (is_octets(K)) {
+        memcpy(values, in, count);
+    } else if constexpr (is_64_bit(K) && count >= long_run) {
+        copy_swapped(values, in, count);
+    } else if constexpr (is_boolean(K) && checked) {
+        load_truths<count>(in, values);
+    } else {
+#pragma GCC unroll 16
+        for (u_int32 i = 0; i < count; ++i) {
+            P::load(in + i * P::width, as<T>(values + i * sizeof(T)));
+        }
+    }
+}
+
+/** Leaves what the values' encoding would leave; the compiler sees that bytes need not be turned round twice. */
+template <field_kind K, u_int32 count>
+PTP_CFG_INLINE void copy_values(const u_int8 *from, u_int8 *to) {
+    using P = primitive_traits<K>;
+    using T = typename P::type;
+    if constexpr (is_64_bit(K)) {
+        copy_words<count * sizeof(T)>(to, from);
+    } else if constexpr (sizeof(T) == P::width) {
+        memcpy(to, from, count * sizeof(T));  // the encoding is the bytes, in whichever order
+    } else {
+#pragma GCC unroll 16
+        for (u_int32 i = 0; i < count; ++i) {
+            u_int8 encoded[P::width];
+            P::store(encoded, as<T>(from + i * sizeof(T)));
+            P::load(encoded, as<T>(to + i * sizeof(T)));
+        }
     }
 }
 

@@ -1,11 +1,11 @@
-// The path for what varies: instances of older variants, or in a domain that has some, and tracked instances with their
-// flags. Unrolled like the unrolled path, but it looks at each variant where it stands. It has no errors of its own: at
-// whatever does not fit it stops, and the reference path begins anew, which leaves the same in what was done so far.
+// The path for instances of older variants, or in a domain that has some, and for tracked instances with their flags.
+// Unrolled too, but it looks at each variant where it comes to it. It has no errors of its own: at whatever does not fit
+// it stops, and the reference path begins anew, which leaves the same in what was done so far.
 #pragma once
 
 #include "operations/instance/state_flags.h"
 #include "operations/wire/reference.h"
-#include "operations/wire/unrolled/values.h"
+#include "operations/wire/unrolled/fields.h"
 
 namespace ptp_cfg {
 
@@ -53,19 +53,10 @@ constexpr u_int32 fields_width(const structure_descriptor &type, int variant, bo
 template <const structure_descriptor &D, bool tracked, u_int32 first>
 PTP_CFG_INLINE ptrdiff_t fields_width_of(u_int32 variant) {
     u_int32 width = fields_width(D, 0, tracked, first);
-    [&]<size_t... V>(std::index_sequence<V...>) __attribute__((always_inline)) {
-        ((width += variant > V ? fields_width(D, V + 1, tracked, first) - fields_width(D, V, tracked, first) : 0), ...);
-    }
-    (std::make_index_sequence<static_cast<size_t>(D.latest)>{});
+    unrolled_loop<static_cast<u_int32>(D.latest)>([&]<u_int32 V>() __attribute__((always_inline)) {
+        width += variant > V ? fields_width(D, V + 1, tracked, first) - fields_width(D, V, tracked, first) : 0;
+    });
     return width;
-}
-
-/** Whether `left` bytes hold what follows the structures of field `index`, which may have taken more than the least. */
-template <const structure_descriptor &D, u_int32 index, bool tracked>
-PTP_CFG_INLINE bool holds_the_rest(ptrdiff_t left, u_int32 variant) {
-    constexpr const field_descriptor &field = D.fields[index];
-    constexpr u_int32 flags = tracked ? flags_width(field) : 0;
-    return !has_varying_width(*field.structure) || left >= flags + fields_width_of<D, tracked, index + 1>(variant);
 }
 
 /** What all functions of a call need. `end`: of the room, or of the bytes. */
@@ -74,6 +65,56 @@ struct versioned_call {
     u_int32 mem_class;
     const u_int8 *end;
 };
+
+/** An instance whose fields are walked. Encoding reads `Byte` and writes `WireByte`; decoding the other way round. */
+template <class Byte, class WireByte>
+struct versioned_instance {
+    static constexpr bool joins_runs = false;
+
+    const versioned_call &call;
+    WireByte *at;  // in the encoding
+    u_int32 variant;
+    Byte *block;  // of its state flags, or nullptr
+
+    /** Whether the bytes hold fields from `first` on of this variant, beside `others`. */
+    template <const structure_descriptor &D, bool tracked, u_int32 first>
+    PTP_CFG_INLINE bool holds_fields(u_int32 others) const {
+        return call.end - at >= others + fields_width_of<D, tracked, first>(variant);
+    }
+
+    /** Finds the state flags of a tracked instance; false when it has none. */
+    template <const structure_descriptor &D>
+    PTP_CFG_INLINE bool find_block(Byte *instance) {
+        block = state_block(call.handle, call.mem_class, D, instance);
+        return block != nullptr;
+    }
+};
+
+/** Runs step.operator()<I>() for the fields that a variant has; false as soon as one is. */
+template <const structure_descriptor &D, class Step>
+PTP_CFG_INLINE bool walk_fields(u_int32 variant, Step &&step) {
+    return first_non_zero<D>([&]<u_int32 I>() __attribute__((always_inline))->int32 {
+               constexpr u_int8 since = D.fields[I].since;
+               return (since != 0 && variant < since) || step.template operator()<I>() ? 0 : 1;
+           }) == 0;
+}
+
+/** Whether what follows the structures of field I fits, which may have taken more than the least. */
+template <const structure_descriptor &D, u_int32 I, bool tracked, class Walk>
+PTP_CFG_INLINE bool holds_the_rest(const Walk &walk) {
+    constexpr const field_descriptor &field = D.fields[I];
+    return !has_varying_width(*field.structure) ||
+           walk.template holds_fields<D, tracked, I + 1>(tracked ? flags_width(field) : 0);
+}
+
+/** Goes behind field I in the encoding; the walk has gone behind structures by itself. */
+template <const structure_descriptor &D, u_int32 I, class Walk>
+PTP_CFG_INLINE void pass_field(Walk &walk) {
+    constexpr const field_descriptor &field = D.fields[I];
+    if constexpr (field.structure == nullptr) {
+        walk.at += field.capacity * element_width(field);
+    }
+}
 
 /** Whether the handle's domain admits a variant of this release; the first one needs no asking. */
 PTP_CFG_INLINE bool is_admitted(const versioned_call &call, const vela_type_info *type_info, u_int32 variant) {
@@ -85,175 +126,119 @@ PTP_CFG_INLINE bool is_admitted(const versioned_call &call, const vela_type_info
     return err == 0 && static_cast<int8>(variant) <= domain;
 }
 
-#ifndef PTP_CFG_EXPORTED_RUNTIME
+// ---- encode ---------------------------------------------------------------------------------------------------------
 
-// ---- marshal --------------------------------------------------------------------------------------------------------
-
+/** Encodes an instance; returns where the encoding ends, or nullptr. `check`: one newer than the domain is an error. */
 template <const structure_descriptor &D, bool tracked>
 u_int8 *encode_versioned(const versioned_call &call, u_int8 *out, const u_int8 *instance, bool check);
 
-/** Where an instance stands that is being written or read. */
-template <class Byte>
-struct versioned_instance {
-    Byte *instance;
-    u_int32 variant;
-    Byte *block;  // of its state flags, or nullptr
-};
+template <bool tracked>
+struct versioned_encoding : versioned_instance<const u_int8, u_int8> {
+    bool check;
 
-template <const structure_descriptor &D, u_int32 I, bool tracked>
-PTP_CFG_INLINE bool encode_versioned_structures(const versioned_call &call, u_int8 *&out,
-                                                const versioned_instance<const u_int8> &it, bool check) {
-    constexpr const field_descriptor &field = D.fields[I];
-    const u_int8 *value = it.instance + field.offset;
-    for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
-        if constexpr (tracked || has_variants(*field.structure)) {
-            out = encode_versioned<*field.structure, tracked>(call, out, value, check || field.is_array);
-            if (out == nullptr) {
-                return false;
-            }
-        } else {
-            if (instance_differs<*field.structure>(value)) {
-                return false;
-            }
-            store_instance<*field.structure>(out, value);
-            out += latest_width(*field.structure);
-        }
-    }
-    return holds_the_rest<D, I, tracked>(call.end - out, it.variant);
-}
-
-/** False when the field does not fit what this path does. */
-template <const structure_descriptor &D, u_int32 I, bool tracked>
-PTP_CFG_INLINE bool encode_versioned_field(const versioned_call &call, u_int8 *&out,
-                                           const versioned_instance<const u_int8> &it, bool check) {
-    constexpr const field_descriptor &field = D.fields[I];
-    if (field.since != 0 && it.variant < field.since) {
-        return true;
-    }
-    const u_int8 *value = it.instance + field.offset;
-    if constexpr (field.kind == field_kind::structure) {
-        if (!encode_versioned_structures<D, I, tracked>(call, out, it, check)) {
-            return false;
-        }
-    } else if constexpr (field.kind == field_kind::enumeration) {
-        const u_int32 variant = value[variant_offset];
-        if (variant > static_cast<u_int32>(field.enumeration->latest) ||
-            !is_admitted(call, field.enumeration->type_info, variant)) {
-            return false;
-        }
-        *out = static_cast<u_int8>(variant);
-        primitive_traits<field_kind::u_int32>::store(out + 1, value_of(static_cast<const void *>(value)));
-        out += enumeration_wire_width;
-    } else if constexpr (is_octets(field.kind)) {
-        memcpy(out, value, field.capacity);
-        out += field.capacity;
-    } else {
+    template <const structure_descriptor &D, u_int32 I>
+    PTP_CFG_INLINE bool store_structures(u_int8 *, const u_int8 *value) {
+        constexpr const field_descriptor &field = D.fields[I];
+        constexpr const structure_descriptor &E = *field.structure;
         for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
-            using P = primitive_traits<field.kind>;
-            P::store(out, as<typename P::type>(value));
-            out += P::width;
+            if constexpr (tracked || has_variants(E)) {
+                at = encode_versioned<E, tracked>(call, at, value, check || field.is_array);
+                if (at == nullptr) {
+                    return false;
+                }
+            } else {
+                if (!is_at_latest_variant<E>(value)) {
+                    return false;
+                }
+                store_instance<E>(at, value);
+                at += latest_width(E);
+            }
         }
+        return holds_the_rest<D, I, tracked>(*this);
     }
-    if constexpr (tracked) {
-        memcpy(out, it.block + field.flag_position, flags_width(field));
-        out += flags_width(field);
+    template <const enumeration_descriptor &E>
+    PTP_CFG_INLINE bool store_variant(u_int8 *out, const u_int8 *value) {
+        const u_int32 variant = value[variant_offset];
+        *out = static_cast<u_int8>(variant);
+        return variant <= static_cast<u_int32>(E.latest) && is_admitted(call, E.type_info, variant);
     }
-    return true;
-}
+};
 
 template <const structure_descriptor &D, bool tracked>
 [[gnu::noinline]] u_int8 *encode_versioned(const versioned_call &call, u_int8 *out, const u_int8 *instance,
                                            bool check) {
     const vela_instance_header *header = as<vela_instance_header>(instance);
-    versioned_instance<const u_int8> it{instance, static_cast<u_int8>(header->variant), nullptr};
-    if (it.variant > static_cast<u_int32>(D.latest) || (header->flags & VELA_FLAG_EXTRA_DATA) != 0 ||
-        (check && !is_admitted(call, D.type_info, it.variant)) ||
-        call.end - out < wire_header + fields_width_of<D, tracked, 0>(it.variant)) {
+    versioned_encoding<tracked> walk{{call, out, static_cast<u_int8>(header->variant), nullptr}, check};
+    if (walk.variant > static_cast<u_int32>(D.latest) || (header->flags & VELA_FLAG_EXTRA_DATA) != 0 ||
+        (check && !is_admitted(call, D.type_info, walk.variant)) ||
+        !walk.template holds_fields<D, tracked, 0>(wire_header) ||
+        (tracked && !walk.template find_block<D>(instance))) {
         return nullptr;
     }
-    if constexpr (tracked) {
-        it.block = state_block(call.handle, call.mem_class, D, instance);
-        if (it.block == nullptr) {
-            return nullptr;
-        }
-    }
-    u_int8 *start = out;
-    out += wire_header;
-    const bool written = [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
-        return (encode_versioned_field<D, I, tracked>(call, out, it, check) && ...);
-    }
-    (std::make_index_sequence<D.field_count>{});
-    if (!written) {
+    walk.at += wire_header;
+    const bool fits = walk_fields<D>(
+        walk.variant, [&]<u_int32 I>() __attribute__((always_inline)) {
+            constexpr const field_descriptor &field = D.fields[I];
+            if (!store_field<D, I>(walk, walk.at, instance)) {
+                return false;
+            }
+            pass_field<D, I>(walk);
+            if constexpr (tracked) {
+                memcpy(walk.at, walk.block + field.flag_position, flags_width(field));
+                walk.at += flags_width(field);
+            }
+            return true;
+        });
+    if (!fits) {
         return nullptr;
     }
-    start[0] = static_cast<u_int8>(it.variant);
-    start[1] = tracked ? VELA_FLAG_TRACKED : 0;
-    const u_int32 jump = static_cast<u_int32>(out - start) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG;
-    primitive_traits<field_kind::u_int32>::store(start + 2, &jump);
-    return out;
+    out[0] = static_cast<u_int8>(walk.variant);
+    out[1] = tracked ? VELA_FLAG_TRACKED : 0;
+    const u_int32 jump = static_cast<u_int32>(walk.at - out) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG;
+    vela_inline::put<u_int32>(out + 2, jump);
+    return walk.at;
 }
 
-// ---- unmarshal ------------------------------------------------------------------------------------------------------
+// ---- decode ---------------------------------------------------------------------------------------------------------
 
+/** Decodes to an instance; returns where the encoding ends, or nullptr. */
 template <const structure_descriptor &D, bool tracked>
 const u_int8 *decode_versioned(const versioned_call &call, const u_int8 *in, u_int8 *instance);
 
-template <const structure_descriptor &D, u_int32 I, bool tracked>
-PTP_CFG_INLINE bool decode_versioned_structures(const versioned_call &call, const u_int8 *&in,
-                                                const versioned_instance<u_int8> &it) {
-    constexpr const field_descriptor &field = D.fields[I];
-    u_int8 *value = it.instance + field.offset;
-    for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
-        if constexpr (tracked || has_variants(*field.structure)) {
-            in = decode_versioned<*field.structure, tracked>(call, in, value);
-            if (in == nullptr) {
-                return false;
-            }
-        } else {
-            if (!is_latest_encoding<*field.structure>(in)) {
-                return false;
-            }
-            load_instance<*field.structure, headers::all>(in, value);
-            in += latest_width(*field.structure);
+template <bool tracked>
+struct versioned_decoding : versioned_instance<u_int8, const u_int8> {
+    struct source : encoded_source {
+        template <field_kind K, u_int32 count>
+        PTP_CFG_INLINE static void values(const u_int8 *in, u_int8 *value) {
+            load_values<K, count, false>(in, value);
         }
-    }
-    return holds_the_rest<D, I, tracked>(call.end - in, it.variant);
-}
+    };
 
-template <const structure_descriptor &D, u_int32 I, bool tracked>
-PTP_CFG_INLINE bool decode_versioned_field(const versioned_call &call, const u_int8 *&in,
-                                           const versioned_instance<u_int8> &it) {
-    constexpr const field_descriptor &field = D.fields[I];
-    if (field.since != 0 && it.variant < field.since) {
-        return true;
-    }
-    u_int8 *value = it.instance + field.offset;
-    if constexpr (field.kind == field_kind::structure) {
-        if (!decode_versioned_structures<D, I, tracked>(call, in, it)) {
-            return false;
-        }
-    } else if constexpr (field.kind == field_kind::enumeration) {
-        vela_instance_header *header = as<vela_instance_header>(value);
-        header->type_info = field.enumeration->type_info;
-        header->variant = cap_variant(static_cast<int8>(*in), field.enumeration->latest);
-        primitive_traits<field_kind::u_int32>::load(in + 1, value_of(static_cast<void *>(value)));
-        in += enumeration_wire_width;
-    } else if constexpr (is_octets(field.kind)) {
-        memcpy(value, in, field.capacity);
-        in += field.capacity;
-    } else {
+    template <const structure_descriptor &D, u_int32 I>
+    PTP_CFG_INLINE bool fill_structures(const u_int8 *, u_int8 *value) {
+        constexpr const field_descriptor &field = D.fields[I];
+        constexpr const structure_descriptor &E = *field.structure;
         for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
-            using P = primitive_traits<field.kind>;
-            P::load(in, as<typename P::type>(value));
-            in += P::width;
+            if constexpr (tracked || has_variants(E)) {
+                at = decode_versioned<E, tracked>(call, at, value);
+                if (at == nullptr) {
+                    return false;
+                }
+            } else {
+                if (!is_latest_encoding<E>(at)) {
+                    return false;
+                }
+                fill_instance<encoded_source, E, headers::all>(at, value);
+                at += latest_width(E);
+            }
         }
+        return holds_the_rest<D, I, tracked>(*this);
     }
-    if constexpr (tracked) {
-        memcpy(it.block + field.flag_position, in, flags_width(field));
-        in += flags_width(field);
+    template <const enumeration_descriptor &E>
+    PTP_CFG_INLINE void fill_header(const u_int8 *in, u_int8 *value) {
+        write_header<headers::all>(value, E.type_info, cap_variant(static_cast<int8>(*in), E.latest));
     }
-    return true;
-}
+};
 
 template <const structure_descriptor &D, bool tracked>
 [[gnu::noinline]] const u_int8 *decode_versioned(const versioned_call &call, const u_int8 *in, u_int8 *instance) {
@@ -261,35 +246,34 @@ template <const structure_descriptor &D, bool tracked>
     if (call.end - in < static_cast<ptrdiff_t>(wire_header)) {
         return nullptr;
     }
-    versioned_instance<u_int8> it{instance, in[0], nullptr};
-    if (it.variant > static_cast<u_int32>(D.latest) || (in[1] & wire_flags) != expected_flags ||
-        call.end - in < wire_header + fields_width_of<D, tracked, 0>(it.variant)) {
+    versioned_decoding<tracked> walk{{call, in, in[0], nullptr}};
+    if (walk.variant > static_cast<u_int32>(D.latest) || (in[1] & wire_flags) != expected_flags ||
+        !walk.template holds_fields<D, tracked, 0>(wire_header) ||
+        (tracked && !walk.template find_block<D>(instance))) {
         return nullptr;
     }
-    if constexpr (tracked) {
-        it.block = state_block(call.handle, call.mem_class, D, instance);
-        if (it.block == nullptr) {
-            return nullptr;
-        }
-    }
-    const u_int8 *start = in;
-    in += wire_header;
-    const bool read = [&]<size_t... I>(std::index_sequence<I...>) __attribute__((always_inline)) {
-        return (decode_versioned_field<D, I, tracked>(call, in, it) && ...);
-    }
-    (std::make_index_sequence<D.field_count>{});
-    u_int32 jump = 0;
-    primitive_traits<field_kind::u_int32>::load(start + 2, &jump);
-    if (!read || jump > static_cast<u_int32>(in - start) - 2) {
+    walk.at += wire_header;
+    const bool fits = walk_fields<D>(
+        walk.variant, [&]<u_int32 I>() __attribute__((always_inline)) {
+            constexpr const field_descriptor &field = D.fields[I];
+            if (!fill_field<D, I>(walk, walk.at, instance)) {
+                return false;
+            }
+            pass_field<D, I>(walk);
+            if constexpr (tracked) {
+                memcpy(walk.block + field.flag_position, walk.at, flags_width(field));
+                walk.at += flags_width(field);
+            }
+            return true;
+        });
+    if (!fits || vela_inline::take<u_int32>(in + 2) > static_cast<u_int32>(walk.at - in) - 2) {
         return nullptr;  // a newer peer wrote more than is known here
     }
     vela_instance_header *header = as<vela_instance_header>(instance);
     header->type_info = D.type_info;
-    header->variant = static_cast<int8>(it.variant);
+    header->variant = static_cast<int8>(walk.variant);
     header->flags |= expected_flags;
-    return in;
+    return walk.at;
 }
-
-#endif
 
 }  // namespace ptp_cfg

@@ -1,5 +1,5 @@
 // Test builds only: which path encodings took, for tests to ask (tests/support/wire_paths.h).
-#include "operations/wire/unrolled/encode_decode.h"
+#include "operations/core/runtime.h"
 
 namespace ptp_cfg {
 
