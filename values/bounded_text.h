@@ -1,8 +1,10 @@
 // Building text in a buffer of the caller's that has an end.
 #pragma once
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <system_error>
 
 #include "velalib/inline/base.h"
 
@@ -41,9 +43,14 @@ class bounded_text {
 
     template <typename T>
     void append_number(T number) {
-        char digits[24];
-        const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
-        append(digits, static_cast<size_t>(end.ptr - digits));
+        const std::to_chars_result end = std::to_chars(buffer_ + length_, buffer_ + room_, number);
+        if (end.ec == std::errc()) [[likely]] {
+            length_ = static_cast<u_int32>(end.ptr - buffer_);
+            return;
+        }
+        char digits[24] = {};
+        const size_t length = static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, number).ptr - digits);
+        append(digits, std::min(length, sizeof digits));  // GCC 12 warns where it does not see the end
     }
 
     void append_hex_byte(u_int8 byte, const char *digits = "0123456789abcdef") {
