@@ -11,42 +11,45 @@ namespace ptp_cfg {
 template <const structure_descriptor &D, u_int32 I, class Walk>
 inline constexpr u_int32 moved_count = Walk::joins_runs ? run_length(D, I) : D.fields[I].capacity;
 
-/** Encodes field I. False when it does not fit what the walk does. */
+/** Encodes field I and goes behind it. False when it does not fit what the walk does. */
 template <const structure_descriptor &D, u_int32 I, class Walk>
-PTP_CFG_INLINE bool store_field(Walk &walk, u_int8 *out, const u_int8 *instance) {
+PTP_CFG_INLINE bool store_field(const Walk &walk, u_int8 *&out, const u_int8 *instance) {
     constexpr const field_descriptor &field = D.fields[I];
     const u_int8 *value = instance + field.offset;
-    if constexpr (Walk::joins_runs && continues_run(D, I)) {
-        return true;  // went with the field before it
-    } else if constexpr (field.kind == field_kind::structure) {
+    if constexpr (field.kind == field_kind::structure) {
         return walk.template store_structures<D, I>(out, value);
     } else if constexpr (field.kind == field_kind::enumeration) {
         vela_inline::put<u_int32>(out + VELA_WIRE_VARIANT, *value_of(static_cast<const void *>(value)));
-        return walk.template store_variant<*field.enumeration>(out, value);
+        const bool fits = walk.template store_variant<*field.enumeration>(out, value);
+        out += enumeration_wire_width;
+        return fits;
     } else {
-        store_values<field.kind, moved_count<D, I, Walk>>(out, value);
+        if constexpr (!Walk::joins_runs || !continues_run(D, I)) {  // else it went with the field before it
+            store_values<field.kind, moved_count<D, I, Walk>>(out, value);
+        }
+        out += field.capacity * element_width(field);
         return true;
     }
 }
 
 /**
- * Fills field I of an instance from where Walk::source takes values: an encoding, or another instance. False when it
- * does not fit what the walk does.
+ * Fills field I of an instance from where Walk::source takes values, an encoding or another instance, and goes behind
+ * them there. False when they do not fit what the walk does.
  */
 template <const structure_descriptor &D, u_int32 I, class Walk>
-PTP_CFG_INLINE bool fill_field(Walk &walk, const u_int8 *from, u_int8 *instance) {
+PTP_CFG_INLINE bool fill_field(const Walk &walk, const u_int8 *&from, u_int8 *instance) {
     constexpr const field_descriptor &field = D.fields[I];
     u_int8 *value = instance + field.offset;
-    if constexpr (Walk::joins_runs && continues_run(D, I)) {
-        return true;
-    } else if constexpr (field.kind == field_kind::structure) {
+    if constexpr (field.kind == field_kind::structure) {
         return walk.template fill_structures<D, I>(from, value);
-    } else if constexpr (field.kind == field_kind::enumeration) {
-        walk.template fill_header<*field.enumeration>(from, value);
-        *value_of(static_cast<void *>(value)) = Walk::source::enumeration_value(from);
-        return true;
     } else {
-        Walk::source::template values<field.kind, moved_count<D, I, Walk>>(from, value);
+        if constexpr (field.kind == field_kind::enumeration) {
+            walk.template fill_header<*field.enumeration>(from, value);
+            *value_of(static_cast<void *>(value)) = Walk::source::enumeration_value(from);
+        } else if constexpr (!Walk::joins_runs || !continues_run(D, I)) {
+            Walk::source::template values<field.kind, moved_count<D, I, Walk>>(from, value);
+        }
+        from += field.capacity * Walk::source::template stride<D, I>;
         return true;
     }
 }
@@ -60,7 +63,7 @@ struct latest_encoding {
     static constexpr bool joins_runs = true;
 
     template <const structure_descriptor &D, u_int32 I>
-    PTP_CFG_INLINE bool store_structures(u_int8 *out, const u_int8 *value) {
+    PTP_CFG_INLINE bool store_structures(u_int8 *out, const u_int8 *value) const {
         constexpr const field_descriptor &field = D.fields[I];
         for (u_int32 i = 0; i < field.capacity; ++i, out += element_width(field), value += field.stride) {
             store_instance<*field.structure>(out, value);
@@ -68,7 +71,7 @@ struct latest_encoding {
         return true;
     }
     template <const enumeration_descriptor &E>
-    PTP_CFG_INLINE bool store_variant(u_int8 *out, const u_int8 *) {
+    PTP_CFG_INLINE bool store_variant(u_int8 *out, const u_int8 *) const {
         *out = static_cast<u_int8>(E.latest);
         return true;
     }
@@ -83,9 +86,10 @@ PTP_CFG_INLINE void store_instance(u_int8 *out, const u_int8 *instance) {
     constexpr u_int16 end = constant_word<u_int16>(prefix.data() + sizeof begin);
     memcpy(out, &begin, sizeof begin);
     memcpy(out + sizeof begin, &end, sizeof end);
-    latest_encoding walk;
+    constexpr latest_encoding walk;
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        store_field<D, I>(walk, out + wire_offset(D, I), instance);
+        u_int8 *at = out + wire_offset(D, I);
+        store_field<D, I>(walk, at, instance);
     });
 }
 
@@ -161,7 +165,7 @@ struct latest_filling {
     static constexpr bool joins_runs = true;
 
     template <const structure_descriptor &D, u_int32 I>
-    PTP_CFG_INLINE bool fill_structures(const u_int8 *from, u_int8 *value) {
+    PTP_CFG_INLINE bool fill_structures(const u_int8 *from, u_int8 *value) const {
         constexpr const field_descriptor &field = D.fields[I];
         constexpr const structure_descriptor &E = *field.structure;
         if constexpr (!field.is_array) {
@@ -185,7 +189,7 @@ struct latest_filling {
         return true;
     }
     template <const enumeration_descriptor &E>
-    PTP_CFG_INLINE void fill_header(const u_int8 *, u_int8 *value) {
+    PTP_CFG_INLINE void fill_header(const u_int8 *, u_int8 *value) const {
         write_header<written>(value, E.type_info, E.latest);
     }
 };
@@ -194,9 +198,10 @@ struct latest_filling {
 template <class Source, const structure_descriptor &D, headers written>
 PTP_CFG_INLINE void fill_instance(const u_int8 *from, u_int8 *instance) {
     write_header<written>(instance, D.type_info, D.latest);
-    latest_filling<Source, written> walk;
+    constexpr latest_filling<Source, written> walk;
     for_each_field<D>([&]<u_int32 I>() __attribute__((always_inline)) {
-        fill_field<D, I>(walk, from + Source::template offset<D, I>, instance);
+        const u_int8 *at = from + Source::template offset<D, I>;
+        fill_field<D, I>(walk, at, instance);
     });
 }
 

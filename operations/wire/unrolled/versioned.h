@@ -66,19 +66,18 @@ struct versioned_call {
     const u_int8 *end;
 };
 
-/** An instance whose fields are walked. Encoding reads `Byte` and writes `WireByte`; decoding the other way round. */
-template <class Byte, class WireByte>
+/** An instance whose fields are walked; a pointer into its encoding goes along from field to field. */
+template <bool tracked, class Byte>
 struct versioned_instance {
     static constexpr bool joins_runs = false;
 
     const versioned_call &call;
-    WireByte *at;  // in the encoding
     u_int32 variant;
     Byte *block;  // of its state flags, or nullptr
 
-    /** Whether the bytes hold fields from `first` on of this variant, beside `others`. */
-    template <const structure_descriptor &D, bool tracked, u_int32 first>
-    PTP_CFG_INLINE bool holds_fields(u_int32 others) const {
+    /** Whether the bytes from `at` on hold fields from `first` on of this variant, beside `others`. */
+    template <const structure_descriptor &D, u_int32 first>
+    PTP_CFG_INLINE bool holds_fields(const u_int8 *at, u_int32 others) const {
         return call.end - at >= others + fields_width_of<D, tracked, first>(variant);
     }
 
@@ -88,32 +87,21 @@ struct versioned_instance {
         block = state_block(call.handle, call.mem_class, D, instance);
         return block != nullptr;
     }
+
+    /** Whether what follows the structures of field I fits; they may have taken more than the least. */
+    template <const structure_descriptor &D, u_int32 I>
+    PTP_CFG_INLINE bool holds_the_rest(const u_int8 *at) const {
+        constexpr const field_descriptor &field = D.fields[I];
+        return !has_varying_width(*field.structure) || holds_fields<D, I + 1>(at, tracked ? flags_width(field) : 0);
+    }
 };
 
-/** Runs step.operator()<I>() for the fields that a variant has; false as soon as one is. */
-template <const structure_descriptor &D, class Step>
-PTP_CFG_INLINE bool walk_fields(u_int32 variant, Step &&step) {
-    return first_non_zero<D>([&]<u_int32 I>() __attribute__((always_inline))->int32 {
-               constexpr u_int8 since = D.fields[I].since;
-               return (since != 0 && variant < since) || step.template operator()<I>() ? 0 : 1;
-           }) == 0;
-}
-
-/** Whether what follows the structures of field I fits, which may have taken more than the least. */
-template <const structure_descriptor &D, u_int32 I, bool tracked, class Walk>
-PTP_CFG_INLINE bool holds_the_rest(const Walk &walk) {
-    constexpr const field_descriptor &field = D.fields[I];
-    return !has_varying_width(*field.structure) ||
-           walk.template holds_fields<D, tracked, I + 1>(tracked ? flags_width(field) : 0);
-}
-
-/** Goes behind field I in the encoding; the walk has gone behind structures by itself. */
-template <const structure_descriptor &D, u_int32 I, class Walk>
-PTP_CFG_INLINE void pass_field(Walk &walk) {
-    constexpr const field_descriptor &field = D.fields[I];
-    if constexpr (field.structure == nullptr) {
-        walk.at += field.capacity * element_width(field);
-    }
+/** Runs walk.walk_field<I>(at, instance) for the fields that the variant has; false as soon as one is. */
+template <const structure_descriptor &D, class Walk, class WireByte, class Byte, size_t... I>
+PTP_CFG_INLINE bool walk_fields(const Walk &walk, WireByte *&at, Byte *instance, std::index_sequence<I...>) {
+    return (((D.fields[I].since != 0 && walk.variant < D.fields[I].since) ||
+             walk.template walk_field<D, I>(at, instance)) &&
+            ...);
 }
 
 /** Whether the handle's domain admits a variant of this release; the first one needs no asking. */
@@ -133,16 +121,28 @@ template <const structure_descriptor &D, bool tracked>
 u_int8 *encode_versioned(const versioned_call &call, u_int8 *out, const u_int8 *instance, bool check);
 
 template <bool tracked>
-struct versioned_encoding : versioned_instance<const u_int8, u_int8> {
+struct versioned_encoding : versioned_instance<tracked, const u_int8> {
     bool check;
 
     template <const structure_descriptor &D, u_int32 I>
-    PTP_CFG_INLINE bool store_structures(u_int8 *, const u_int8 *value) {
+    PTP_CFG_INLINE bool walk_field(u_int8 *&at, const u_int8 *instance) const {
+        constexpr const field_descriptor &field = D.fields[I];
+        if (!store_field<D, I>(*this, at, instance)) {
+            return false;
+        }
+        if constexpr (tracked) {
+            memcpy(at, this->block + field.flag_position, flags_width(field));
+            at += flags_width(field);
+        }
+        return true;
+    }
+    template <const structure_descriptor &D, u_int32 I>
+    PTP_CFG_INLINE bool store_structures(u_int8 *&at, const u_int8 *value) const {
         constexpr const field_descriptor &field = D.fields[I];
         constexpr const structure_descriptor &E = *field.structure;
         for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
             if constexpr (tracked || has_variants(E)) {
-                at = encode_versioned<E, tracked>(call, at, value, check || field.is_array);
+                at = encode_versioned<E, tracked>(this->call, at, value, check || field.is_array);
                 if (at == nullptr) {
                     return false;
                 }
@@ -154,13 +154,13 @@ struct versioned_encoding : versioned_instance<const u_int8, u_int8> {
                 at += latest_width(E);
             }
         }
-        return holds_the_rest<D, I, tracked>(*this);
+        return this->template holds_the_rest<D, I>(at);
     }
     template <const enumeration_descriptor &E>
-    PTP_CFG_INLINE bool store_variant(u_int8 *out, const u_int8 *value) {
+    PTP_CFG_INLINE bool store_variant(u_int8 *out, const u_int8 *value) const {
         const u_int32 variant = value[variant_offset];
         *out = static_cast<u_int8>(variant);
-        return variant <= static_cast<u_int32>(E.latest) && is_admitted(call, E.type_info, variant);
+        return variant <= static_cast<u_int32>(E.latest) && is_admitted(this->call, E.type_info, variant);
     }
 };
 
@@ -168,35 +168,20 @@ template <const structure_descriptor &D, bool tracked>
 [[gnu::noinline]] u_int8 *encode_versioned(const versioned_call &call, u_int8 *out, const u_int8 *instance,
                                            bool check) {
     const vela_instance_header *header = as<vela_instance_header>(instance);
-    versioned_encoding<tracked> walk{{call, out, static_cast<u_int8>(header->variant), nullptr}, check};
+    versioned_encoding<tracked> walk{{call, static_cast<u_int8>(header->variant), nullptr}, check};
     if (walk.variant > static_cast<u_int32>(D.latest) || (header->flags & VELA_FLAG_EXTRA_DATA) != 0 ||
         (check && !is_admitted(call, D.type_info, walk.variant)) ||
-        !walk.template holds_fields<D, tracked, 0>(wire_header) ||
-        (tracked && !walk.template find_block<D>(instance))) {
+        !walk.template holds_fields<D, 0>(out, wire_header) || (tracked && !walk.template find_block<D>(instance))) {
         return nullptr;
     }
-    walk.at += wire_header;
-    const bool fits = walk_fields<D>(
-        walk.variant, [&]<u_int32 I>() __attribute__((always_inline)) {
-            constexpr const field_descriptor &field = D.fields[I];
-            if (!store_field<D, I>(walk, walk.at, instance)) {
-                return false;
-            }
-            pass_field<D, I>(walk);
-            if constexpr (tracked) {
-                memcpy(walk.at, walk.block + field.flag_position, flags_width(field));
-                walk.at += flags_width(field);
-            }
-            return true;
-        });
-    if (!fits) {
+    u_int8 *at = out + wire_header;
+    if (!walk_fields<D>(walk, at, instance, std::make_index_sequence<D.field_count>{})) {
         return nullptr;
     }
     out[0] = static_cast<u_int8>(walk.variant);
     out[1] = tracked ? VELA_FLAG_TRACKED : 0;
-    const u_int32 jump = static_cast<u_int32>(walk.at - out) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG;
-    vela_inline::put<u_int32>(out + 2, jump);
-    return walk.at;
+    vela_inline::put<u_int32>(out + 2, static_cast<u_int32>(at - out) - VELA_WIRE_VARIANT - VELA_WIRE_OBJECT_FLAG);
+    return at;
 }
 
 // ---- decode ---------------------------------------------------------------------------------------------------------
@@ -206,7 +191,7 @@ template <const structure_descriptor &D, bool tracked>
 const u_int8 *decode_versioned(const versioned_call &call, const u_int8 *in, u_int8 *instance);
 
 template <bool tracked>
-struct versioned_decoding : versioned_instance<u_int8, const u_int8> {
+struct versioned_decoding : versioned_instance<tracked, u_int8> {
     struct source : encoded_source {
         template <field_kind K, u_int32 count>
         PTP_CFG_INLINE static void values(const u_int8 *in, u_int8 *value) {
@@ -215,12 +200,24 @@ struct versioned_decoding : versioned_instance<u_int8, const u_int8> {
     };
 
     template <const structure_descriptor &D, u_int32 I>
-    PTP_CFG_INLINE bool fill_structures(const u_int8 *, u_int8 *value) {
+    PTP_CFG_INLINE bool walk_field(const u_int8 *&at, u_int8 *instance) const {
+        constexpr const field_descriptor &field = D.fields[I];
+        if (!fill_field<D, I>(*this, at, instance)) {
+            return false;
+        }
+        if constexpr (tracked) {
+            memcpy(this->block + field.flag_position, at, flags_width(field));
+            at += flags_width(field);
+        }
+        return true;
+    }
+    template <const structure_descriptor &D, u_int32 I>
+    PTP_CFG_INLINE bool fill_structures(const u_int8 *&at, u_int8 *value) const {
         constexpr const field_descriptor &field = D.fields[I];
         constexpr const structure_descriptor &E = *field.structure;
         for (u_int32 element = 0; element < field.capacity; ++element, value += field.stride) {
             if constexpr (tracked || has_variants(E)) {
-                at = decode_versioned<E, tracked>(call, at, value);
+                at = decode_versioned<E, tracked>(this->call, at, value);
                 if (at == nullptr) {
                     return false;
                 }
@@ -232,10 +229,10 @@ struct versioned_decoding : versioned_instance<u_int8, const u_int8> {
                 at += latest_width(E);
             }
         }
-        return holds_the_rest<D, I, tracked>(*this);
+        return this->template holds_the_rest<D, I>(at);
     }
     template <const enumeration_descriptor &E>
-    PTP_CFG_INLINE void fill_header(const u_int8 *in, u_int8 *value) {
+    PTP_CFG_INLINE void fill_header(const u_int8 *in, u_int8 *value) const {
         write_header<headers::all>(value, E.type_info, cap_variant(static_cast<int8>(*in), E.latest));
     }
 };
@@ -246,34 +243,21 @@ template <const structure_descriptor &D, bool tracked>
     if (call.end - in < static_cast<ptrdiff_t>(wire_header)) {
         return nullptr;
     }
-    versioned_decoding<tracked> walk{{call, in, in[0], nullptr}};
+    versioned_decoding<tracked> walk{{call, in[0], nullptr}};
     if (walk.variant > static_cast<u_int32>(D.latest) || (in[1] & wire_flags) != expected_flags ||
-        !walk.template holds_fields<D, tracked, 0>(wire_header) ||
-        (tracked && !walk.template find_block<D>(instance))) {
+        !walk.template holds_fields<D, 0>(in, wire_header) || (tracked && !walk.template find_block<D>(instance))) {
         return nullptr;
     }
-    walk.at += wire_header;
-    const bool fits = walk_fields<D>(
-        walk.variant, [&]<u_int32 I>() __attribute__((always_inline)) {
-            constexpr const field_descriptor &field = D.fields[I];
-            if (!fill_field<D, I>(walk, walk.at, instance)) {
-                return false;
-            }
-            pass_field<D, I>(walk);
-            if constexpr (tracked) {
-                memcpy(walk.block + field.flag_position, walk.at, flags_width(field));
-                walk.at += flags_width(field);
-            }
-            return true;
-        });
-    if (!fits || vela_inline::take<u_int32>(in + 2) > static_cast<u_int32>(walk.at - in) - 2) {
-        return nullptr;  // a newer peer wrote more than is known here
+    const u_int8 *at = in + wire_header;
+    if (!walk_fields<D>(walk, at, instance, std::make_index_sequence<D.field_count>{}) ||
+        vela_inline::take<u_int32>(in + 2) > static_cast<u_int32>(at - in) - 2) {
+        return nullptr;  // or a newer peer wrote more than is known here
     }
     vela_instance_header *header = as<vela_instance_header>(instance);
     header->type_info = D.type_info;
     header->variant = static_cast<int8>(walk.variant);
     header->flags |= expected_flags;
-    return walk.at;
+    return at;
 }
 
 }  // namespace ptp_cfg
