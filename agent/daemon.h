@@ -238,6 +238,9 @@ class Daemon {
     /** The command that runs it in the foreground with a configuration file, one word each. */
     virtual std::vector<std::string> command(const std::string &configuration_path) const = 0;
 
+    /** Says in which PTP domain the daemon runs from now on, where its management needs to know. */
+    virtual void running_in_domain(std::uint8_t) {}
+
     /** Asks for everything; calls back once, when all answers or time-outs are in. One observation runs at a time. */
     virtual void observe(std::function<void(const Observation &)> done) = 0;
 

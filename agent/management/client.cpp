@@ -17,7 +17,7 @@
 namespace ptp_agent {
 namespace {
 
-/** Systems let as few as ten datagrams wait at a socket, and a daemon whose answer finds no place waits itself. */
+/** Systems let as few as ten datagrams wait at a socket; what finds no place is lost and must be asked for again. */
 constexpr std::size_t most_in_flight = 6;
 /** Datagrams that are looked at before other sources of the loop have their turn. */
 constexpr int most_received_at_once = 64;
