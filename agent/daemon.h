@@ -161,6 +161,14 @@ struct ForeignMaster {
     bool qualified = false;
 };
 
+/** What a clock announces when it is grandmaster itself. */
+struct GrandmasterSettings {
+    ClockQuality quality;
+    TimeProperties properties;
+
+    bool operator==(const GrandmasterSettings &) const = default;
+};
+
 /** All that one poll found. A part whose request failed or timed out is absent. */
 struct Observation {
     std::uint64_t monotonic_ns = 0;
@@ -170,19 +178,12 @@ struct Observation {
     Observed<ParentDataSet> parent_ds;
     Observed<TimeProperties> time_properties;
     Observed<TimeStatus> time_status;
+    Observed<GrandmasterSettings> grandmaster_settings;  ///< its own, whether it is grandmaster or not
     std::vector<PortObservation> ports;
     std::vector<ForeignMaster> foreign_masters;  ///< empty where no packet socket is allowed
 };
 
 /* ---- what is asked of the daemon --------------------------------------------------------------------------------- */
-
-/** What a clock announces when it is grandmaster itself. */
-struct GrandmasterSettings {
-    ClockQuality quality;
-    TimeProperties properties;
-
-    bool operator==(const GrandmasterSettings &) const = default;
-};
 
 /** What can change while the daemon runs. Absent: stays as it is. */
 struct Settings {

@@ -91,6 +91,7 @@ void Ptp4l::ask_the_rest(const Shared &gathering) {
     ask(gathering, all_ports, ManagementId::ParentDataSet, into(&Observation::parent_ds));
     ask(gathering, all_ports, ManagementId::TimeProperties, into(&Observation::time_properties));
     ask(gathering, all_ports, ManagementId::TimeStatus, into(&Observation::time_status));
+    ask(gathering, all_ports, ManagementId::GrandmasterSettings, into(&Observation::grandmaster_settings));
     const Observed<DefaultDataSet> &default_ds = gathering->found.default_ds;
     gathering->found.ports.resize(default_ds ? std::min(default_ds->number_ports, most_ports) : 0);
     for (std::size_t i = 0; i < gathering->found.ports.size(); ++i) {
