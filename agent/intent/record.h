@@ -17,6 +17,11 @@ using SharedHandle = std::shared_ptr<vela_handle>;
 /** Creates a handle without state tracking; throws std::bad_alloc. */
 SharedHandle make_handle();
 
+/** 192.0.2.1, 2001:db8::1 or "none" */
+std::string to_text(const ip_address &address);
+/** 02:00:00:00:00:01 */
+std::string to_text(const en_address &address);
+
 /**
  * A message of any type. Paths name fields of its payload, one name after the other: "clock_quality.clock_class". The path
  * of a payload that is one bare value is empty. A field that the type, or the instance's variant, does not have is absent.
@@ -54,6 +59,7 @@ class Record {
     /** An address or VRF in memory; nullptr where it is absent. */
     const ip_address *ip(std::string_view path) const;
     const en_address *mac(std::string_view path) const;
+    const vrf_info *vrf(std::string_view path) const;
     /** Any value as people write it: 24, true, VELA_PTP_CFG_PORT_ENCAP_IPV4, 192.0.2.1, eth0. */
     std::string shown(std::string_view path) const;
 

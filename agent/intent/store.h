@@ -24,8 +24,12 @@ struct LoadedIntent {
 
 class IntentStore {
   public:
-    /** @param path  of the file; its folder must exist and be writable */
-    explicit IntentStore(std::string path) : path_(std::move(path)) {}
+    /**
+     * @param path       of the file; its folder must exist and be writable
+     * @param boot_file  whose content is another after each start of the machine
+     */
+    explicit IntentStore(std::string path, std::string boot_file = "/proc/sys/kernel/random/boot_id")
+        : path_(std::move(path)), boot_file_(std::move(boot_file)) {}
 
     /**
      * Reads the file. States that a restart of the machine makes stale (what a time source reported of itself) are left
@@ -45,6 +49,7 @@ class IntentStore {
 
   private:
     std::string path_;
+    std::string boot_file_;
     std::uint64_t generation_ = 0;
 };
 

@@ -1,0 +1,117 @@
+// behaviour.toml against the catalogue of messages and against what the intent does with them.
+#include "agent/intent/behaviour.h"
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <set>
+
+#include "agent/intent/fields.h"
+#include "agent/intent/objects.h"
+#include "support/messages.h"
+
+namespace ptp_agent_test {
+namespace {
+
+using namespace ptp_agent;
+
+std::vector<const ptp_cfg_type *> all_messages() {
+    std::vector<const ptp_cfg_type *> messages;
+    for (u_int32 index = 0; index < ptp_cfg_type_count(); ++index) {
+        const ptp_cfg_type *type = ptp_cfg_type_at(index);
+        if (describe(type).kind == PTP_CFG_MESSAGE) {
+            messages.push_back(type);
+        }
+    }
+    return messages;
+}
+
+/** Paths of every single field below a structure. */
+void add_leaves(const ptp_cfg_type *type, const std::string &before, std::set<std::string> &leaves) {
+    for (const ptp_cfg_field_description &field : fields_of(type)) {
+        if (field.kind == PTP_CFG_FIELD_STRUCTURE) {
+            add_leaves(field.type, before + field.name + ".", leaves);
+        } else {
+            leaves.insert(before + field.name);
+        }
+    }
+}
+
+std::set<std::string> leaves_of(const ptp_cfg_type *message) {
+    std::set<std::string> leaves;
+    for (const ptp_cfg_field_description &payload : fields_of(message)) {
+        if (payload.type == nullptr) {
+            leaves.insert("");
+        } else {
+            add_leaves(payload.type, "", leaves);
+        }
+    }
+    return leaves;
+}
+
+bool is_inside(const std::string &leaf, const std::string &path) {
+    return leaf == path || (!path.empty() && leaf.starts_with(path + "."));
+}
+
+TEST(Behaviour, HasEachMessageAndEachFieldOnce) {
+    const std::vector<const ptp_cfg_type *> messages = all_messages();
+    ASSERT_EQ(behaviours().size(), messages.size());
+    for (std::size_t index = 0; index < messages.size(); ++index) {
+        const Behaviour &behaviour = behaviours()[index];
+        SCOPED_TRACE(behaviour.message);
+        EXPECT_EQ(behaviour.message, describe(messages[index]).short_name);
+        const std::set<std::string> leaves = leaves_of(messages[index]);
+        std::map<std::string, int> named;
+        for (const FieldBehaviour &field : behaviour.fields) {
+            int matches = 0;
+            for (const std::string &leaf : leaves) {
+                const bool is_named = is_inside(leaf, field.path);
+                matches += is_named ? 1 : 0;
+                named[leaf] += is_named ? 1 : 0;
+            }
+            EXPECT_GT(matches, 0) << "no field '" << field.path << "'";
+            EXPECT_FALSE(field.how.empty()) << field.path;
+        }
+        for (const std::string &leaf : leaves) {
+            EXPECT_EQ(named[leaf], 1) << "field '" << leaf << "'";
+        }
+    }
+}
+
+TEST(Behaviour, AppliesExactlyWhatTheIntentTakes) {
+    std::set<std::string_view> taken;
+    for (const MessageAction &action : message_actions()) {
+        taken.insert(action.message);
+    }
+    for (const Behaviour &behaviour : behaviours()) {
+        EXPECT_EQ(behaviour.kind == Behaviour::Kind::Applied, taken.contains(behaviour.message)) << behaviour.message;
+        for (const FieldBehaviour &field : behaviour.fields) {
+            EXPECT_TRUE(behaviour.kind == Behaviour::Kind::Reported || field.source != FieldSource::Daemon)
+                << behaviour.message << ": the daemon does not say what the control plane sends: " << field.path;
+        }
+    }
+}
+
+TEST(Behaviour, AnswersEachMessageAsItsRowSays) {
+    for (const ptp_cfg_type *type : all_messages()) {
+        Wishes wishes;
+        wishes.ask(example(wishes.handle, "default_profile_ordinary_clock.xml"));
+        const Behaviour &behaviour = *behaviour_of(describe(type).short_name);
+        const Answer answer = wishes.take(Record(wishes.handle, type));
+        switch (behaviour.kind) {
+            case Behaviour::Kind::Reported:
+                EXPECT_EQ(answer.kind, Answer::Kind::NotForUs) << behaviour.message;
+                break;
+            case Behaviour::Kind::NotExpressible:
+                EXPECT_EQ(answer.kind, Answer::Kind::NotExpressible) << behaviour.message;
+                EXPECT_THAT(to_text(answer), testing::HasSubstr(behaviour.how));
+                break;
+            case Behaviour::Kind::Applied:  // empty records are mostly wrong, but they are never for someone else
+                EXPECT_TRUE(answer.kind == Answer::Kind::Applied || answer.kind == Answer::Kind::Refused)
+                    << to_text(answer);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace ptp_agent_test
