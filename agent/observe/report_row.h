@@ -12,20 +12,13 @@
 #include <variant>
 
 #include "agent/daemon.h"
+#include "agent/intent/behaviour.h"
 #include "agent/intent/clock_intent.h"
 
 namespace ptp_agent {
 
-/** How a field is known. */
-enum class Origin : std::uint8_t {
-    Daemon,      ///< the daemon says it
-    Configured,  ///< the control plane, or the agent's file, said it
-    Derived,     ///< concluded from what the daemon says
-    Absent       ///< nobody says it: the field is never set
-};
-
-/** "daemon", "configured", "derived", "absent" */
-std::string_view to_text(Origin origin);
+/** How a field is known: what agent/behaviour.toml says of it, too. */
+using Origin = FieldSource;
 
 struct IpAddress {
     std::uint8_t family = 0;  ///< VELA_IP_V4, VELA_IP_V6, or 0

@@ -51,11 +51,6 @@ std::vector<ReportMaker> makers_of_states() {
 
 }  // namespace
 
-std::string_view to_text(Origin origin) {
-    static constexpr std::array<std::string_view, 4> names = {"daemon", "configured", "derived", "absent"};
-    return names[static_cast<std::size_t>(origin)];
-}
-
 Reporter::Reporter(SharedHandle handle, std::uint64_t statistics_ns)
     : handle_(std::move(handle)),
       statistics_ns_(statistics_ns),
