@@ -1,6 +1,7 @@
 // From what is asked to what is done: the daemon's configuration, and the smallest action that brings it there.
 #pragma once
 
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,10 +11,13 @@
 
 namespace ptp_agent {
 
+/** Rows "option = value" of the daemon's file. */
+using OptionList = std::vector<std::pair<std::string, std::string>>;
+
 /** What the element's maker says of the element and no message does; from the agent's configuration. */
 struct RenderOptions {
-    /** Rows "option = value" of ptp4l's [global] section: time_stamping, step_threshold, uds_address, ... */
-    std::vector<std::pair<std::string, std::string>> global;
+    OptionList global;                             ///< of [global]: time_stamping, step_threshold, uds_address, ...
+    std::map<std::string, OptionList> interfaces;  ///< of an interface's section: delayAsymmetry, egressLatency, ...
 };
 
 /** The problems of RenderOptions, for people: options that the intent decides, values that would break a line. */
@@ -24,6 +28,9 @@ struct Ptp4lRendering {
     Rendering rendering;
     std::vector<std::string> notes;  ///< for people: "two_step_flag: ..."
 };
+
+/** Empty, or why the daemon cannot run for the clock yet, for people: no port, for instance. */
+std::string missing_for_start(const ClockIntent &intent);
 
 /** ptp4l's configuration of a clock. The same intent and options give the same bytes. `intent` has been validated. */
 Ptp4lRendering render_ptp4l(const ClockIntent &intent, const RenderOptions &options);
@@ -55,6 +62,7 @@ struct Plan {
  */
 Plan plan(const Rendering *running, const Rendering &wanted);
 
+std::string to_text(const Change &change);
 /** The plan as lines for people. */
 std::string to_text(const Plan &plan);
 /** "nothing", "set", "restart" */

@@ -10,10 +10,9 @@
 #include "agent/intent/objects.h"
 #include "support/messages.h"
 
-namespace ptp_agent_test {
+namespace ptp_agent::test {
 namespace {
 
-using namespace ptp_agent;
 
 std::vector<const ptp_cfg_type *> all_messages() {
     std::vector<const ptp_cfg_type *> messages;
@@ -114,4 +113,4 @@ TEST(Behaviour, AnswersEachMessageAsItsRowSays) {
 }
 
 }  // namespace
-}  // namespace ptp_agent_test
+}  // namespace ptp_agent::test

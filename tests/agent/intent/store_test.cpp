@@ -16,10 +16,9 @@
 
 #include "support/messages.h"
 
-namespace ptp_agent_test {
+namespace ptp_agent::test {
 namespace {
 
-using namespace ptp_agent;
 using testing::HasSubstr;
 
 class Store : public testing::Test, protected Wishes {
@@ -179,4 +178,4 @@ TEST_F(Store, IsWholeWheneverItsWriterIsKilled) {
 }
 
 }  // namespace
-}  // namespace ptp_agent_test
+}  // namespace ptp_agent::test

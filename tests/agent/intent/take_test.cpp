@@ -4,10 +4,9 @@
 #include "agent/intent/fields.h"
 #include "support/messages.h"
 
-namespace ptp_agent_test {
+namespace ptp_agent::test {
 namespace {
 
-using namespace ptp_agent;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
@@ -220,4 +219,4 @@ TEST_F(Take, RefusesNamesThatWouldBreakTheDaemonsFile) {
 }
 
 }  // namespace
-}  // namespace ptp_agent_test
+}  // namespace ptp_agent::test

@@ -9,9 +9,8 @@
 
 #include "agent/intent/fields.h"
 
-namespace ptp_agent_test {
+namespace ptp_agent::test {
 
-using namespace ptp_agent;
 
 Record message(const SharedHandle &handle, std::string_view name, Values values) {
     Record record(handle, ptp_cfg_type_find(std::string(name).c_str()));
@@ -80,4 +79,4 @@ void Wishes::ask(const Record &record) {
     EXPECT_EQ(answer.kind, Answer::Kind::Applied) << to_text(answer);
 }
 
-}  // namespace ptp_agent_test
+}  // namespace ptp_agent::test

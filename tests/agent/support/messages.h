@@ -8,7 +8,7 @@
 #include "agent/intent/intent.h"
 #include "agent/profiles/rules.h"
 
-namespace ptp_agent_test {
+namespace ptp_agent::test {
 
 using Values = std::initializer_list<std::pair<std::string_view, std::int64_t>>;
 
@@ -40,4 +40,4 @@ class Wishes {
     ptp_agent::RuleBook rules;
 };
 
-}  // namespace ptp_agent_test
+}  // namespace ptp_agent::test
