@@ -173,11 +173,14 @@ void HttpCaller::watch(curl_socket_t socket, int what) {
 }
 
 int HttpCaller::on_timer(CURLM *, long timeout_ms, void *cookie) {
-    HttpCaller &caller = *static_cast<HttpCaller *>(cookie);
-    if (timeout_ms < 0) {
-        caller.timer_.stop();
-    } else {
-        caller.timer_.start_ms(static_cast<std::uint64_t>(timeout_ms));
+    Timer &timer = static_cast<HttpCaller *>(cookie)->timer_;
+    timer.stop();
+    try {
+        if (timeout_ms >= 0) {
+            timer.start_ms(static_cast<std::uint64_t>(timeout_ms));
+        }
+    } catch (const std::exception &) {
+        // Calls may outlive the loop, which then takes no timers, and are cancelled.
     }
     return 0;
 }

@@ -79,9 +79,10 @@ TEST_F(Delivery, RefusesAnEndpointThatDoesNotTakeItsFirstEvent) {
 }
 
 TEST_F(Delivery, AnswersOthersWhileAnEndpointThinks) {
+    configuration_.limits.delivery = 5000ms;
     Producer producer(configuration_);
     producer.set_state({});
-    const Consumer slow([](const Received &, std::size_t) { return Reply{.delay_ms = 400}; });
+    const Consumer slow([](const Received &, std::size_t) { return Reply{.delay_ms = 1500}; });
     long subscribed = 0;
     std::thread subscriber([&] { subscribed = subscribe_to(producer, lock_state, slow.endpoint()).status; });
     ASSERT_TRUE(slow.wait_for(1));
@@ -89,7 +90,7 @@ TEST_F(Delivery, AnswersOthersWhileAnEndpointThinks) {
     EXPECT_EQ(http("GET", producer.url("/ocloudNotifications/v2/health")).status, 200);
     EXPECT_EQ(http("GET", producer.url(subscriptions_path)).text, "[]") << "it is not subscribed yet";
     EXPECT_EQ(subscribe_to(producer, lock_state, slow.endpoint()).status, 409) << "but is about to be";
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 200ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 1000ms);
     subscriber.join();
     EXPECT_EQ(subscribed, 201);
 }
@@ -127,7 +128,7 @@ TEST_F(Delivery, LetsAStalledConsumerCostTheOthersNothing) {
         producer.set_state({.ptp = state});
     }
     ASSERT_TRUE(good.wait_for(4));
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 300ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 600ms) << "the stalled ones are given 700 ms";
     EXPECT_THAT(values(good), ElementsAre("LOCKED", "HOLDOVER", "FREERUN", "LOCKED"));
 }
 
@@ -175,22 +176,25 @@ TEST_F(Delivery, GivesUpAConsumerThatIsGoneForGood) {
 }
 
 TEST_F(Delivery, TakesSubscriptionsUpAfterAKillAndReadsTheStateAnew) {
-    const Consumer consumer([](const Received &, std::size_t nth) { return Reply{.status = nth == 1 ? 500 : 204}; });
     std::string id;
+    std::uint16_t port = 0;
     {
         Producer producer(configuration_);
         producer.set_state({});
+        const Consumer consumer(
+            [](const Received &, std::size_t nth) { return Reply{.status = nth == 0 ? 204 : 500}; });
+        port = consumer.port();
         id = subscribe_to(producer, lock_state, consumer.endpoint()).json()["SubscriptionId"];
         producer.set_state({.ptp = "HOLDOVER"});
-        ASSERT_TRUE(consumer.wait_for(2));
+        ASSERT_TRUE(consumer.wait_for(2)) << "and it is not taken";
         producer.kill();
     }
     Producer producer(configuration_);
+    const Consumer consumer({}, port);
     EXPECT_EQ(http("GET", producer.url(subscriptions_path + "/" + id)).status, 200);
     producer.set_state({.ptp = "FREERUN"});
-    ASSERT_TRUE(consumer.wait_for(3));
-    EXPECT_THAT(values(consumer), ElementsAre("LOCKED", "HOLDOVER", "FREERUN"))
-        << "HOLDOVER is over, and not sent again";
+    ASSERT_TRUE(consumer.wait_for(1));
+    EXPECT_THAT(values(consumer), ElementsAre("FREERUN")) << "HOLDOVER is over";
 }
 
 TEST_F(Delivery, StartsWithAnyFileAndKeepsWhatItCannotUnderstand) {
@@ -221,7 +225,7 @@ TEST_F(Delivery, PromisesNothingThatItCannotKeep) {
 }
 
 TEST_F(Delivery, ServesAHundredSubscriptions) {
-    configuration_.limits.delivery = 3000ms;
+    configuration_.limits.delivery = 30000ms;
     Producer producer(configuration_);
     producer.set_state({});
     const Consumer consumer;
@@ -239,12 +243,11 @@ TEST_F(Delivery, ServesAHundredSubscriptions) {
         subscriber.join();
     }
     ASSERT_EQ(taken, 100);
-    const auto before = std::chrono::steady_clock::now();
     producer.set_state({.ptp = "HOLDOVER"});
     producer.set_state({.ptp = "FREERUN"});
     ASSERT_TRUE(consumer.wait_for(300));
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 2s);
-    EXPECT_EQ(producer.statistics().events.delivered, 300u);
+    EXPECT_TRUE(eventually([&] { return producer.statistics().events.delivered == 300; }));
+    EXPECT_EQ(producer.statistics().events.failed_attempts, 0u);
 }
 
 }  // namespace
