@@ -21,6 +21,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+/** Of the body of a request that is refused, before the connection is closed instead. */
+constexpr std::size_t most_discarded = 1024 * 1024;
+
 /** A connection, from its acceptance on. */
 struct Connection {
     int socket = -1;
@@ -243,19 +246,27 @@ MHD_Result HttpServer::State::begin(MHD_Connection *connection, const char *path
                          peer_of(connection),
                          {}};
     *place = new Shared(exchange);
-    if (const std::unique_ptr<Response> refusal = handlers_.admit(exchange->request)) {
-        return queue(connection, *refusal);
+    std::unique_ptr<Response> refusal = handlers_.admit(exchange->request);
+    if (refusal == nullptr && announces_more_than(connection, body_bytes_)) {
+        refusal = std::make_unique<Response>(handlers_.too_long(body_bytes_));
     }
-    if (announces_more_than(connection, body_bytes_)) {
-        return queue(connection, handlers_.too_long(body_bytes_));
+    if (refusal == nullptr) {
+        return MHD_YES;
     }
-    return MHD_YES;
+    exchange->is_handled = true;
+    exchange->response = std::move(*refusal);
+    // A client that is still sending when its connection is closed may never see why.
+    const bool is_sending = header_value(connection, MHD_HTTP_HEADER_EXPECT).empty();
+    return is_sending && !announces_more_than(connection, most_discarded) ? MHD_YES
+                                                                          : queue(connection, *exchange->response);
 }
 
 MHD_Result HttpServer::State::take_body(const Shared &exchange, const char *data, std::size_t *size) const {
     // One byte beyond the limit is kept, as the sign that there were more.
     std::string &body = exchange->request.body;
-    body.append(data, std::min(*size, body_bytes_ + 1 - body.size()));
+    if (!exchange->is_handled) {
+        body.append(data, std::min(*size, body_bytes_ + 1 - body.size()));
+    }
     *size = 0;
     return MHD_YES;
 }
