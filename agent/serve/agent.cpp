@@ -1,0 +1,377 @@
+// From messages to daemons, and back as reports.
+#include "agent/serve/agent.h"
+
+#include <filesystem>
+
+#include "base/clocks.h"
+#include "vela_bundle.h"
+
+namespace ptp_agent {
+namespace {
+
+/** Messages that belong together arrive within this time, and are tried together. */
+constexpr std::uint64_t batch_ms = 20;
+/** More than this waits at the control plane. */
+constexpr std::size_t most_arrived_bytes = 4u << 20;
+constexpr u_int32 bundle_bytes = 512 * 1024;
+
+SharedHandle tracking_handle() {
+    vela_handle_options options = {};
+    options.size = sizeof options;
+    options.tracking = VELA_STTR_ON;
+    u_int32 err = 0;
+    vela_handle *handle = vela_handle_create(&options, &err);
+    if (handle == nullptr) {
+        throw std::bad_alloc();
+    }
+    return SharedHandle(handle, [](vela_handle *old) { vela_handle_destroy(old, nullptr); });
+}
+
+/** Makes the directory, and clears it of sockets that a killed agent left. */
+std::string prepared(const std::string &directory) {
+    std::error_code code;
+    std::filesystem::create_directories(directory, code);
+    return directory + "/lock";
+}
+
+void remove_old_sockets(const std::string &directory) {
+    std::error_code code;
+    for (const auto &entry : std::filesystem::directory_iterator(directory, code)) {
+        if (entry.path().filename().string().starts_with("management.")) {
+            std::filesystem::remove(entry.path(), code);
+        }
+    }
+}
+
+/** What dispatching hands over with each message. */
+struct Receiving {
+    Intent &intent;
+    const RuleBook &rules;
+    std::vector<Answer> &answers;
+};
+
+void take_message(vela_handle *handle, u_int32 mem_class, void *context, const ptp_cfg_type *type, void *message,
+                  u_int32 *) {
+    auto *receiving = static_cast<Receiving *>(context);
+    receiving->answers.push_back(take(receiving->intent, type, message, handle, receiving->rules));
+    ptp_cfg_message_destroy(handle, mem_class, type, message);
+}
+
+}  // namespace
+
+Agent::Agent(EventLoop &loop, AgentConfiguration configuration)
+    : configuration_(std::move(configuration)),
+      loop_(loop),
+      started_ns_(base::clock_ns(CLOCK_MONOTONIC)),
+      lock_(prepared(configuration_.runtime_directory)),
+      handle_(make_handle()),
+      receiving_handle_(tracking_handle()),
+      store_(configuration_.state_directory + "/intent"),
+      intent_(handle_),
+      batch_(loop, [this] { begin_batch(); }),
+      stop_check_(loop, [this] { stop(nullptr); }) {
+    remove_old_sockets(configuration_.runtime_directory);
+    prepared(configuration_.state_directory);
+    if (configuration_.serves_notifications) {
+        notifications_ = std::make_unique<notification::NotificationService>(
+            loop, configuration_.notification,
+            [this](const std::string &line) { log_.add(Severity::Info, "notifications", line); });
+    }
+    if (configuration_.daemon.is_external) {
+        unit(configuration_.daemon.clock);
+    }
+    take_up_intent();
+    for (const ControlPlaneConfiguration &plane : configuration_.control_planes) {
+        ControlPlaneCallbacks callbacks;
+        callbacks.received = [this](std::span<const std::uint8_t> bundle) { received(bundle); };
+        callbacks.connected = [this] {
+            for (const auto &[clock, each] : clocks_) {
+                each->request_full();
+            }
+        };
+        callbacks.note = [this, uri = plane.uri](const std::string &line) {
+            log_.add(Severity::Info, "control plane " + uri, line);
+        };
+        planes_.push_back(std::make_unique<ControlPlane>(loop, plane, receiving_handle_.get(), std::move(callbacks)));
+    }
+}
+
+Agent::~Agent() = default;
+
+void Agent::take_up_intent() {
+    LoadedIntent loaded = store_.load(handle_);
+    if (!loaded.note.empty()) {
+        log_.add(loaded.kind == LoadedIntent::Kind::Loaded ? Severity::Info : Severity::Warning, "", loaded.note);
+    }
+    if (loaded.kind == LoadedIntent::Kind::Failed) {
+        throw std::runtime_error(loaded.note);
+    }
+    intent_ = std::move(loaded.intent);
+    for (const std::uint8_t clock : intent_.clocks()) {
+        unit(clock).apply(*intent_.clock(clock), DaemonControl::Refusal::KeepTrying, [](const ApplyResult &) {});
+    }
+}
+
+ClockUnit &Agent::unit(std::uint8_t clock) {
+    std::unique_ptr<ClockUnit> &entry = clocks_[clock];
+    if (entry == nullptr) {
+        ClockCallbacks callbacks;
+        callbacks.publish = [this](const std::vector<Report> &reports) {
+            publish(reports, reports.front().message.handle());
+        };
+        callbacks.observed = [this] { hand_over_state(); };
+        entry = std::make_unique<ClockUnit>(loop_, configuration_, clock, log_, std::move(callbacks));
+    }
+    return *entry;
+}
+
+void Agent::received(std::span<const std::uint8_t> bundle) {
+    arrived_.emplace_back(bundle.begin(), bundle.end());
+    arrived_bytes_ += bundle.size();
+    if (!batch_.is_running() && applying_ == 0) {
+        batch_.start_ms(batch_ms);
+    }
+    if (arrived_bytes_ > most_arrived_bytes && !is_paused_) {
+        is_paused_ = true;
+        for (const auto &plane : planes_) {
+            plane->pause(true);
+        }
+    }
+}
+
+void Agent::take_bundle(Intent &intent, const std::vector<std::uint8_t> &bundle, std::vector<Answer> &answers) {
+    Receiving receiving = {intent, rules_, answers};
+    ptp_cfg_bundle_report report = {};
+    u_int32 err = 0;
+    ptp_cfg_dispatch_bundle(receiving_handle_.get(), 0, take_message, &receiving, bundle.data(),
+                            static_cast<u_int32>(bundle.size()), &report, &err);
+    if (report.failed > 0 || (err != 0 && report.messages == 0)) {
+        Answer answer;
+        answer.kind = Answer::Kind::Refused;
+        answer.message = "undecodable";
+        Violation violation;
+        violation.reason = std::to_string(report.failed) + " message(s) cannot be decoded: " +
+                           (report.first.reason != nullptr ? report.first.reason : "neither bundle nor message");
+        answer.violations.push_back(violation);
+        answers.push_back(std::move(answer));
+    }
+}
+
+void Agent::count(const Answer &answer) {
+    MessageCounts &counts = counts_[answer.message];
+    switch (answer.kind) {
+        case Answer::Kind::Applied:
+            ++counts.applied;
+            break;
+        case Answer::Kind::Refused:
+            ++counts.refused;
+            break;
+        case Answer::Kind::NotExpressible:
+            ++counts.not_expressible;
+            break;
+        case Answer::Kind::NotForUs:
+            ++counts.not_for_us;
+            break;
+    }
+    const bool is_bad = answer.kind == Answer::Kind::Refused || answer.kind == Answer::Kind::NotExpressible;
+    if (is_bad) {
+        last_refusal_ = to_text(answer);
+    }
+    log_.add(is_bad ? Severity::Warning : Severity::Info, "", to_text(answer));
+}
+
+void Agent::begin_batch() {
+    if (applying_ > 0 || arrived_.empty() || is_stopped_) {
+        return;
+    }
+    Intent wanted = intent_;
+    std::vector<Answer> answers;
+    for (const std::vector<std::uint8_t> &bundle : std::exchange(arrived_, {})) {
+        take_bundle(wanted, bundle, answers);
+    }
+    arrived_bytes_ = 0;
+    if (std::exchange(is_paused_, false)) {
+        for (const auto &plane : planes_) {
+            plane->pause(false);
+        }
+    }
+    bool has_changed = false;
+    for (const Answer &answer : answers) {
+        count(answer);
+        has_changed |= answer.has_changed;
+    }
+    if (has_changed) {
+        candidate_ = wanted;
+        apply(*candidate_, DaemonControl::Refusal::GiveUp);
+    }
+}
+
+void Agent::apply(const Intent &wanted, DaemonControl::Refusal refusal) {
+    const std::vector<std::uint8_t> clocks = wanted.clocks();
+    // One more than clocks, so that answers that come at once do not end the batch before all are asked.
+    applying_ = static_cast<unsigned>(clocks.size()) + 1;
+    refusal_.clear();
+    for (const std::uint8_t clock : clocks) {
+        unit(clock).apply(*wanted.clock(clock), refusal,
+                          [this, clock](const ApplyResult &result) { applied(clock, result); });
+    }
+    applied(0, {Outcome::Done, Plan::Action::Nothing, {}});
+}
+
+void Agent::applied(std::uint8_t clock, const ApplyResult &result) {
+    if (result.outcome == Outcome::Refused) {
+        refusal_ += (refusal_.empty() ? "clock " : "; clock ") + std::to_string(clock) + ": " + result.reason;
+    }
+    if (applying_ > 0 && --applying_ == 0) {
+        end_batch();
+    }
+}
+
+void Agent::end_batch() {
+    if (candidate_ && !refusal_.empty() && !is_reverting_) {
+        last_refusal_ = refusal_;
+        log_.add(Severity::Warning, "", "refused, nothing was changed: " + refusal_);
+        is_reverting_ = true;
+        candidate_.reset();
+        apply(intent_, DaemonControl::Refusal::KeepTrying);
+        return;
+    }
+    is_reverting_ = false;
+    if (candidate_) {
+        intent_ = *std::exchange(candidate_, std::nullopt);
+        const std::string failure = store_.save(intent_);
+        if (!failure.empty()) {
+            log_.add(Severity::Error, "", "applied, but lost with the next restart: " + failure);
+        }
+    }
+    std::erase_if(clocks_, [this](const auto &entry) {
+        return !intent_.clock(entry.first) && !entry.second->control().is_external();
+    });
+    if (!arrived_.empty()) {
+        batch_.start_ms(0);
+    }
+}
+
+void Agent::publish(const std::vector<Report> &reports, vela_handle *handle) {
+    u_int32 err = 0;
+    vela_bundle *bundle = vela_bundle_open(handle, 0, bundle_bytes, &err);
+    for (const Report &report : reports) {
+        ptp_cfg_type_description description = {};
+        description.size = sizeof description;
+        ptp_cfg_type_describe(report.message.type(), &description);
+        u_int32 failed = 0;
+        vela_bundle_add(handle, 0, description.operations->marshal, report.message.message(), &failed);
+        if (failed != 0) {
+            log_.add(Severity::Error, "",
+                     std::string(report.row->message) + ": cannot be sent, error " + std::to_string(failed));
+        }
+    }
+    const u_int8 *bytes = nullptr;
+    u_int32 length = 0;
+    err = 0;
+    vela_bundle_close(handle, &bytes, &length, &err);
+    for (const auto &plane : planes_) {
+        if (err == 0) {
+            plane->send({bytes, length});
+        }
+    }
+    vela_bundle_destroy(bundle);
+}
+
+void Agent::hand_over_state() {
+    if (notifications_ == nullptr) {
+        return;
+    }
+    notification::NodeState state;
+    for (const auto &[handle, clock] : clocks_) {
+        const Observation &last = clock->last_observation();
+        notification::ClockState each;
+        each.name = "clock" + std::to_string(handle);
+        if (clock->intent() && clock->polls() > 0) {
+            const std::string_view name = to_oran(clock->holdover().state);
+            const auto lock = name == "LOCKED"     ? notification::LockState::Locked
+                              : name == "HOLDOVER" ? notification::LockState::Holdover
+                                                   : notification::LockState::Freerun;
+            each.lock_state = {lock, last.wall_ns};
+            each.clock_class = {clock->holdover().clock_class, last.wall_ns};
+        }
+        if (last.time_status) {
+            each.offset_ns = {static_cast<double>(last.time_status->master_offset_ns), last.wall_ns};
+        }
+        state.clocks.push_back(std::move(each));
+    }
+    notifications_->set_state(state);
+}
+
+std::string Agent::plan_for(std::span<const std::uint8_t> bundle) {
+    Intent wanted = intent_;
+    std::vector<Answer> answers;
+    take_bundle(wanted, {bundle.begin(), bundle.end()}, answers);
+    std::string text;
+    for (const Answer &answer : answers) {
+        text += to_text(answer) + "\n";
+    }
+    for (const std::uint8_t clock : wanted.clocks()) {
+        text += "clock " + std::to_string(clock) + ": ";
+        const ClockIntent intent = *wanted.clock(clock);
+        const auto found = clocks_.find(clock);
+        if (intent.ports().empty()) {
+            text += "no port, so no daemon runs\n";
+        } else if (found == clocks_.end()) {
+            text += "a daemon is started\n";
+        } else {
+            text += to_text(found->second->plan_of(intent)) + "\n";
+        }
+    }
+    for (const auto &[clock, each] : clocks_) {
+        if (!wanted.clock(clock) && intent_.clock(clock)) {
+            text += "clock " + std::to_string(clock) + ": its daemon is stopped\n";
+        }
+    }
+    return text;
+}
+
+void Agent::reconfigure(const AgentConfiguration &configuration) {
+    const bool needs_restart = configuration.runtime_directory != configuration_.runtime_directory ||
+                               configuration.state_directory != configuration_.state_directory ||
+                               configuration.daemon.is_external != configuration_.daemon.is_external ||
+                               configuration.control_planes.size() != configuration_.control_planes.size() ||
+                               configuration.daemon.options.global != configuration_.daemon.options.global;
+    configuration_.poll_ms = configuration.poll_ms;
+    configuration_.full_report_s = configuration.full_report_s;
+    for (const auto &[clock, each] : clocks_) {
+        each->reconfigure(configuration_);
+    }
+    log_.add(Severity::Notice, "",
+             needs_restart ? "took the new configuration's times; what else changed needs a restart of ptp_agent"
+                           : "took the new configuration's times");
+}
+
+void Agent::stop(std::function<void()> done) {
+    if (done) {
+        stopped_ = std::move(done);
+    }
+    bool has_ended = true;
+    for (const auto &[clock, each] : clocks_) {
+        if (!is_stopped_) {
+            each->stop();
+        }
+        has_ended &= each->has_ended();
+    }
+    is_stopped_ = true;
+    if (has_ended) {
+        stopped_();
+    } else {
+        stop_check_.start_ms(10);
+    }
+}
+
+std::string Agent::summary() const {
+    std::string text = std::to_string(clocks_.size()) + " clock(s)";
+    for (const auto &[handle, clock] : clocks_) {
+        text += ", " + std::to_string(handle) + ": " + std::string(to_text(clock->holdover().state));
+    }
+    return text;
+}
+
+}  // namespace ptp_agent
