@@ -11,7 +11,6 @@
 
 namespace ptp_agent::test {
 
-
 Record message(const SharedHandle &handle, std::string_view name, Values values) {
     Record record(handle, ptp_cfg_type_find(std::string(name).c_str()));
     for (const auto &[path, value] : values) {

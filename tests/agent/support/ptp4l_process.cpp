@@ -1,5 +1,6 @@
 #include "ptp4l_process.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
@@ -31,6 +32,11 @@ bool is_installed() {
 std::string why_no_daemons() {
     if (!is_installed()) {
         return "ptp4l is not installed (Debian package linuxptp)";
+    }
+    // Without it a daemon would fail for want of rights, not change anything.
+    void *library = dlopen(STILL_CLOCK, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr || dlsym(library, "clock_adjtime") == nullptr) {
+        return "the library that keeps daemons from the clock cannot be used";
     }
     return enter_own_network();
 }

@@ -7,22 +7,24 @@
 #include <time.h>
 #include <unistd.h>
 
-int clock_adjtime(clockid_t clock, struct timex *change) {
+#define EXPORTED __attribute__((visibility("default")))
+
+EXPORTED int clock_adjtime(clockid_t clock, struct timex *change) {
     if (change->modes == 0) {
         return (int)syscall(SYS_clock_adjtime, clock, change);
     }
     return TIME_OK;
 }
 
-int adjtimex(struct timex *change) { return clock_adjtime(CLOCK_REALTIME, change); }
+EXPORTED int adjtimex(struct timex *change) { return clock_adjtime(CLOCK_REALTIME, change); }
 
-int clock_settime(clockid_t clock, const struct timespec *time) {
+EXPORTED int clock_settime(clockid_t clock, const struct timespec *time) {
     (void)clock;
     (void)time;
     return 0;
 }
 
-int settimeofday(const struct timeval *time, const struct timezone *zone) {
+EXPORTED int settimeofday(const struct timeval *time, const struct timezone *zone) {
     (void)time;
     (void)zone;
     return 0;
