@@ -79,7 +79,8 @@ int run(const std::string &path) {
 }  // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app("Configures a PTP daemon from messages of the control plane, keeps it running, and reports what it does.");
+    CLI::App app(
+        "Configures a PTP daemon from messages of the control plane, keeps it running, and reports what it does.");
     std::string path = "/etc/ptp_agent.toml";
     bool check = false;
     app.add_option("--config", path, "the agent's configuration")->type_name("FILE")->capture_default_str();

@@ -69,6 +69,7 @@ Agent::Agent(EventLoop &loop, AgentConfiguration configuration)
       store_(configuration_.state_directory + "/intent"),
       intent_(handle_),
       batch_(loop, [this] { begin_batch(); }),
+      ending_check_(loop, [this] { end_removed_clocks(); }),
       stop_check_(loop, [this] { stop(nullptr); }) {
     remove_old_sockets(configuration_.runtime_directory);
     prepared(configuration_.state_directory);
@@ -89,9 +90,7 @@ Agent::Agent(EventLoop &loop, AgentConfiguration configuration)
                 each->request_full();
             }
         };
-        callbacks.note = [this, uri = plane.uri](const std::string &line) {
-            log_.add(Severity::Info, "control plane " + uri, line);
-        };
+        callbacks.note = [this](const std::string &line) { log_.add(Severity::Info, "control plane", line); };
         planes_.push_back(std::make_unique<ControlPlane>(loop, plane, receiving_handle_.get(), std::move(callbacks)));
     }
 }
@@ -228,6 +227,9 @@ void Agent::applied(std::uint8_t clock, const ApplyResult &result) {
 }
 
 void Agent::end_batch() {
+    if (is_stopped_) {
+        return;  // what was tried when the agent was told to end is not known to be right
+    }
     if (candidate_ && !refusal_.empty() && !is_reverting_) {
         last_refusal_ = refusal_;
         log_.add(Severity::Warning, "", "refused, nothing was changed: " + refusal_);
@@ -244,11 +246,24 @@ void Agent::end_batch() {
             log_.add(Severity::Error, "", "applied, but lost with the next restart: " + failure);
         }
     }
-    std::erase_if(clocks_, [this](const auto &entry) {
-        return !intent_.clock(entry.first) && !entry.second->control().is_external();
-    });
+    end_removed_clocks();
     if (!arrived_.empty()) {
         batch_.start_ms(0);
+    }
+}
+
+void Agent::end_removed_clocks() {
+    for (auto entry = clocks_.begin(); entry != clocks_.end();) {
+        const auto present = entry++;
+        if (!intent_.clock(present->first) && !present->second->control().is_external()) {
+            present->second->stop();
+            ending_.push_back(std::move(present->second));
+            clocks_.erase(present);
+        }
+    }
+    std::erase_if(ending_, [](const auto &clock) { return clock->has_ended(); });
+    if (!ending_.empty()) {
+        ending_check_.start_ms(100);
     }
 }
 
@@ -351,15 +366,15 @@ void Agent::stop(std::function<void()> done) {
     if (done) {
         stopped_ = std::move(done);
     }
+    const bool is_first = !std::exchange(is_stopped_, true);
     bool has_ended = true;
     for (const auto &[clock, each] : clocks_) {
-        if (!is_stopped_) {
+        if (is_first) {
             each->stop();
         }
         has_ended &= each->has_ended();
     }
-    is_stopped_ = true;
-    if (has_ended) {
+    if (has_ended && ending_.empty()) {
         stopped_();
     } else {
         stop_check_.start_ms(10);

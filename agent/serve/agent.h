@@ -69,6 +69,7 @@ class Agent {
     void apply(const Intent &wanted, DaemonControl::Refusal refusal);
     void applied(std::uint8_t clock, const ApplyResult &result);
     void end_batch();
+    void end_removed_clocks();
     ClockUnit &unit(std::uint8_t clock);
     void publish(const std::vector<Report> &reports, vela_handle *handle);
     void hand_over_state();
@@ -84,6 +85,7 @@ class Agent {
     IntentStore store_;
     Intent intent_;
     std::map<std::uint8_t, std::unique_ptr<ClockUnit>> clocks_;
+    std::vector<std::unique_ptr<ClockUnit>> ending_;  // of clocks that are no more, until their daemons have ended
     std::vector<std::unique_ptr<ControlPlane>> planes_;
     std::unique_ptr<notification::NotificationService> notifications_;
     std::map<std::string, MessageCounts> counts_;
@@ -97,7 +99,7 @@ class Agent {
     bool is_reverting_ = false, is_paused_ = false, is_stopped_ = false;
     Timer batch_;
     std::function<void()> stopped_;
-    Timer stop_check_;
+    Timer ending_check_, stop_check_;
 };
 
 }  // namespace ptp_agent

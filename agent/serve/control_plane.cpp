@@ -64,6 +64,10 @@ void ControlPlane::process() {
 }
 
 void ControlPlane::send(std::span<const std::uint8_t> bundle) {
+    // What waited for a peer would be stale when one comes: whoever connects is told everything anew.
+    if (statistics().peers == 0) {
+        return;
+    }
     u_int32 err = 0;
     vela_channel_send(channel_, bundle.data(), static_cast<u_int32>(bundle.size()), &err);
 }

@@ -32,7 +32,7 @@ class ControlPlane {
     ControlPlane(const ControlPlane &) = delete;
     ControlPlane &operator=(const ControlPlane &) = delete;
 
-    /** To all peers; while none is there the last reports wait. */
+    /** To all peers that are there now. */
     void send(std::span<const std::uint8_t> bundle);
     /** While paused nothing is received: what peers send waits at them. */
     void pause(bool paused);

@@ -12,11 +12,18 @@ namespace {
 
 constexpr std::size_t most_events = 512;
 
+/** Parts of it came from peers: no control character gets through. */
+std::string one_line(std::string text) {
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos;) {
+        text.replace(at, 1, ";");
+    }
+    return base::printable(text);
+}
+
 }  // namespace
 
 void EventLog::add(Severity severity, const std::string &subject, const std::string &text) {
-    // Parts of it came from peers.
-    const std::string line = base::printable(subject.empty() ? text : subject + ": " + text);
+    const std::string line = one_line(subject.empty() ? text : subject + ": " + text);
     static const bool is_journal = std::getenv("JOURNAL_STREAM") != nullptr;
     if (is_journal) {
         std::fprintf(stderr, "<%u>%s\n", static_cast<unsigned>(severity), line.c_str());

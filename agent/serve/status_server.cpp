@@ -88,7 +88,8 @@ void StatusServer::listen_loopback(const std::string &text) {
     const bool is_loopback = inet_pton(AF_INET, host.c_str(), &address.sin_addr) == 1 &&
                              (ntohl(address.sin_addr.s_addr) >> 24) == 127 && port > 0 && port < 65536;
     if (!is_loopback) {
-        throw std::runtime_error("status.metrics " + text + ": give an address of 127.0.0.0/8 and a port, as 127.0.0.1:9162");
+        throw std::runtime_error("status.metrics " + text +
+                                 ": give an address of 127.0.0.0/8 and a port, as 127.0.0.1:9162");
     }
     address.sin_port = htons(static_cast<std::uint16_t>(port));
     base::file_descriptor made(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -107,7 +108,8 @@ void StatusServer::listen(base::file_descriptor socket, bool is_http) {
     Listener &listener = listeners_.emplace_back();
     listener.socket = std::move(socket);
     listener.is_http = is_http;
-    listener.readable = loop_.watch(listener.socket.get(), EPOLLIN, [this, &listener](std::uint32_t) { accept(listener); });
+    listener.readable =
+        loop_.watch(listener.socket.get(), EPOLLIN, [this, &listener](std::uint32_t) { accept(listener); });
 }
 
 void StatusServer::accept(Listener &listener) {
@@ -185,7 +187,8 @@ std::string StatusServer::answer_to(const Client &client) {
         return metrics_text(agent_);
     }
     if (const auto length = plan_length(line)) {
-        const auto *bytes = reinterpret_cast<const std::uint8_t *>(client.request.data()) + client.request.find('\n') + 1;
+        const auto *bytes =
+            reinterpret_cast<const std::uint8_t *>(client.request.data()) + client.request.find('\n') + 1;
         return agent_.plan_for({bytes, *length});
     }
     return "unknown question; ask status, events, config, metrics or plan LENGTH\n";
