@@ -89,6 +89,8 @@ struct HttpCaller::Call {
         }
         if (!denied.empty()) {
             result.error = denied + " is not in consumer_networks";
+        } else if (replied > caller->options_.reply_bytes) {
+            result.error = "answered with more than " + std::to_string(caller->options_.reply_bytes) + " bytes";
         } else if (code != CURLE_OK) {
             result.error = error[0] != '\0' ? error : curl_easy_strerror(code);
         } else {
