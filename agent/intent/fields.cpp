@@ -88,6 +88,31 @@ namespace {
 
 constexpr u_int32 whole_array = 0xFFFFFFFFu;
 
+bool is_flagged(vela_handle *handle, const ptp_cfg_type *type, void *instance, u_int32 index, u_int32 element) {
+    u_int32 err = 0;
+    return ptp_cfg_field_state_flag_get(type, index, handle, memory_class, instance, element, &err) != 0;
+}
+
+/** Whether any field of a structure has a flag, or of one inside. */
+bool has_flagged(vela_handle *handle, const ptp_cfg_type *type, void *instance) {
+    const auto &fields = fields_of(type);
+    for (u_int32 index = 0; index < fields.size(); ++index) {
+        for (u_int32 element = 0; element < fields[index].capacity; ++element) {
+            if (is_flagged(handle, type, instance, index, element)) {
+                return true;
+            }
+            u_int32 err = 0;
+            void *inner = fields[index].kind != PTP_CFG_FIELD_STRUCTURE
+                              ? nullptr
+                              : ptp_cfg_field_get(type, index, handle, memory_class, instance, element, &err);
+            if (inner != nullptr && has_flagged(handle, fields[index].type, inner)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
 /** Copies structures field by field: each side is reached with its own handle. */
 class Copier {
   public:
@@ -114,44 +139,19 @@ class Copier {
         u_int32 element;
     };
 
-    bool is_flagged(const ptp_cfg_type *type, void *instance, u_int32 index, u_int32 element) {
-        u_int32 err = 0;
-        return ptp_cfg_field_state_flag_get(type, index, from_, memory_class, instance, element, &err) != 0;
-    }
-
-    /** Whether any field inside a structure has a flag. */
-    bool has_flagged(const ptp_cfg_type *type, void *instance) {
-        const auto &fields = fields_of(type);
-        for (u_int32 index = 0; index < fields.size(); ++index) {
-            for (u_int32 element = 0; element < fields[index].capacity; ++element) {
-                if (is_flagged(type, instance, index, element)) {
-                    return true;
-                }
-                u_int32 err = 0;
-                void *inner = fields[index].kind != PTP_CFG_FIELD_STRUCTURE
-                                  ? nullptr
-                                  : ptp_cfg_field_get(type, index, from_, memory_class, instance, element, &err);
-                if (inner != nullptr && has_flagged(fields[index].type, inner)) {
-                    return true;
-                }
-            }
-        }
-        return false;
-    }
-
     void copy_field(const ptp_cfg_type *type, const ptp_cfg_field_description &field, const Place &at, bool is_all) {
         u_int32 err = 0;
         void *value = ptp_cfg_field_get(type, at.index, from_, memory_class, at.source, at.element, &err);
         if (err == VELA_EEPOCH) {  // an older sender's record does not have it: nothing was said
             return;
         }
-        const bool is_given = is_all || is_flagged(type, at.source, at.index, at.element) ||
-                              (field.is_array != 0 && is_flagged(type, at.source, at.index, whole_array));
+        const bool is_given = is_all || is_flagged(from_, type, at.source, at.index, at.element) ||
+                              (field.is_array != 0 && is_flagged(from_, type, at.source, at.index, whole_array));
         if (field.kind == PTP_CFG_FIELD_STRUCTURE && value != nullptr) {
             void *inner = ptp_cfg_field_get(type, at.index, to_, memory_class, at.destination, at.element, &err);
             if (inner != nullptr) {
                 // A structure that was set as a whole may have no flags of its own inside.
-                copy(field.type, value, inner, is_all || (is_given && !has_flagged(field.type, value)));
+                copy(field.type, value, inner, is_all || (is_given && !has_flagged(from_, field.type, value)));
             }
         } else if (is_given) {
             copy_value(type, field, at, value, &err);
@@ -214,10 +214,12 @@ bool copy_between(const FieldPlace &from, vela_handle *from_handle, const FieldP
 bool has_state_flags(const ptp_cfg_type *message_type, vela_handle *handle, void *message) {
     const ptp_cfg_field_description &payload = fields_of(message_type).front();
     u_int32 err = 0;
-    const void *instance =
+    void *instance =
         payload.type == nullptr ? nullptr : ptp_cfg_field_get(message_type, 0, handle, memory_class, message, 0, &err);
+    // A sender without state tracking leaves all flags clear in a receiver that has it: it means every field.
     return instance != nullptr && handle->sttr_record != nullptr && handle->sttr_record->mode == VELA_STTR_ON &&
-           (vela_get_instance_obj_flag(instance) & VELA_FLAG_TRACKED) != 0;
+           (vela_get_instance_obj_flag(instance) & VELA_FLAG_TRACKED) != 0 &&
+           has_flagged(handle, payload.type, instance);
 }
 
 bool copy_payload(const MessageView &from, const MessageView &to, Copied which) {

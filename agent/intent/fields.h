@@ -32,7 +32,7 @@ std::optional<FieldPlace> find_field(const ptp_cfg_type *message_type, vela_hand
 /** Which fields of a source are copied. */
 enum class Copied { All, Flagged };
 
-/** Whether the payload of a message carries state flags. */
+/** Whether the payload of a message carries state flags: its handle tracks, and any is set. */
 bool has_state_flags(const ptp_cfg_type *message_type, vela_handle *handle, void *message);
 
 /** Whether a field's flag is set, or that of a structure around it; without flags every field is given. */

@@ -27,7 +27,17 @@ void set_octets(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, vo
     for (u_int32 i = 0; i < value.size(); ++i) {
         ptp_cfg_field_set_value(type, index, handle, 0, instance, i, value[i], err);
     }
-    ptp_cfg_field_state_flag_set(type, index, handle, 0, instance, whole, is_set, err);
+}
+
+/** The flag of a field, and of an array those of its elements. */
+void set_flags(const ptp_cfg_type *type, u_int32 index, vela_handle *handle, void *instance, u_int32 capacity,
+               u_int8 flag, u_int32 *err) {
+    for (u_int32 i = 0; i < capacity; ++i) {
+        ptp_cfg_field_state_flag_set(type, index, handle, 0, instance, i, flag, err);
+    }
+    if (capacity > 1) {
+        ptp_cfg_field_state_flag_set(type, index, handle, 0, instance, whole, flag, err);
+    }
 }
 
 }  // namespace
@@ -43,11 +53,13 @@ FieldPath::FieldPath(const ptp_cfg_type *structure, std::string_view path) {
     }
 }
 
-bool FieldPath::set(vela_handle *handle, void *instance, const Value &value) const {
+bool FieldPath::set(vela_handle *handle, void *instance, const Value &value, bool marks) const {
     u_int32 err = 0;
     for (std::size_t i = 0; i + 1 < steps_.size(); ++i) {
         const Step &step = steps_[i];
-        ptp_cfg_field_state_flag_set(step.type, step.index, handle, 0, instance, 0, is_set, &err);
+        if (marks) {
+            ptp_cfg_field_state_flag_set(step.type, step.index, handle, 0, instance, 0, is_set, &err);
+        }
         instance = ptp_cfg_field_get(step.type, step.index, handle, 0, instance, 0, &err);
     }
     const auto &[type, index, capacity] = steps_.back();
@@ -65,6 +77,7 @@ bool FieldPath::set(vela_handle *handle, void *instance, const Value &value) con
         std::copy(ip->bytes.begin(), ip->bytes.end(), address.bytes);
         ptp_cfg_field_set(type, index, handle, 0, instance, 0, &address, 0, &err);
     }
+    set_flags(type, index, handle, instance, capacity, marks ? is_set : u_int8{0}, &err);
     return err == 0;
 }
 

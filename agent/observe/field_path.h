@@ -14,8 +14,11 @@ class FieldPath {
     /** Throws std::logic_error when the structure has no such field. */
     FieldPath(const ptp_cfg_type *structure, std::string_view path);
 
-    /** Sets the field, and the state flags on the way to it; false when the field does not take the value. */
-    bool set(vela_handle *handle, void *instance, const Value &value) const;
+    /**
+     * Sets the field; false when it does not take the value.
+     * @param marks  whether the state flags on the way to it and its own say that it was set; else its own are clear
+     */
+    bool set(vela_handle *handle, void *instance, const Value &value, bool marks = true) const;
 
   private:
     struct Step {

@@ -83,8 +83,9 @@ Record ReportMaker::make(const SharedHandle &handle, const ReportValues &now, co
     const bool is_part = before != nullptr && row_->by_field;
     for (std::size_t i = 0; i < fields_.size(); ++i) {
         const bool told = is_part && fields_[i].row->role != FieldRow::Role::Key && now.fields[i] == before->fields[i];
-        if (is_known(now.fields[i]) && !told) {
-            fields_[i].path.set(handle.get(), payload_of(record, fields_[i].payload), now.fields[i]);
+        // What was told before comes along unmarked, for receivers that do not look at flags.
+        if (is_known(now.fields[i])) {
+            fields_[i].path.set(handle.get(), payload_of(record, fields_[i].payload), now.fields[i], !told);
         }
     }
     if (capacity_ > 0) {

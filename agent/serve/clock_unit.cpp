@@ -57,6 +57,17 @@ constexpr std::string_view names_of_port_states[] = {
     "",       "INITIALIZING", "FAULTY",       "DISABLED", "LISTENING",   "PRE_MASTER",
     "MASTER", "PASSIVE",      "UNCALIBRATED", "SLAVE",    "GRAND_MASTER"};
 
+/** With software timestamps a daemon's clock is the system's, which counts UTC: the PTP timescale would be off by 37 s. */
+GrandmasterSettings as_counted(GrandmasterSettings settings, const Observation &found) {
+    constexpr std::uint8_t software = 0;
+    for (const PortObservation &port : found.ports) {
+        if (port.timestamping == software) {
+            settings.properties.ptp_timescale = false;
+        }
+    }
+    return settings;
+}
+
 }  // namespace
 
 std::string_view to_text(PortState state) {
@@ -182,8 +193,11 @@ void ClockUnit::decide(const Observation &found) {
         log_.add(Severity::Notice, subject(),
                  std::string(to_text(holdover_report_.state)) + ": " + std::string(holdover_report_.reason));
     }
-    if (holdover_report_.announce && holdover_report_.announce != announced_) {
-        announce(*holdover_report_.announce);
+    if (holdover_report_.announce) {
+        const GrandmasterSettings wanted = as_counted(*holdover_report_.announce, found);
+        if (wanted != announced_) {
+            announce(wanted);
+        }
     }
     if (holdover_report_.next_ns) {
         const std::uint64_t now = base::clock_ns(CLOCK_MONOTONIC);

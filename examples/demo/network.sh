@@ -37,6 +37,7 @@ listen = "unix:$folder/$element/control"
 poll_ms = 200
 
 [holdover]
+lock_bound_ns = 50_000
 lock_time_ns = 1_000_000_000
 
 [daemon.options]

@@ -145,15 +145,32 @@ TEST_F(Take, ChangesExactlyTheFlaggedFields) {
     EXPECT_EQ(clock().virtual_ports()[0].port->number("local_priority"), 128);
 }
 
+std::vector<u_int8> bytes_of(const Record &record) {
+    std::vector<u_int8> bytes(500);
+    u_int32 err = 0;
+    bytes.resize(describe(record.type())
+                     .operations->marshal(record.handle(), memory_class, bytes.data(), record.message(), 499, &err));
+    EXPECT_EQ(err, 0u);
+    return bytes;
+}
+
+TEST_F(Take, TakesEveryFieldOfASenderWithoutStateFlags) {
+    ask_for_a_whole_clock();
+    const TrackedMessage receiver("ptp_clock_delete_cmd", {});
+    const std::vector<u_int8> bytes = bytes_of(message(handle, "ptp_clock_modify_cmd",
+                                                       {{"clock_id", 1},
+                                                        {"priority1", 128},
+                                                        {"priority2", 6},
+                                                        {"clock_quality.clock_class", 248},
+                                                        {"local_priority", 128}}));
+    EXPECT_EQ(ptp_agent::take(intent, bytes, receiver.handle.get(), rules).kind, Kind::Applied);
+    EXPECT_EQ(clock().clock().number("default_data_set.priority2"), 6);
+}
+
 TEST_F(Take, TakesTrackedMessagesFromBytes) {
     ask_for_a_whole_clock();
     const TrackedMessage command("ptp_clock_modify_cmd", {{"clock_id", 1}, {"priority2", 5}});
-    std::vector<u_int8> bytes(500);
-    u_int32 err = 0;
-    bytes.resize(describe(command.record->type())
-                     .operations->marshal(command.handle.get(), memory_class, bytes.data(), command.record->message(),
-                                          499, &err));
-    ASSERT_EQ(err, 0u);
+    std::vector<u_int8> bytes = bytes_of(*command.record);
     EXPECT_EQ(ptp_agent::take(intent, bytes, command.handle.get(), rules).kind, Kind::Applied);
     EXPECT_EQ(clock().clock().number("default_data_set.priority2"), 5);
     EXPECT_EQ(clock().clock().number("default_data_set.priority1"), 128);
