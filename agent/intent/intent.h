@@ -146,7 +146,10 @@ class RuleBook;  // profiles/rules.h
  */
 Answer take(Intent &intent, const ptp_cfg_type *type, void *message, vela_handle *handle, const RuleBook &rules);
 
-/** The same of a message in bytes; one that cannot be decoded is refused. `handle` should track state. */
+/** The same without rules: whatever can be merged is. For checking a whole set of messages at once, afterwards. */
+Answer merge(Intent &intent, const ptp_cfg_type *type, void *message, vela_handle *handle);
+
+/** take() of a message in bytes; one that cannot be decoded is refused. `handle` should track state. */
 Answer take(Intent &intent, std::span<const std::uint8_t> bytes, vela_handle *handle, const RuleBook &rules);
 
 }  // namespace ptp_agent

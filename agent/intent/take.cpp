@@ -301,9 +301,8 @@ Record received(const Intent &intent, const ptp_cfg_type *type, void *message, v
     return record;
 }
 
-}  // namespace
-
-Answer take(Intent &intent, const ptp_cfg_type *type, void *message, vela_handle *handle, const RuleBook &rules) {
+/** @param rules  nullptr: none */
+Answer take_by(const RuleBook *rules, Intent &intent, const ptp_cfg_type *type, void *message, vela_handle *handle) {
     Answer answer;
     answer.message = describe(type).short_name;
     const Behaviour *behaviour = behaviour_of(answer.message);
@@ -324,8 +323,8 @@ Answer take(Intent &intent, const ptp_cfg_type *type, void *message, vela_handle
     answer.object = to_text(merge.key());
     std::vector<Violation> violations = merge.run();
     answer.has_changed = violations.empty() && !(candidate == intent);
-    if (answer.has_changed) {
-        violations = new_violations(intent, candidate, rules);
+    if (answer.has_changed && rules != nullptr) {
+        violations = new_violations(intent, candidate, *rules);
     }
     answer.clock = clock_of(intent, candidate, merge.key());
     if (!violations.empty()) {
@@ -336,6 +335,16 @@ Answer take(Intent &intent, const ptp_cfg_type *type, void *message, vela_handle
     answer.unused = unused_fields(sent, *behaviour);
     intent = std::move(candidate);
     return answer;
+}
+
+}  // namespace
+
+Answer take(Intent &intent, const ptp_cfg_type *type, void *message, vela_handle *handle, const RuleBook &rules) {
+    return take_by(&rules, intent, type, message, handle);
+}
+
+Answer merge(Intent &intent, const ptp_cfg_type *type, void *message, vela_handle *handle) {
+    return take_by(nullptr, intent, type, message, handle);
 }
 
 Answer take(Intent &intent, std::span<const std::uint8_t> bytes, vela_handle *handle, const RuleBook &rules) {

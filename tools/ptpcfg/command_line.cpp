@@ -322,6 +322,28 @@ void add_replay(CLI::App &app) {
     command->callback([options] { replay(*options); });
 }
 
+#ifdef PTPCFG_WITH_AGENT
+void add_validate(CLI::App &app) {
+    CLI::App *command = app.add_subcommand(
+        "validate", "Judge a configuration by the rules of its PTP profile and what the agent can do");
+    auto options = std::make_shared<validate_options>();
+    command->add_option("files", options->files, "messages as XML or bytes, in the order in which they are sent")
+        ->type_name("FILE")
+        ->required();
+    command->add_option("--profile", options->profile, "judge by this profile, not by each clock's own")
+        ->type_name("PROFILE")
+        ->check(CLI::IsMember(validation_profiles()));
+    command->add_flag("--json", options->json, "as JSON: {\"violations\": [{\"object\", \"field\", ...}, ...]}");
+    add_from_option(*command, options->from);
+    add_domain_option(*command, options->session);
+    add_reading_options(*command, options->session);
+    command->footer(std::string("Violations are lines on standard output, each with the object, the field, its value, "
+                                "what is allowed, why,\nand the clause that says so; they are exit code 1.\n\n") +
+                    exit_codes);
+    command->callback([options] { validate(*options); });
+}
+#endif
+
 /** What is wrong with a command line, and where more is said. */
 std::string fault_of(const CLI::App &app, const CLI::ParseError &error) {
     if (const std::vector<CLI::App *> parsed = app.get_subcommands(); !parsed.empty()) {
@@ -355,6 +377,9 @@ int run_command_line(int argc, char **argv) {
                            add_replay, add_trace, add_statistics}) {
         add(app);
     }
+#ifdef PTPCFG_WITH_AGENT
+    add_validate(app);
+#endif
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

@@ -111,6 +111,22 @@ void show_statistics(const statistics_options &options);
 /** The same of this process, as text. */
 std::string statistics_of_this_run();
 
+#ifdef PTPCFG_WITH_AGENT
+struct validate_options {
+    std::vector<std::string> files;
+    std::string from;
+    std::string profile;  // empty: each clock's own
+    bool json = false;
+    session_options session;
+};
+
+/** Judges what the messages of the files ask for; violations go to standard output and are a fault. */
+void validate(const validate_options &options);
+
+/** Names of the profiles that have rules. */
+std::vector<std::string> validation_profiles();
+#endif
+
 /** The type that --type names, or nullptr. */
 const ptp_cfg_type *bare_type_of(const std::string &name);
 
