@@ -5,6 +5,7 @@ import sys
 import tomllib
 
 BEGIN, END = "<!-- behaviour -->", "<!-- end of behaviour -->"
+MOST_FIELDS = 5
 KINDS = {"applied": "applied", "reported": "reported", "not_expressible": "not expressible"}
 
 
@@ -12,8 +13,10 @@ def table(messages):
     lines = ["| message | | what happens | of no effect, or not known |", "|---|---|---|---|"]
     for message in messages:
         kind = next(kind for kind in KINDS if kind in message)
-        absent = "" if kind == "not_expressible" else ", ".join(f"`{field}`" for field in message.get("absent", {}))
-        lines.append(f"| `{message['name']}` | {KINDS[kind]} | {message[kind]} | {absent} |")
+        absent = [] if kind == "not_expressible" else [f"`{field}`" for field in message.get("absent", {})]
+        if len(absent) > MOST_FIELDS:
+            absent[MOST_FIELDS - 1:] = [f"and {len(absent) - MOST_FIELDS + 1} more"]
+        lines.append(f"| `{message['name']}` | {KINDS[kind]} | {message[kind]} | {', '.join(absent)} |")
     return "\n".join(lines)
 
 

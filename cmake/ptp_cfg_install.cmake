@@ -19,6 +19,13 @@ if(PTP_CFG_TOOLS)
     install(TARGETS ptpcfg RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 endif()
 
+if(PTP_CFG_AGENT)
+    install(TARGETS ptp_agent RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    install(FILES agent/systemd/ptp_agent.service DESTINATION lib/systemd/system)
+    install(FILES agent/systemd/ptp_agent.toml agent/systemd/ptp_agent.rules agent/behaviour.toml
+            DESTINATION "${CMAKE_INSTALL_DOCDIR}/agent")
+endif()
+
 # What README.md refers to lies beside it as in the source tree, except for tests/ and bench/.
 install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md")
