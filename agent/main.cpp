@@ -78,6 +78,7 @@ int run(const std::string &path) {
 
 }  // namespace
 
+// Only lack of memory before anything began gets out of here. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char **argv) {
     CLI::App app(
         "Configures a PTP daemon from messages of the control plane, keeps it running, and reports what it does.");

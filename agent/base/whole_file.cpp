@@ -50,7 +50,7 @@ std::string write_file(const std::string &path, const std::string &content, mode
     if (whole && rename(made.c_str(), path.c_str()) == 0) {
         return {};
     }
-    const std::string reason = "cannot write " + path + ": " + strerror(errno);
+    std::string reason = "cannot write " + path + ": " + strerror(errno);
     unlink(made.c_str());
     return reason;
 }

@@ -32,6 +32,7 @@ Record::Record(SharedHandle handle, const ptp_cfg_type *type)
 Record::Record(SharedHandle handle, const ptp_cfg_type *type, void *message)
     : handle_(std::move(handle)), type_(type), message_(message) {}
 
+// What was moved from keeps its handle, too: a record always has one. NOLINTNEXTLINE(performance-move-constructor-init)
 Record::Record(Record &&other) noexcept
     : handle_(other.handle_), type_(other.type_), message_(std::exchange(other.message_, nullptr)) {}
 

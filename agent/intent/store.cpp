@@ -246,7 +246,7 @@ std::string replace(const std::string &path, const std::string &written) {
 }  // namespace
 
 LoadedIntent IntentStore::load(SharedHandle handle, IntentLimits limits) {
-    LoadedIntent loaded{LoadedIntent::Kind::Loaded, Intent(handle, limits), {}};
+    LoadedIntent loaded{LoadedIntent::Kind::Loaded, Intent(std::move(handle), limits), {}};
     ReadFile read = read_checked(path_);
     if (read.kind == ReadFile::Kind::Absent) {
         return loaded;

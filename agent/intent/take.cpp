@@ -163,7 +163,7 @@ class Merge {
             return missing();
         }
         if (key_.kind == ObjectKind::Stream) {
-            const std::vector<Violation> wrong = check_peer();
+            std::vector<Violation> wrong = check_peer();
             if (!wrong.empty()) {
                 return wrong;
             }

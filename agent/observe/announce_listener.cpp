@@ -149,7 +149,8 @@ void AnnounceListener::follow(Observation &found) {
     domain_ = found.default_ds->domain;
     own_ = found.default_ds->identity;
     std::erase_if(sockets_, [&](const auto &entry) {
-        const auto &[name, listening] = entry;
+        const std::string &name = entry.first;
+        const auto &listening = entry.second;
         const bool is_observed = std::any_of(found.ports.begin(), found.ports.end(), [&](const PortObservation &port) {
             return port.interface == name && port.number == listening->port;
         });
