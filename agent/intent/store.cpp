@@ -245,8 +245,8 @@ std::string replace(const std::string &path, const std::string &written) {
 
 }  // namespace
 
-LoadedIntent IntentStore::load(SharedHandle handle, IntentLimits limits) {
-    LoadedIntent loaded{LoadedIntent::Kind::Loaded, Intent(std::move(handle), limits), {}};
+LoadedIntent IntentStore::load(const SharedHandle &handle, IntentLimits limits) {
+    LoadedIntent loaded{LoadedIntent::Kind::Loaded, Intent(handle, limits), {}};
     ReadFile read = read_checked(path_);
     if (read.kind == ReadFile::Kind::Absent) {
         return loaded;

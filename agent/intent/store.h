@@ -35,7 +35,7 @@ class IntentStore {
      * Reads the file. States that a restart of the machine makes stale (what a time source reported of itself) are left
      * out when the machine was started since the file was written.
      */
-    LoadedIntent load(SharedHandle handle, IntentLimits limits = {});
+    LoadedIntent load(const SharedHandle &handle, IntentLimits limits = {});
 
     /**
      * Writes the intent and returns when it is on the disk. On failure the file is the former one.
