@@ -1,0 +1,238 @@
+// The agent as a program, with real daemons: configured by messages, killed at any moment, and always back.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <fstream>
+
+#include "support/agent_process.h"
+#include "support/network.h"
+#include "support/ptp4l_process.h"
+#include "support/surroundings.h"
+
+namespace ptp_agent {
+namespace {
+
+using nlohmann::json;
+using test::AgentProcess;
+using test::ControlPlanePeer;
+using test::TestClock;
+
+class Program : public testing::Test {
+  protected:
+    void SetUp() override {
+        const std::string why_not = test::why_no_daemons();
+        if (!why_not.empty()) {
+            GTEST_SKIP() << why_not;
+        }
+        link_ = std::make_unique<test::Link>("gm0", "sl0");
+        master_ = std::make_unique<AgentProcess>(directory_.path(), "master");
+        slave_ = std::make_unique<AgentProcess>(directory_.path(), "slave");
+    }
+
+    static bool has_port_state(const json &clock, const char *state) {
+        return !clock["ports"].empty() && clock["ports"][0].value("state", "") == state;
+    }
+    static bool is_slave(const json &clock) { return has_port_state(clock, "SLAVE"); }
+
+    /** Both started and configured, until the slave follows the master. */
+    void bring_up() {
+        ASSERT_TRUE(master_->start()) << master_->log();
+        ASSERT_TRUE(slave_->start()) << slave_->log();
+        ControlPlanePeer one(master_->control_uri()), other(slave_->control_uri());
+        TestClock clock;
+        clock.priority1 = 10;
+        clock.interfaces = {"gm0"};
+        test::configure(one, clock);
+        clock.priority1 = 128;
+        clock.identity = 2;
+        clock.slave_only = true;
+        clock.interfaces = {"sl0"};
+        test::configure(other, clock);
+        one.receive_for(300);
+        other.receive_for(300);
+        ASSERT_TRUE(slave_->wait_for(is_slave)) << slave_->log() << slave_->status().dump(1) << master_->log();
+    }
+
+    static bool is_alive(pid_t process) {
+        std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+        std::string line;
+        std::getline(file, line);
+        return !line.empty() && line.find(") Z") == std::string::npos;
+    }
+
+    test::TemporaryDirectory directory_;
+    std::unique_ptr<test::Link> link_;
+    std::unique_ptr<AgentProcess> master_, slave_;
+};
+
+TEST_F(Program, ConfiguresRealDaemonsAndReportsWhatTheyDo) {
+    bring_up();
+    ControlPlanePeer peer(slave_->control_uri());
+    EXPECT_TRUE(peer.receive_until([](const Record &record) {
+        return record.name() == "ptp_clk_parent_ds_msg" && record.number("grandmaster_priority1") == 10;
+    })) << "who connects is told everything";
+    EXPECT_TRUE(peer.receive_until([](const Record &record) { return record.name() == "ptp_clk_current_ds_msg"; }))
+        << "the offset is reported as it changes";
+    std::set<std::string> names;
+    for (const Record &record : peer.received()) {
+        names.emplace(record.name());
+    }
+    for (const char *name :
+         {"ptp_clk_data_set", "ptp_clk_default_ds_msg", "ptp_clk_time_properties_ds_msg",
+          "ptp_clk_local_time_properties_ds_msg", "ptp_clock_runtime_state_msg", "ptp_port_runtime_state_msg",
+          "ptp_stream_runtime_state_msg", "ptp_bmca_data_msg", "ptp_foreign_master_record_msg",
+          "ptp_current_master_details", "ptp_ip_streams_list_msg"}) {
+        EXPECT_TRUE(names.contains(name)) << name;
+    }
+}
+
+TEST_F(Program, SetsWhatIsSettableWithoutARestart) {
+    bring_up();
+    ControlPlanePeer peer(master_->control_uri());
+    const pid_t before = master_->daemon();
+    peer.send(peer.message("ptp_clock_modify_cmd", {{"clock_id", 1},
+                                                    {"priority1", 10},
+                                                    {"priority2", 33},
+                                                    {"clock_quality.clock_class", 248},
+                                                    {"clock_quality.offset_scaled_log_var", -1},
+                                                    {"local_priority", 128}}));
+    peer.receive_for(100);
+    EXPECT_TRUE(slave_->wait_for([](const json &clock) {
+        return clock["data_sets"].value("/parent/grandmaster_priority2"_json_pointer, 0) == 33;
+    })) << master_->log() << master_->status()["applying"] << master_->ask("config");
+    EXPECT_EQ(master_->daemon(), before);
+}
+
+TEST_F(Program, IsBackInTheSameStateWhoeverIsKilled) {
+    bring_up();
+    ControlPlanePeer peer(master_->control_uri());
+    peer.send(peer.message("ptp_clock_modify_cmd", {{"clock_id", 1},
+                                                    {"priority1", 10},
+                                                    {"priority2", 33},
+                                                    {"clock_quality.clock_class", 248},
+                                                    {"clock_quality.offset_scaled_log_var", -1},
+                                                    {"local_priority", 128}}));
+    peer.receive_for(300);
+    const auto follows = [](const json &clock) {
+        return is_slave(clock) && clock["data_sets"].value("/parent/grandmaster_priority2"_json_pointer, 0) == 33;
+    };
+    ASSERT_TRUE(slave_->wait_for(follows));
+    for (AgentProcess *victim : {slave_.get(), master_.get()}) {
+        const pid_t daemon = victim->daemon();
+        ASSERT_GT(daemon, 0);
+        kill(daemon, SIGKILL);
+        EXPECT_TRUE(victim->wait_for([&](const json &clock) {
+            return clock["process"]["id"] != daemon && clock["process"]["id"] != 0 && clock["answers"];
+        })) << victim->log();
+        EXPECT_TRUE(slave_->wait_for(follows)) << victim->log();
+        const pid_t second = victim->daemon();
+        victim->end(SIGKILL);
+        for (int i = 0; i < 100 && is_alive(second); ++i) {
+            usleep(10'000);
+        }
+        EXPECT_FALSE(is_alive(second)) << "an orphan would hold the port";
+        ASSERT_TRUE(victim->start()) << victim->log();
+        EXPECT_TRUE(slave_->wait_for(follows)) << victim->log();
+    }
+    EXPECT_EQ(slave_->end(SIGTERM), 0);
+    EXPECT_EQ(master_->end(SIGTERM), 0);
+}
+
+TEST_F(Program, RefusesAConfigurationThatTheDaemonDoesNotRunWith) {
+    bring_up();
+    ControlPlanePeer peer(slave_->control_uri());
+    const std::string before = slave_->ask("config");
+    TestClock clock;
+    clock.identity = 2;
+    clock.slave_only = true;
+    clock.interfaces = {"nowhere0"};
+    test::configure(peer, clock);
+    EXPECT_TRUE(slave_->wait_for(
+        [&](const json &) { return !slave_->status()["last_refusal"].empty() && !slave_->status()["applying"]; }));
+    EXPECT_TRUE(slave_->wait_for([&](const json &) { return slave_->status()["last_refusal"] != ""; }));
+    EXPECT_TRUE(slave_->wait_for(is_slave)) << slave_->log();
+    const json after = json::parse(slave_->ask("config"));
+    EXPECT_EQ(after["messages"], json::parse(before)["messages"]);
+    EXPECT_THAT(slave_->status()["last_refusal"].get<std::string>(), testing::HasSubstr("ended with status"));
+}
+
+TEST_F(Program, TakesAFloodAndEndsWithTheLastOfIt) {
+    bring_up();
+    ControlPlanePeer peer(master_->control_uri());
+    for (int i = 0; i < 3000; ++i) {
+        peer.send(peer.message("ptp_clock_modify_cmd", {{"clock_id", 1},
+                                                        {"priority1", 10},
+                                                        {"priority2", i == 2999 ? 77 : i % 50},
+                                                        {"clock_quality.clock_class", 248},
+                                                        {"clock_quality.offset_scaled_log_var", -1},
+                                                        {"local_priority", 128}}));
+    }
+    for (int i = 0; i < 20; ++i) {
+        peer.send_bytes(std::vector<std::uint8_t>(500, static_cast<std::uint8_t>(i)));
+        peer.receive_for(5);
+    }
+    EXPECT_TRUE(slave_->wait_for([](const json &clock) {
+        return clock["data_sets"].value("/parent/grandmaster_priority2"_json_pointer, 0) == 77;
+    })) << master_->status().dump(1);
+    EXPECT_EQ(master_->status()["messages"]["ptp_clock_modify_cmd"]["applied"], 3000);
+    EXPECT_TRUE(is_slave(slave_->clock()));
+}
+
+TEST_F(Program, SaysThatADaemonHangsAndGoesOnWhenItDoes) {
+    bring_up();
+    const pid_t daemon = slave_->daemon();
+    kill(daemon, SIGSTOP);
+    EXPECT_TRUE(slave_->wait_for([](const json &clock) { return !clock["answers"]; }));
+    kill(daemon, SIGCONT);
+    EXPECT_TRUE(slave_->wait_for(is_slave));
+    EXPECT_EQ(slave_->daemon(), daemon);
+}
+
+TEST_F(Program, FollowsALinkThatGoesAndComes) {
+    bring_up();
+    link_->set_up(false);
+    EXPECT_TRUE(slave_->wait_for([](const json &clock) { return !is_slave(clock); })) << slave_->log();
+    link_->set_up(true);
+    EXPECT_TRUE(slave_->wait_for(is_slave, 25'000)) << slave_->log();
+}
+
+TEST_F(Program, AllowsOneAgentForARuntimeDirectory) {
+    ASSERT_TRUE(slave_->start());
+    AgentProcess second(directory_.path(), "slave");
+    const pid_t process = slave_->process();
+    second.start();  // the first answers the question
+    EXPECT_EQ(second.end(0), 1);
+    EXPECT_THAT(second.log(), testing::HasSubstr("another ptp_agent (process " + std::to_string(process) + ")"));
+    EXPECT_FALSE(slave_->ask("status").empty());
+}
+
+TEST_F(Program, AnswersQuestionsAndOutlivesBadOnes) {
+    ASSERT_TRUE(slave_->start());
+    for (const char *question :
+         {"", "nonsense", "plan", "plan 99999999999999999999", "plan -1", "GET / HTTP/1.0\r\n\r"}) {
+        EXPECT_FALSE(slave_->ask(question).empty()) << question;
+    }
+    EXPECT_THAT(slave_->ask("GET /metrics HTTP/1.0\r\n\r"), testing::HasSubstr("200 OK"));
+    EXPECT_THAT(slave_->ask("plan 0"), testing::HasSubstr("decoded"));
+    EXPECT_TRUE(json::parse(slave_->ask("events"))[0].contains("text"));
+    EXPECT_TRUE(json::parse(slave_->ask("config"))["messages"].empty());
+    EXPECT_THAT(slave_->ask("metrics"), testing::HasSubstr("# TYPE ptp_agent_clock_state gauge"));
+}
+
+TEST_F(Program, DeletesAClockAndItsDaemon) {
+    bring_up();
+    const pid_t daemon = slave_->daemon();
+    ControlPlanePeer peer(slave_->control_uri());
+    peer.send(peer.message("ptp_clock_delete_cmd", {{"clock_id", 1}}));
+    peer.receive_for(500);
+    for (int i = 0; i < 200 && is_alive(daemon); ++i) {
+        usleep(10'000);
+    }
+    EXPECT_FALSE(is_alive(daemon));
+    EXPECT_TRUE(slave_->status()["clocks"].empty());
+}
+
+}  // namespace
+}  // namespace ptp_agent
