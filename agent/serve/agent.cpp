@@ -93,6 +93,7 @@ Agent::Agent(EventLoop &loop, AgentConfiguration configuration)
         callbacks.note = [this](const std::string &line) { log_.add(Severity::Info, "control plane", line); };
         planes_.push_back(std::make_unique<ControlPlane>(loop, plane, receiving_handle_.get(), std::move(callbacks)));
     }
+    log_.add(Severity::Notice, "", "started: " + summary());
 }
 
 Agent::~Agent() = default;
