@@ -200,10 +200,19 @@ void Agent::begin_batch() {
         count(answer);
         has_changed |= answer.has_changed;
     }
-    if (has_changed) {
-        candidate_ = wanted;
+    if (has_changed && keep(wanted)) {
+        candidate_ = std::move(wanted);
         apply(*candidate_, DaemonControl::Refusal::GiveUp);
     }
+}
+
+bool Agent::keep(const Intent &intent) {
+    const std::string failure = store_.save(intent);
+    if (!failure.empty()) {
+        last_refusal_ = "it cannot be kept: " + failure;
+        log_.add(Severity::Error, "", "refused, nothing was changed: " + last_refusal_);
+    }
+    return failure.empty();
 }
 
 void Agent::apply(const Intent &wanted, DaemonControl::Refusal refusal) {
@@ -236,16 +245,13 @@ void Agent::end_batch() {
         log_.add(Severity::Warning, "", "refused, nothing was changed: " + refusal_);
         is_reverting_ = true;
         candidate_.reset();
+        keep(intent_);
         apply(intent_, DaemonControl::Refusal::KeepTrying);
         return;
     }
     is_reverting_ = false;
     if (candidate_) {
         intent_ = *std::exchange(candidate_, std::nullopt);
-        const std::string failure = store_.save(intent_);
-        if (!failure.empty()) {
-            log_.add(Severity::Error, "", "applied, but lost with the next restart: " + failure);
-        }
     }
     end_removed_clocks();
     if (!arrived_.empty()) {

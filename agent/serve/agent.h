@@ -1,8 +1,8 @@
 /**
  * The agent: control planes ask, the intent says what holds, clocks do it and report.
  *
- * What was asked is first tried: only when the daemons run with it does it become the intent that is kept. Messages that
- * come close together are tried together.
+ * What was asked is kept in the file first, so that nothing that was accepted is lost, and then tried: what a daemon does
+ * not run with is taken back, and the former intent is kept again. Messages that come close together are tried together.
  */
 #pragma once
 
@@ -66,6 +66,7 @@ class Agent {
     void begin_batch();
     void take_bundle(Intent &intent, const std::vector<std::uint8_t> &bundle, std::vector<Answer> &answers);
     void count(const Answer &answer);
+    bool keep(const Intent &intent);
     void apply(const Intent &wanted, DaemonControl::Refusal refusal);
     void applied(std::uint8_t clock, const ApplyResult &result);
     void end_batch();

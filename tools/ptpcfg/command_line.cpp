@@ -323,6 +323,39 @@ void add_replay(CLI::App &app) {
 }
 
 #ifdef PTPCFG_WITH_AGENT
+CLI::App *add_agent_question(CLI::App &agent, const char *name, const char *description,
+                             const std::shared_ptr<agent_options> &options) {
+    CLI::App *command = agent.add_subcommand(name, description);
+    command->add_option("--socket", options->socket, "where the agent answers")
+        ->type_name("PATH")
+        ->capture_default_str();
+    command->callback([options, name] {
+        options->question = name;
+        ask_agent(*options);
+    });
+    return command;
+}
+
+void add_agent(CLI::App &app) {
+    CLI::App *agent = app.add_subcommand("agent", "Ask a running ptp_agent; nothing is changed");
+    agent->require_subcommand(1);
+    auto options = std::make_shared<agent_options>();
+    constexpr const char *json_help = "as JSON, with everything that the agent knows";
+    for (const auto &[name, description] :
+         {std::pair{"status", "What its clocks, daemons and control planes do"},
+          {"events", "What happened last: messages and answers, states, ends of daemons"},
+          {"config", "What was asked of it, as XML, and the daemons' files"}}) {
+        add_agent_question(*agent, name, description, options)->add_flag("--json", options->json, json_help);
+    }
+    add_agent_question(*agent, "metrics", "Counters and states as Prometheus reads them", options);
+    CLI::App *plan = add_agent_question(*agent, "plan", "What it would do if it were sent these messages", options);
+    plan->add_option("files", options->files, "messages as XML or bytes, in the order in which they would be sent")
+        ->type_name("FILE")
+        ->required();
+    add_from_option(*plan, options->from);
+    add_reading_options(*plan, options->session);
+}
+
 void add_validate(CLI::App &app) {
     CLI::App *command = app.add_subcommand(
         "validate", "Judge a configuration by the rules of its PTP profile and what the agent can do");
@@ -378,6 +411,7 @@ int run_command_line(int argc, char **argv) {
         add(app);
     }
 #ifdef PTPCFG_WITH_AGENT
+    add_agent(app);
     add_validate(app);
 #endif
     try {

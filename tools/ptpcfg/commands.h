@@ -112,6 +112,18 @@ void show_statistics(const statistics_options &options);
 std::string statistics_of_this_run();
 
 #ifdef PTPCFG_WITH_AGENT
+struct agent_options {
+    std::string question;  // status, events, config, metrics or plan
+    std::string socket = "/run/ptp_agent/status.sock";
+    bool json = false;
+    std::vector<std::string> files;  // of plan
+    std::string from;
+    session_options session;
+};
+
+/** Asks a running agent. */
+void ask_agent(const agent_options &options);
+
 struct validate_options {
     std::vector<std::string> files;
     std::string from;

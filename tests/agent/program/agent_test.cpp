@@ -5,6 +5,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 #include "base/file_descriptor.h"
@@ -72,6 +74,18 @@ class Program : public testing::Test {
                                               {"revertive_bmca", 1},
                                               {"clock_handle", 1},
                                               {"clk_type", VELA_PTP_CFG_CLK_TYPE_E2E_TRANSPARENT}});
+    }
+
+    /** What ptpcfg says to standard output. */
+    static std::string tool(const std::string &arguments) {
+        const std::string path = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "ptpcfg";
+        const std::unique_ptr<FILE, int (*)(FILE *)> pipe(popen((path + " " + arguments).c_str(), "r"), pclose);
+        std::string text;
+        char part[4096];
+        for (std::size_t count; (count = std::fread(part, 1, sizeof part, pipe.get())) > 0;) {
+            text.append(part, count);
+        }
+        return text;
     }
 
     /** What no end of the transport would send. */
@@ -250,6 +264,28 @@ TEST_F(Program, AnswersQuestionsAndOutlivesBadOnes) {
     EXPECT_TRUE(json::parse(slave_->ask("events"))[0].contains("text"));
     EXPECT_TRUE(json::parse(slave_->ask("config"))["messages"].empty());
     EXPECT_THAT(slave_->ask("metrics"), testing::HasSubstr("# TYPE ptp_agent_clock_state gauge"));
+}
+
+TEST_F(Program, IsAskedByTheTool) {
+    bring_up();
+    const std::string socket = " --socket " + slave_->folder() + "/run/status.sock ";
+    EXPECT_THAT(tool("agent status" + socket), testing::AllOf(testing::HasSubstr("port 1 sl0: SLAVE"),
+                                                              testing::HasSubstr("ptp_clock_cfg: 1 applied")));
+    EXPECT_TRUE(json::parse(tool("agent status --json" + socket)).contains("behaviour"));
+    EXPECT_THAT(tool("agent events" + socket), testing::HasSubstr("port 1 (sl0): SLAVE"));
+    EXPECT_THAT(tool("agent config" + socket), testing::HasSubstr("logSyncInterval -4"));
+    EXPECT_THAT(tool("agent metrics" + socket), testing::HasSubstr("ptp_agent_port_state{clock=\"1\",port=\"1\""));
+    const pid_t daemon = slave_->daemon();
+    const std::string file = slave_->folder() + "/port.xml";
+    std::ofstream(file) << "<ptp_port_cfg><ptp_port><modify>false</modify><encap><VELA_PTP_CFG_PORT_ENCAP_ETH/></encap>"
+                           "<clk_handle>1</clk_handle><port_num>1</port_num><ptp_version><VELA_PTP_VERSION_2/>"
+                           "</ptp_version><not_slave>true</not_slave><local_priority>128</local_priority>"
+                           "<port_name>sl0</port_name></ptp_port></ptp_port_cfg>";
+    const std::string plan = tool("agent plan" + socket + file);
+    EXPECT_THAT(plan, testing::AllOf(testing::HasSubstr("[sl0] masterOnly: 0 -> 1 (restart)"))) << plan;
+    usleep(200'000);
+    EXPECT_EQ(slave_->daemon(), daemon) << "a plan changes nothing";
+    EXPECT_TRUE(is_slave(slave_->clock()));
 }
 
 TEST_F(Program, DeletesAClockAndItsDaemon) {
