@@ -57,14 +57,14 @@ Consumer::Consumer(Behaviour behaviour, std::uint16_t port)
     : behaviour_(behaviour ? std::move(behaviour) : [](const Received &, std::size_t) { return Reply{}; }),
       listener_(ptp_agent::notification::listen_on("127.0.0.1", port)),
       port_(ptp_agent::notification::port_of(listener_.get())) {
-    threads_.emplace_back([this] { accept_all(); });
+    accepting_ = std::thread([this] { accept_all(); });
 }
 
 Consumer::~Consumer() {
     ends_ = true;
-    threads_.front().join();
-    for (std::size_t index = 1; index < threads_.size(); ++index) {
-        threads_[index].join();
+    accepting_.join();
+    for (std::thread &thread : serving_) {
+        thread.join();
     }
 }
 
@@ -76,7 +76,7 @@ void Consumer::accept_all() {
         }
         base::file_descriptor connection(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
         if (connection) {
-            threads_.emplace_back([this, taken = std::make_shared<base::file_descriptor>(
+            serving_.emplace_back([this, taken = std::make_shared<base::file_descriptor>(
                                              std::move(connection))]() mutable { serve(std::move(*taken)); });
         }
     }

@@ -60,7 +60,8 @@ class Consumer {
     std::atomic<bool> ends_ = false;
     mutable std::mutex mutex_;
     std::vector<Received> received_;
-    std::vector<std::thread> threads_;
+    std::vector<std::thread> serving_;  ///< of the accepting thread, until that has ended
+    std::thread accepting_;
 };
 
 struct HttpReply {
