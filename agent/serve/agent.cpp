@@ -127,6 +127,7 @@ ClockUnit &Agent::unit(std::uint8_t clock) {
 
 void Agent::received(std::span<const std::uint8_t> bundle) {
     arrived_.emplace_back(bundle.begin(), bundle.end());
+    book_.arrived(bundle);
     arrived_bytes_ += bundle.size();
     if (!batch_.is_running() && applying_ == 0) {
         batch_.start_ms(batch_ms);
@@ -187,7 +188,10 @@ void Agent::begin_batch() {
     Intent wanted = intent_;
     std::vector<Answer> answers;
     for (const std::vector<std::uint8_t> &bundle : std::exchange(arrived_, {})) {
-        take_bundle(wanted, bundle, answers);
+        std::vector<Answer> of_bundle;
+        take_bundle(wanted, bundle, of_bundle);
+        answers.insert(answers.end(), of_bundle.begin(), of_bundle.end());
+        book_.taken(std::move(of_bundle));
     }
     arrived_bytes_ = 0;
     if (std::exchange(is_paused_, false)) {
@@ -203,6 +207,8 @@ void Agent::begin_batch() {
     if (has_changed && keep(wanted)) {
         candidate_ = std::move(wanted);
         apply(*candidate_, DaemonControl::Refusal::GiveUp);
+    } else {
+        book_.settle({});
     }
 }
 
@@ -243,6 +249,7 @@ void Agent::end_batch() {
     if (candidate_ && !refusal_.empty() && !is_reverting_) {
         last_refusal_ = refusal_;
         log_.add(Severity::Warning, "", "refused, nothing was changed: " + refusal_);
+        book_.settle(refusal_);
         is_reverting_ = true;
         candidate_.reset();
         keep(intent_);
@@ -250,6 +257,7 @@ void Agent::end_batch() {
         return;
     }
     is_reverting_ = false;
+    book_.settle({});
     if (candidate_) {
         intent_ = *std::exchange(candidate_, std::nullopt);
     }

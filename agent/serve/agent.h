@@ -15,6 +15,7 @@
 #include "agent/intent/store.h"
 #include "agent/notification/service.h"
 #include "agent/profiles/rules.h"
+#include "agent/serve/answer_book.h"
 #include "agent/serve/clock_unit.h"
 #include "agent/serve/control_plane.h"
 #include "agent/serve/event_log.h"
@@ -53,6 +54,7 @@ class Agent {
     const std::vector<std::unique_ptr<ControlPlane>> &control_planes() const { return planes_; }
     const std::map<std::string, MessageCounts> &messages() const { return counts_; }
     const notification::NotificationService *notifications() const { return notifications_.get(); }
+    const AnswerBook &answers() const { return book_; }
     EventLog &log() { return log_; }
     bool is_applying() const { return applying_ > 0; }
     const std::string &last_refusal() const { return last_refusal_; }
@@ -90,6 +92,7 @@ class Agent {
     std::vector<std::unique_ptr<ControlPlane>> planes_;
     std::unique_ptr<notification::NotificationService> notifications_;
     std::map<std::string, MessageCounts> counts_;
+    AnswerBook book_;
 
     std::deque<std::vector<std::uint8_t>> arrived_;
     std::size_t arrived_bytes_ = 0;

@@ -51,8 +51,10 @@ ControlPlaneConfiguration read_control_plane(TomlSection section) {
 void read_holdover(TomlSection section, HoldoverModel &model) {
     section.read("lock_bound_ns", model.lock_bound_ns);
     section.read("lock_time_ns", model.lock_time_ns);
+    section.read("unlock_time_ns", model.unlock_time_ns);
     section.read("silence_ns", model.silence_ns);
     section.read("specification_ns", model.specification_ns);
+    section.read("out_of_specification_ns", model.out_of_specification_ns);
     section.read("drift_ppb", model.drift_ppb);
     section.read("aging_ppb_per_hour", model.aging_ppb_per_hour);
     section.read("temperature_ppb_per_kelvin", model.temperature_ppb_per_kelvin);
@@ -62,6 +64,7 @@ void read_holdover(TomlSection section, HoldoverModel &model) {
     section.read("frequency_category", model.frequency_category, std::uint8_t{1}, std::uint8_t{3});
     section.read("locked_variance", model.locked_variance);
     section.read("locked_accuracy", model.locked_accuracy);
+    section.read("is_system_clock", model.is_system_clock);
     section.finish();
 }
 

@@ -186,12 +186,15 @@ std::string StatusServer::answer_to(const Client &client) {
     if (line == "metrics") {
         return metrics_text(agent_);
     }
+    if (std::string answer = answer_question(agent_.answers(), line); !answer.empty()) {
+        return answer;
+    }
     if (const auto length = plan_length(line)) {
         const auto *bytes =
             reinterpret_cast<const std::uint8_t *>(client.request.data()) + client.request.find('\n') + 1;
         return agent_.plan_for({bytes, *length});
     }
-    return "unknown question; ask status, events, config, metrics or plan LENGTH\n";
+    return "unknown question; ask status, events, config, metrics, answers or plan LENGTH\n";
 }
 
 std::string StatusServer::answer_http(const std::string &line) {

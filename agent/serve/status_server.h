@@ -2,8 +2,9 @@
  * Answers questions about the agent on a Unix stream socket, and over HTTP on loopback where that is configured. Nothing
  * that can be asked changes anything, so the socket may be open to all users.
  *
- * A question is a line: `status`, `events`, `config`, `metrics`, or `plan LENGTH` with so many bytes of messages behind
- * it. The answer ends with the connection. A line `GET /metrics` or `GET /status` is answered as HTTP.
+ * A question is a line: `status`, `events`, `config`, `metrics`, `answers`, `answers NAME AFTER` (answer_book.h), or
+ * `plan LENGTH` with so many bytes of messages behind it. The answer ends with the connection. A line `GET /metrics` or
+ * `GET /status` is answered as HTTP.
  */
 #pragma once
 
