@@ -208,7 +208,7 @@ void Agent::begin_batch() {
         candidate_ = std::move(wanted);
         apply(*candidate_, DaemonControl::Refusal::GiveUp);
     } else {
-        book_.settle({});
+        book_.settle(has_changed ? last_refusal_ : std::string());  // of a file that cannot be written
     }
 }
 
