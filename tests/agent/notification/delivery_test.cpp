@@ -49,6 +49,7 @@ class Delivery : public testing::Test {
 };
 
 TEST_F(Delivery, RefusesAnEndpointThatDoesNotTakeItsFirstEvent) {
+    configuration_.limits.delivery = 3s;
     Producer producer(configuration_);
     producer.set_state({});
     std::uint16_t free_port = 0;
@@ -69,7 +70,7 @@ TEST_F(Delivery, RefusesAnEndpointThatDoesNotTakeItsFirstEvent) {
     };
     EXPECT_THAT(refusal_of({.status = 500}), HasSubstr("500"));
     EXPECT_THAT(refusal_of({.vanish = true}), HasSubstr("Empty reply"));
-    EXPECT_THAT(refusal_of({.delay_ms = 1500}), HasSubstr("timed out"));
+    EXPECT_THAT(refusal_of({.delay_ms = 20000}), HasSubstr("timed out"));
     const Consumer elsewhere;
     EXPECT_THAT(refusal_of({.status = 307, .header = "Location: " + elsewhere.endpoint() + "\r\n"}), HasSubstr("307"));
     EXPECT_TRUE(elsewhere.received().empty()) << "redirections are not followed";
@@ -89,10 +90,9 @@ TEST_F(Delivery, ReadsNoAnswerWithoutEnd) {
 }
 
 TEST_F(Delivery, AnswersOthersWhileAnEndpointThinks) {
-    configuration_.limits.delivery = 5000ms;
     Producer producer(configuration_);
     producer.set_state({});
-    const Consumer slow([](const Received &, std::size_t) { return Reply{.delay_ms = 1500}; });
+    const Consumer slow([](const Received &, std::size_t) { return Reply{.delay_ms = 5000}; });
     long subscribed = 0;
     std::thread subscriber([&] { subscribed = subscribe_to(producer, lock_state, slow.endpoint()).status; });
     ASSERT_TRUE(slow.wait_for(1));
@@ -100,7 +100,7 @@ TEST_F(Delivery, AnswersOthersWhileAnEndpointThinks) {
     EXPECT_EQ(http("GET", producer.url("/ocloudNotifications/v2/health")).status, 200);
     EXPECT_EQ(http("GET", producer.url(subscriptions_path)).text, "[]") << "it is not subscribed yet";
     EXPECT_EQ(subscribe_to(producer, lock_state, slow.endpoint()).status, 409) << "but is about to be";
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 1000ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 4s);
     subscriber.join();
     EXPECT_EQ(subscribed, 201);
 }
@@ -128,7 +128,7 @@ TEST_F(Delivery, LetsAStalledConsumerCostTheOthersNothing) {
     std::vector<std::unique_ptr<Consumer>> stalled;
     for (int number = 0; number < 5; ++number) {
         stalled.push_back(std::make_unique<Consumer>(
-            [](const Received &, std::size_t nth) { return Reply{.delay_ms = nth == 0 ? 0 : 3000}; }));
+            [](const Received &, std::size_t nth) { return Reply{.delay_ms = nth == 0 ? 0 : 20000}; }));
         ASSERT_EQ(subscribe_to(producer, lock_state, stalled.back()->endpoint()).status, 201);
     }
     const Consumer good;
@@ -138,7 +138,7 @@ TEST_F(Delivery, LetsAStalledConsumerCostTheOthersNothing) {
         producer.set_state({.ptp = state});
     }
     ASSERT_TRUE(good.wait_for(4));
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 600ms) << "the stalled ones are given 700 ms";
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 10s) << "the stalled ones are given 20 s";
     EXPECT_THAT(values(good), ElementsAre("LOCKED", "HOLDOVER", "FREERUN", "LOCKED"));
 }
 
@@ -171,7 +171,7 @@ TEST_F(Delivery, KeepsTheLastStateAlsoWhileAnOlderOneIsUnderWay) {
     configuration_.limits.delivery = 30s;
     Producer producer(configuration_);
     producer.set_state({.clock_class = 0});
-    const Consumer slow([](const Received &, std::size_t nth) { return Reply{.delay_ms = nth == 2 ? 500 : 0}; });
+    const Consumer slow([](const Received &, std::size_t nth) { return Reply{.delay_ms = nth == 2 ? 1500 : 0}; });
     ASSERT_EQ(subscribe_to(producer, sync + "/ptp-status", slow.endpoint()).status, 201);
     ASSERT_TRUE(eventually([&] { return producer.statistics().events.delivered == 2; }));
     producer.set_state({.ptp = "FREERUN", .clock_class = 0});
@@ -179,12 +179,12 @@ TEST_F(Delivery, KeepsTheLastStateAlsoWhileAnOlderOneIsUnderWay) {
     for (int number = 0; number <= 100; ++number) {
         producer.set_state({.ptp = "HOLDOVER", .clock_class = number});
     }
-    ASSERT_TRUE(slow.wait_for(10));
-    EXPECT_THAT(values(slow), testing::IsSupersetOf({"FREERUN", "HOLDOVER", "100"}));
+    ASSERT_TRUE(eventually([&] { return values(slow).back() == "100"; }));
+    EXPECT_THAT(values(slow), testing::IsSupersetOf({"FREERUN", "HOLDOVER"}));
 }
 
 TEST_F(Delivery, GivesUpAConsumerThatIsGoneForGood) {
-    configuration_.limits.remove_after = 300ms;
+    configuration_.limits.remove_after = 2s;
     Producer producer(configuration_);
     producer.set_state({});
     const Consumer leaving([](const Received &, std::size_t nth) { return Reply{.status = nth == 0 ? 204 : 410}; });

@@ -21,7 +21,7 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char *na
     static auto *const resolve = reinterpret_cast<Resolve *>(dlsym(RTLD_NEXT, "getaddrinfo"));
     const std::string text = name != nullptr ? name : "";
     if (text == "slow.test") {
-        sleep(3);
+        sleep(20);
         return EAI_AGAIN;
     }
     return resolve(text == "outside.test"  ? "192.0.2.1"
@@ -116,7 +116,7 @@ TEST_F(Hostile, EndsConnectionsThatSendTooSlowly) {
         write_text(slow.back().get(), "GET " + base + "/health HTTP/1.1\r\nX-");
     }
     std::size_t ended = 0;
-    while (ended < slow.size() && std::chrono::steady_clock::now() - before < 4s) {
+    while (ended < slow.size() && std::chrono::steady_clock::now() - before < 20s) {
         ended = 0;
         for (const base::file_descriptor &socket : slow) {
             write_text(socket.get(), "a");
@@ -127,7 +127,7 @@ TEST_F(Hostile, EndsConnectionsThatSendTooSlowly) {
         std::this_thread::sleep_for(50ms);
     }
     EXPECT_EQ(ended, slow.size());
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 2s) << "though a byte came every 50 ms";
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 10s) << "though a byte came every 50 ms";
 }
 
 TEST_F(Hostile, CallsOnlyWhereConsumersMayBe) {
@@ -153,7 +153,7 @@ TEST_F(Hostile, DoesNotWaitForAResolverThatHangs) {
     subscriber.join();
     EXPECT_EQ(status, 400);
     EXPECT_TRUE(is_well());
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 2s) << "its look-up takes 3 s";
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 15s) << "its look-up takes 20 s";
 }
 
 TEST_F(Hostile, ForgetsClientsThatLeaveBeforeTheirAnswer) {

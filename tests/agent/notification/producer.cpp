@@ -83,9 +83,9 @@ Configuration quick_configuration() {
     Configuration configuration;
     configuration.port = 0;
     configuration.node_name = "du1";
-    configuration.limits.request = std::chrono::milliseconds{600};
-    configuration.limits.connect = std::chrono::milliseconds{500};
-    configuration.limits.delivery = std::chrono::milliseconds{700};
+    configuration.limits.request = std::chrono::seconds{2};
+    configuration.limits.connect = std::chrono::seconds{2};
+    configuration.limits.delivery = std::chrono::seconds{20};
     configuration.limits.first_retry = std::chrono::milliseconds{50};
     configuration.limits.most_retry = std::chrono::milliseconds{200};
     return configuration;

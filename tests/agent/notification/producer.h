@@ -20,7 +20,7 @@ struct State {
     double offset_ns = 0;
 };
 
-/** Defaults for tests: any port, short times. */
+/** Defaults for tests: any port, and times that hold on a busy machine too. */
 ptp_agent::notification::Configuration quick_configuration();
 
 class Producer {
