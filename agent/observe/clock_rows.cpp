@@ -76,14 +76,14 @@ constexpr FieldRow time_rows[] = {
 constexpr auto local = &GrandmasterSettings::properties;
 
 constexpr FieldRow local_time_rows[] = {
-    {"currentUtcOffset", Origin::Daemon, observed<settings, local, &TimeProperties::current_utc_offset>},
-    {"currentUtcOffsetValid", Origin::Daemon, observed<settings, local, &TimeProperties::current_utc_offset_valid>},
-    {"leap59", Origin::Daemon, observed<settings, local, &TimeProperties::leap59>},
-    {"leap61", Origin::Daemon, observed<settings, local, &TimeProperties::leap61>},
-    {"timeTraceable", Origin::Daemon, observed<settings, local, &TimeProperties::time_traceable>},
-    {"frequencyTraceable", Origin::Daemon, observed<settings, local, &TimeProperties::frequency_traceable>},
-    {"ptpTimescale", Origin::Daemon, observed<settings, local, &TimeProperties::ptp_timescale>},
-    {"timeSource", Origin::Daemon, mapped<to_time_source, observed<settings, local, &TimeProperties::time_source>>},
+    {"currentUtcOffset", Origin::Derived, observed<settings, local, &TimeProperties::current_utc_offset>},
+    {"currentUtcOffsetValid", Origin::Derived, observed<settings, local, &TimeProperties::current_utc_offset_valid>},
+    {"leap59", Origin::Derived, observed<settings, local, &TimeProperties::leap59>},
+    {"leap61", Origin::Derived, observed<settings, local, &TimeProperties::leap61>},
+    {"timeTraceable", Origin::Derived, observed<settings, local, &TimeProperties::time_traceable>},
+    {"frequencyTraceable", Origin::Derived, observed<settings, local, &TimeProperties::frequency_traceable>},
+    {"ptpTimescale", Origin::Derived, observed<settings, local, &TimeProperties::ptp_timescale>},
+    {"timeSource", Origin::Derived, mapped<to_time_source, observed<settings, local, &TimeProperties::time_source>>},
     {"v_port_index", Origin::Absent, absent},
 };
 

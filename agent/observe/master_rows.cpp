@@ -1,4 +1,7 @@
 // Reports of masters: who is heard, who is followed, and events of time.
+#include <arpa/inet.h>
+
+#include <algorithm>
 #include <cstdlib>
 
 #include "agent/observe/enumerations.h"
@@ -30,7 +33,7 @@ constexpr FieldRow details_rows[] = {
      [](const ReportSource &source) { return ipv4_number(ip_of(source.former_master)); }},
     {"updated", Origin::Derived, [](const ReportSource &source) { return to_value(source.master_updated); },
      FieldRow::Role::Quiet},
-    {"encap", Origin::Derived, encapsulation},
+    {"encap", Origin::Configured, encapsulation},
     {"curr_mst_mac", Origin::Derived, [](const ReportSource &source) { return mac_of(source.master); }},
     {"prev_mst_mac", Origin::Derived, [](const ReportSource &source) { return mac_of(source.former_master); }},
     {"curr_mst_stream_id", Origin::Derived,
@@ -44,7 +47,7 @@ constexpr FieldRow details_rows[] = {
 constexpr FieldRow selected_rows[] = {
     {"current_master_ip", Origin::Derived, [](const ReportSource &source) { return ip_of(source.master); }},
     {"previous_master_ip", Origin::Derived, [](const ReportSource &source) { return ip_of(source.former_master); }},
-    {"encap", Origin::Derived, encapsulation},
+    {"encap", Origin::Configured, encapsulation},
     {"current_master_mac", Origin::Derived, [](const ReportSource &source) { return mac_of(source.master); }},
     {"previous_master_mac", Origin::Derived, [](const ReportSource &source) { return mac_of(source.former_master); }},
 };
@@ -79,9 +82,38 @@ constexpr FieldRow foreign_rows[] = {
      heard<&ForeignMaster::sender, &PortIdentity::clock>},
     {"compare_data.foreign_port_identity.portNumber", Origin::Derived,
      heard<&ForeignMaster::sender, &PortIdentity::port>},
-    {"compare_data.receiving_port_identity.clock_identity.ptp_clk_id", Origin::Daemon, own_identity},
+    {"compare_data.receiving_port_identity.clock_identity.ptp_clk_id", Origin::Derived, own_identity},
     {"compare_data.receiving_port_identity.portNumber", Origin::Derived, heard<&ForeignMaster::receiving_port>},
 };
+
+Value foreign_ip(const ReportSource &source) {
+    const std::optional<IpAddress> address = parse_address(source.foreign->address);
+    return address ? Value(*address) : Value();
+}
+
+/** The name of a field as a template argument. */
+template <std::size_t Size>
+struct FieldName {
+    constexpr FieldName(const char (&text)[Size]) { std::copy_n(text, Size, characters); }
+    char characters[Size];
+};
+
+/** A number of the configuration of the port that heard the master. */
+template <FieldName Field>
+Value of_receiving_port(const ReportSource &source) {
+    const std::size_t index = source.foreign->receiving_port - 1u;
+    if (source.intent == nullptr || index >= source.intent->ports().size()) {
+        return {};
+    }
+    return optional_value(source.intent->ports()[index].port->number(Field.characters));
+}
+
+Value candidate_stream(const ReportSource &source) {
+    constexpr std::int64_t widest = 0xFF;  // of this field; stream handles have sixteen bits
+    const std::optional<std::int64_t> stream =
+        source.intent == nullptr ? std::nullopt : stream_of(*source.intent, *source.foreign);
+    return stream && *stream <= widest ? Value(*stream) : Value();
+}
 
 constexpr FieldRow candidate_rows[] = {
     {"clk_id.ptp_clk_id", Origin::Derived, heard<&ForeignMaster::grandmaster>},
@@ -89,13 +121,16 @@ constexpr FieldRow candidate_rows[] = {
     {"priority2", Origin::Derived, heard<&ForeignMaster::grandmaster_priority2>},
     {"clock_class", Origin::Derived, heard<quality, &ClockQuality::clock_class>},
     {"clock_accuracy", Origin::Derived, heard<quality, &ClockQuality::clock_accuracy>},
-    {"local_priority", Origin::Absent, absent},
+    {"local_priority", Origin::Configured, of_receiving_port<"local_priority">},
     {"ptsf_status", Origin::Absent, absent},
-    {"stream_hdl", Origin::Absent, absent},
+    {"stream_hdl", Origin::Derived, candidate_stream},
     {"scaled_log_variance", Origin::Derived, heard<quality, &ClockQuality::offset_scaled_log_variance>},
     {"steps_removed", Origin::Derived, heard<&ForeignMaster::steps_removed>},
     {"alarms_in_stream", Origin::Absent, absent},
+    {"mst_ip", Origin::Derived, [](const ReportSource &source) { return ipv4_number(foreign_ip(source)); }},
+    {"encap", Origin::Configured, of_receiving_port<"encap">},
     {"mst_mac", Origin::Derived, foreign_mac},
+    {"mst_ip_ext", Origin::Derived, foreign_ip},
 };
 
 bool is_qualified(const ReportSource &source) { return source.foreign->qualified; }
@@ -125,6 +160,13 @@ constexpr FieldRow jump_rows[] = {
     {"negative", Origin::Derived, [](const ReportSource &source) { return to_value(source.jump->size_ns < 0); }},
 };
 
+constexpr FieldRow registration_rows[] = {
+    {"ptp_stack_ver", Origin::Derived, [](const ReportSource &) { return Value(std::int64_t{PTP_AGENT_VERSION}); }},
+};
+
+constexpr RowGroup registration_group[] = {{0, "", registration_rows}};
+constexpr ReportRow registration_row = {"ptp_ptpd_kerd_reg_msg", Scope::Clock, false, registration_group};
+
 constexpr RowGroup jump_group[] = {{0, "", jump_rows}};
 constexpr ReportRow selected_event = {"ptp_current_selected_master_event", Scope::Clock, false, selected_group};
 constexpr ReportRow set_event = {"ptp_set_time_event", Scope::Clock, false, jump_group};
@@ -132,9 +174,44 @@ constexpr ReportRow step_event = {"ptp_step_time_event", Scope::Clock, false, ju
 
 }  // namespace
 
+std::optional<IpAddress> parse_address(const std::string &text) {
+    IpAddress address;
+    if (inet_pton(AF_INET, text.c_str(), address.bytes.data()) == 1) {
+        address.family = VELA_IP_V4;
+    } else if (inet_pton(AF_INET6, text.c_str(), address.bytes.data()) == 1) {
+        address.family = VELA_IP_V6;
+    } else {
+        return std::nullopt;
+    }
+    return address;
+}
+
+std::optional<std::int64_t> stream_of(const ClockIntent &intent, const ForeignMaster &master) {
+    const std::size_t index = master.receiving_port - 1u;
+    if (index >= intent.ports().size()) {
+        return std::nullopt;
+    }
+    const std::vector<SharedRecord> &streams = intent.ports()[index].streams;
+    const std::optional<IpAddress> address = parse_address(master.address);
+    for (const SharedRecord &stream : streams) {
+        const ip_address *peer = stream->ip("dest_addr");
+        const en_address *mac = stream->mac("dest_mac_addr");
+        const bool is_address = address && peer != nullptr && peer->family == address->family &&
+                                std::equal(address->bytes.begin(), address->bytes.end(), peer->bytes);
+        const bool is_mac = mac != nullptr && std::equal(master.mac.begin(), master.mac.end(), mac->octet);
+        if (is_address || is_mac) {
+            return stream->number("stream_handle");
+        }
+    }
+    // All masters on a port are peers of its one multicast stream.
+    const bool is_multicast = streams.size() == 1 && !streams[0]->is_true("unicast");
+    return is_multicast ? streams[0]->number("stream_handle") : std::nullopt;
+}
+
 std::span<const ReportRow> master_report_rows() { return rows; }
 const ReportRow &selected_master_event() { return selected_event; }
 const ReportRow &set_time_event() { return set_event; }
 const ReportRow &step_time_event() { return step_event; }
+const ReportRow &registration() { return registration_row; }
 
 }  // namespace ptp_agent

@@ -109,6 +109,13 @@ struct ReportRow {
 const ReportRow &selected_master_event();
 const ReportRow &set_time_event();
 const ReportRow &step_time_event();
+/** What a control plane is told first: which release it talks to. */
+const ReportRow &registration();
+
+/** The address, or nothing where the text is none. */
+std::optional<IpAddress> parse_address(const std::string &text);
+/** The handle of the stream whose peer the master is, or the one stream of a multicast port. */
+std::optional<std::int64_t> stream_of(const ClockIntent &intent, const ForeignMaster &master);
 
 /* The groups, one file each. */
 std::span<const ReportRow> clock_report_rows();

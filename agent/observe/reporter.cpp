@@ -1,8 +1,6 @@
 // What is reported of an observation, and what of it was said before.
 #include "agent/observe/reporter.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <cstdio>
 
@@ -18,18 +16,6 @@ std::string text_of(const PortIdentity &identity) {
     std::snprintf(text, sizeof text, "%02x%02x%02x%02x%02x%02x%02x%02x-%u", id[0], id[1], id[2], id[3], id[4], id[5],
                   id[6], id[7], static_cast<unsigned>(identity.port));
     return text;
-}
-
-std::optional<IpAddress> parse_address(const std::string &text) {
-    IpAddress address;
-    if (inet_pton(AF_INET, text.c_str(), address.bytes.data()) == 1) {
-        address.family = VELA_IP_V4;
-    } else if (inet_pton(AF_INET6, text.c_str(), address.bytes.data()) == 1) {
-        address.family = VELA_IP_V6;
-    } else {
-        return std::nullopt;
-    }
-    return address;
 }
 
 void add_counters(PortCounters &sum, const PortCounters &more) {
@@ -111,6 +97,7 @@ std::optional<MasterInfo> Reporter::identify_master(const ReportInput &input) co
             if (heard.mac != MacAddress()) {
                 master.mac = heard.mac;
             }
+            master.stream = input.intent == nullptr ? std::nullopt : stream_of(*input.intent, heard);
         }
     }
     for (std::size_t i = 0; input.intent != nullptr && i < input.intent->ports().size(); ++i) {
@@ -121,7 +108,7 @@ std::optional<MasterInfo> Reporter::identify_master(const ReportInput &input) co
         if (is_slave) {
             master.encapsulation = port.port->number("encap");
         }
-        if (is_slave && port.streams.size() == 1) {
+        if (is_slave && !master.stream && port.streams.size() == 1) {
             master.stream = port.streams[0]->number("stream_handle");
         }
     }

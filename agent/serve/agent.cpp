@@ -85,13 +85,19 @@ Agent::Agent(EventLoop &loop, AgentConfiguration configuration)
     for (const ControlPlaneConfiguration &plane : configuration_.control_planes) {
         ControlPlaneCallbacks callbacks;
         callbacks.received = [this](std::span<const std::uint8_t> bundle) { received(bundle); };
-        callbacks.connected = [this] {
+        callbacks.connected = [this, index = planes_.size()] {
+            if (index < planes_.size()) {
+                send_registration(*planes_[index]);
+            }
             for (const auto &[clock, each] : clocks_) {
                 each->request_full();
             }
         };
         callbacks.note = [this](const std::string &line) { log_.add(Severity::Info, "control plane", line); };
         planes_.push_back(std::make_unique<ControlPlane>(loop, plane, receiving_handle_.get(), std::move(callbacks)));
+        if (planes_.back()->statistics().peers > 0) {
+            send_registration(*planes_.back());  // somebody was there before there was a place for it
+        }
     }
     log_.add(Severity::Notice, "", "started: " + summary());
 }
@@ -279,6 +285,19 @@ void Agent::end_removed_clocks() {
     std::erase_if(ending_, [](const auto &clock) { return clock->has_ended(); });
     if (!ending_.empty()) {
         ending_check_.start_ms(100);
+    }
+}
+
+void Agent::send_registration(ControlPlane &plane) {
+    const ReportMaker maker(registration());
+    const Record message = maker.make(receiving_handle_, maker.values({}, {}), nullptr);
+    u_int8 bytes[256];
+    u_int32 err = 0;
+    const u_int32 length = ptp_ptpd_kerd_reg_msg_message_marshal(
+        message.handle(), 0, bytes, static_cast<ptp_ptpd_kerd_reg_msg_message *>(message.message()), sizeof bytes - 1,
+        &err);
+    if (err == 0) {
+        plane.send({bytes, length});
     }
 }
 

@@ -74,6 +74,7 @@ class Agent {
     void end_batch();
     void end_removed_clocks();
     ClockUnit &unit(std::uint8_t clock);
+    void send_registration(ControlPlane &plane);
     void publish(const std::vector<Report> &reports, vela_handle *handle);
     void hand_over_state();
 

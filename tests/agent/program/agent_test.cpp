@@ -128,7 +128,7 @@ TEST_F(Program, ConfiguresRealDaemonsAndReportsWhatTheyDo) {
         names.emplace(record.name());
     }
     for (const char *name :
-         {"ptp_clk_data_set", "ptp_clk_default_ds_msg", "ptp_clk_time_properties_ds_msg",
+         {"ptp_ptpd_kerd_reg_msg", "ptp_clk_data_set", "ptp_clk_default_ds_msg", "ptp_clk_time_properties_ds_msg",
           "ptp_clk_local_time_properties_ds_msg", "ptp_clock_runtime_state_msg", "ptp_port_runtime_state_msg",
           "ptp_stream_runtime_state_msg", "ptp_bmca_data_msg", "ptp_foreign_master_record_msg",
           "ptp_current_master_details", "ptp_ip_streams_list_msg"}) {
