@@ -13,7 +13,6 @@
 namespace ptp_agent::test {
 namespace {
 
-
 std::vector<const ptp_cfg_type *> all_messages() {
     std::vector<const ptp_cfg_type *> messages;
     for (u_int32 index = 0; index < ptp_cfg_type_count(); ++index) {
