@@ -132,7 +132,7 @@ HttpReply http(const std::string &method, const std::string &url, const std::str
     curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, method.c_str());
     curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(easy, CURLOPT_PROXY, "");
-    curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, 30000L);
+    curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, 90000L);
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, header);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, append);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, &reply.text);
@@ -157,7 +157,7 @@ HttpReply subscribe(const std::string &subscriptions_url, const std::string &res
 }
 
 bool eventually(const std::function<bool()> &is_true) {
-    const auto until = std::chrono::steady_clock::now() + 30s;
+    const auto until = std::chrono::steady_clock::now() + 90s;
     while (!is_true()) {
         if (std::chrono::steady_clock::now() > until) {
             return false;

@@ -47,7 +47,7 @@ class Consumer {
     std::uint16_t port() const { return port_; }
 
     std::vector<Received> received() const;
-    /** Waits until as many came; false after half a minute. */
+    /** Waits until as many came; false after a minute and a half. */
     bool wait_for(std::size_t count) const;
 
   private:
@@ -85,7 +85,7 @@ HttpReply http(const std::string &method, const std::string &url, const std::str
 /** POST subscriptions. */
 HttpReply subscribe(const std::string &subscriptions_url, const std::string &resource, const std::string &endpoint);
 
-/** Calls until it is true; false after half a minute. */
+/** Calls until it is true; false after a minute and a half. */
 bool eventually(const std::function<bool()> &is_true);
 
 }  // namespace notification_test

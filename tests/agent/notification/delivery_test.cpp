@@ -254,7 +254,7 @@ TEST_F(Delivery, PromisesNothingThatItCannotKeep) {
 }
 
 TEST_F(Delivery, ServesAHundredSubscriptions) {
-    configuration_.limits.delivery = 30000ms;
+    configuration_.limits.delivery = 90s;
     Producer producer(configuration_);
     producer.set_state({});
     const Consumer consumer;

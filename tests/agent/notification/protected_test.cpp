@@ -67,8 +67,8 @@ class Protected : public testing::Test {
         write("tokens", "# of the radio unit\nfirst-token\n\nsecond-token\n");
         configuration_.certificate_file = folder_ / "good.pem";
         configuration_.key_file = folder_ / "good.key";
-        configuration_.limits.request = std::chrono::seconds(10);
-        configuration_.limits.connect = configuration_.limits.delivery = std::chrono::seconds(10);
+        configuration_.limits.request = std::chrono::seconds(60);
+        configuration_.limits.connect = configuration_.limits.delivery = std::chrono::seconds(60);
     }
     ~Protected() override { files::remove_all(folder_); }
 
