@@ -180,6 +180,7 @@ Holdover::Source Holdover::master_source(const ClockIntent &intent, std::uint64_
     } else {
         source.kind = SourceKind::Master;
         source.measured_ns = measured_->at_ns;
+        source.is_calibrated = measured_->is_slave;
         source.is_in_bound = measured_->is_slave && measured_->ingress_ns != 0 &&
                              magnitude(measured_->offset_ns) <= model_.lock_bound_ns;
         if (measured_->is_slave && measured_->ingress_ns != 0) {
@@ -235,6 +236,8 @@ std::uint64_t Holdover::specification_end(const ClockIntent &intent) const {
 void Holdover::stay_locked(const Source &source, std::uint64_t now) {
     if (source.kind == SourceKind::None || source.kind != followed_) {
         begin_holdover(now, source.kind == SourceKind::None ? source.reason : "the source changed");
+    } else if (!source.is_calibrated) {  // what the port follows now is not what the clock was locked to
+        begin_holdover(now, "another master is followed, not yet calibrated");
     } else if (source.is_in_bound) {
         out_of_bound_since_.reset();
     } else if (source.offset_ns && magnitude(*source.offset_ns) > model_.specification_ns) {

@@ -82,6 +82,7 @@ class Holdover {
     struct Source {
         SourceKind kind = SourceKind::None;
         bool is_in_bound = false;               ///< its offset is inside the bound
+        bool is_calibrated = true;              ///< the servo follows it, not only the port
         std::uint64_t measured_ns = 0;          ///< when that was seen
         std::optional<std::int64_t> offset_ns;  ///< from it; none where nothing measures it
         const VirtualPortIntent *port = nullptr;

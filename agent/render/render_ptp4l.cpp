@@ -41,7 +41,8 @@ void add_master_table(File &file, const Context &context) {
         if (known.empty()) {
             file.section("unicast_master_table");
             file.option("table_id", context.record().shown("port_num"));
-            file.option("logQueryInterval", "2");
+            // A master is first asked when this has passed: more than a second would be felt at every start.
+            file.option("logQueryInterval", "0");
         }
         const bool is_ethernet = encapsulation == VELA_PTP_CFG_PORT_ENCAP_ETH;
         const std::string peer = stream->shown(is_ethernet ? "dest_mac_addr" : "dest_addr");

@@ -100,6 +100,15 @@ const Seen alone{PortState::Master, 0, 248, false};
 
 // ---- a clock that follows a master -----------------------------------------------------------------------------------
 
+TEST_F(HoldoverStates, IsNotLockedWhileAnotherMasterIsCalibrated) {
+    ask_for("g8275_1_boundary_clock.xml");
+    after(1, slave);
+    ASSERT_EQ(after(2, slave), Locked);
+    EXPECT_EQ(after(0.1, Seen{PortState::Uncalibrated}), HoldoverInSpec);
+    EXPECT_EQ(after(0.1, slave), HoldoverInSpec);
+    EXPECT_EQ(after(2, slave), Locked);
+}
+
 TEST_F(HoldoverStates, IsLockedOnlyAfterTheDeclaredTimeInsideTheBound) {
     ask_for("g8275_1_boundary_clock.xml");
     EXPECT_EQ(after(1, std::nullopt), FreeRun);

@@ -112,7 +112,7 @@ TEST_F(Render, AsksUnicastMastersByTheirAddresses) {
     ask(unicast_stream(3, "192.0.2.9", {{"stream_mode", 2}}));
     const std::string text = file();
     EXPECT_THAT(
-        text, HasSubstr("[unicast_master_table]\ntable_id 1\nlogQueryInterval 2\nUDPv4 192.0.2.2\nUDPv4 192.0.2.4\n"));
+        text, HasSubstr("[unicast_master_table]\ntable_id 1\nlogQueryInterval 0\nUDPv4 192.0.2.2\nUDPv4 192.0.2.4\n"));
     EXPECT_THAT(text, Not(HasSubstr("192.0.2.9"))) << "a slave is served, not asked";
     EXPECT_THAT(text, HasSubstr("logSyncInterval -5\n"));
     EXPECT_THAT(text, HasSubstr("hybrid_e2e 1\ninhibit_multicast_service 1\nunicast_listen 1\nunicast_master_table 1\n"
