@@ -243,6 +243,43 @@ TEST_F(Program, FollowsALinkThatGoesAndComes) {
     EXPECT_TRUE(slave_->wait_for(is_slave, 25'000)) << slave_->log();
 }
 
+TEST_F(Program, OutlivesTheLossOfAnInterfaceAndItsNewName) {
+    bring_up();
+    ASSERT_EQ(test::run({"ip", "link", "set", "sl0", "down"}), 0);
+    ASSERT_EQ(test::run({"ip", "link", "set", "sl0", "name", "renamed0"}), 0);
+    EXPECT_TRUE(slave_->wait_for([](const json &clock) { return !is_slave(clock); })) << slave_->log();
+    ASSERT_EQ(test::run({"ip", "link", "set", "renamed0", "name", "sl0"}), 0);
+    link_->set_up(true);
+    EXPECT_TRUE(slave_->wait_for(is_slave, 25'000)) << slave_->log();
+    // Another interface of the same name.
+    link_.reset();
+    EXPECT_TRUE(slave_->wait_for([](const json &clock) { return !is_slave(clock); })) << slave_->log();
+    link_ = std::make_unique<test::Link>("gm0", "sl0");
+    EXPECT_EQ(slave_->status()["clocks"].size(), 1u);
+    EXPECT_FALSE(slave_->ask("metrics").empty());
+}
+
+TEST_F(Program, TellsEachControlPlaneWhatIsTrueWhenItConnects) {
+    bring_up();
+    {
+        ControlPlanePeer gone(slave_->control_uri());
+        gone.receive_for(200);
+    }
+    slave_->end(SIGKILL);
+    ASSERT_TRUE(slave_->start());
+    ControlPlanePeer peer(slave_->control_uri());
+    EXPECT_TRUE(peer.receive_until([](const Record &record) { return record.name() == "ptp_port_data_set_info"; }));
+    for (const Record &record : peer.received()) {
+        if (record.name() == "ptp_port_data_set_info") {
+            auto *data_set = ptp_port_data_set_info_message_ptp_port_data_set_get(
+                record.handle(), 0, static_cast<ptp_port_data_set_info_message *>(record.message()), &peer.err);
+            EXPECT_NE(ptp_port_data_set_port_state_get_value(record.handle(), 0, data_set, &peer.err),
+                      u_int32{VELA_PTP_PORT_STATE_SLAVE})
+                << "the daemon was just started: nothing of before is told";
+        }
+    }
+}
+
 TEST_F(Program, AllowsOneAgentForARuntimeDirectory) {
     ASSERT_TRUE(slave_->start());
     AgentProcess second(directory_.path(), "slave");

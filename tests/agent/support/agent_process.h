@@ -65,6 +65,7 @@ class ControlPlanePeer {
     void clear() { received_.clear(); }
     vela_channel *channel() { return channel_; }
     SharedHandle handle() { return handle_; }
+    u_int32 err = 0;  ///< for calls of the library
 
     /** A message of the control plane with some fields set. */
     Record message(const char *name, const std::vector<std::pair<const char *, std::int64_t>> &fields);
