@@ -32,8 +32,8 @@ Record::Record(SharedHandle handle, const ptp_cfg_type *type)
 Record::Record(SharedHandle handle, const ptp_cfg_type *type, void *message)
     : handle_(std::move(handle)), type_(type), message_(message) {}
 
-// What was moved from keeps its handle, too: a record always has one. NOLINTNEXTLINE(performance-move-constructor-init)
-Record::Record(Record &&other) noexcept
+// What was moved from keeps its handle, too: a record always has one.
+Record::Record(Record &&other) noexcept  // NOLINTNEXTLINE(performance-move-constructor-init)
     : handle_(other.handle_), type_(other.type_), message_(std::exchange(other.message_, nullptr)) {}
 
 Record &Record::operator=(Record &&other) noexcept {

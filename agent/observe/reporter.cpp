@@ -133,7 +133,7 @@ void Reporter::follow_master(const ReportInput &input, std::vector<Report> &repo
         found->mac = found->mac ? found->mac : master_->mac;
     }
     parent_ = parent;
-    master_ = std::move(found);
+    master_ = found;
     if (has_changed) {
         const ReportValues values = selected_.values(clock_source(input), {});
         reports.push_back({&selected_.row(), "", selected_.make(handle_, values, nullptr)});

@@ -99,7 +99,7 @@ std::string time_source(const Context &context, std::string_view field) {
 }
 
 bool is_transparent(const ClockIntent &intent) {
-    const auto type = intent.clock().number("clk_type");
+    const std::int64_t type = intent.clock().number_or("clk_type", 0);
     return type == VELA_PTP_CFG_CLK_TYPE_P2P_TRANSPARENT || type == VELA_PTP_CFG_CLK_TYPE_E2E_TRANSPARENT;
 }
 
