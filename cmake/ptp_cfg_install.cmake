@@ -30,7 +30,9 @@ endif()
 install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md")
 install(DIRECTORY schema DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.toml")
-install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}" PATTERN run EXCLUDE)  # that plays the build tree
+# The scripts of the demo play the build tree.
+install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}"
+        PATTERN run EXCLUDE PATTERN two_programs EXCLUDE PATTERN network.sh EXCLUDE)
 install(DIRECTORY "${PTP_CFG_REFERENCE_DIR}" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 configure_package_config_file("${PROJECT_SOURCE_DIR}/packaging/ptp_cfg-config.cmake.in"
