@@ -48,7 +48,8 @@ pi_proportional_const = 0.7
 pi_integral_const = 0.3
 TOML
     # A process of its own without a shell before it, so that the signal at the end reaches it.
-    LD_PRELOAD=$build/lib/libstill_clock.so ip netns exec "$element" "$build/bin/ptp_agent" \
+    LD_PRELOAD=$build/lib/libstill_clock.so ip netns exec "$element" setpriv --bounding-set -sys_time \
+        "$build/bin/ptp_agent" \
         --config "$folder/$element.toml" >"$folder/$element.log" 2>&1 &
     agents+=($!)
     wait_until 5 test -S "$folder/$element/control" || fail "the agent of $element did not start" "$folder/$element.log"

@@ -78,7 +78,7 @@ def exports(library, golden, oracle, schema):
 
 def headers(build, golden, schema):
     subjects = tomllib.loads(pathlib.Path(schema, "catalogue.toml").read_text())["subjects"]
-    lines = pathlib.Path(golden).read_text().splitlines()
+    lines = [line for file in golden.split(",") for line in pathlib.Path(file).read_text().splitlines()]
     expected = {line.format(subject=subject) for line in lines for subject in subjects}
     with tempfile.TemporaryDirectory() as prefix:
         subprocess.run(["cmake", "--install", build, "--prefix", prefix], check=True, capture_output=True)
