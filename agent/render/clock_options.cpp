@@ -160,14 +160,6 @@ const ProfileDefaults &defaults_of(const ClockIntent &intent) {
     return place == profiles.end() ? profiles.front() : *place;
 }
 
-std::string missing_for_start(const ClockIntent &intent) {
-    if (intent.ports().empty()) {
-        return "the clock has no port yet";
-    }
-    return is_transparent(intent) && intent.ports().size() < 2 ? "a transparent clock needs a second port"
-                                                               : std::string();
-}
-
 bool is_slave_only(const ClockIntent &intent) {
     const Record &clock = intent.clock();
     const auto mode = clock.number("clk_mode");

@@ -29,9 +29,6 @@ struct Ptp4lRendering {
     std::vector<std::string> notes;  ///< for people: "two_step_flag: ..."
 };
 
-/** Empty, or why the daemon cannot run for the clock yet, for people: no port, for instance. */
-std::string missing_for_start(const ClockIntent &intent);
-
 /** ptp4l's configuration of a clock. The same intent and options give the same bytes. `intent` has been validated. */
 Ptp4lRendering render_ptp4l(const ClockIntent &intent, const RenderOptions &options);
 

@@ -17,6 +17,10 @@ void read_daemon(TomlSection section, DaemonConfiguration &daemon) {
     section.read("clock", daemon.clock);
     section.read("domain", daemon.domain);
     daemon.options.global = section.read_rows("options");
+    TomlSection interfaces = section.section("interfaces");
+    for (const std::string &name : interfaces.keys()) {
+        daemon.options.interfaces[name] = interfaces.read_rows(name);
+    }
     if (daemon.is_external && daemon.socket.empty()) {
         section.refuse("supervision", "an external daemon needs daemon.socket, its uds_address");
     }

@@ -122,6 +122,16 @@ std::vector<std::pair<std::string, std::string>> TomlSection::read_rows(std::str
     return rows;
 }
 
+std::vector<std::string> TomlSection::keys() const {
+    std::vector<std::string> names;
+    if (table_ != nullptr) {
+        for (const auto &[key, node] : *table_) {
+            names.emplace_back(key.str());
+        }
+    }
+    return names;
+}
+
 TomlSection TomlSection::section(std::string_view key) {
     const toml::node *node = find(key);
     if (node != nullptr && !node->is_table()) {

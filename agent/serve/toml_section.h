@@ -40,6 +40,8 @@ class TomlSection {
     void read_mode(std::string_view key, std::uint32_t &value);
     /** Every row of a table as text, whatever its keys. */
     std::vector<std::pair<std::string, std::string>> read_rows(std::string_view key);
+    /** The names of all that is in it. */
+    std::vector<std::string> keys() const;
     /** A table inside. */
     TomlSection section(std::string_view key);
     /** An array of tables inside. */
