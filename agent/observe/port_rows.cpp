@@ -150,7 +150,11 @@ constexpr FieldRow stream_rows[] = {
 constexpr RowGroup data_set_groups[] = {{0, "", handle_rows}, {1, "", data_set_rows}};
 constexpr RowGroup runtime_groups[] = {{0, "", handle_rows}, {1, "", runtime_rows}};
 
-bool has_ipv4(const ReportSource &source) { return std::holds_alternative<std::int64_t>(peer_ipv4(source)); }
+/** A multicast stream has no peer's address; an IPv6 one does not fit in. */
+bool fits_ipv4(const ReportSource &source) {
+    return std::holds_alternative<std::monostate>(peer_address(source)) ||
+           std::holds_alternative<std::int64_t>(peer_ipv4(source));
+}
 
 constexpr ReportRow rows[] = {
     {"ptp_port_data_set_info", Scope::Port, true, data_set_groups},
@@ -164,7 +168,7 @@ constexpr ReportRow rows[] = {
      Scope::Clock,
      false,
      {},
-     {"streams", Scope::Stream, ipv4_list_rows, has_ipv4, nullptr, false}},
+     {"streams", Scope::Stream, ipv4_list_rows, fits_ipv4, nullptr, false}},
     {"ptp_ip_streams_list_msg",
      Scope::Clock,
      false,

@@ -243,7 +243,9 @@ void ClockUnit::report(const Observation &found) {
 void ClockUnit::note_changes(const Observation &found) {
     if (found.default_ds.has_value() != last_.default_ds.has_value()) {
         log_.add(found.default_ds ? Severity::Info : Severity::Warning, subject(),
-                 found.default_ds ? "the daemon answers" : "the daemon does not answer: " + daemon_.client().trouble());
+                 found.default_ds                     ? "the daemon answers"
+                 : daemon_.client().trouble().empty() ? "the daemon does not answer"
+                                                      : "the daemon does not answer: " + daemon_.client().trouble());
     }
     for (std::size_t i = 0; i < found.ports.size(); ++i) {
         const auto &now = found.ports[i].data_set;

@@ -208,10 +208,29 @@ void DaemonControl::stop() {
     }
 }
 
-void DaemonControl::check(const Observation &found) {
-    if (!running_ || phase_ != Phase::Idle || !found.default_ds) {
+void DaemonControl::look_whether_it_hangs() {
+    if (options_.is_external || supervisor_.state() != ProcessState::Running) {
+        silent_since_ms_ = 0;
         return;
     }
+    silent_since_ms_ = silent_since_ms_ == 0 ? now_ms() : silent_since_ms_;
+    if (now_ms() - silent_since_ms_ >= options_.hung_after_ms) {
+        silent_since_ms_ = 0;
+        changed_(ProcessState::Running,
+                 "has not answered for " + std::to_string(options_.hung_after_ms) + " ms; it is started again");
+        supervisor_.start(daemon_.command(options_.configuration_path));
+    }
+}
+
+void DaemonControl::check(const Observation &found) {
+    if (!running_ || phase_ != Phase::Idle) {
+        return;
+    }
+    if (!found.default_ds) {
+        look_whether_it_hangs();
+        return;
+    }
+    silent_since_ms_ = 0;
     if (has_settings(found, running_->settings)) {
         reminders_ = 0;
         return;

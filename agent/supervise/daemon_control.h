@@ -16,6 +16,7 @@ struct ControlOptions {
     std::string configuration_path;          ///< the file that the daemon is started with
     bool is_external = false;                ///< somebody else starts and stops it: it is only asked and set
     std::uint64_t answer_timeout_ms = 4000;  ///< for a started daemon to answer
+    std::uint64_t hung_after_ms = 10000;     ///< a daemon that runs and is silent for so long is started again
     std::function<Plan(const Rendering *, const Rendering &)> planner;  ///< plan() of render/plan.h
     SupervisorOptions supervisor;
 };
@@ -46,7 +47,7 @@ class DaemonControl {
 
     /**
      * Compares what the daemon said with what it was told, and tells it again where it forgot, as after a restart that
-     * the agent did not see.
+     * the agent did not see. One that hangs, or lost its socket, is started again.
      */
     void check(const Observation &found);
 
@@ -74,6 +75,7 @@ class DaemonControl {
     void ask_whether_it_answers();
     void started();
     void refused(const std::string &why);
+    void look_whether_it_hangs();
     void finish(ApplyResult result);
 
     EventLoop &loop_;
@@ -87,7 +89,8 @@ class DaemonControl {
     std::optional<Rendering> running_;
     std::uint8_t running_domain_ = 0;
     std::uint64_t deadline_ms_ = 0;
-    unsigned reminders_ = 0;  // settings that were told again without effect
+    std::uint64_t silent_since_ms_ = 0;  // 0: it answered last
+    unsigned reminders_ = 0;             // settings that were told again without effect
     Timer timer_;
     std::string trouble_;
     std::shared_ptr<char> alive_ = std::make_shared<char>();  // callbacks of the daemon may outlive this

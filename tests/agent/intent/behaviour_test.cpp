@@ -3,8 +3,12 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
 #include <map>
+#include <regex>
 #include <set>
+#include <sstream>
 
 #include "agent/intent/fields.h"
 #include "agent/intent/objects.h"
@@ -109,6 +113,42 @@ TEST(Behaviour, AnswersEachMessageAsItsRowSays) {
                     << to_text(answer);
         }
     }
+}
+
+/** "Suite.Name" of each test of the agent. */
+std::set<std::string> all_tests() {
+    std::set<std::string> tests;
+    const std::regex head("^TEST(?:_F|_P)?\\((\\w+), (\\w+)\\)");
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(AGENT_TESTS)) {
+        std::ifstream file(entry.path());
+        for (std::string line; entry.path().extension() == ".cpp" && std::getline(file, line);) {
+            std::smatch found;
+            if (std::regex_search(line, found, head)) {
+                tests.insert(found[1].str() + "." + found[2].str());
+            }
+        }
+    }
+    return tests;
+}
+
+TEST(Behaviour, IsShownOfEachMessageByTestsThatExist) {
+    const std::set<std::string> tests = all_tests();
+    std::ifstream file(AGENT_TESTS "/intent/tests_of_messages.txt");
+    std::string line;
+    std::getline(file, line);
+    for (const Behaviour &behaviour : behaviours()) {
+        ASSERT_TRUE(std::getline(file, line)) << "nothing shows " << behaviour.message;
+        std::istringstream words(line);
+        std::string word;
+        words >> word;
+        EXPECT_EQ(word, behaviour.message + ":");
+        unsigned count = 0;
+        for (; words >> word; ++count) {
+            EXPECT_TRUE(tests.contains(word)) << behaviour.message << ": there is no test " << word;
+        }
+        EXPECT_GT(count, 0u) << "nothing shows " << behaviour.message;
+    }
+    EXPECT_FALSE(std::getline(file, line)) << line;
 }
 
 }  // namespace
