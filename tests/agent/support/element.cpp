@@ -302,10 +302,6 @@ void Element::process_channel() {
     vela_channel_process(channel_, receiving_.get(), memory_class, this, 1000, &err);
 }
 
-std::optional<std::string> Element::last(std::string_view message, std::string_view path) const {
-    return last_of_port(message, path, -1);
-}
-
 std::optional<std::string> Element::last_of_port(std::string_view message, std::string_view path, int port) const {
     for (auto report = reports_.rbegin(); report != reports_.rend(); ++report) {
         if (report->name() == message && (port < 0 || report->told("hdl") == std::to_string(port))) {

@@ -90,7 +90,9 @@ class Element {
     const std::deque<Report> &reports() const { return reports_; }
     void forget_reports() { reports_.clear(); }
     /** What was told last of a field. */
-    std::optional<std::string> last(std::string_view message, std::string_view path) const;
+    std::optional<std::string> last(std::string_view message, std::string_view path) const {
+        return last_of_port(message, path, -1);
+    }
     /** The same of one port. */
     std::optional<std::string> last_of_port(std::string_view message, std::string_view path, int port) const;
 
