@@ -96,7 +96,7 @@ std::string effects(const Intent &intent) {
         const ClockIntent clock = *intent.clock(handle);
         for (const char *timestamping : {"software", "hardware"}) {
             const Ptp4lRendering made = render_ptp4l(clock, {{{"time_stamping", timestamping}}, {}});
-            out << made.rendering.file << int{*made.rendering.settings.priority2} << missing_for_start(clock);
+            out << made.rendering.file << int{*made.rendering.settings.priority2};
             for (const std::string &note : made.notes) {
                 out << note << '\n';
             }

@@ -221,12 +221,11 @@ TEST_F(Render, IsTakenByARealDaemon) {
         SCOPED_TRACE(what);
         intent = Intent(handle);
         ask_for_clock(profile, domain, clock_values);
-        EXPECT_NE(missing_for_start(clock()), "");
         ask(port(handle, 1, "render0", port_values));
-        if (!missing_for_start(clock()).empty()) {
-            ask(port(handle, 2, "render1", port_values));
+        const auto type = clock().clock().number_or("clk_type", 0);
+        if (type == VELA_PTP_CFG_CLK_TYPE_P2P_TRANSPARENT || type == VELA_PTP_CFG_CLK_TYPE_E2E_TRANSPARENT) {
+            ask(port(handle, 2, "render1", port_values));  // with one port such a clock has nothing to do
         }
-        EXPECT_EQ(missing_for_start(clock()), "");
         for (const Record &each : streams) {
             ask(each);
         }
