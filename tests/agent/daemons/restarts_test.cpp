@@ -42,7 +42,7 @@ class Restarts : public RealElements {
         SCOPED_TRACE(after);
         EXPECT_TRUE(wait_locked(*element_, 15000)) << element_->log();
         // Not from reports: a daemon that is back between two polls is told of where it differs from before.
-        const nlohmann::json found = element_->ask()["clocks"][0]["data_sets"];
+        nlohmann::json found = element_->ask()["clocks"][0]["data_sets"];
         EXPECT_EQ(found["default"]["priority2"], 100);
         EXPECT_EQ(found["parent"]["grandmaster"], "aabbcc.fffe.000220");
         EXPECT_EQ(element_->ask("config")["messages"], asked_);
