@@ -35,7 +35,10 @@ DaemonControl::DaemonControl(EventLoop &loop, Daemon &daemon, ControlOptions opt
       timer_(loop, [this] { ask_whether_it_answers(); }) {}
 
 void DaemonControl::apply(const Rendering &wanted, std::uint8_t domain, Refusal refusal, Applied done) {
-    Order &order = waiting_ ? *waiting_ : waiting_.emplace();
+    if (!waiting_) {
+        waiting_ = Order{};
+    }
+    Order &order = *waiting_;
     order.wanted = wanted;
     order.domain = domain;
     order.refusal = refusal;
@@ -179,7 +182,7 @@ void DaemonControl::refused(const std::string &why) {
     supervisor_.start(daemon_.command(options_.configuration_path));
 }
 
-void DaemonControl::finish(ApplyResult result) {
+void DaemonControl::finish(const ApplyResult &result) {
     phase_ = Phase::Idle;
     reminders_ = 0;
     trouble_ = result.reason;

@@ -76,7 +76,7 @@ class DaemonControl {
     void started();
     void refused(const std::string &why);
     void look_whether_it_hangs();
-    void finish(ApplyResult result);
+    void finish(const ApplyResult &result);
 
     EventLoop &loop_;
     Daemon &daemon_;
