@@ -88,7 +88,7 @@ void DaemonControl::begin_setting(const Settings &settings) {
             running_ = present_->wanted;
             running_domain_ = present_->domain;
         }
-        finish(std::move(applied));
+        finish(applied);
     });
 }
 
