@@ -1,3 +1,4 @@
+// The rules of the schema, and what is computed once they hold.
 #include "checker.h"
 
 #include <algorithm>
@@ -23,11 +24,8 @@ class unique_names {
 
     void add(const std::string &name, const location &where, const std::string &subject) {
         const auto [found, inserted] = first_.emplace(name, where);
-        if (!inserted && !name.empty()) {
-            errors_.report(
-                where, subject, what_ + " '" + name + "' is taken",
-                "choose another than the one in " + found->second.file + ":" + number_text(found->second.line));
-        }
+        errors_.require(inserted || name.empty(), where, subject, what_ + " '" + name + "' is taken",
+                        "choose another than the one in " + found->second.file + ":" + number_text(found->second.line));
     }
 
   private:
@@ -104,30 +102,25 @@ void checker::check_identifier(const std::string &name, const location &where, c
     if (name.empty()) {
         return;  // said by the loader
     }
-    if (!is_identifier(name) || (!may_be_keyword && is_keyword(name))) {
-        errors_.report(where, subject, "'" + name + "' is no identifier",
-                       may_be_keyword
-                           ? "use letters, digits and underscores, no digit first"
-                           : "use letters, digits and underscores, no digit first, and no keyword of C or C++");
-    }
+    errors_.require(is_identifier(name) && (may_be_keyword || !is_keyword(name)), where, subject,
+                    "'" + name + "' is no identifier",
+                    may_be_keyword ? "use letters, digits and underscores, no digit first"
+                                   : "use letters, digits and underscores, no digit first, and no keyword of C or C++");
 }
 
 void checker::check_digits(const std::string &digits, const char *key, const location &where,
                            const std::string &subject) {
     const bool well_formed = digits.size() == 32 && digits.find_first_not_of("0123456789abcdef") == std::string::npos;
-    if (!digits.empty() && !well_formed) {
-        errors_.report(where, subject, std::string(key) + " '" + digits + "' is malformed",
-                       "give 32 lower-case hexadecimal digits");
-    }
+    errors_.require(digits.empty() || well_formed, where, subject, std::string(key) + " '" + digits + "' is malformed",
+                    "give 32 lower-case hexadecimal digits");
 }
 
 template <class type>
 void checker::check_identity(const type &subject, const std::string &title, const std::string &name) {
     check_identifier(name, subject.where, title);
-    if (name.size() > longest_name) {
-        errors_.report(subject.where, title, "the name has " + number_text(name.size()) + " characters",
-                       "use at most " + number_text(longest_name));
-    }
+    errors_.require(name.size() <= longest_name, subject.where, title,
+                    "the name has " + number_text(name.size()) + " characters",
+                    "use at most " + number_text(longest_name));
     type_names_.add(name, subject.where, title);
     check_digits(subject.luid, "LUID", subject.where, title);
     check_digits(subject.definition, "definition", subject.where, title);
@@ -146,11 +139,10 @@ void checker::check_primitives() {
         check_identifier(type.name, type.where, title);
         type_names_.add(type.name, type.where, title);
         const bool power_of_two = type.alignment != 0 && (type.alignment & (type.alignment - 1)) == 0;
-        if (type.size == 0 || type.width == 0 || !power_of_two || type.alignment > instance_alignment ||
-            type.size % type.alignment != 0) {
-            errors_.report(type.where, title, "size, alignment and width do not fit together",
-                           "give a size that is a multiple of the alignment 1, 2, 4 or 8, and a width above 0");
-        }
+        errors_.require(type.size != 0 && type.width != 0 && power_of_two && type.alignment <= instance_alignment &&
+                            type.size % type.alignment == 0,
+                        type.where, title, "size, alignment and width do not fit together",
+                        "give a size that is a multiple of the alignment 1, 2, 4 or 8, and a width above 0");
     }
     for (const char *reserved : {"var_string", "char"}) {
         type_names_.add(reserved, {"the runtime's own types", 0}, "");
@@ -165,15 +157,12 @@ void checker::check_trace_lists() {
         for (const trace_entry &entry : list) {
             check_identifier(entry.id, entry.where, title);
             ids.add(entry.id, entry.where, title);
-            if (!entry.level.empty() && !levels.contains(entry.level)) {
-                errors_.report(entry.where, title + ", " + entry.id, "level '" + entry.level + "' is unknown",
-                               "give emergency, error, informational or debug");
-            }
+            errors_.require(entry.level.empty() || levels.contains(entry.level), entry.where, title + ", " + entry.id,
+                            "level '" + entry.level + "' is unknown", "give emergency, error, informational or debug");
         }
-        if (list.size() > trace_numbers_per_type) {
-            errors_.report(list.back().where, title, "the list has " + number_text(list.size()) + " rows",
-                           "a type owns " + number_text(trace_numbers_per_type) + " message numbers; remove rows");
-        }
+        errors_.require(list.size() <= trace_numbers_per_type, list.empty() ? location{} : list.back().where, title,
+                        "the list has " + number_text(list.size()) + " rows",
+                        "a type owns " + number_text(trace_numbers_per_type) + " message numbers; remove rows");
     }
 }
 
@@ -190,15 +179,13 @@ void checker::check_enumeration(enumeration &type) {
         const std::string row = title + ", value " + value.literal;
         check_identifier(value.literal, value.where, row);
         literals_.add(value.literal, value.where, row);
-        if (value.number != expected) {
-            errors_.report(value.where, row, "number " + number_text(value.number) + " is out of order",
-                           "number the values from 0 without a gap; here " + number_text(expected));
-        }
-        if (value.since < since || value.since > since + 1 || value.since > highest_variant ||
-            (expected == 0 && value.since != 0)) {
-            errors_.report(value.where, row, "variant " + number_text(value.since) + " is out of order",
-                           "let `since` begin at 0, rise by at most 1 and stay below 127");
-        }
+        errors_.require(value.number == expected, value.where, row,
+                        "number " + number_text(value.number) + " is out of order",
+                        "number the values from 0 without a gap; here " + number_text(expected));
+        const bool is_next = value.since == since || (value.since == since + 1 && expected != 0);
+        errors_.require(is_next && value.since <= highest_variant, value.where, row,
+                        "variant " + number_text(value.since) + " is out of order",
+                        "let `since` begin at 0, rise by at most 1 and stay below 127");
         since = value.since;
         ++expected;
     }
@@ -224,23 +211,19 @@ void checker::check_field_type(field &row, const std::string &subject) {
     if (!row.is_array()) {
         return;
     }
-    if (*row.capacity == 0 || *row.capacity > 0xFFFF) {
-        errors_.report(row.where, subject, "capacity " + number_text(*row.capacity) + " is out of range",
-                       "give 1 to 65535, or no capacity for a single value");
-    }
-    const bool opaque = row.primitive != nullptr && !row.primitive->travels_by_value();
-    if (row.category == field_category::text || row.category == field_category::enumeration || opaque) {
-        errors_.report(row.where, subject, "there are no arrays of " + row.type_name,
-                       "use an array of numbers, truth values or structures");
-    }
+    errors_.require(*row.capacity > 0 && *row.capacity <= 0xFFFF, row.where, subject,
+                    "capacity " + number_text(*row.capacity) + " is out of range",
+                    "give 1 to 65535, or no capacity for a single value");
+    const bool is_opaque = row.primitive != nullptr && !row.primitive->travels_by_value();
+    const bool has_arrays = row.category != field_category::text && row.category != field_category::enumeration;
+    errors_.require(has_arrays && !is_opaque, row.where, subject, "there are no arrays of " + row.type_name,
+                    "use an array of numbers, truth values or structures");
 }
 
 void checker::check_fields(structure &type) {
     const std::string title = "structure " + type.name;
     check_identity(type, title, type.name);
-    if (type.fields.empty()) {
-        errors_.report(type.where, title, "there are no fields", "give at least one");
-    }
+    errors_.require(!type.fields.empty(), type.where, title, "there are no fields", "give at least one");
     unique_names names("field name", errors_);
     for (field &row : type.fields) {
         const std::string subject = title + ", field " + row.name;
@@ -277,53 +260,42 @@ void checker::check_companions(const structure &type) {
         const field *next = index + 1 < type.fields.size() ? &type.fields[index + 1] : nullptr;
         const field *previous = index > 0 ? &type.fields[index - 1] : nullptr;
         if (row.is_companion()) {
-            if (next == nullptr || next->name != row.length_of || next->category != field_category::text) {
-                errors_.report(row.where, subject, "the next field is not the text '" + row.length_of + "'",
-                               "put the var_string of that name right after its length");
-            }
-            if (row.type_name != "u_int8" || row.is_array()) {
-                errors_.report(row.where, subject, "the length of a text has type " + row.type_name,
-                               "make it a single u_int8");
-            }
-            if (next != nullptr && next->since != row.since) {
-                errors_.report(row.where, subject, "a text and its length have different variants",
-                               "give both the same `since`");
-            }
+            errors_.require(next != nullptr && next->name == row.length_of && next->category == field_category::text,
+                            row.where, subject, "the next field is not the text '" + row.length_of + "'",
+                            "put the var_string of that name right after its length");
+            errors_.require(row.type_name == "u_int8" && !row.is_array(), row.where, subject,
+                            "the length of a text has type " + row.type_name, "make it a single u_int8");
+            errors_.require(next == nullptr || next->since == row.since, row.where, subject,
+                            "a text and its length have different variants", "give both the same `since`");
         }
-        if (row.category == field_category::text && (previous == nullptr || previous->length_of != row.name)) {
-            errors_.report(row.where, subject, "the text has no length field",
-                           "put a u_int8 with length_of = \"" + row.name + "\" right before it");
-        }
+        errors_.require(
+            row.category != field_category::text || (previous != nullptr && previous->length_of == row.name), row.where,
+            subject, "the text has no length field",
+            "put a u_int8 with length_of = \"" + row.name + "\" right before it");
     }
 }
 
 void checker::check_sizes(const structure &type) {
     const std::string title = "structure " + type.name;
-    if (type.stated_size != type.size) {
-        errors_.report(
-            type.where, title,
-            "size " + number_text(type.stated_size) + " is not what the layout gives, " + number_text(type.size),
-            "correct the fields or the size");
-    }
-    if (type.stated_tracked_size != type.tracked_size()) {
-        errors_.report(type.where, title,
-                       "tracked_size " + number_text(type.stated_tracked_size) + " is not what the layout gives, " +
-                           number_text(type.tracked_size()),
-                       "correct the fields or the tracked_size");
-    }
-    if (type.validity.size() != type.latest + 1 || !std::is_sorted(type.validity.begin(), type.validity.end())) {
-        errors_.report(type.where, title, "validity does not have one rising number per variant",
-                       "give " + number_text(type.latest + 1) + " numbers, or none for the counts of the fields");
-    }
+    errors_.require(
+        type.stated_size == type.size, type.where, title,
+        "size " + number_text(type.stated_size) + " is not what the layout gives, " + number_text(type.size),
+        "correct the fields or the size");
+    errors_.require(type.stated_tracked_size == type.tracked_size(), type.where, title,
+                    "tracked_size " + number_text(type.stated_tracked_size) + " is not what the layout gives, " +
+                        number_text(type.tracked_size()),
+                    "correct the fields or the tracked_size");
+    errors_.require(
+        type.validity.size() == type.latest + 1 && std::is_sorted(type.validity.begin(), type.validity.end()),
+        type.where, title, "validity does not have one rising number per variant",
+        "give " + number_text(type.latest + 1) + " numbers, or none for the counts of the fields");
 }
 
 void checker::check_message(message &type) {
     const std::string title = "message " + type.name;
     check_identity(type, title, type.type_name());
-    if (type.payloads.empty() || type.payloads.size() > 2) {
-        errors_.report(type.where, title, "there are " + number_text(type.payloads.size()) + " payloads",
-                       "give one or two");
-    }
+    errors_.require(type.payloads.size() == 1 || type.payloads.size() == 2, type.where, title,
+                    "there are " + number_text(type.payloads.size()) + " payloads", "give one or two");
     for (payload &row : type.payloads) {
         if (const auto structure = structures_.find(row.type_name); structure != structures_.end()) {
             row.structure = structure->second;

@@ -18,6 +18,13 @@ class diagnostics {
   public:
     /** Records "file:line: subject: problem; remedy". An empty subject is left out. */
     void report(const location &where, std::string_view subject, std::string_view problem, std::string_view remedy);
+    /** Reports it unless it holds. */
+    void require(bool holds, const location &where, std::string_view subject, std::string_view problem,
+                 std::string_view remedy) {
+        if (!holds) {
+            report(where, subject, problem, remedy);
+        }
+    }
     bool empty() const { return messages_.empty(); }
     void print(std::ostream &stream) const;
 

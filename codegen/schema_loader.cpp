@@ -1,3 +1,4 @@
+// Reads the files of the schema into the model; what they mean is for the checker.
 #include "schema_loader.h"
 
 #include <algorithm>
@@ -12,20 +13,15 @@ class loader {
   public:
     loader(std::filesystem::path directory, diagnostics &errors) : directory_(std::move(directory)), errors_(errors) {}
 
-    model load() {
-        load_primitives();
-        load_traces();
-        load_catalogue();
-        return std::move(model_);
-    }
+    model load();
 
   private:
-    std::string path(const std::string &name) const { return (directory_ / (name + ".toml")).generic_string(); }
-
-    void load_primitives();
-    void load_traces();
-    void load_catalogue();
-    void load_subject(const std::string &name);
+    /** Runs load(top, file) for a file of the schema. */
+    template <class Load>
+    void load_file(const std::string &name, Load &&load);
+    primitive load_primitive(const toml::table &table, const std::string &file);
+    trace_entry load_trace(const toml::table &table, const std::string &file, const std::string &list);
+    void load_subject(table_reader &reader, const std::string &file, const std::string &name);
     enumeration load_enumeration(const toml::table &table, const std::string &file);
     structure load_structure(const toml::table &table, const std::string &file);
     field load_field(const toml::table &table, const std::string &file, const std::string &owner);
@@ -49,83 +45,75 @@ primitive_class to_class(const std::string &name, const location &where, const s
     return primitive_class::opaque;
 }
 
-void loader::load_primitives() {
-    const std::string file = path("primitives");
-    const auto document = parse_toml(file, errors_);
-    if (!document) {
-        return;
+template <class Load>
+void loader::load_file(const std::string &name, Load &&load) {
+    const std::string file = (directory_ / (name + ".toml")).generic_string();
+    if (const auto document = parse_toml(file, errors_)) {
+        table_reader top(*document, file, "", errors_);
+        load(top, file);
+        top.finish();
     }
-    table_reader top(*document, file, "", errors_);
-    for (const toml::table *table : top.tables("primitives", true)) {
-        table_reader reader(*table, file, "primitive", errors_);
-        primitive row;
-        row.where = reader.where();
-        row.name = reader.text("name");
-        reader.rename("primitive " + row.name);
-        row.size = reader.number("size");
-        row.alignment = reader.number("alignment");
-        row.width = reader.number("width");
-        row.what = to_class(reader.text("class"), row.where, reader.subject(), errors_);
-        row.value = reader.text("value");
-        row.doc = reader.text("doc");
-        row.encoding = reader.optional_text("encoding");
-        for (const toml::table *member : reader.tables("members", false)) {
-            table_reader member_reader(*member, file, reader.subject() + ", member", errors_);
-            row.members.push_back({member_reader.text("declaration"), member_reader.text("doc")});
-            member_reader.finish();
-        }
-        reader.finish();
-        model_.primitives.push_back(std::move(row));
-    }
-    top.finish();
 }
 
-void loader::load_traces() {
-    const std::string file = path("trace");
-    const auto document = parse_toml(file, errors_);
-    if (!document) {
-        return;
-    }
-    table_reader top(*document, file, "", errors_);
-    for (const char *kind : {"module", "enumeration", "structure", "message"}) {
-        auto &list = model_.traces[kind];
-        for (const toml::table *table : top.tables(kind, true)) {
-            table_reader reader(*table, file, std::string("trace list ") + kind, errors_);
-            trace_entry entry;
-            entry.where = reader.where();
-            entry.id = reader.text("id");
-            entry.level = reader.text("level");
-            entry.text = reader.text("text");
-            reader.finish();
-            list.push_back(std::move(entry));
-        }
-    }
-    top.finish();
-}
-
-void loader::load_catalogue() {
-    const std::string file = path("catalogue");
-    const auto document = parse_toml(file, errors_);
-    if (!document) {
-        return;
-    }
-    table_reader reader(*document, file, "", errors_);
-    model_.where = reader.where();
-    model_.module = reader.text("module");
-    for (const std::string &name : reader.texts("subjects")) {
-        load_subject(name);
+primitive loader::load_primitive(const toml::table &table, const std::string &file) {
+    table_reader reader(table, file, "primitive", errors_);
+    primitive row;
+    row.where = reader.where();
+    row.name = reader.text("name");
+    reader.rename("primitive " + row.name);
+    row.size = reader.number("size");
+    row.alignment = reader.number("alignment");
+    row.width = reader.number("width");
+    row.what = to_class(reader.text("class"), row.where, reader.subject(), errors_);
+    row.value = reader.text("value");
+    row.doc = reader.text("doc");
+    row.encoding = reader.optional_text("encoding");
+    for (const toml::table *member : reader.tables("members", false)) {
+        table_reader member_reader(*member, file, reader.subject() + ", member", errors_);
+        row.members.push_back({member_reader.text("declaration"), member_reader.text("doc")});
+        member_reader.finish();
     }
     reader.finish();
+    return row;
 }
 
-void loader::load_subject(const std::string &name) {
-    const std::string file = path(name);
-    const auto document = parse_toml(file, errors_);
-    if (!document) {
-        return;
-    }
+trace_entry loader::load_trace(const toml::table &table, const std::string &file, const std::string &list) {
+    table_reader reader(table, file, list, errors_);
+    trace_entry entry;
+    entry.where = reader.where();
+    entry.id = reader.text("id");
+    entry.level = reader.text("level");
+    entry.text = reader.text("text");
+    reader.finish();
+    return entry;
+}
+
+model loader::load() {
+    load_file("primitives", [&](table_reader &top, const std::string &file) {
+        for (const toml::table *table : top.tables("primitives", true)) {
+            model_.primitives.push_back(load_primitive(*table, file));
+        }
+    });
+    load_file("trace", [&](table_reader &top, const std::string &file) {
+        for (const std::string kind : {"module", "enumeration", "structure", "message"}) {
+            auto &list = model_.traces[kind];
+            for (const toml::table *table : top.tables(kind, true)) {
+                list.push_back(load_trace(*table, file, "trace list " + kind));
+            }
+        }
+    });
+    load_file("catalogue", [&](table_reader &top, const std::string &) {
+        model_.where = top.where();
+        model_.module = top.text("module");
+        for (const std::string &name : top.texts("subjects")) {
+            load_file(name, [&](table_reader &reader, const std::string &file) { load_subject(reader, file, name); });
+        }
+    });
+    return std::move(model_);
+}
+
+void loader::load_subject(table_reader &reader, const std::string &file, const std::string &name) {
     subject result;
-    table_reader reader(*document, file, "", errors_);
     const std::string stated = reader.text("subject");
     if (stated != name && !stated.empty()) {
         errors_.report({file, 1}, "", "key 'subject' says '" + stated + "'",
@@ -146,7 +134,6 @@ void loader::load_subject(const std::string &name) {
         result.messages.push_back(load_message(*table, file));
         result.messages.back().subject = name;
     }
-    reader.finish();
     model_.subjects.push_back(std::move(result));
 }
 

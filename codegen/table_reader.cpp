@@ -1,3 +1,4 @@
+// Reads keys of TOML tables, and reports those that are wrong.
 #define TOML_IMPLEMENTATION  // of toml++, here and nowhere else
 #include "table_reader.h"
 
@@ -79,40 +80,43 @@ std::optional<std::uint32_t> table_reader::optional_number(std::string_view key)
     return node == nullptr ? std::nullopt : as_number(*node, key);
 }
 
-std::vector<std::string> table_reader::texts(std::string_view key) {
-    std::vector<std::string> values;
-    const toml::node *node = find(key, true);
+/** Runs take(element) for an array's elements; it is false for one of a wrong type. False when there is no array. */
+template <class Take>
+bool table_reader::for_each(std::string_view key, bool required, std::string_view expected, Take &&take) {
+    const toml::node *node = find(key, required);
     if (node == nullptr) {
-        return values;
+        return false;
     }
     if (!node->is_array()) {
-        wrong_type(*node, key, "an array of strings");
-        return values;
+        wrong_type(*node, key, expected);
+        return false;
     }
     for (const toml::node &element : *node->as_array()) {
-        if (element.is_string()) {
-            values.push_back(element.as_string()->get());
-        } else {
-            wrong_type(element, key, "an array of strings");
+        if (!take(element)) {
+            wrong_type(element, key, expected);
         }
     }
+    return true;
+}
+
+std::vector<std::string> table_reader::texts(std::string_view key) {
+    std::vector<std::string> values;
+    for_each(key, true, "an array of strings", [&](const toml::node &element) {
+        if (element.is_string()) {
+            values.push_back(element.as_string()->get());
+        }
+        return element.is_string();
+    });
     return values;
 }
 
 std::optional<std::vector<std::uint32_t>> table_reader::optional_numbers(std::string_view key) {
-    const toml::node *node = find(key, false);
-    if (node == nullptr) {
-        return std::nullopt;
-    }
-    if (!node->is_array()) {
-        wrong_type(*node, key, "an array of integers");
-        return std::nullopt;
-    }
     std::vector<std::uint32_t> values;
-    for (const toml::node &element : *node->as_array()) {
+    const bool has_array = for_each(key, false, "an array of integers", [&](const toml::node &element) {
         values.push_back(as_number(element, key).value_or(0));
-    }
-    return values;
+        return true;
+    });
+    return has_array ? std::optional(values) : std::nullopt;
 }
 
 std::vector<std::pair<std::string, std::string>> table_reader::optional_text_table(std::string_view key) {
@@ -137,21 +141,12 @@ std::vector<std::pair<std::string, std::string>> table_reader::optional_text_tab
 
 std::vector<const toml::table *> table_reader::tables(std::string_view key, bool required) {
     std::vector<const toml::table *> values;
-    const toml::node *node = find(key, required);
-    if (node == nullptr) {
-        return values;
-    }
-    if (!node->is_array()) {
-        wrong_type(*node, key, "an array of tables");
-        return values;
-    }
-    for (const toml::node &element : *node->as_array()) {
+    for_each(key, required, "an array of tables", [&](const toml::node &element) {
         if (element.is_table()) {
             values.push_back(element.as_table());
-        } else {
-            wrong_type(element, key, "an array of tables");
         }
-    }
+        return element.is_table();
+    });
     return values;
 }
 

@@ -44,6 +44,8 @@ class table_reader {
 
   private:
     const toml::node *find(std::string_view key, bool required);
+    template <class Take>
+    bool for_each(std::string_view key, bool required, std::string_view expected, Take &&take);
     void wrong_type(const toml::node &node, std::string_view key, std::string_view expected);
     std::optional<std::uint32_t> as_number(const toml::node &node, std::string_view key);
 
