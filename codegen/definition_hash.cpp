@@ -1,3 +1,4 @@
+// A text that says all of a definition, and its hash.
 #include "definition_hash.h"
 
 namespace codegen {

@@ -1,3 +1,4 @@
+// Puts errors into the form that editors and people read: file, line, subject, problem, remedy.
 #include "diagnostics.h"
 
 #include <ostream>

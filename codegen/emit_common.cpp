@@ -1,3 +1,4 @@
+// Comments, prototypes and bodies as generated files write them.
 #include <algorithm>
 #include <sstream>
 

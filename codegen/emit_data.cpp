@@ -1,3 +1,4 @@
+// Writes the static objects of each type: type_info, variant rows, identities, error instances.
 #include "emit.h"
 #include "layout.h"
 #include "naming.h"

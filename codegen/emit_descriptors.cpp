@@ -1,3 +1,4 @@
+// Writes the constant tables that the algorithms walk.
 #include "emit.h"
 #include "naming.h"
 #include "placeholders.h"

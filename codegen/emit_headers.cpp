@@ -1,3 +1,4 @@
+// Writes the public headers.
 #include <set>
 
 #include "emit.h"

@@ -1,3 +1,4 @@
+// Writes the headers whose accessors melt into a caller.
 #include "emit.h"
 #include "text.h"
 

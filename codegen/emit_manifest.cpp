@@ -1,3 +1,4 @@
+// Writes the list of types that the file of the library carries, and when it was built.
 #include <cstdlib>
 #include <ctime>
 

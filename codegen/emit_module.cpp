@@ -1,3 +1,4 @@
+// Writes what is about all types at once: their table, the exported names, the list of functions.
 #include <algorithm>
 
 #include "emit.h"

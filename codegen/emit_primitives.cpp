@@ -1,3 +1,4 @@
+// Writes the primitives: their C types, their exported and inline functions, their traits.
 #include <map>
 #include <set>
 

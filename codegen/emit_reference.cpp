@@ -1,3 +1,4 @@
+// Writes a reference page per type.
 #include "emit_reference.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Writes the reference's index: conventions, subjects and primitives.
 #include "emit.h"
 #include "emit_reference.h"
 #include "emit_reference_markdown.h"

@@ -1,3 +1,4 @@
+// Markdown as the reference pages use it.
 #include "emit_reference_markdown.h"
 
 #include "text.h"

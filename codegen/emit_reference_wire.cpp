@@ -1,3 +1,4 @@
+// Works out the items and widths of encodings from the rows.
 #include "emit_reference_wire.h"
 
 #include "emit_reference_markdown.h"

@@ -1,3 +1,4 @@
+// Writes the exported functions, one line each.
 #include <algorithm>
 
 #include "emit.h"

@@ -1,3 +1,4 @@
+// Writes the trace points, and their texts in sections that are not loaded.
 #include <bzlib.h>
 
 #include <map>

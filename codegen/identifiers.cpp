@@ -1,3 +1,4 @@
+// What may be an identifier, and the keywords that may not.
 #include <algorithm>
 #include <array>
 #include <cctype>

@@ -1,3 +1,4 @@
+// Lays out instances: offsets, spare bytes, state-flag blocks and sizes per variant.
 #include "layout.h"
 
 #include <algorithm>

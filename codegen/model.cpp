@@ -1,3 +1,4 @@
+// Which subjects use which.
 #include "model.h"
 
 namespace codegen {

@@ -1,3 +1,4 @@
+// How generated code names types, fields and parameters.
 #include "naming.h"
 
 #include <set>

@@ -1,3 +1,4 @@
+// Writes the files that have changed, and removes pages that are not made any more.
 #include "output.h"
 
 #include <fstream>

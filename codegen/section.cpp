@@ -1,3 +1,4 @@
+// A C++ source with bytes as an array in a named section.
 #include "section.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Expands the operation templates for each type, field and payload.
 #include "template_engine.h"
 
 #include <algorithm>

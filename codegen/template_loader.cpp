@@ -1,3 +1,4 @@
+// Reads the files of operation templates.
 #include <algorithm>
 #include <set>
 

@@ -1,3 +1,4 @@
+// Expands placeholders, and wraps texts and code to the width of a line.
 #include "text.h"
 
 #include <algorithm>

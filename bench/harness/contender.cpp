@@ -1,3 +1,4 @@
+// Collects the contenders of all files.
 #include "harness/contender.h"
 
 namespace bench {

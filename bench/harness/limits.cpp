@@ -1,3 +1,4 @@
+// The limits: beside code written by hand, the best known peer, and the bare transport.
 #include "harness/limits.h"
 
 namespace bench {

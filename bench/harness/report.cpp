@@ -1,3 +1,4 @@
+// Medians and spreads of the repetitions, as Markdown tables.
 #include "harness/report.h"
 
 #include <algorithm>

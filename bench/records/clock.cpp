@@ -1,3 +1,4 @@
+// The example clock, by the library's setters and getters.
 #include "records/clock.h"
 
 #include "records/records.h"

@@ -1,3 +1,4 @@
+// The example command, by the library's setters and getters.
 #include "records/command.h"
 
 #include "records/records.h"

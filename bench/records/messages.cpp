@@ -1,3 +1,4 @@
+// The example clock message and the handler that receives it.
 #include "records/messages.h"
 
 #include "records/records.h"

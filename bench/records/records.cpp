@@ -1,3 +1,4 @@
+// Handles of each kind that scenarios measure, and the end of a run that cannot go on.
 #include "records/records.h"
 
 #include <cstdio>

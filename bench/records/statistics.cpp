@@ -1,3 +1,4 @@
+// The example statistics, by the library's setters and getters.
 #include "records/statistics.h"
 
 #include <cstring>

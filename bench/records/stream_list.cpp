@@ -1,3 +1,4 @@
+// The example list of streams, by the library's setters and getters.
 #include "records/stream_list.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// Narration of both programs, and the end of one that cannot go on.
 #include "demo.h"
 
 #include <cstdio>

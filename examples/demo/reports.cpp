@@ -1,3 +1,4 @@
+// Fills the messages in which the daemon reports.
 #include "reports.h"
 
 #include <arpa/inet.h>

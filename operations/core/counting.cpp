@@ -1,3 +1,4 @@
+// Moves a counter: atomically where all threads share it, and told to the hook before.
 #include "operations/core/counting.h"
 
 namespace ptp_cfg {

@@ -1,3 +1,4 @@
+// Asks the processor for AVX2 once, when the library is loaded.
 #include "operations/core/simd.h"
 
 #include <stdlib.h>

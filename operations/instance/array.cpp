@@ -1,3 +1,4 @@
+// Access to elements and to the whole of array fields.
 #include "operations/instance/array.h"
 
 namespace ptp_cfg {

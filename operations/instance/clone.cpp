@@ -1,3 +1,4 @@
+// Clone and copy: encode into a work buffer, decode from it, or copy directly where that leaves the same.
 #include "operations/instance/clone.h"
 
 namespace ptp_cfg {

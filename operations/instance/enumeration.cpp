@@ -1,3 +1,4 @@
+// Life of enumerations, and which values a variant admits.
 #include "operations/instance/enumeration.h"
 
 #include "operations/core/counting.h"

@@ -1,3 +1,4 @@
+// The ends of accesses that fail, and fields set from instances and texts.
 #include "operations/instance/field.h"
 
 namespace ptp_cfg {

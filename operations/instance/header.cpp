@@ -1,3 +1,4 @@
+// Reads and writes what instance headers hold.
 #include "operations/instance/header.h"
 
 namespace ptp_cfg {

@@ -1,3 +1,4 @@
+// Gives back what the runtime keeps for an instance's identifiers.
 #include "operations/instance/object_references.h"
 
 #include "operations/core/errors.h"

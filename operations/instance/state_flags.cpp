@@ -1,3 +1,4 @@
+// Finds and stores state flags, one at a time and by array.
 #include "operations/instance/state_flags.h"
 
 #include "operations/instance/field.h"

@@ -1,3 +1,4 @@
+// Create, initialise and destroy, in the order that runtimes see.
 #include "operations/instance/structure.h"
 
 #include "operations/core/counting.h"

@@ -1,3 +1,4 @@
+// The name with the fewest letters to change.
 #include "operations/text/nearest_name.h"
 
 #include <string.h>

@@ -1,3 +1,4 @@
+// Prints enumerations, structures and messages by their rows.
 #include "operations/text/print.h"
 
 namespace ptp_cfg {

@@ -1,3 +1,4 @@
+// Finds elements by number where the document is our own, else by path.
 #include "operations/text/xml_location.h"
 
 namespace ptp_cfg {

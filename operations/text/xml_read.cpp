@@ -1,3 +1,4 @@
+// Reads XML: what is absent stays, what is unknown is skipped; strict documents are compared first.
 #include "operations/instance/field.h"
 #include "operations/text/xml.h"
 #include "operations/text/xml_location.h"

@@ -1,3 +1,4 @@
+// Reads addresses, lists of bytes and numbers of enumerations as people write them.
 #include "operations/text/xml_short_forms.h"
 
 #include <string.h>

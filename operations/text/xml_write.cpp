@@ -1,3 +1,4 @@
+// Writes enumerations, structures and messages as XML by their rows.
 #include "operations/instance/field.h"
 #include "operations/text/xml.h"
 

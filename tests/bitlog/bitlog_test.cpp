@@ -1,3 +1,4 @@
+// What a process traces: levels, texts, the registration of a module.
 #include "bitlog.h"
 
 #include <dlfcn.h>

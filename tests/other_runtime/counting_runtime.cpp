@@ -1,3 +1,4 @@
+// Stands before the runtime's functions, and counts the calls of each.
 #include "counting_runtime.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// Reads the sections and dynamic symbols of 64-bit files.
 #include "elf_file.h"
 
 #include <elf.h>

@@ -1,3 +1,4 @@
+// Replaces new, so that the allocation a test names has none.
 #include "failing_memory.h"
 
 #include <cstdlib>

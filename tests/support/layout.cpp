@@ -1,3 +1,4 @@
+// Adds up state flags field by field.
 #include "layout.h"
 
 namespace ptp_cfg_test {

@@ -1,3 +1,4 @@
+// Handles whose hooks write down each call.
 #include "recording_handle.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// Domains by level, handles, and records filled through reflection.
 #include "records.h"
 
 #include <sys/mman.h>

@@ -1,3 +1,4 @@
+// Functions that fail when a test says so, and else pass the call on.
 #include "runtime_failures.h"
 
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// Runs a script in a new folder and collects what it says.
 #include "shell.h"
 
 #include <sys/wait.h>

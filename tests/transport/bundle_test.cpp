@@ -1,3 +1,4 @@
+// Bundles: what fits, what is refused, and what a reader makes of damaged ones.
 #include "vela_bundle.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// Texts on their own: encoding, order, print and XML of every byte.
 #include "test_support.h"
 
 #include <random>

@@ -1,3 +1,4 @@
+// Domains: which variants and messages they admit.
 #include "test_support.h"
 
 #include <memory>

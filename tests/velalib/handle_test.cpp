@@ -1,3 +1,4 @@
+// Handles: options, memory, work buffer and the life of what hangs on them.
 #include "test_support.h"
 
 #include <map>

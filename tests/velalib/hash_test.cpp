@@ -1,3 +1,4 @@
+// Hashes of values, as peers compute them.
 #include <gtest/gtest.h>
 
 #include <string>

@@ -1,3 +1,4 @@
+// Identifiers of instances and the references that addresses hold to them.
 #include "test_support.h"
 
 #include "velalib_inline.h"

@@ -1,3 +1,4 @@
+// Opens channels, and puts their events into words.
 #include "channel.h"
 
 #include <algorithm>

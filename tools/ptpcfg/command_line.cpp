@@ -1,3 +1,4 @@
+// The options of each subcommand, and what calls it.
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>

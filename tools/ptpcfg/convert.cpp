@@ -1,3 +1,4 @@
+// encode, decode and print: records from one format into another.
 #include "commands.h"
 #include "failure.h"
 #include "files.h"

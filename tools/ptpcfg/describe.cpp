@@ -1,3 +1,4 @@
+// describe: a type's fields, variants and bytes, from reflection.
 #include <algorithm>
 #include <set>
 

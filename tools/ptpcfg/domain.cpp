@@ -1,3 +1,4 @@
+// Makes domains of options, and takes out of records what a peer does not know.
 #include "domain.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// decode --explain: each byte of an input with its field and value.
 #include <algorithm>
 
 #include "commands.h"

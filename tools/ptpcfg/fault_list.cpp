@@ -1,3 +1,4 @@
+// Collects faults, and fails with all of them.
 #include "fault_list.h"
 
 #include "failure.h"

@@ -1,3 +1,4 @@
+// Reads and writes files, pipes and standard streams.
 #include "files.h"
 
 #include <fcntl.h>

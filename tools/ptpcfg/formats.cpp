@@ -1,3 +1,4 @@
+// Tells formats by name, ending and content; hexadecimal both ways.
 #include "formats.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Reads digits, and says where one is missing.
 #include "hex_reader.h"
 
 #include <cctype>

@@ -1,3 +1,4 @@
+// Reads blocks ahead of what is used.
 #include "input_stream.h"
 
 #include <fcntl.h>

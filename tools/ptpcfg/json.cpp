@@ -1,3 +1,4 @@
+// Escapes texts for JSON.
 #include "json.h"
 
 #include <cstdio>

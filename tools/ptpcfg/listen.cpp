@@ -1,3 +1,4 @@
+// listen: prints the messages that arrive at a channel.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>

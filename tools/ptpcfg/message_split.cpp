@@ -1,3 +1,4 @@
+// Finds the messages in bytes, in bundles or one after the other.
 #include "failure.h"
 #include "files.h"
 #include "formats.h"

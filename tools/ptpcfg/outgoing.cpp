@@ -1,3 +1,4 @@
+// Offers messages to a channel, and waits for the peer.
 #include "outgoing.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Writes to a file without a name, and links it when it is whole.
 #include "output_file.h"
 
 #include <fcntl.h>

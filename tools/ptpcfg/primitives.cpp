@@ -1,3 +1,4 @@
+// Puts the bytes of primitive values into words.
 #include "primitives.h"
 
 #include <cstdio>

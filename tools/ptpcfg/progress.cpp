@@ -1,3 +1,4 @@
+// Draws the bar.
 #include "progress.h"
 
 #include <unistd.h>

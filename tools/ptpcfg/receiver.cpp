@@ -1,3 +1,4 @@
+// Takes messages from a channel until there is reason to end.
 #include "receiver.h"
 
 #include <algorithm>

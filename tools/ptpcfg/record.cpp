@@ -1,3 +1,4 @@
+// record: keeps the bytes of what arrives in a recording.
 #include <algorithm>
 #include <cerrno>
 #include <csignal>

@@ -1,3 +1,4 @@
+// Reads an input record by record, whatever its format.
 #include "record_stream.h"
 
 #include <optional>

@@ -1,3 +1,4 @@
+// Writes records in the format that is asked for.
 #include "record_writer.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// Reads recordings, and warns of what is damaged in them.
 #include "recording.h"
 
 #include <utility>

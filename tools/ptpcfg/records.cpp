@@ -1,3 +1,4 @@
+// Makes records of bytes and texts of records, by the operations that reflection finds.
 #include "records.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Fills descriptions once, and finds names close to those that do not exist.
 #include "reflection.h"
 
 #include <algorithm>

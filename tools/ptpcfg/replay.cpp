@@ -1,3 +1,4 @@
+// replay: sends the messages of a recording at their distances in time.
 #include <algorithm>
 #include <charconv>
 #include <csignal>

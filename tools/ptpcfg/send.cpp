@@ -1,3 +1,4 @@
+// send: the messages of files to a channel.
 #include "commands.h"
 #include "failure.h"
 #include "outgoing.h"

@@ -1,3 +1,4 @@
+// Makes handles as the command line wants them.
 #include "session.h"
 
 #include <utility>

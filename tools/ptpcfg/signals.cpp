@@ -1,3 +1,4 @@
+// Turns signals into a descriptor that becomes readable.
 #include "signals.h"
 
 #include <poll.h>

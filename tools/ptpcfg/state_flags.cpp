@@ -1,3 +1,4 @@
+// Sets the flags that attributes of XML elements give.
 #include "state_flags.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Reads and writes times: seconds, or dates with a zone.
 #include "time_bound.h"
 
 #include <cctype>

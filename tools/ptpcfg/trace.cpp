@@ -1,3 +1,4 @@
+// trace: prints what a process traced into a file.
 #include <poll.h>
 #include <sys/stat.h>
 

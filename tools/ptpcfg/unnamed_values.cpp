@@ -1,3 +1,4 @@
+// Puts the number where the library has written that there is no literal.
 #include "unnamed_values.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// How each kind of value may be written, and addresses beside their numbers.
 #include "value_forms.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Walks encodings by the descriptions of reflection, and stops at the first thing that cannot be.
 #include "wire.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Indents XML.
 #include "xml_layout.h"
 
 namespace ptpcfg {

@@ -1,3 +1,4 @@
+// Reads one element of XML into a record.
 #include "xml_records.h"
 
 #include "failure.h"

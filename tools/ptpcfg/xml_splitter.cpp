@@ -1,3 +1,4 @@
+// Finds where elements begin and end without parsing them.
 #include "xml_splitter.h"
 
 #include <algorithm>
