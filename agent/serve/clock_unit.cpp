@@ -195,7 +195,7 @@ void ClockUnit::decide(const Observation &found) {
     }
     if (holdover_report_.announce) {
         const GrandmasterSettings wanted = as_counted(*holdover_report_.announce, found);
-        if (wanted != announced_) {
+        if (wanted != announced_ || is_announcement_pending_) {
             announce(wanted);
         }
     }
@@ -208,8 +208,9 @@ void ClockUnit::decide(const Observation &found) {
 
 void ClockUnit::announce(const GrandmasterSettings &settings) {
     announced_ = settings;
-    if (!control_.running() || control_.is_busy()) {
-        return;  // it is part of the rendering that is applied next, or of the next observation's decision
+    is_announcement_pending_ = !control_.running() || control_.is_busy();
+    if (is_announcement_pending_) {
+        return;  // what is under way was rendered without it: the next observation's decision comes back to it
     }
     Rendering rendering = *control_.running();
     rendering.settings.grandmaster = settings;

@@ -77,6 +77,7 @@ class ClockUnit {
     SharedHandle report_handle_;
     Reporter reporter_;
     std::optional<ClockIntent> intent_;
+    bool is_announcement_pending_ = false;
     std::optional<GrandmasterSettings> announced_;  // what holdover wants announced
     Observation last_;
     bool is_observing_ = false, poll_again_ = false, full_wanted_ = true, is_stopped_ = false;

@@ -123,7 +123,7 @@ TEST_F(OperatorsDefects, ConfigurationIsFoundWrongWhenTheDaemonRefusesToStart) {
     element_->send(wrong);
     EXPECT_TRUE(wait_until([this] { return element_->has_event("default_data_set.priority1"); })) << element_->log();
     EXPECT_EQ(element_->ask()["clocks"][0]["process"], before) << "it runs on as it was";
-    EXPECT_EQ(element_->lock_state(), "locked");
+    EXPECT_TRUE(wait_until([this] { return element_->lock_state() == "locked"; })) << element_->log();
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <signal.h>
 #include <string.h>
 #include <sys/prctl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -64,8 +65,23 @@ int status_of(pid_t child) {
 
 }  // namespace
 
+namespace {
+
+/**
+ * Keeps the kernel stamping packets in software. It stops when the last socket that asked for it goes, and where daemons
+ * come and go quickly it can miss that another has asked: that one never locks.
+ */
+void keep_timestamps() {
+    static const base::file_descriptor holder(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const int on = 1;
+    setsockopt(holder.get(), SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
+}
+
+}  // namespace
+
 std::string enter_own_network() {
     static const std::string why_not = enter_now();
+    keep_timestamps();
     return why_not;
 }
 
