@@ -48,21 +48,29 @@ class checker {
 
   private:
     void index_types();
-    template <class type>
-    void check_identity(const type &subject, const std::string &title, const std::string &name);
+    void index(enumeration &type) {
+        enumerations_.emplace(type.name, &type);
+        schema_.enumerations.push_back(&type);
+    }
+    void index(structure &type) {
+        structures_.emplace(type.name, &type);
+        schema_.structures.push_back(&type);
+    }
+    void index(message &type) { schema_.messages.push_back(&type); }
+    void check_identity(const named_type &subject, const std::string &title, const std::string &name);
     void check_identifier(const std::string &name, const location &where, const std::string &subject,
                           bool may_be_keyword = false);
     void check_digits(const std::string &digits, const char *key, const location &where, const std::string &subject);
 
     void check_primitives();
     void check_trace_lists();
-    void check_enumeration(enumeration &type);
-    void check_fields(structure &type);
+    void check(enumeration &type);
+    void check(structure &type);
     void check_field_type(field &row, const std::string &subject);
     void check_since(const structure &type);
     void check_companions(const structure &type);
     void check_sizes(const structure &type);
-    void check_message(message &type);
+    void check(message &type);
     bool order_by_use(structure &type, std::vector<const structure *> &chain);
     void check_subject_cycles();
 
@@ -83,17 +91,7 @@ void checker::index_types() {
         primitives_.emplace(type.name, &type);
     }
     for (subject &file : schema_.subjects) {
-        for (enumeration &type : file.enumerations) {
-            enumerations_.emplace(type.name, &type);
-            schema_.enumerations.push_back(&type);
-        }
-        for (structure &type : file.structures) {
-            structures_.emplace(type.name, &type);
-            schema_.structures.push_back(&type);
-        }
-        for (message &type : file.messages) {
-            schema_.messages.push_back(&type);
-        }
+        for_each_type(file, [&](auto &type) { index(type); });
     }
 }
 
@@ -115,8 +113,7 @@ void checker::check_digits(const std::string &digits, const char *key, const loc
                     "give 32 lower-case hexadecimal digits");
 }
 
-template <class type>
-void checker::check_identity(const type &subject, const std::string &title, const std::string &name) {
+void checker::check_identity(const named_type &subject, const std::string &title, const std::string &name) {
     check_identifier(name, subject.where, title);
     errors_.require(name.size() <= longest_name, subject.where, title,
                     "the name has " + number_text(name.size()) + " characters",
@@ -166,7 +163,7 @@ void checker::check_trace_lists() {
     }
 }
 
-void checker::check_enumeration(enumeration &type) {
+void checker::check(enumeration &type) {
     const std::string title = "enumeration " + type.name;
     check_identity(type, title, type.name);
     if (type.values.empty()) {
@@ -220,7 +217,7 @@ void checker::check_field_type(field &row, const std::string &subject) {
                     "use an array of numbers, truth values or structures");
 }
 
-void checker::check_fields(structure &type) {
+void checker::check(structure &type) {
     const std::string title = "structure " + type.name;
     check_identity(type, title, type.name);
     errors_.require(!type.fields.empty(), type.where, title, "there are no fields", "give at least one");
@@ -291,7 +288,7 @@ void checker::check_sizes(const structure &type) {
         "give " + number_text(type.latest + 1) + " numbers, or none for the counts of the fields");
 }
 
-void checker::check_message(message &type) {
+void checker::check(message &type) {
     const std::string title = "message " + type.name;
     check_identity(type, title, type.type_name());
     errors_.require(type.payloads.size() == 1 || type.payloads.size() == 2, type.where, title,
@@ -362,15 +359,7 @@ void checker::run() {
     check_primitives();
     check_trace_lists();
     for (subject &file : schema_.subjects) {
-        for (enumeration &type : file.enumerations) {
-            check_enumeration(type);
-        }
-        for (structure &type : file.structures) {
-            check_fields(type);
-        }
-        for (message &type : file.messages) {
-            check_message(type);
-        }
+        for_each_type(file, [&](auto &type) { check(type); });
     }
     for (const auto &[name, type] : structures_) {
         std::vector<const structure *> chain;

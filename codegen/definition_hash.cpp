@@ -6,8 +6,8 @@ namespace {
 
 __extension__ typedef unsigned __int128 wide;
 
-std::string stated_or_hashed(const std::string &stated, const std::string &text) {
-    return stated.empty() ? hash_text(text) : stated;
+std::string stated_or_hashed(const named_type &type, const std::string &text) {
+    return type.definition.empty() ? hash_text(text) : type.definition;
 }
 
 }  // namespace
@@ -31,7 +31,7 @@ std::string definition_of(const enumeration &type) {
     for (const enumeration_value &value : type.values) {
         text += std::to_string(value.number) + " " + value.literal + " " + std::to_string(value.since) + "\n";
     }
-    return stated_or_hashed(type.definition, text);
+    return stated_or_hashed(type, text);
 }
 
 std::string definition_of(const structure &type) {
@@ -40,7 +40,7 @@ std::string definition_of(const structure &type) {
         text += row.name + " " + row.type_name + " " + std::to_string(row.capacity.value_or(0)) + " " +
                 std::to_string(row.since) + "\n";
     }
-    return stated_or_hashed(type.definition, text);
+    return stated_or_hashed(type, text);
 }
 
 std::string definition_of(const message &type) {
@@ -48,7 +48,7 @@ std::string definition_of(const message &type) {
     for (const payload &row : type.payloads) {
         text += row.type_name + "\n";
     }
-    return stated_or_hashed(type.definition, text);
+    return stated_or_hashed(type, text);
 }
 
 }  // namespace codegen

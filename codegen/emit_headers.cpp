@@ -60,7 +60,7 @@ std::string function_declarations(const generation &input, const std::string &ty
     return result;
 }
 
-std::string enumeration_section(const generation &input, const enumeration &type) {
+std::string section(const generation &input, const enumeration &type) {
     std::string result = heading(type.name) + comment(type.doc) + "enum {\n";
     for (const enumeration_value &value : type.values) {
         const std::string start =
@@ -74,11 +74,11 @@ std::string enumeration_section(const generation &input, const enumeration &type
     return result + "};\n\n" + record_declaration(type.name) + function_declarations(input, type.name);
 }
 
-std::string structure_section(const generation &input, const structure &type) {
+std::string section(const generation &input, const structure &type) {
     return heading(type.name) + record_declaration(type.name) + function_declarations(input, type.name);
 }
 
-std::string message_section(const generation &input, const message &type) {
+std::string section(const generation &input, const message &type) {
     constexpr std::string_view text = R"({identity_note}VELA_API extern const u_int8 message_{message}_luid[16];
 VELA_API extern const char message_{message}_luid_text[33];
 VELA_API extern const char message_{message}_name[64];
@@ -134,15 +134,7 @@ void emit_subject(const generation &input, const subject &file, output_set &file
     if (!file.messages.empty()) {
         text += handler_note;
     }
-    for (const enumeration &type : file.enumerations) {
-        text += enumeration_section(input, type);
-    }
-    for (const structure &type : file.structures) {
-        text += structure_section(input, type);
-    }
-    for (const message &type : file.messages) {
-        text += message_section(input, type);
-    }
+    for_each_type(file, [&](const auto &type) { text += section(input, type); });
     files.add("include/ptp_cfg/" + file.name + ".h", text + "VELA_END_C\n\n#endif\n");
 }
 
@@ -187,15 +179,7 @@ void emit_types(const generation &input, output_set &files) {
     std::string text = "/**\n" + std::string(types_start) + conventions(input) + " *\n" +
                        wrapped(generated_note("the schema and codegen/templates"), " * ", " * ") + " */\n";
     text += "#ifndef PTP_CFG_TYPES_H\n#define PTP_CFG_TYPES_H\n\n";
-    for (const enumeration *type : input.schema.enumerations) {
-        text += opaque_type(type->name, type->doc);
-    }
-    for (const structure *type : input.schema.structures) {
-        text += opaque_type(type->name, type->doc);
-    }
-    for (const message *type : input.schema.messages) {
-        text += opaque_type(type->type_name(), type->doc);
-    }
+    for_each_type(input.schema, [&](const auto &type) { text += opaque_type(type.type_name(), type.doc); });
     files.add("include/ptp_cfg/types.h", text + "#endif\n");
 }
 

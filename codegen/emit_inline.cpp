@@ -105,12 +105,7 @@ std::string include(const std::string &subject) { return "#include \"ptp_cfg/inl
 
 void emit_subject(const generation &input, const subject &file, output_set &files) {
     std::string forms;
-    for (const enumeration &type : file.enumerations) {
-        forms += inline_forms(input, type.name);
-    }
-    for (const structure &type : file.structures) {
-        forms += inline_forms(input, type.name);
-    }
+    for_each_type(file, [&](const auto &type) { forms += inline_forms(input, type.type_name()); });
     std::string needed;
     for (const std::string &name : needed_subjects(file)) {
         needed += include(name);

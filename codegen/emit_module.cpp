@@ -68,14 +68,8 @@ std::vector<std::string> exported_names(const generation &input) {
     for (const auto &[name, family] : input.functions.families) {
         names.push_back(name);
     }
-    for (const enumeration *type : input.schema.enumerations) {
-        names.push_back(type_info_name(type->name));
-    }
-    for (const structure *type : input.schema.structures) {
-        names.push_back(type_info_name(type->name));
-    }
+    for_each_type(input.schema, [&](const auto &type) { names.push_back(type_info_name(type.type_name())); });
     for (const message *type : input.schema.messages) {
-        names.push_back(type_info_name(type->type_name()));
         for (const char *part : {"_luid", "_luid_text", "_name"}) {
             names.push_back("message_" + type->name + part);
         }

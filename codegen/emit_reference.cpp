@@ -41,8 +41,8 @@ std::string used_by(const users &places, const std::string &type_name) {
     return text + "\n";
 }
 
-/** Heads a page; `type` is an enumeration, structure or message. */
-std::string heading(const generation &input, const std::string &name, const std::string &kind, const auto &type) {
+/** Heads a page. */
+std::string heading(const generation &input, const std::string &name, const std::string &kind, const named_type &type) {
     const auto &subjects = input.schema.subjects;
     const auto file =
         std::find_if(subjects.begin(), subjects.end(), [&](const subject &row) { return row.name == type.subject; });
@@ -107,7 +107,7 @@ std::string functions_section(const generation &input, const std::string &type_n
 
 // ---- enumerations --------------------------------------------------------------------------------------------------
 
-std::string enumeration_page(const generation &input, const users &places, const enumeration &type) {
+std::string page(const generation &input, const users &places, const enumeration &type) {
     markdown_table facts({"Property", "Value"});
     facts.row({"Identity (LUID)", code(type.luid)});
     facts.row({"Variants", variants_text(type.latest)});
@@ -212,7 +212,7 @@ std::string state_section(const structure &type) {
            " follows the " + std::to_string(type.size) + " bytes of the instance.\n\n" + table.text();
 }
 
-std::string structure_page(const generation &input, const users &places, const structure &type) {
+std::string page(const generation &input, const users &places, const structure &type) {
     return heading(input, type.name, "Structure", type) + structure_facts(type) + fields_section(type) +
            variants_section(type) + used_by(places, type.name) + structure_layouts(type) + state_section(type) +
            functions_section(input, type.name, type.subject);
@@ -234,7 +234,7 @@ std::string payloads_section(const message &type) {
     return "## Payloads\n\n" + table.text();
 }
 
-std::string message_page(const generation &input, const message &type) {
+std::string page(const generation &input, const users &, const message &type) {
     const std::string name = type.type_name();
     const wire_size untracked = wire_size_of(type, wire_form::untracked);
     const wire_size tracked = wire_size_of(type, wire_form::tracked);
@@ -264,15 +264,7 @@ void emit_reference(const generation &input, output_set &files) {
         files.add(std::string(reference_directory) + "/" + page_of(type_name), text + "\n");
     };
     emit_reference_index(input, files);
-    for (const enumeration *type : input.schema.enumerations) {
-        add(type->name, enumeration_page(input, places, *type));
-    }
-    for (const structure *type : input.schema.structures) {
-        add(type->name, structure_page(input, places, *type));
-    }
-    for (const message *type : input.schema.messages) {
-        add(type->type_name(), message_page(input, *type));
-    }
+    for_each_type(input.schema, [&](const auto &type) { add(type.type_name(), page(input, places, type)); });
     files.own(std::string(reference_directory));
 }
 

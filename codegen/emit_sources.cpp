@@ -60,15 +60,12 @@ void emit_sources(const generation &input, output_set &files) {
                            generated_note("schema/" + file.name + ".toml and codegen/templates") + "\n";
         text += "#include \"ptp_cfg/" + file.name + ".h\"\n\n#include \"" + file.name + "_descriptors.h\"\n" + headers +
                 "#include \"operations/core/unrolled_definition.h\"\n\nusing namespace ptp_cfg;\n\n";
-        for (const enumeration &type : file.enumerations) {
-            text += definitions(input, type.name);
-        }
-        for (const structure &type : file.structures) {
-            text += "PTP_CFG_UNROLLED(, ptp_cfg::" + type.name + "_descriptor)\n\n" + definitions(input, type.name);
-        }
-        for (const message &type : file.messages) {
+        for_each_type(file, [&](const auto &type) {
+            if constexpr (std::is_same_v<decltype(type), const structure &>) {
+                text += "PTP_CFG_UNROLLED(, ptp_cfg::" + type.name + "_descriptor)\n\n";
+            }
             text += definitions(input, type.type_name());
-        }
+        });
         files.add("private/" + file.name + ".cpp", std::move(text));
     }
 }

@@ -1,6 +1,7 @@
 // What the schema says, with names resolved and layouts computed. Everything after the checker reads only this.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -48,15 +49,22 @@ struct enumeration_value {
     std::uint32_t since = 0;
 };
 
-struct enumeration {
+/** What enumerations, structures and messages have in common. */
+struct named_type {
     location where;
-    std::string name;
+    std::string name;  // of a message without "_message"
     std::string luid;
-    std::string definition;
+    std::string definition;  // its hash, where the schema states one
     std::uint32_t trace = 0;
     std::string doc;
-    std::vector<enumeration_value> values;
     std::string subject;
+
+    /** The name of the C type. */
+    std::string type_name() const { return name; }
+};
+
+struct enumeration : named_type {
+    std::vector<enumeration_value> values;
 
     std::uint32_t latest = 0;
     std::vector<std::uint32_t> thresholds;  // [k]: first number that needs variant k + 1
@@ -105,18 +113,11 @@ struct variant_row {
     std::uint32_t slop = 0;
 };
 
-struct structure {
-    location where;
-    std::string name;
-    std::string luid;
-    std::string definition;
-    std::uint32_t trace = 0;
-    std::string doc;
+struct structure : named_type {
     std::uint32_t stated_size = 0;
     std::uint32_t stated_tracked_size = 0;
     std::optional<std::vector<std::uint32_t>> stated_validity;
     std::vector<field> fields;
-    std::string subject;
 
     std::uint32_t latest = 0;
     std::uint32_t size = 0;          // untracked
@@ -133,15 +134,8 @@ struct payload {
     const codegen::primitive *primitive = nullptr;
 };
 
-struct message {
-    location where;
-    std::string name;  // "ptp_clock_cfg"
-    std::string luid;
-    std::string definition;
-    std::uint32_t trace = 0;
-    std::string doc;
+struct message : named_type {
     std::vector<payload> payloads;
-    std::string subject;
 
     std::string type_name() const { return name + "_message"; }
     /** Header, message header block and one pointer per payload. */
@@ -182,6 +176,23 @@ struct model {
     // Each after the structures that it embeds.
     std::vector<const codegen::structure *> structures_by_use;
 };
+
+/** Runs f for each type of a subject: enumerations, structures, messages. */
+template <class Subject, class F>
+void for_each_type(Subject &file, F &&f) {
+    std::for_each(file.enumerations.begin(), file.enumerations.end(), f);
+    std::for_each(file.structures.begin(), file.structures.end(), f);
+    std::for_each(file.messages.begin(), file.messages.end(), f);
+}
+
+/** The same of all subjects, kind by kind. */
+template <class F>
+void for_each_type(const model &schema, F &&f) {
+    const auto at = [&](const auto *type) { f(*type); };
+    std::for_each(schema.enumerations.begin(), schema.enumerations.end(), at);
+    std::for_each(schema.structures.begin(), schema.structures.end(), at);
+    std::for_each(schema.messages.begin(), schema.messages.end(), at);
+}
 
 /** By subject, the other subjects whose types its structures and messages hold. */
 std::map<std::string, std::set<std::string>> subject_uses(const model &schema);

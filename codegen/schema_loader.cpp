@@ -124,16 +124,14 @@ void loader::load_subject(table_reader &reader, const std::string &file, const s
     result.doc = reader.text("doc");
     for (const toml::table *table : reader.tables("enumeration", false)) {
         result.enumerations.push_back(load_enumeration(*table, file));
-        result.enumerations.back().subject = name;
     }
     for (const toml::table *table : reader.tables("structure", false)) {
         result.structures.push_back(load_structure(*table, file));
-        result.structures.back().subject = name;
     }
     for (const toml::table *table : reader.tables("message", false)) {
         result.messages.push_back(load_message(*table, file));
-        result.messages.back().subject = name;
     }
+    for_each_type(result, [&](named_type &type) { type.subject = name; });
     model_.subjects.push_back(std::move(result));
 }
 
