@@ -1,4 +1,4 @@
-// The library as a module: loading and unloading, type registration, diagnosis, and what its file holds.
+// The library as a module: loading and unloading, type registration and diagnosis.
 //
 // This program does not link the library, so that it can be loaded and unloaded.
 #include <dlfcn.h>
@@ -16,8 +16,7 @@
 
 #include "bitlog.h"
 #include "elf_file.h"
-#include "oracle_model.h"
-#include "ptp_cfg/module.h"
+#include "loaded_library.h"
 
 namespace {
 /** Calls of vela_update_variant_info, by their last argument. */
@@ -50,65 +49,6 @@ extern "C" uint32_t bitlog_module_init_fn(const char *module, uint16_t *module_i
 
 namespace ptp_cfg_test {
 namespace {
-
-constexpr size_t structure_count = std::size(oracle::structures);
-constexpr size_t enumeration_count = std::size(oracle::enumerations);
-constexpr size_t message_count = std::size(oracle::messages);
-constexpr size_t type_count = structure_count + enumeration_count + message_count;
-
-class loaded_library {
-  public:
-    loaded_library() : library_(dlopen(PTP_CFG_LIBRARY, RTLD_NOW)) { EXPECT_NE(library_, nullptr) << dlerror(); }
-    ~loaded_library() { close(); }
-    void close() {
-        if (library_ != nullptr) {
-            dlclose(library_);
-        }
-        library_ = nullptr;
-    }
-    template <class T>
-    T *find(const char *name) const {
-        T *found = reinterpret_cast<T *>(dlsym(library_, name));
-        EXPECT_NE(found, nullptr) << name;
-        return found;
-    }
-    /** Runs all functions of the library's list for load (or unload) once more. */
-    void run(decltype(DT_INIT_ARRAY) list, decltype(DT_INIT_ARRAYSZ) size_tag) const {
-        link_map *map = nullptr;
-        ASSERT_EQ(dlinfo(library_, RTLD_DI_LINKMAP, &map), 0);
-        ElfW(Addr) address = 0;
-        size_t size = 0;
-        for (const ElfW(Dyn) *entry = map->l_ld; entry->d_tag != DT_NULL; ++entry) {
-            address = entry->d_tag == list ? entry->d_un.d_ptr : address;
-            size = entry->d_tag == size_tag ? entry->d_un.d_val : size;
-        }
-        using function = void (*)();
-        const function *functions = reinterpret_cast<const function *>(map->l_addr + address);
-        for (size_t i = 0; i < size / sizeof(function); ++i) {
-            functions[i]();
-        }
-    }
-    void run_constructors() const { run(DT_INIT_ARRAY, DT_INIT_ARRAYSZ); }
-    void run_destructors() const { run(DT_FINI_ARRAY, DT_FINI_ARRAYSZ); }
-
-  private:
-    void *library_;
-};
-
-/** Names of the modules in the runtime's list, which must hold together. */
-std::vector<std::string> linked_modules() {
-    std::vector<std::string> names;
-    vela_module **link = &vela_module_tot_root.first;
-    for (; *link != nullptr; link = &(*link)->next) {
-        EXPECT_EQ((*link)->previous_next, link);
-        names.emplace_back((*link)->name);
-    }
-    EXPECT_EQ(vela_module_tot_root.last_next, link);
-    EXPECT_EQ(vela_module_tot_root.count, names.size());
-    return names;
-}
-
-using names = std::vector<std::string>;
 
 // ---- the list of loaded modules --------------------------------------------------------------------------------------
 
@@ -159,18 +99,6 @@ TEST(module_test, a_constructor_that_runs_twice_links_once) {
 }
 
 // ---- type-information records -------------------------------------------------------------------------------------------
-
-std::vector<vela_type_info *> records() {
-    std::vector<vela_type_info *> all;
-    if (vela_module_tot_root.first == nullptr) {
-        ADD_FAILURE() << "no module is linked";
-        return all;
-    }
-    for (vela_type_info *const *type = vela_module_tot_root.first->types; *type != nullptr; ++type) {
-        all.push_back(*type);
-    }
-    return all;
-}
 
 TEST(module_test, what_failed_is_named_while_the_library_is_loaded) {
     loaded_library library;
@@ -433,108 +361,6 @@ TEST_P(type_table_test, without_memory_what_was_entered_stays) {
 }
 
 INSTANTIATE_TEST_SUITE_P(module_test, type_table_test, testing::Values(0u, 1u));
-
-// ---- the file ----------------------------------------------------------------------------------------------------------------
-
-/** One record of the manifest section; a length of 0 ends them. */
-struct section_record {
-    u_int32 length = 0;
-    u_int32 type = 0;
-    std::string text;
-};
-
-section_record read_record(const std::string &section, size_t *position) {
-    section_record record;
-    if (section.size() < *position + 8) {
-        ADD_FAILURE() << "the section ends without an end";
-        return record;
-    }
-    memcpy(&record.length, section.data() + *position, 4);
-    memcpy(&record.type, section.data() + *position + 4, 4);
-    record.text = section.substr(*position + 8, record.length);
-    *position += (8 + record.length + 3) / 4 * 4;
-    return record;
-}
-
-TEST(module_test, trace_points_are_told_outside_of_memory) {
-    for (const char *table : {"texts", "subjects", "arguments", "levels"}) {
-        const elf_file::section section = elf_file(PTP_CFG_LIBRARY).find(std::string(".vela_ptp_cfg_") + table);
-        ASSERT_TRUE(section.found) << table;
-        EXPECT_FALSE(section.loaded) << table;
-        EXPECT_EQ(section.content.substr(0, 3), "BZh") << table;
-    }
-}
-
-TEST(module_test, manifest_lists_every_type) {
-    const elf_file::section section = elf_file(PTP_CFG_LIBRARY).find(".zenta");
-    ASSERT_TRUE(section.found);
-    EXPECT_FALSE(section.loaded);
-    size_t position = 0;
-    const section_record manifest = read_record(section.content, &position);
-    EXPECT_EQ(manifest.type, 2u);
-    EXPECT_EQ(manifest.text.find('\0'), manifest.text.size() - 1);
-    EXPECT_EQ(position % 4, 0u);
-
-    loaded_library library;
-    std::istringstream lines(manifest.text.substr(0, manifest.text.size() - 1));
-    std::string line;
-    std::getline(lines, line);
-    EXPECT_EQ(line, "# ptp_cfg.tyman");
-    const std::regex form("([0-9a-f]{32}):[0-9a-f]{32}(type|enum|mess)00([012]):([0-9]{5})N");
-    for (const vela_type_info *record : records()) {
-        std::getline(lines, line);
-        std::smatch parts;
-        ASSERT_TRUE(std::regex_match(line, parts, form)) << line;
-        EXPECT_EQ(parts[1], record->luid_text);
-        EXPECT_EQ(parts[2], std::string(record->kind).substr(0, 4));
-        EXPECT_EQ(std::stoi(parts[3]), record->variant_table->count - 1);
-        const vela_variant_row &row = record->variant_table->rows[0];
-        EXPECT_EQ(static_cast<u_int32>(std::stoi(parts[4])), parts[2] == "mess" ? 0 : row.used_length + row.alloc_slop);
-    }
-    EXPECT_FALSE(std::getline(lines, line)) << line;
-
-    // Identities and definitions of these types never change: files and peers refer to them.
-    for (const char *known : {"c13fd0a548290cdc1c1ff084c3c98eb1:b8e89f27f197dbec0747035d97502babtype000:00024N",
-                              "313ec5be9ab02fb1218821bfe24c6198:9175e349803cb8d402cfb340a4f6090denum001:00016N",
-                              "852bda6c079d58af443fbd15f53e084c:06fb4259751f049c4dae74babd4bdbf1enum000:00016N"}) {
-        EXPECT_NE(manifest.text.find(std::string("\n") + known + "\n"), std::string::npos) << known;
-    }
-
-    const section_record build = read_record(section.content, &position);
-    EXPECT_EQ(build.type, 1u);
-    EXPECT_TRUE(std::regex_match(build.text.substr(0, build.text.size() - 1),
-                                 std::regex("ptp_cfg\nbuilt by: .*\non host: .*\npid: .*\nat: .*\ncomment: .*\n")))
-        << build.text;
-    const section_record end = read_record(section.content, &position);
-    EXPECT_EQ(end.length, 0u);
-    EXPECT_EQ(position, section.content.size());
-}
-
-TEST(module_test, exports_what_the_version_script_names) {
-    std::ifstream script(PTP_CFG_MAP);
-    std::set<std::string> named;
-    bool global = false;
-    for (std::string word; script >> word;) {
-        global = word == "global:" || (global && word != "local:");
-        if (global && word.ends_with(';')) {
-            named.insert(word.substr(0, word.size() - 1));
-        }
-    }
-    EXPECT_FALSE(named.empty());
-#ifdef PTP_CFG_COUNT_PATHS
-    named.insert("ptp_cfg_counted_wire_paths");
-#endif
-    EXPECT_EQ(elf_file(PTP_CFG_LIBRARY).exported(), named);
-}
-
-TEST(module_test, needs_nothing_but_the_runtime_and_the_trace_library) {
-#ifdef PTP_CFG_SANITIZED
-    GTEST_SKIP() << "a sanitizer brings libraries of its own";
-#endif
-    std::vector<std::string> needed = elf_file(PTP_CFG_LIBRARY).needed();
-    std::sort(needed.begin(), needed.end());
-    EXPECT_EQ(needed, (names{"libbitlog.so.1", "libc.so.6", "libvela.so.1"}));
-}
 
 }  // namespace
 }  // namespace ptp_cfg_test
