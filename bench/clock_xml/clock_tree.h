@@ -104,7 +104,7 @@ inline std::string library_xml() {
     vela_handle *handle = make_handle();
     u_int32 err = 0;
     std::string text(16384, '\0');
-    text.resize(ptp_clock_to_xml(handle, mem_class, "ptp_clock", text.data(), make_clock(handle, example_clock),
+    text.resize(ptp_clock_to_xml(handle, mem_class, "ptp_clock", text.data(), make_example<clock_record<>>(handle),
                                  static_cast<u_int32>(text.size()), 0, &err));
     require(err == 0, "render a clock");
     vela_handle_destroy(handle, nullptr);

@@ -6,7 +6,7 @@ namespace {
 
 struct fixture {
     vela_handle *handle = make_handle();
-    ptp_clock *clock = make_clock(handle, example_clock);
+    ptp_clock *clock = make_example<clock_record<>>(handle);
     ptp_clock *parsed = ptp_clock_create(handle, mem_class);
     std::string text = std::string(16384, '\0');
     u_int32 length = 0;

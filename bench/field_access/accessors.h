@@ -13,7 +13,7 @@ namespace {
 
 struct fixture {
     vela_handle *handle = make_handle();
-    ptp_clock *clock = make_clock(handle, example_clock);
+    ptp_clock *clock = make_example<clock_record<>>(handle);
     u_int32 err = 0;
 };
 

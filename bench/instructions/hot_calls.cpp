@@ -21,7 +21,7 @@ class record_calls {
         : name_(std::move(name)),
           sender_(sender),
           receiver_(receiver),
-          record_(R::make(sender, R::example())),
+          record_(make_example<R>(sender)),
           received_(R::create(receiver, mem_class)) {}
 
     void count_codec() {
@@ -89,7 +89,7 @@ void count_clock_variations() {
 
 void count_xml() {
     vela_handle *handle = make_handle();
-    ptp_clock *clock = make_clock(handle, example_clock);
+    ptp_clock *clock = make_example<clock_record<>>(handle);
     std::string text(16384, '\0');
     u_int32 length = 0;
     u_int32 err = 0;
@@ -107,7 +107,7 @@ void count_xml() {
 
 void count_fields() {
     vela_handle *handle = make_handle();
-    ptp_clock *clock = make_clock(handle, example_clock);
+    ptp_clock *clock = make_example<clock_record<>>(handle);
     u_int32 err = 0;
     u_int64 number = 0;
     count("number set", [&] { ptp_clock_clock_handle_set_value(handle, mem_class, clock, number, &err); });

@@ -11,7 +11,7 @@ namespace {
 template <class R>
 void count_read(const std::string &name) {
     vela_handle *handle = make_handle();
-    typename R::instance *record = R::make(handle, R::example());
+    typename R::instance *record = make_example<R>(handle);
     u_int32 err = 0;
     count(name + " read by inline forms", [&] {
         const auto &values = R::read(handle, record, &err);

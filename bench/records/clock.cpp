@@ -1,7 +1,5 @@
-// The example clock, by the library's setters and getters.
+// The example clock.
 #include "records/clock.h"
-
-#include "records/records.h"
 
 namespace bench {
 
@@ -41,13 +39,5 @@ const clock_values example_clock = {
     .network_type = VELA_PTP_HI_JITTER_NETWORK_TYPE,
     .tracking_type = VELA_PTP_FREQUENCY_TRACKING_TYPE,
 };
-
-ptp_clock *make_clock(vela_handle *handle, const clock_values &values) {
-    u_int32 err = 0;
-    ptp_clock *clock = ptp_clock_create(handle, mem_class);
-    clock_record<>::fill(handle, clock, values, &err);
-    require(err == 0, "make a clock");
-    return clock;
-}
 
 }  // namespace bench

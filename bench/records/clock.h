@@ -63,13 +63,10 @@ extern const clock_values example_clock;
 /** Bytes of the record's encoding. */
 constexpr u_int32 clock_width = 109;
 
-/** A clock with the values given. An error ends the program. */
-ptp_clock *make_clock(vela_handle *handle, const clock_values &values);
-
 /** The clock as the scenarios of records see it; filled and read by calls or by inline forms. */
 template <class Way = access_way>
 struct clock_record {
-    using instance = ptp_clock;
+    BENCH_FUNCTIONS_OF(ptp_clock)
     using values = clock_values;
     static constexpr u_int32 width = clock_width;
     static constexpr u_int32 text_room = 8192;
@@ -80,16 +77,6 @@ struct clock_record {
     static values read(vela_handle *handle, instance *clock, u_int32 *err);
     /** Reads every field by an accessor of its own. */
     static values read_by_field(vela_handle *handle, instance *clock, u_int32 *err);
-    static constexpr auto make = make_clock;
-    static constexpr auto create = ptp_clock_create;
-    static constexpr auto destroy = ptp_clock_destroy;
-    static constexpr auto marshal = ptp_clock_marshal;
-    static constexpr auto unmarshal = ptp_clock_unmarshal;
-    static constexpr auto clone = ptp_clock_clone_cr;
-    static constexpr auto copy = ptp_clock_copy_cr;
-    static constexpr auto compare = ptp_clock_compare;
-    static constexpr auto hash = ptp_clock_hash;
-    static constexpr auto print = ptp_clock_print;
 };
 
 template <class Way>

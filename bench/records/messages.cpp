@@ -19,7 +19,8 @@ namespace bench {
 ptp_clock_cfg_message *make_clock_message(vela_handle *handle) {
     u_int32 err = 0;
     ptp_clock_cfg_message *message = ptp_clock_cfg_message_create(handle, mem_class);
-    ptp_clock_cfg_message_ptp_clock_free_and_set(handle, mem_class, message, make_clock(handle, example_clock), &err);
+    ptp_clock_cfg_message_ptp_clock_free_and_set(handle, mem_class, message, make_example<clock_record<>>(handle),
+                                                 &err);
     require(err == 0, "make a clock message");
     return message;
 }

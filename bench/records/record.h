@@ -22,7 +22,7 @@ struct record_fixture {
     record_fixture(vela_handle *sending, vela_handle *receiving)
         : sender(sending),
           receiver(receiving),
-          record(R::make(sender, R::example())),
+          record(make_example<R>(sender)),
           received(R::create(receiver, mem_class)),
           length(marshal()) {
         require(err == 0, "marshal a record");

@@ -21,4 +21,14 @@ vela_handle *make_reference_path_handle();
 /** Ends the program when a preparation failed. */
 void require(bool sound, const std::string &what);
 
+/** An instance of record R with the values of its example. */
+template <class R>
+typename R::instance *make_example(vela_handle *handle) {
+    u_int32 err = 0;
+    typename R::instance *instance = R::create(handle, mem_class);
+    R::fill(handle, instance, R::example(), &err);
+    require(err == 0, "make the example of a record");
+    return instance;
+}
+
 }  // namespace bench

@@ -1,9 +1,7 @@
-// The example statistics, by the library's setters and getters.
+// The example statistics.
 #include "records/statistics.h"
 
 #include <cstring>
-
-#include "records/records.h"
 
 namespace bench {
 namespace {
@@ -38,14 +36,6 @@ statistics_values make_example() {
 const statistics_values &example_statistics() {
     static const statistics_values values = make_example();
     return values;
-}
-
-ptp_stream_runtime_state_arr *make_statistics(vela_handle *handle, const statistics_values &values) {
-    u_int32 err = 0;
-    ptp_stream_runtime_state_arr *statistics = ptp_stream_runtime_state_arr_create(handle, mem_class);
-    statistics_record<>::fill(handle, statistics, values, &err);
-    require(err == 0, "make statistics");
-    return statistics;
 }
 
 }  // namespace bench

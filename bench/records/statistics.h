@@ -32,12 +32,10 @@ struct statistics_values {
 
 const statistics_values &example_statistics();
 
-ptp_stream_runtime_state_arr *make_statistics(vela_handle *handle, const statistics_values &values);
-
 /** The statistics as the scenarios of records see them; filled and read by calls or by inline forms. */
 template <class Way = access_way>
 struct statistics_record {
-    using instance = ptp_stream_runtime_state_arr;
+    BENCH_FUNCTIONS_OF(ptp_stream_runtime_state_arr)
     using values = statistics_values;
     static constexpr u_int32 width = 4660;
     static constexpr u_int32 text_room = 131072;
@@ -46,16 +44,6 @@ struct statistics_record {
     static void fill(vela_handle *handle, instance *statistics, const values &all, u_int32 *err);
     /** Reads every field by the accessors for whole records. The result stands until the next call. */
     static const values &read(vela_handle *handle, instance *statistics, u_int32 *err);
-    static constexpr auto make = make_statistics;
-    static constexpr auto create = ptp_stream_runtime_state_arr_create;
-    static constexpr auto destroy = ptp_stream_runtime_state_arr_destroy;
-    static constexpr auto marshal = ptp_stream_runtime_state_arr_marshal;
-    static constexpr auto unmarshal = ptp_stream_runtime_state_arr_unmarshal;
-    static constexpr auto clone = ptp_stream_runtime_state_arr_clone_cr;
-    static constexpr auto copy = ptp_stream_runtime_state_arr_copy_cr;
-    static constexpr auto compare = ptp_stream_runtime_state_arr_compare;
-    static constexpr auto hash = ptp_stream_runtime_state_arr_hash;
-    static constexpr auto print = ptp_stream_runtime_state_arr_print;
 };
 
 inline constexpr auto counter_indices = std::make_index_sequence<50>{};

@@ -1,9 +1,7 @@
-// The example list of streams, by the library's setters and getters.
+// The example list of streams.
 #include "records/stream_list.h"
 
 #include <cstring>
-
-#include "records/records.h"
 
 namespace bench {
 namespace {
@@ -28,14 +26,6 @@ stream_list_values make_example() {
 const stream_list_values &example_stream_list() {
     static const stream_list_values values = make_example();
     return values;
-}
-
-ptp_ipv4_streams_arr *make_stream_list(vela_handle *handle, const stream_list_values &values) {
-    u_int32 err = 0;
-    ptp_ipv4_streams_arr *list = ptp_ipv4_streams_arr_create(handle, mem_class);
-    stream_list_record<>::fill(handle, list, values, &err);
-    require(err == 0, "make a stream list");
-    return list;
 }
 
 }  // namespace bench

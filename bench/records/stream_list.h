@@ -24,12 +24,10 @@ using stream_list_values = std::array<stream_values, stream_count>;
 
 const stream_list_values &example_stream_list();
 
-ptp_ipv4_streams_arr *make_stream_list(vela_handle *handle, const stream_list_values &values);
-
 /** The list as the scenarios of records see it; filled and read by calls or by inline forms. */
 template <class Way = access_way>
 struct stream_list_record {
-    using instance = ptp_ipv4_streams_arr;
+    BENCH_FUNCTIONS_OF(ptp_ipv4_streams_arr)
     using values = stream_list_values;
     static constexpr u_int32 width = 6 + stream_count * 34;
     static constexpr u_int32 text_room = 131072;
@@ -38,16 +36,6 @@ struct stream_list_record {
     static void fill(vela_handle *handle, instance *list, const values &all, u_int32 *err);
     /** Reads every field by the accessors for whole records. The result stands until the next call. */
     static const values &read(vela_handle *handle, instance *list, u_int32 *err);
-    static constexpr auto make = make_stream_list;
-    static constexpr auto create = ptp_ipv4_streams_arr_create;
-    static constexpr auto destroy = ptp_ipv4_streams_arr_destroy;
-    static constexpr auto marshal = ptp_ipv4_streams_arr_marshal;
-    static constexpr auto unmarshal = ptp_ipv4_streams_arr_unmarshal;
-    static constexpr auto clone = ptp_ipv4_streams_arr_clone_cr;
-    static constexpr auto copy = ptp_ipv4_streams_arr_copy_cr;
-    static constexpr auto compare = ptp_ipv4_streams_arr_compare;
-    static constexpr auto hash = ptp_ipv4_streams_arr_hash;
-    static constexpr auto print = ptp_ipv4_streams_arr_print;
 };
 
 template <class Way>

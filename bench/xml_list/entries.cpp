@@ -15,7 +15,7 @@ struct fixture {
     fixture() {
         all.resize(1 << 17);
         all.resize(ptp_ipv4_streams_arr_to_xml(handle, mem_class, "ptp_ipv4_streams_arr", all.data(),
-                                               make_stream_list(handle, example_stream_list()),
+                                               make_example<stream_list_record<>>(handle),
                                                static_cast<u_int32>(all.size()), 0, &err));
         const std::string end = "</streams>";
         one = all.substr(0, all.find(end) + end.size()) + "</ptp_ipv4_streams_arr>";
