@@ -6,8 +6,8 @@
 
 namespace values {
 
-using vela_inline::announce;
 using vela_inline::fail;
+using vela_inline::notify;
 
 template <typename Value, u_int32 width>
 VELA_INLINE u_int32 marshal(vela_handle *handle, u_int8 *buffer, const typename Value::type *value, u_int32 room,
@@ -75,7 +75,7 @@ VELA_INLINE void set(vela_handle *handle, u_int32 mem_class, T *destination, con
         fail(handle, err, VELA_EINVAL);
         return;
     }
-    announce(handle, mem_class, destination, sizeof(T));
+    notify(handle, mem_class, destination, sizeof(T));
     memmove(destination, source, sizeof(T));
 }
 
@@ -99,7 +99,7 @@ VELA_INLINE void set_value(vela_handle *handle, u_int32 mem_class, T *destinatio
         fail(handle, err, VELA_EINVAL);
         return;
     }
-    announce(handle, mem_class, destination, sizeof(T));
+    notify(handle, mem_class, destination, sizeof(T));
     *destination = value;
 }
 

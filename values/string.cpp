@@ -138,7 +138,7 @@ void var_string_set(vela_handle *handle, u_int32 mem_class, var_string *destinat
         return;
     }
     char *old = *destination;
-    values::announce(handle, mem_class, destination, sizeof *destination);
+    values::notify(handle, mem_class, destination, sizeof *destination);
     *destination = copy;
     free_characters(handle, mem_class, old);
 }
@@ -156,7 +156,7 @@ void var_string_destroy_internal(vela_handle *handle, u_int32 mem_class, var_str
     }
     char *old = *value;
     if (free != 0) {
-        values::announce(handle, mem_class, value, sizeof *value);
+        values::notify(handle, mem_class, value, sizeof *value);
         *value = nullptr;
     }
     free_characters(handle, mem_class, old);
@@ -243,7 +243,7 @@ void var_string_from_xml(vela_handle *handle, u_int32 mem_class, const char *pat
     if (*err != 0) {
         return;
     }
-    values::announce(handle, mem_class, count, sizeof *count);
+    values::notify(handle, mem_class, count, sizeof *count);
     *count = static_cast<u_int8>(length);
 }
 
@@ -261,7 +261,7 @@ void char_set(vela_handle *handle, u_int32 mem_class, char *destination, const c
         fail(handle, err, VELA_ENOSPC);
         return;
     }
-    values::announce(handle, mem_class, destination, count);
+    values::notify(handle, mem_class, destination, count);
     memmove(destination, characters, length);
     memset(destination + length, 0, count - length);
 }
@@ -322,7 +322,7 @@ void char_from_xml(vela_handle *handle, u_int32 mem_class, const char *path, vel
         !read_bytes(handle, {path, document, error_text, error_room}, count, &text, &length, err)) {
         return;
     }
-    values::announce(handle, mem_class, value, count);
+    values::notify(handle, mem_class, value, count);
     values::unescape(text, value);
     memset(value + length, 0, count - length);
 }

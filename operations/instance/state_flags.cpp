@@ -46,39 +46,26 @@ static u_int8 *block_for(const structure_descriptor &type, trace::entry untracke
     return block;
 }
 
-static u_int8 *block_for_get(const structure_descriptor &type, const field_descriptor &field, const char *operation,
-                             vela_handle *handle, u_int32 mem_class, void *instance, u_int32 *err) {
-    if (*err != 0) {
-        refuse_access(type, field, operation, handle, instance, err);
-        return nullptr;
-    }
-    clear_last_error(handle);
-    u_int8 *block = block_for(type, trace::structure::non_tracked, handle, mem_class, instance, err);
-    if (block == nullptr) {
-        name_access(type, field, operation, handle, err);
-        return nullptr;
-    }
-    if (!has_field(field, instance)) {
-        refuse_access(type, field, operation, handle, instance, err);
-        return nullptr;
-    }
-    return block;
-}
+enum class flag_access : u_int8 { get, set };
 
-static u_int8 *block_for_set(const structure_descriptor &type, const field_descriptor &field, const char *operation,
-                             vela_handle *handle, u_int32 mem_class, void *instance, u_int32 *err) {
-    if (*err != 0) {
-        refuse_access(type, field, operation, handle, instance, err);
-        return nullptr;
+/** Opens an access by the function {type}_{field}{operation}: its block, or nullptr when it ends here. */
+static u_int8 *open_block(const structure_descriptor &type, const field_descriptor &field, const char *operation,
+                          flag_access access, vela_handle *handle, u_int32 mem_class, void *instance, u_int32 *err) {
+    u_int8 *block = nullptr;
+    if (*err == 0) {
+        clear_last_error(handle);
+        const bool is_set = access == flag_access::set;
+        const trace::entry untracked = is_set ? trace::structure::not_tracked : trace::structure::non_tracked;
+        block = block_for(type, untracked, handle, mem_class, instance, err);
+        if (block == nullptr) {
+            name_access(type, field, operation, handle, err);
+            return nullptr;
+        }
+        if (is_set) {
+            adjust(handle, mem_class, instance, type.latest, err);
+        }
     }
-    clear_last_error(handle);
-    u_int8 *block = block_for(type, trace::structure::not_tracked, handle, mem_class, instance, err);
-    if (block == nullptr) {
-        name_access(type, field, operation, handle, err);
-        return nullptr;
-    }
-    adjust(handle, mem_class, instance, type.latest, err);
-    if (!has_field(field, instance)) {
+    if (block == nullptr || !has_field(field, instance)) {
         refuse_access(type, field, operation, handle, instance, err);
         return nullptr;
     }
@@ -99,7 +86,8 @@ u_int8 state_flag_get(const structure_descriptor &type, u_int32 index, vela_hand
                       const void *instance, u_int32 element, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
     constexpr const char *operation = "_state_flag_get";
-    u_int8 *block = block_for_get(type, field, operation, handle, mem_class, const_cast<void *>(instance), err);
+    u_int8 *block =
+        open_block(type, field, operation, flag_access::get, handle, mem_class, const_cast<void *>(instance), err);
     const u_int8 *byte = block == nullptr ? nullptr : flag_byte(type, field, operation, block, element, handle, err);
     return byte == nullptr ? 0 : *byte;
 }
@@ -108,7 +96,7 @@ void state_flag_set(const structure_descriptor &type, u_int32 index, vela_handle
                     void *instance, u_int32 element, u_int8 flag, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
     constexpr const char *operation = "_state_flag_set";
-    u_int8 *block = block_for_set(type, field, operation, handle, mem_class, instance, err);
+    u_int8 *block = open_block(type, field, operation, flag_access::set, handle, mem_class, instance, err);
     u_int8 *byte = block == nullptr ? nullptr : flag_byte(type, field, operation, block, element, handle, err);
     if (byte != nullptr) {
         store_flag(handle, mem_class, byte, flag);
@@ -118,15 +106,16 @@ void state_flag_set(const structure_descriptor &type, u_int32 index, vela_handle
 u_int8 state_flag_whole_get(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                             const void *instance, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
-    const u_int8 *block =
-        block_for_get(type, field, "_state_flag_whole_get", handle, mem_class, const_cast<void *>(instance), err);
+    const u_int8 *block = open_block(type, field, "_state_flag_whole_get", flag_access::get, handle, mem_class,
+                                     const_cast<void *>(instance), err);
     return block == nullptr ? 0 : block[field.flag_position];
 }
 
 void state_flag_whole_set(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                           void *instance, u_int8 flag, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
-    u_int8 *block = block_for_set(type, field, "_state_flag_whole_set", handle, mem_class, instance, err);
+    u_int8 *block =
+        open_block(type, field, "_state_flag_whole_set", flag_access::set, handle, mem_class, instance, err);
     if (block != nullptr) {
         store_flag(handle, mem_class, block + field.flag_position, flag);
     }
@@ -135,7 +124,7 @@ void state_flag_whole_set(const structure_descriptor &type, u_int32 index, vela_
 void state_flag_get_arr(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                         void *instance, u_int8 **flags, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
-    u_int8 *block = block_for_get(type, field, "_state_flag_get_arr", handle, mem_class, instance, err);
+    u_int8 *block = open_block(type, field, "_state_flag_get_arr", flag_access::get, handle, mem_class, instance, err);
     if (block != nullptr) {
         *flags = block + field.flag_position + 1;
     }
@@ -144,7 +133,7 @@ void state_flag_get_arr(const structure_descriptor &type, u_int32 index, vela_ha
 void state_flag_set_arr(const structure_descriptor &type, u_int32 index, vela_handle *handle, u_int32 mem_class,
                         void *instance, const u_int8 *flags, u_int32 count, u_int32 *err) {
     const field_descriptor &field = type.fields[index];
-    u_int8 *block = block_for_set(type, field, "_state_flag_set_arr", handle, mem_class, instance, err);
+    u_int8 *block = open_block(type, field, "_state_flag_set_arr", flag_access::set, handle, mem_class, instance, err);
     if (block == nullptr) {
         return;
     }

@@ -26,7 +26,7 @@ void set_oid_flag(vela_handle *handle, u_int32 mem_class, void *instance, bool m
     if (wanted == *flags) {
         return;
     }
-    vela_inline::announce(handle, mem_class, flags, 1);
+    vela_inline::notify(handle, mem_class, flags, 1);
     *flags = wanted;
 }
 

@@ -23,7 +23,7 @@ void velalib_update_sttr_offset(vela_handle *handle, u_int32 mem_class, void *in
     if ((*flags & VELA_FLAG_STTR_OFFSET) != 0) {
         return;
     }
-    vela_inline::announce(handle, mem_class, flags, 1);
+    vela_inline::notify(handle, mem_class, flags, 1);
     *flags |= VELA_FLAG_STTR_OFFSET;
 }
 

@@ -10,20 +10,14 @@ namespace ptpcfg {
 namespace {
 
 std::string escaped(char character) {
-    switch (character) {
-        case '"':
-            return "\\\"";
-        case '\\':
-            return "\\\\";
-        case '\n':
-            return "\\n";
-        case '\t':
-            return "\\t";
-        default:
-            char code[8];
-            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(static_cast<unsigned char>(character)));
-            return code;
+    constexpr std::string_view plain = "\"\\\n\t";
+    constexpr std::string_view letters = "\"\\nt";
+    if (const size_t at = plain.find(character); at != std::string_view::npos) {
+        return {'\\', letters[at]};
     }
+    char code[8];
+    std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(static_cast<unsigned char>(character)));
+    return code;
 }
 
 }  // namespace

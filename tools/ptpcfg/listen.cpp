@@ -3,9 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-
+#include "base/file_descriptor.h"
 #include "commands.h"
 #include "failure.h"
 #include "files.h"
@@ -20,42 +18,31 @@ namespace {
 class record_stream {
   public:
     explicit record_stream(const std::string &path) : name_(path == "-" ? "standard output" : path) {
-        file_ = path == "-" ? STDOUT_FILENO : ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-        if (file_ < 0) {
-            throw failure(exit_code::io, path + ": cannot open: " + std::strerror(errno));
+        if (path != "-") {
+            file_ = base::file_descriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666));
+            if (!file_) {
+                fail_io(path, "open");
+            }
         }
     }
-    ~record_stream() {
-        if (file_ != STDOUT_FILENO) {
-            ::close(file_);
-        }
-    }
-    record_stream(const record_stream &) = delete;
-    record_stream &operator=(const record_stream &) = delete;
 
     void add(std::string_view text) {
+        const int file = file_ ? file_.get() : STDOUT_FILENO;
         struct stat status {};
-        const bool is_file = ::fstat(file_, &status) == 0 && S_ISREG(status.st_mode);
-        size_t done = 0;
-        while (done < text.size()) {
-            const ssize_t count = ::write(file_, text.data() + done, text.size() - done);
-            if (count < 0 && errno != EINTR) {
-                const int reason = errno;
-                if (reason == EPIPE && file_ == STDOUT_FILENO) {
-                    throw reader_is_gone();
-                }
-                if (is_file && ::ftruncate(file_, status.st_size) != 0) {
-                    throw failure(exit_code::io, name_ + ": cannot write, and the last record is cut");
-                }
-                throw failure(exit_code::io, name_ + ": cannot write: " + std::strerror(reason));
+        const bool is_file = ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+        try {
+            write_all(file, name_, text);
+        } catch (const failure &) {
+            if (is_file && ::ftruncate(file, status.st_size) != 0) {
+                throw failure(exit_code::io, name_ + ": cannot write, and the last record is cut");
             }
-            done += count > 0 ? static_cast<size_t>(count) : 0;
+            throw;
         }
     }
 
   private:
     std::string name_;
-    int file_;
+    base::file_descriptor file_;  // none: standard output
 };
 
 /** A record as the runtime's recorder writes it: in a <ptp_cfg> with the time. */

@@ -1,4 +1,4 @@
-/** What all inline forms use: forced inlining, the failure path and the announcement of a store. */
+/** What all inline forms use: forced inlining, the failure path and the notice of a store. */
 #ifndef VELALIB_INLINE_BASE_H
 #define VELALIB_INLINE_BASE_H
 
@@ -29,13 +29,13 @@ struct runtime_front {
 }
 
 /** Tells the handle's owner which bytes are about to change. */
-VELA_INLINE void announce(vela_handle *handle, u_int32 mem_class, void *address, size_t length) {
+VELA_INLINE void notify(const vela_handle *handle, u_int32 mem_class, void *address, size_t length) {
     if (handle->pre_write != nullptr) [[unlikely]] {
         handle->pre_write(handle->cookie, address, length, mem_class);
     }
 }
 
-VELA_INLINE void announce_counter(vela_handle *handle, u_int32 mem_class, void *address) {
+VELA_INLINE void notify_counter(vela_handle *handle, u_int32 mem_class, void *address) {
     if (handle->pre_write_counter != nullptr) [[unlikely]] {
         handle->pre_write_counter(handle->cookie, address, 1, mem_class);
     }

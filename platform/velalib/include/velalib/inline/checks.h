@@ -56,7 +56,7 @@ VELA_INLINE const vela_type_info **vela_get_manifested_type_info_ptr_mem(void *i
 
 /** Threads share the static records, so those count atomically; a shared-form copy belongs to one handle. */
 VELA_INLINE void count_object(vela_handle *handle, u_int32 mem_class, const vela_type_info *record, u_int64 *counter) {
-    announce_counter(handle, mem_class, counter);
+    notify_counter(handle, mem_class, counter);
     if (record->shared == 0) {
         __atomic_fetch_add(counter, 1, __ATOMIC_RELAXED);
     } else {

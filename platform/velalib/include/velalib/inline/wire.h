@@ -49,40 +49,43 @@ VELA_INLINE bool fits(vela_handle *handle, u_int32 width, u_int32 room, u_int32 
     return false;
 }
 
-VELA_INLINE u_int32 _vela_instance_variant_marshal(vela_handle *handle, u_int32, u_int8 *buffer, int8 variant,
-                                                   u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_VARIANT, room, err)) {
+/** Writes an item that is a number; returns its bytes. */
+template <typename T>
+VELA_INLINE u_int32 marshal_number(vela_handle *handle, u_int8 *buffer, T value, u_int32 room, u_int32 *err) {
+    if (!fits(handle, sizeof(T), room, err)) {
         return 0;
     }
-    buffer[0] = static_cast<u_int8>(variant);
-    return VELA_WIRE_VARIANT;
+    put<T>(buffer, value);
+    return sizeof(T);
+}
+
+template <typename T>
+VELA_INLINE u_int32 unmarshal_number(vela_handle *handle, const u_int8 *buffer, T *value, u_int32 room, u_int32 *err) {
+    if (!fits(handle, sizeof(T), room, err)) {
+        return 0;
+    }
+    *value = take<T>(buffer);
+    return sizeof(T);
+}
+
+VELA_INLINE u_int32 _vela_instance_variant_marshal(vela_handle *handle, u_int32, u_int8 *buffer, int8 variant,
+                                                   u_int32 room, u_int32 *err) {
+    return marshal_number(handle, buffer, variant, room, err);
 }
 
 VELA_INLINE u_int32 _vela_instance_variant_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, int8 *variant,
                                                      u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_VARIANT, room, err)) {
-        return 0;
-    }
-    *variant = static_cast<int8>(buffer[0]);
-    return VELA_WIRE_VARIANT;
+    return unmarshal_number(handle, buffer, variant, room, err);
 }
 
 VELA_INLINE u_int32 _vela_instance_obj_flag_marshal(vela_handle *handle, u_int32, u_int8 *buffer, u_int8 flag,
                                                     u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_OBJECT_FLAG, room, err)) {
-        return 0;
-    }
-    buffer[0] = flag;
-    return VELA_WIRE_OBJECT_FLAG;
+    return marshal_number(handle, buffer, flag, room, err);
 }
 
 VELA_INLINE u_int32 _vela_instance_obj_flag_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, u_int8 *flag,
                                                       u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_OBJECT_FLAG, room, err)) {
-        return 0;
-    }
-    *flag = buffer[0];
-    return VELA_WIRE_OBJECT_FLAG;
+    return unmarshal_number(handle, buffer, flag, room, err);
 }
 
 VELA_INLINE u_int32 _vela_instance_ra_data_marshal(vela_handle *handle, u_int32, u_int8 *buffer, u_int8 kind,
@@ -107,20 +110,12 @@ VELA_INLINE u_int32 _vela_instance_ra_data_unmarshal(vela_handle *handle, u_int3
 
 VELA_INLINE u_int32 _vela_variant_jump_marshal(vela_handle *handle, u_int32, u_int8 *buffer, u_int32 jump, u_int32 room,
                                                u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_JUMP, room, err)) {
-        return 0;
-    }
-    put<u_int32>(buffer, jump);
-    return VELA_WIRE_JUMP;
+    return marshal_number(handle, buffer, jump, room, err);
 }
 
 VELA_INLINE u_int32 _vela_variant_jump_unmarshal(vela_handle *handle, u_int32, const u_int8 *buffer, u_int32 *jump,
                                                  u_int32 room, u_int32 *err) {
-    if (!fits(handle, VELA_WIRE_JUMP, room, err)) {
-        return 0;
-    }
-    *jump = take<u_int32>(buffer);
-    return VELA_WIRE_JUMP;
+    return unmarshal_number(handle, buffer, jump, room, err);
 }
 
 VELA_INLINE u_int32 _vela_message_header_marshal(vela_handle *handle, u_int32, u_int8 *buffer,
