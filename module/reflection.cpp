@@ -1,5 +1,6 @@
 // Types by name, number and identity, and what they are.
 #include "module/reflection.h"
+#include "operations/core/visit.h"
 
 namespace ptp_cfg {
 
@@ -54,38 +55,41 @@ ptp_cfg_field_class class_of(primitive_class what) {
     }
 }
 
-/** A description that says what follows from the kind alone. */
-ptp_cfg_field_description described_kind(field_kind kind) {
+/** A description that says what follows from the kind of a field or payload. */
+template <class Row>
+ptp_cfg_field_description described(const Row &row) {
     ptp_cfg_field_description out = {};
     out.size = sizeof out;
-    if (is_primitive(kind)) {
-        const primitive_properties &properties = properties_of(kind);
-        out.kind = class_of(properties.what);
-        out.type_name = properties.name;
-        out.wire_width = properties.width;
-        out.element_size = static_cast<u_int8>(properties.size);
-    } else if (kind == field_kind::enumeration) {
-        out.kind = PTP_CFG_FIELD_ENUMERATION;
-        out.wire_width = enumeration_wire_width;
-    } else if (kind == field_kind::structure) {
-        out.kind = PTP_CFG_FIELD_STRUCTURE;
-    } else {
-        out.kind = PTP_CFG_FIELD_TEXT;
-        out.type_name = "var_string";
-    }
+    out.name = row.name;
+    visit_kind(
+        row,
+        [&](const enumeration_descriptor &type) {
+            out.kind = PTP_CFG_FIELD_ENUMERATION;
+            out.wire_width = enumeration_wire_width;
+            out.type_name = type.name;
+            out.type = type_with(&type);
+        },
+        [&](const structure_descriptor &type) {
+            out.kind = PTP_CFG_FIELD_STRUCTURE;
+            out.type_name = type.name;
+            out.type = type_with(&type);
+        },
+        [&](text_kind) {
+            out.kind = PTP_CFG_FIELD_TEXT;
+            out.type_name = "var_string";
+        },
+        [&](auto primitive) {
+            const primitive_properties &properties = properties_of(primitive.kind);
+            out.kind = class_of(properties.what);
+            out.type_name = properties.name;
+            out.wire_width = properties.width;
+            out.element_size = static_cast<u_int8>(properties.size);
+        });
     return out;
 }
 
 void describe_field(const field_descriptor &field, ptp_cfg_field_description *out) {
-    *out = described_kind(field.kind);
-    out->name = field.name;
-    if (field.enumeration != nullptr) {
-        out->type_name = field.enumeration->name;
-        out->type = type_with(field.enumeration);
-    } else if (field.structure != nullptr) {
-        out->type_name = field.structure->name;
-        out->type = type_with(field.structure);
-    }
+    *out = described(field);
     out->capacity = field.capacity;
     out->is_array = field.is_array ? 1 : 0;
     out->is_read_only = field.is_companion ? 1 : 0;
@@ -95,10 +99,7 @@ void describe_field(const field_descriptor &field, ptp_cfg_field_description *ou
 }
 
 void describe_payload(const payload_descriptor &payload, ptp_cfg_field_description *out) {
-    *out = described_kind(payload.kind);
-    out->name = payload.name;
-    out->type_name = payload.name;
-    out->type = type_with(payload.structure);
+    *out = described(payload);
     out->capacity = 1;
     out->doc = payload.structure != nullptr ? payload.structure->doc : "";
 }

@@ -49,11 +49,6 @@ PTP_CFG_INLINE u_int32 all_ones_on_error(const vela_handle *handle, u_int32 coun
     return handle->chained_err != 0 ? 0xFFFFFFFFu : count;
 }
 
-/** Tells the handle's owner which bytes are about to change. */
-PTP_CFG_INLINE void notify(const vela_handle *handle, u_int32 mem_class, void *address, size_t length) {
-    if (handle->pre_write != nullptr) {
-        handle->pre_write(handle->cookie, address, length, mem_class);
-    }
-}
+using vela_inline::notify;  // tells the handle's owner which bytes are about to change
 
 }  // namespace ptp_cfg

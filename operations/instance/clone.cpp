@@ -1,11 +1,9 @@
 // Clone and copy: encode into a work buffer, decode from it, or copy directly where that leaves the same.
 #include "operations/instance/clone.h"
 
-namespace ptp_cfg {
+#include "operations/core/operation_call.h"
 
-static call_name clone_name(const structure_descriptor &type) {
-    return {type.name, nullptr, "clone_internal", "clone_cr"};
-}
+namespace ptp_cfg {
 
 /** Bytes that the encoding of an instance takes for extra data, which structure_len() leaves out. */
 static u_int32 extra_data_len(const structure_descriptor &type, const void *instance) {
@@ -35,30 +33,23 @@ static bool holds_encoding(const structure_descriptor &type, const unrolled_func
 void structure_clone_internal(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                               u_int32 mem_class, const void *source, void **slot, u_int8 *buffer, int32 length,
                               u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, clone_name(type), handle, err);
-        return;
-    }
-    clear_last_error(handle);
-    if (slot == nullptr || buffer == nullptr) {
-        fail_in(clone_name(type), handle, VELA_ENOENT, err,
-                slot == nullptr ? "the slot is null" : "the work buffer is null");
+    operation_call call({type.name, nullptr, "clone_internal", "clone_cr"}, handle, err);
+    if (!call.open(type) || !call.require(slot != nullptr, "the slot is null", VELA_ENOENT) ||
+        !call.require(buffer != nullptr, "the work buffer is null", VELA_ENOENT)) {
         return;
     }
     const bool directly = wire.can_copy_directly(handle, source, length);
-    if (!directly && length >= 1 && !holds_encoding(type, wire, handle, mem_class, source, length)) {
-        fail_in(clone_name(type), handle, VELA_EMSGSIZE, err, "the work buffer is shorter than the encoding");
+    if (!call.require(directly || length < 1 || holds_encoding(type, wire, handle, mem_class, source, length),
+                      "the work buffer is shorter than the encoding", VELA_EMSGSIZE)) {
         return;
     }
     const u_int32 count = directly ? 0 : wire.marshal_for_clone(handle, mem_class, buffer, source, length, err);
     if (*err != 0) {
-        name_failure(clone_name(type), handle, err);
         return;
     }
     if (*slot == nullptr) {
         *slot = wire.create(handle, mem_class);
-        if (*slot == nullptr) {
-            fail_in(clone_name(type), handle, VELA_ENOMEM, err);
+        if (!call.require(*slot != nullptr, nullptr, VELA_ENOMEM)) {
             return;
         }
     }
@@ -68,7 +59,6 @@ void structure_clone_internal(const structure_descriptor &type, const unrolled_f
     }
     wire.unmarshal(handle, mem_class, buffer, *slot, static_cast<int32>(count), 0, err);
     if (*err != 0) {
-        name_failure(clone_name(type), handle, err);
         structure_destroy(type, handle, mem_class, *slot);
         *slot = nullptr;
     }
@@ -91,18 +81,10 @@ void *structure_clone_cr(const structure_descriptor &type, const unrolled_functi
 
 void structure_copy_cr(const structure_descriptor &type, const unrolled_functions &wire, vela_handle *handle,
                        const void *source, void *destination) {
-    if (handle->chained_err != 0) {
-        trace_refused(type, {type.name, nullptr, "copy_cr"}, handle, &handle->chained_err);
-        return;
-    }
-    if (destination == nullptr) {
-        fail_in({type.name, nullptr, "copy_cr"}, handle, VELA_EINVAL, &handle->chained_err, "the destination is null");
-        return;
-    }
-    void *slot = destination;
-    structure_copy(type, wire, handle, handle->chained_mem_class, source, &slot, &handle->chained_err);
-    if (handle->chained_err != 0) {
-        name_failure({type.name, nullptr, "copy_cr"}, handle, &handle->chained_err);
+    operation_call call({type.name, nullptr, "copy_cr"}, handle, &handle->chained_err);
+    if (call.open(type) && call.require(destination != nullptr, "the destination is null")) {
+        void *slot = destination;
+        structure_copy(type, wire, handle, handle->chained_mem_class, source, &slot, &handle->chained_err);
     }
 }
 

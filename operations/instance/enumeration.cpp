@@ -2,23 +2,15 @@
 #include "operations/instance/enumeration.h"
 
 #include "operations/core/counting.h"
+#include "operations/core/operation_call.h"
 
 namespace ptp_cfg {
 
 void *enumeration_create(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class) {
-    const bool chained = handle->chained_mode != 0;
-    if (chained && handle->chained_err != 0) {
-        return type.error_instance;
+    void *instance = allocate(type.name, type.error_instance, enumeration_size, handle, mem_class);
+    if (instance == nullptr || instance == type.error_instance) {
+        return instance;
     }
-    void *instance = handle->alloc(handle->cookie, mem_class, enumeration_size);
-    if (instance == nullptr) {
-        if (!chained) {
-            return nullptr;
-        }
-        fail_in({type.name, nullptr, "create_cr"}, handle, VELA_ENOMEM, &handle->chained_err);
-        return type.error_instance;
-    }
-    memset(instance, 0, enumeration_size);
     u_int32 err = 0;
     const int8 variant = domain_variant(handle, type.type_info, &err);
     store_header(handle, mem_class, instance, {type.type_info, variant, 0, true});
@@ -81,8 +73,8 @@ void refuse_value(const enumeration_descriptor &type, vela_handle *handle, const
     name_failure({type.name, nullptr, "set_value"}, handle, err);
 }
 
-void refuse_call(const enumeration_descriptor &type, const char *operation, vela_handle *handle, u_int32 *err) {
-    const call_name call{type.name, nullptr, operation};
+void refuse_set_value(const enumeration_descriptor &type, vela_handle *handle, u_int32 *err) {
+    const call_name call{type.name, nullptr, "set_value"};
     if (*err != 0) {
         trace_refused(type, call, handle, err);
     } else {
@@ -92,31 +84,15 @@ void refuse_call(const enumeration_descriptor &type, const char *operation, vela
 
 u_int32 enumeration_get_value(const enumeration_descriptor &type, vela_handle *handle, const void *instance,
                               u_int32 *err) {
-    if (*err != 0) {
-        refuse_call(type, "get_value", handle, err);
-        return 0;
-    }
-    clear_last_error(handle);
-    if (instance == nullptr) {
-        refuse_call(type, "get_value", handle, err);
-        return 0;
-    }
-    return *value_of(instance);
+    operation_call call({type.name, nullptr, "get_value"}, handle, err);
+    return call.open(type) && call.require(instance != nullptr, "an instance is null") ? *value_of(instance) : 0;
 }
 
 void enumeration_set(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                      const void *source, u_int32 *err) {
-    if (*err != 0) {
-        refuse_call(type, "set", handle, err);
-        return;
-    }
-    clear_last_error(handle);
-    if (destination == nullptr || source == nullptr) {
-        refuse_call(type, "set", handle, err);
-        return;
-    }
-    if (!enumeration_admits(type, handle, mem_class, destination, *value_of(source), err)) {
-        name_failure({type.name, nullptr, "set"}, handle, err);
+    operation_call call({type.name, nullptr, "set"}, handle, err);
+    if (!call.open(type) || !call.require(destination != nullptr && source != nullptr, "an instance is null") ||
+        !enumeration_admits(type, handle, mem_class, destination, *value_of(source), err)) {
         return;
     }
     notify(handle, mem_class, destination, enumeration_size);

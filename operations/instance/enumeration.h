@@ -40,9 +40,9 @@ PTP_CFG_INLINE bool variant_admits(const u_int32 *thresholds, int8 latest, int8 
 /** Ends a store of a value that the instance's variant does not have: error 43. */
 [[gnu::cold, gnu::noinline]] void refuse_value(const enumeration_descriptor &type, vela_handle *handle,
                                                const void *instance, u_int32 *err);
-/** Ends a call of {type}_{operation}: the word is set, or an instance is null, which is then error 22. */
-[[gnu::cold, gnu::noinline]] void refuse_call(const enumeration_descriptor &type, const char *operation,
-                                              vela_handle *handle, u_int32 *err);
+/** Ends a call of {type}_set_value: the word is set, or the instance is null, which is then error 22. */
+[[gnu::cold, gnu::noinline]] void refuse_set_value(const enumeration_descriptor &type, vela_handle *handle,
+                                                   u_int32 *err);
 
 /** Prepares a store of `value`; false when the instance's variant does not have it. */
 PTP_CFG_INLINE bool enumeration_admits(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
@@ -59,12 +59,12 @@ PTP_CFG_INLINE bool enumeration_admits(const enumeration_descriptor &type, vela_
 PTP_CFG_INLINE void enumeration_set_value(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
                                           void *instance, u_int32 value, u_int32 *err) {
     if (*err != 0) {
-        refuse_call(type, "set_value", handle, err);
+        refuse_set_value(type, handle, err);
         return;
     }
     clear_last_error(handle);
     if (instance == nullptr) {
-        refuse_call(type, "set_value", handle, err);
+        refuse_set_value(type, handle, err);
         return;
     }
     if (!enumeration_admits(type, handle, mem_class, instance, value, err)) {

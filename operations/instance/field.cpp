@@ -1,6 +1,8 @@
 // The ends of accesses that fail, and fields set from instances and texts.
 #include "operations/instance/field.h"
 
+#include "operations/core/visit.h"
+
 namespace ptp_cfg {
 
 call_name accessor_name(const structure_descriptor &type, const field_descriptor &field, const char *operation) {
@@ -45,16 +47,14 @@ void field_set(const structure_descriptor &type, u_int32 index, vela_handle *han
         return;
     }
     u_int8 *value = storage(field, instance, element);
-    if (field.kind == field_kind::enumeration) {
-        enumeration_set(*field.enumeration, handle, mem_class, value, source, err);
-    } else if (field.kind == field_kind::structure) {
-        structure_set(*field.structure, handle, mem_class, value, source, err);
-    } else {
-        visit_primitive(field.kind, [&](auto primitive) {
+    visit_kind(
+        field, [&](const enumeration_descriptor &of) { enumeration_set(of, handle, mem_class, value, source, err); },
+        [&](const structure_descriptor &of) { structure_set(of, handle, mem_class, value, source, err); },
+        [](text_kind) {},  // text_set() has its own accessor
+        [&](auto primitive) {
             using P = decltype(primitive);
             P::set(handle, mem_class, as<typename P::type>(value), static_cast<const typename P::type *>(source), err);
         });
-    }
     finish_set(type, field, operation, handle, mem_class, instance, element, err);
 }
 

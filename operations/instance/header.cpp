@@ -27,6 +27,22 @@ const header_traces message_header_traces = {{},
                                              trace::message::create_varinfo,
                                              trace::message::create_variant};
 
+void *allocate(const char *type, void *error_instance, u_int32 size, vela_handle *handle, u_int32 mem_class) {
+    const bool chained = handle->chained_mode != 0;
+    if (chained && handle->chained_err != 0) {
+        return error_instance;
+    }
+    void *instance = handle->alloc(handle->cookie, mem_class, size);
+    if (instance != nullptr) {
+        return memset(instance, 0, size);
+    }
+    if (chained) {
+        fail_in({type, nullptr, "create_cr"}, handle, VELA_ENOMEM, &handle->chained_err);
+        return error_instance;
+    }
+    return nullptr;
+}
+
 void add_flags(vela_handle *handle, u_int32 mem_class, void *instance, u_int8 flags, bool hooks) {
     u_int8 *byte = &header_of(instance)->flags;
     if (hooks) {

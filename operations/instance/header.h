@@ -24,6 +24,12 @@ extern const header_traces enumeration_header_traces;
 extern const header_traces structure_header_traces;
 extern const header_traces message_header_traces;
 
+/**
+ * Zeroed memory for an instance; nullptr when there is none. A chain that has failed, or fails at this, goes on with the
+ * type's error instance.
+ */
+void *allocate(const char *type, void *error_instance, u_int32 size, vela_handle *handle, u_int32 mem_class);
+
 /** How initialise stores the header of an instance. */
 struct header_values {
     const vela_type_info *type_info;  // the static one of the type

@@ -20,20 +20,10 @@ void *structure_create(const structure_descriptor &type, vela_handle *handle, u_
 }
 
 void *structure_create_internal(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class) {
-    const bool chained = handle->chained_mode != 0;
-    if (chained && handle->chained_err != 0) {
-        return type.error_instance;
+    void *instance = allocate(type.name, type.error_instance, structure_sizeof(type, handle), handle, mem_class);
+    if (instance == nullptr || instance == type.error_instance) {
+        return instance;
     }
-    const u_int32 size = structure_sizeof(type, handle);
-    void *instance = handle->alloc(handle->cookie, mem_class, size);
-    if (instance == nullptr) {
-        if (!chained) {
-            return nullptr;
-        }
-        fail_in({type.name, nullptr, "create_cr"}, handle, VELA_ENOMEM, &handle->chained_err);
-        return type.error_instance;
-    }
-    memset(instance, 0, size);
     u_int32 err = 0;
     structure_initialize(type, handle, mem_class, instance, type.type_info, true, false, 0, nullptr, &err);
     if (err != 0) {
@@ -41,7 +31,7 @@ void *structure_create_internal(const structure_descriptor &type, vela_handle *h
         u_int32 ignored = 0;
         structure_offset_remove(type, handle, mem_class, instance, &ignored);
         handle->free(handle->cookie, mem_class, instance);
-        if (chained) {
+        if (handle->chained_mode != 0) {
             fail_in({type.name, nullptr, "create_cr"}, handle, err, &handle->chained_err, "it cannot be initialised");
         }
         return nullptr;

@@ -1,4 +1,5 @@
 // Reading and writing whole instances.
+#include "operations/core/operation_call.h"
 #include "operations/instance/field.h"
 
 namespace ptp_cfg {
@@ -155,8 +156,8 @@ static void copy_block(const structure_descriptor &type, vela_handle *handle, u_
     u_int8 *to = state_block(handle, mem_class, type, destination);
     const u_int8 *from = state_block(handle, mem_class, type, source);
     if (to == nullptr || from == nullptr) {
-        fail_in({type.name, nullptr, "set"}, handle, VELA_EINVAL, err,
-                to == nullptr ? "the destination is not state tracked" : "the source is not state tracked");
+        fail(handle, VELA_EINVAL, err,
+             to == nullptr ? "the destination is not state tracked" : "the source is not state tracked");
         emit(type.trace, trace::structure::not_tracked);
         return;
     }
@@ -166,14 +167,9 @@ static void copy_block(const structure_descriptor &type, vela_handle *handle, u_
 
 void structure_set(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *destination,
                    const void *source, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "set"}, handle, err);
-        return;
-    }
-    clear_last_error(handle);
-    if (destination == nullptr || source == nullptr) {
-        fail_in({type.name, nullptr, "set"}, handle, VELA_EINVAL, err,
-                destination == nullptr ? "the destination is null" : "the source is null");
+    operation_call call({type.name, nullptr, "set"}, handle, err);
+    if (!call.open(type) || !call.require(destination != nullptr, "the destination is null") ||
+        !call.require(source != nullptr, "the source is null")) {
         return;
     }
     adjust(handle, mem_class, destination, type.latest, err);
@@ -181,8 +177,8 @@ void structure_set(const structure_descriptor &type, vela_handle *handle, u_int3
         return;
     }
     const tracking mode = tracking_of(handle, type);
-    if (!copy_body(type, handle, mem_class, destination, source)) {
-        fail_in({type.name, nullptr, "set"}, handle, VELA_ENOMEM, err, "no memory for a copy of its texts");
+    if (!call.require(copy_body(type, handle, mem_class, destination, source), "no memory for a copy of its texts",
+                      VELA_ENOMEM)) {
         return;
     }
     if (mode == tracking::on) {
@@ -242,11 +238,10 @@ static void get_one(const structure_descriptor &type, const field_descriptor &fi
 
 void structure_get_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *instance,
                        void *const *values, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "get_all"}, handle, err);
+    operation_call call({type.name, nullptr, "get_all"}, handle, err);
+    if (!call.open(type)) {
         return;
     }
-    clear_last_error(handle);
     u_int32 count = 0;
     for (u_int32 i = 0; i < type.field_count; ++i) {
         if (is_value_field(type.fields[i])) {
@@ -255,9 +250,6 @@ void structure_get_all(const structure_descriptor &type, vela_handle *handle, u_
     }
     if (count == 0) {
         require_variant(handle, instance, err);
-    }
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "get_all"}, handle, err);
     }
 }
 
@@ -301,18 +293,14 @@ static u_int32 set_some(const structure_descriptor &type, vela_handle *handle, u
 
 void structure_set_all(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, void *instance,
                        const u_int64 *values, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "set_all"}, handle, err);
+    operation_call call({type.name, nullptr, "set_all"}, handle, err);
+    if (!call.open(type)) {
         return;
     }
-    clear_last_error(handle);
     set_some(type, handle, mem_class, instance, values, false, err);
     if (set_some(type, handle, mem_class, instance, values, true, err) == 0) {
         adjust(handle, mem_class, instance, type.latest, err);
         require_variant(handle, instance, err);
-    }
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "set_all"}, handle, err);
     }
 }
 

@@ -1,18 +1,20 @@
 // Sending a message: its length and its bytes.
+#include "operations/core/operation_call.h"
+#include "operations/core/visit.h"
 #include "operations/message/message.h"
 
 namespace ptp_cfg {
 
 static u_int32 payload_len(const payload_descriptor &type, vela_handle *handle, u_int32 mem_class,
                            const void *payload) {
-    if (type.structure != nullptr) {
-        return structure_len(*type.structure, handle, mem_class, payload);
-    }
-    return visit_primitive(type.kind, [&](auto primitive) {
-        using P = decltype(primitive);
-        return payload == nullptr ? P::width
-                                  : P::len(handle, mem_class, static_cast<const typename P::type *>(payload));
-    });
+    return visit_kind(
+        type,
+        [&](const structure_descriptor &structure) { return structure_len(structure, handle, mem_class, payload); },
+        [&](auto primitive) {
+            using P = decltype(primitive);
+            return payload == nullptr ? P::width
+                                      : P::len(handle, mem_class, static_cast<const typename P::type *>(payload));
+        });
 }
 
 u_int32 message_len(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *message) {
@@ -29,22 +31,16 @@ u_int32 message_len(const message_descriptor &type, vela_handle *handle, u_int32
 
 // ---- marshal -------------------------------------------------------------------------------------------------------------
 
-static call_name marshal_name(const message_descriptor &type) {
-    return {type.type_name, nullptr, "marshal", "marshal_cr"};
-}
-
 /** Whether the handle's domain and its open bundle take the message. */
 static bool admitted(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, u_int32 *err) {
     if (vela_domain_lookup_message_ok(handle, &handle->variant_domain, type.type_info, err) == 0) {
         emit(type.trace, trace::message::domain_refused, type.name, type.type_info->luid_text, handle->domain_name);
         fail(handle, VELA_EDOMAIN, err);
-        name_failure(marshal_name(type), handle, err);
         return false;
     }
     if (handle->bundle_open != nullptr &&
         bundle_message_validate_add(handle, mem_class, type.luid, type.display_name, err) == 0) {
         emit(type.trace, trace::message::bundle_refused, type.name, error_text(*err));
-        name_failure(marshal_name(type), handle, err);
         return false;
     }
     return *err == 0;
@@ -77,16 +73,9 @@ static u_int32 write_body(const message_descriptor &type, const payload_wire &wi
 
 u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
                         u_int32 mem_class, u_int8 *buffer, void *message, u_int32 room, u_int32 *err) {
-    if (*err != 0) {
-        emit(type.trace, trace::message::marshal_error, error_text(*err));
-        return 0;
-    }
-    clear_last_error(handle);
-    if (message == nullptr) {
-        fail_in(marshal_name(type), handle, VELA_EINVAL, err, "the message is null");
-        return 0;
-    }
-    if (!admitted(type, handle, mem_class, err)) {
+    operation_call call({type.type_name, nullptr, "marshal", "marshal_cr"}, handle, err);
+    if (!call.open(type, trace::message::marshal_error) || !call.require(message != nullptr, "the message is null") ||
+        !admitted(type, handle, mem_class, err)) {
         return 0;
     }
     message_instance *instance = static_cast<message_instance *>(message);
@@ -96,12 +85,10 @@ u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire
                                                                                ? u_int32{BITLOG_DEBUG}
                                                                                : u_int32{BITLOG_ERROR}};
         emit(type.trace, failed, type.name, error_text(*err));
-        name_failure(marshal_name(type), handle, err);
         return count;
     }
     if (handle->bundle_open != nullptr && bundle_message_increment_count(handle, type.luid, err) == 0) {
         emit(type.trace, trace::message::bundle_missing, type.name, error_text(*err));
-        name_failure(marshal_name(type), handle, err);
         return count;
     }
     notify(handle, mem_class, &instance->block.length, sizeof instance->block.length);

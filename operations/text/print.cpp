@@ -1,6 +1,9 @@
 // Prints enumerations, structures and messages by their rows.
 #include "operations/text/print.h"
 
+#include "operations/core/operation_call.h"
+#include "operations/core/visit.h"
+
 namespace ptp_cfg {
 
 namespace {
@@ -34,41 +37,41 @@ struct text {
     }
 };
 
-void print_value(text &out, const field_descriptor &field, const void *instance, u_int32 element, u_int32 depth,
+/** Prints what a field, an element or a payload holds; `companion` of a text only. */
+template <class Row>
+void print_value(text &out, const Row &row, const u_int8 *value, const u_int8 *companion, u_int32 depth,
                  const char *label) {
-    const u_int8 *value = storage(field, instance, element);
-    switch (field.kind) {
-        case field_kind::enumeration:
-            out.position += enumeration_print(*field.enumeration, out.handle, out.mem_class, out.here(), depth, label,
-                                              value, out.left(), out.err);
-            break;
-        case field_kind::structure:
-            out.position += structure_print(*field.structure, out.handle, out.mem_class, out.here(), depth, label,
-                                            value, out.left(), out.err);
-            break;
-        case field_kind::var_string:
-            out.position += var_string_print(out.handle, out.mem_class, out.here(), depth, label, as<var_string>(value),
-                                             *at(instance, field.companion_offset), out.left(), out.err);
-            break;
-        default:
-            out.position += visit_primitive(field.kind, [&](auto primitive) {
-                using P = decltype(primitive);
-                return P::print(out.handle, out.mem_class, out.here(), depth, label, as<typename P::type>(value),
-                                out.left(), out.err);
-            });
-    }
+    out.position += visit_kind(
+        row,
+        [&](const enumeration_descriptor &type) {
+            return enumeration_print(type, out.handle, out.mem_class, out.here(), depth, label, value, out.left(),
+                                     out.err);
+        },
+        [&](const structure_descriptor &type) {
+            return structure_print(type, out.handle, out.mem_class, out.here(), depth, label, value, out.left(),
+                                   out.err);
+        },
+        [&](text_kind) {
+            return var_string_print(out.handle, out.mem_class, out.here(), depth, label, as<var_string>(value),
+                                    *companion, out.left(), out.err);
+        },
+        [&](auto primitive) {
+            using P = decltype(primitive);
+            return P::print(out.handle, out.mem_class, out.here(), depth, label, as<typename P::type>(value),
+                            out.left(), out.err);
+        });
 }
 
 void print_field(text &out, const field_descriptor &field, const void *instance, u_int32 depth) {
     if (!field.is_array) {
-        print_value(out, field, instance, 0, depth, field.name);
+        print_value(out, field, storage(field, instance), at(instance, field.companion_offset), depth, field.name);
         return;
     }
     for (u_int32 element = 0; element < field.capacity && *out.err == 0; ++element) {
         char label[label_size];
         label[vela_snprintf(out.handle, out.mem_class, label, label_size - 1, out.err, "%s[%d]", field.name,
                             static_cast<int>(element))] = '\0';
-        print_value(out, field, instance, element, depth, label);
+        print_value(out, field, storage(field, instance, element), nullptr, depth, label);
     }
 }
 
@@ -76,11 +79,10 @@ void print_field(text &out, const field_descriptor &field, const void *instance,
 
 u_int32 enumeration_print(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
                           u_int32 indent, const char *label, const void *instance, u_int32 room, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "print", "print_cr"}, handle, err);
+    operation_call call({type.name, nullptr, "print", "print_cr"}, handle, err);
+    if (!call.open(type)) {
         return 0;
     }
-    clear_last_error(handle);
     text out{handle, mem_class, buffer, room, err};
     out.space(indent);
     out.position += vela_snprintf(handle, mem_class, out.here(), out.left(), err, "%s@%s:", label, type.name);
@@ -90,19 +92,15 @@ u_int32 enumeration_print(const enumeration_descriptor &type, vela_handle *handl
     } else {
         out.words("Enum value out of range");  // without a new line, which tells it from a literal
     }
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "print", "print_cr"}, handle, err);
-    }
     return out.position;
 }
 
 u_int32 structure_print(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
                         u_int32 indent, const char *label, const void *instance, u_int32 room, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "print", "print_cr"}, handle, err);
+    operation_call call({type.name, nullptr, "print", "print_cr"}, handle, err);
+    if (!call.open(type)) {
         return 0;
     }
-    clear_last_error(handle);
     const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 1, 0);
     text out{handle, mem_class, buffer, room, err};
     out.space(indent);
@@ -123,21 +121,13 @@ u_int32 structure_print(const structure_descriptor &type, vela_handle *handle, u
     // characters on, behind whatever the caller's buffer holds there. The distance is part of the text's form.
     out.position += vela_print_space(handle, mem_class, buffer, indent, out.left(), err);
     out.line("}");
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "print", "print_cr"}, handle, err);
-    }
     return out.position;
 }
 
 u_int32 message_print(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
                       const void *message, u_int32 room, u_int32 *err) {
-    if (*err != 0) {
-        emit(type.trace, trace::message::print_error, strerror(static_cast<int>(*err)));
-        return 0;
-    }
-    clear_last_error(handle);
-    if (message == nullptr) {
-        fail_in({type.type_name, nullptr, "print", "print_cr"}, handle, VELA_EINVAL, err, "the message is null");
+    operation_call call({type.type_name, nullptr, "print", "print_cr"}, handle, err);
+    if (!call.open(type, trace::message::print_error) || !call.require(message != nullptr, "the message is null")) {
         return 0;
     }
     text out{handle, mem_class, buffer, room, err};
@@ -150,23 +140,11 @@ u_int32 message_print(const message_descriptor &type, vela_handle *handle, u_int
             break;
         }
         const payload_descriptor &payload = type.payloads[i];
-        const void *value = instance->payload[i];
-        if (payload.structure != nullptr) {
-            out.position += structure_print(*payload.structure, handle, mem_class, out.here(), indent_step,
-                                            payload.name, value, out.left(), err);
-        } else {
-            out.position += visit_primitive(payload.kind, [&](auto primitive) {
-                using P = decltype(primitive);
-                return P::print(handle, mem_class, out.here(), indent_step, payload.name,
-                                static_cast<const typename P::type *>(value), out.left(), err);
-            });
-        }
+        print_value(out, payload, static_cast<const u_int8 *>(instance->payload[i]), nullptr, indent_step,
+                    payload.name);
     }
     out.space(0);
     out.line("}");
-    if (*err != 0) {
-        name_failure({type.type_name, nullptr, "print", "print_cr"}, handle, err);
-    }
     return out.position;
 }
 

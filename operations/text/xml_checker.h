@@ -2,6 +2,7 @@
 // xml_strict_values.cpp those of values.
 #pragma once
 
+#include "operations/core/visit.h"
 #include "operations/instance/field.h"
 #include "operations/text/nearest_name.h"
 #include "operations/text/xml_strict.h"
@@ -59,7 +60,7 @@ class xml_checker {
     const char *text_of(u_int32 element) const { return xml_element_text(source_.document, element); }
 
     void child(const structure_descriptor &type, const void *instance, u_int32 element, u_int32 index, u_int32 count);
-    void value(field_kind kind, const char *name, u_int32 element, bool is_address);
+    void value(const char *type_name, const char *name, u_int32 element, bool is_address);
     bool holds_byte_list(const structure_descriptor &type, u_int32 element);
     void missing(const structure_descriptor &type, const void *instance, u_int32 element, const u_int16 *counts);
     void number(const enumeration_descriptor &type, const void *instance, u_int32 element, const trimmed &text);

@@ -1,4 +1,6 @@
 // Reads XML: what is absent stays, what is unknown is skipped; strict documents are compared first.
+#include "operations/core/operation_call.h"
+#include "operations/core/visit.h"
 #include "operations/instance/field.h"
 #include "operations/text/xml.h"
 #include "operations/text/xml_location.h"
@@ -45,30 +47,30 @@ void parse_structure(const xml_parse &parse, const structure_descriptor &type, c
                      void *instance);
 bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8 *value, const xml_location &location);
 
-void parse_value(const xml_parse &parse, const field_descriptor &field, void *instance, u_int32 element,
+/** Reads what a field, an element or a payload holds; `companion` of a text only. */
+template <class Row>
+void parse_value(const xml_parse &parse, const Row &row, u_int8 *value, u_int8 *companion,
                  const xml_location &location) {
+    const xml_source &source = parse.source;
+    visit_kind(
+        row, [&](const enumeration_descriptor &type) { parse_enumeration(parse, type, location, value); },
+        [&](const structure_descriptor &type) { parse_structure(parse, type, location, value); },
+        [&](text_kind) {
+            var_string_from_xml(parse.handle, parse.mem_class, location.path_to_read(), source.document,
+                                as<var_string>(value), companion, parse.err, source.error_text, source.error_room);
+        },
+        [&](auto primitive) {
+            using P = decltype(primitive);
+            P::from_xml(parse.handle, parse.mem_class, location.path_to_read(), source.document,
+                        as<typename P::type>(value), parse.err, source.error_text, source.error_room);
+        });
+}
+
+void parse_element(const xml_parse &parse, const field_descriptor &field, void *instance, u_int32 element,
+                   const xml_location &location) {
     u_int8 *value = storage(field, instance, element);
-    switch (field.kind) {
-        case field_kind::enumeration:
-            parse_enumeration(parse, *field.enumeration, location, value);
-            break;
-        case field_kind::structure:
-            parse_structure(parse, *field.structure, location, value);
-            break;
-        case field_kind::var_string:
-            var_string_from_xml(parse.handle, parse.mem_class, location.path_to_read(), parse.source.document,
-                                as<var_string>(value), at(instance, field.companion_offset), parse.err,
-                                parse.source.error_text, parse.source.error_room);
-            break;
-        default:
-            if (parse_address(parse, field, value, location)) {
-                return;
-            }
-            visit_primitive(field.kind, [&](auto primitive) {
-                using P = decltype(primitive);
-                P::from_xml(parse.handle, parse.mem_class, location.path_to_read(), parse.source.document,
-                            as<typename P::type>(value), parse.err, parse.source.error_text, parse.source.error_room);
-            });
+    if (!parse_address(parse, field, value, location)) {
+        parse_value(parse, field, value, at(instance, field.companion_offset), location);
     }
 }
 
@@ -88,14 +90,14 @@ void parse_field(const xml_parse &parse, const field_descriptor &field, void *in
         return;
     }
     if (!field.is_array) {
-        parse_value(parse, field, instance, 0, location);
+        parse_element(parse, field, instance, 0, location);
     }
     for (u_int32 element = 0; field.is_array && element < field.capacity && *parse.err == 0; ++element) {
         location.go_to(element + 1);
         if (!location.fits()) {
             break;
         }
-        parse_value(parse, field, instance, element, location);
+        parse_element(parse, field, instance, element, location);
     }
     if (*parse.err == VELA_ENOENT) {
         *parse.err = 0;
@@ -130,9 +132,9 @@ void parse_number(const xml_parse &parse, const xml_location &location, void *in
 
 /** Reads an address that is written as one; false when it is a number. */
 bool parse_address(const xml_parse &parse, const field_descriptor &field, u_int8 *value, const xml_location &location) {
-    const char *text = parse.text_for(VELA_XML_SHORT_FORMS, location);
+    const char *text = is_ipv4_number(field) ? parse.text_for(VELA_XML_SHORT_FORMS, location) : nullptr;
     u_int32 number = 0;
-    if (text == nullptr || !is_ipv4_number(field) || !read_ipv4_number(text, &number)) {
+    if (text == nullptr || !read_ipv4_number(text, &number)) {
         return false;
     }
     using P = primitive_traits<field_kind::u_int32>;
@@ -220,12 +222,8 @@ void parse_structure(const xml_parse &parse, const structure_descriptor &type, c
 
 void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handle, const char *path,
                           const xml_source &source, void *instance, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "from_xml"}, handle, err);
-        return;
-    }
-    if (instance == nullptr) {
-        fail_in({type.name, nullptr, "from_xml"}, handle, VELA_EINVAL, err, "the instance is null");
+    operation_call call({type.name, nullptr, "from_xml"}, handle, err);
+    if (!call.open(type) || !call.require(instance != nullptr, "the instance is null")) {
         return;
     }
     xml_path steps(path);
@@ -234,15 +232,12 @@ void enumeration_from_xml(const enumeration_descriptor &type, vela_handle *handl
         admits_enumeration(type, handle, source, instance, location.number(), err)) {
         parse_enumeration({handle, 0, source, err}, type, location, instance);
     }
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "from_xml"}, handle, err);
-    }
 }
 
 void structure_from_xml(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *path,
                         const xml_source &source, void *instance, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "from_xml"}, handle, err);
+    operation_call call({type.name, nullptr, "from_xml"}, handle, err);
+    if (!call.open(type)) {
         return;
     }
     xml_path steps(path);
@@ -250,9 +245,6 @@ void structure_from_xml(const structure_descriptor &type, vela_handle *handle, u
     if (location.number() == 0 || instance == nullptr || !is_read_strictly(source.document) ||
         admits_structure(type, handle, source, instance, location.number(), err)) {
         parse_structure({handle, mem_class, source, err}, type, location, instance);
-    }
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "from_xml"}, handle, err);
     }
 }
 
@@ -263,19 +255,10 @@ static void parse_payload(const xml_parse &parse, const payload_descriptor &payl
     xml_path steps(path);
     const xml_location found = element != 0 ? xml_location(parse.source.document, element, steps)
                                             : xml_location(parse.source.document, path, steps);
-    if (payload.structure != nullptr) {
-        parse_structure(parse, *payload.structure, found, value);
-        if (*parse.err != 0) {
-            name_failure({payload.structure->name, nullptr, "from_xml"}, parse.handle, parse.err);
-        }
-        return;
+    parse_value(parse, payload, static_cast<u_int8 *>(value), nullptr, found);
+    if (*parse.err != 0 && payload.structure != nullptr) {
+        name_failure({payload.structure->name, nullptr, "from_xml"}, parse.handle, parse.err);
     }
-    visit_primitive(payload.kind, [&](auto primitive) {
-        using P = decltype(primitive);
-        P::from_xml(parse.handle, parse.mem_class, found.path_to_read(), parse.source.document,
-                    static_cast<typename P::type *>(value), parse.err, parse.source.error_text,
-                    parse.source.error_room);
-    });
 }
 
 /** Reads what there is. A payload that is not in the document keeps its defaults. */
@@ -303,14 +286,12 @@ static void parse_payloads_strictly(const xml_parse &parse, const message_descri
 
 void *message_from_xml(const message_descriptor &type, const payload_wire &wire, vela_handle *handle, u_int32 mem_class,
                        const xml_source &source, u_int32 *err) {
-    if (*err != 0) {
-        emit(type.trace, trace::message::from_xml_error, strerror(static_cast<int>(*err)));
+    operation_call call({type.type_name, nullptr, "from_xml"}, handle, err);
+    if (!call.open(type, trace::message::from_xml_error)) {
         return nullptr;
     }
-    clear_last_error(handle);
     message_instance *message = static_cast<message_instance *>(message_create(type, wire, handle, mem_class));
-    if (message == nullptr) {
-        fail_in({type.type_name, nullptr, "from_xml"}, handle, VELA_ENOMEM, err);
+    if (!call.require(message != nullptr, nullptr, VELA_ENOMEM)) {
         return nullptr;
     }
     const xml_parse parse{handle, mem_class, source, err};
@@ -322,9 +303,6 @@ void *message_from_xml(const message_descriptor &type, const payload_wire &wire,
     } else {
         parse_payloads(parse, type, *message);
         // After a failure the message stays with the handle's allocator: callers of this operation never destroy it.
-    }
-    if (*err != 0) {
-        name_failure({type.type_name, nullptr, "from_xml"}, handle, err);
     }
     return *err == 0 ? message : nullptr;
 }

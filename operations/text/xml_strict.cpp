@@ -79,13 +79,11 @@ void xml_checker::child(const structure_descriptor &type, const void *instance, 
         return;
     }
     const void *stored = storage(field, instance, count - 1);
-    if (field.kind == field_kind::structure) {
-        structure(*field.structure, stored, element);
-    } else if (field.kind == field_kind::enumeration) {
-        enumeration(*field.enumeration, stored, element);
-    } else {
-        value(field.kind, field.name, element, is_ipv4_number(field));
-    }
+    visit_kind(
+        field, [&](const structure_descriptor &of) { structure(of, stored, element); },
+        [&](const enumeration_descriptor &of) { enumeration(of, stored, element); },
+        [&](text_kind) { value("var_string", field.name, element, false); },
+        [&](auto primitive) { value(properties_of(primitive.kind).name, field.name, element, is_ipv4_number(field)); });
 }
 
 void xml_checker::missing(const structure_descriptor &type, const void *instance, u_int32 element,
@@ -175,11 +173,9 @@ void xml_checker::payload(const message_descriptor &type, const message_instance
             return;
         }
         payloads[i] = element;
-        if (payload.structure != nullptr) {
-            structure(*payload.structure, message.payload[i], element);
-        } else {
-            value(payload.kind, payload.name, element, false);
-        }
+        visit_kind(
+            payload, [&](const structure_descriptor &of) { structure(of, message.payload[i], element); },
+            [&](auto primitive) { value(properties_of(primitive.kind).name, payload.name, element, false); });
         return;
     }
     unknown(element, "element in", type.name, nearest);
@@ -214,34 +210,30 @@ bool is_read_strictly(const vela_xml_document *document) {
     return false;
 }
 
-bool admits_enumeration(const enumeration_descriptor &type, vela_handle *handle, const xml_source &source,
-                        const void *instance, u_int32 element, u_int32 *err) {
+/** Whether check(checker) finds no fault. */
+template <class Check>
+static bool admits(const xml_source &source, vela_handle *handle, u_int32 *err, Check &&check) {
     if constexpr (has_own_runtime) {
-        xml_checker check(source);
-        check.enumeration(type, instance, element);
-        return check.finish(handle, err);
+        xml_checker checker(source);
+        check(checker);
+        return checker.finish(handle, err);
     }
     return true;
+}
+
+bool admits_enumeration(const enumeration_descriptor &type, vela_handle *handle, const xml_source &source,
+                        const void *instance, u_int32 element, u_int32 *err) {
+    return admits(source, handle, err, [&](auto &checker) { checker.enumeration(type, instance, element); });
 }
 
 bool admits_structure(const structure_descriptor &type, vela_handle *handle, const xml_source &source,
                       const void *instance, u_int32 element, u_int32 *err) {
-    if constexpr (has_own_runtime) {
-        xml_checker check(source);
-        check.structure(type, instance, element);
-        return check.finish(handle, err);
-    }
-    return true;
+    return admits(source, handle, err, [&](auto &checker) { checker.structure(type, instance, element); });
 }
 
 bool admits_message(const message_descriptor &type, vela_handle *handle, const xml_source &source,
                     const message_instance &message, u_int32 *payloads, u_int32 *err) {
-    if constexpr (has_own_runtime) {
-        xml_checker check(source);
-        check.message(type, message, payloads);
-        return check.finish(handle, err);
-    }
-    return true;
+    return admits(source, handle, err, [&](auto &checker) { checker.message(type, message, payloads); });
 }
 
 }  // namespace ptp_cfg

@@ -71,7 +71,7 @@ void xml_checker::enumeration(const enumeration_descriptor &type, const void *in
 
 // ---- values ---------------------------------------------------------------------------------------------------------
 
-void xml_checker::value(field_kind kind, const char *name, u_int32 element, bool is_address) {
+void xml_checker::value(const char *type_name, const char *name, u_int32 element, bool is_address) {
     attributes(element, "state");
     if (const u_int32 inner = xml_first_child(source_.document, element)) {
         fault(inner, VELA_EINVAL, "unknown element; a value is wanted in <%s>", name);
@@ -83,7 +83,6 @@ void xml_checker::value(field_kind kind, const char *name, u_int32 element, bool
         return;
     }
     char reason[longest_reason];
-    const char *type_name = is_primitive(kind) ? properties_of(kind).name : "var_string";
     const u_int32 result = xml_check_value(type_name, text_of(element), reason, sizeof reason);
     if (result != VELA_OK && may_be_dotted) {
         const trimmed text(text_of(element));

@@ -1,4 +1,6 @@
 // Writes enumerations, structures and messages as XML by their rows.
+#include "operations/core/operation_call.h"
+#include "operations/core/visit.h"
 #include "operations/instance/field.h"
 #include "operations/text/xml.h"
 
@@ -22,41 +24,39 @@ struct xml_output {
     void end(const char *name) { position += end_tag(handle, mem_class, here(), name, left(), err); }
 };
 
-void render_value(xml_output &out, const field_descriptor &field, const void *instance, u_int32 element,
-                  u_int8 state_flag) {
-    const u_int8 *value = storage(field, instance, element);
-    switch (field.kind) {
-        case field_kind::enumeration:
+/** Renders what a field, an element or a payload holds; `companion` of a text only. */
+template <class Row>
+void render_value(xml_output &out, const Row &row, const u_int8 *value, const u_int8 *companion, u_int8 state_flag) {
+    out.position += visit_kind(
+        row,
+        [&](const enumeration_descriptor &type) {
             // The state flag of an enumeration field is not written: its element always opens with flag 0.
-            out.position += enumeration_to_xml(*field.enumeration, out.handle, out.mem_class, field.name, out.here(),
-                                               value, out.left(), out.err);
-            break;
-        case field_kind::structure:
-            out.position += structure_to_xml(*field.structure, out.handle, out.mem_class, field.name, out.here(), value,
-                                             out.left(), state_flag, out.err);
-            break;
-        case field_kind::var_string:
-            out.position += var_string_to_xml(out.handle, out.mem_class, field.name, out.here(), as<var_string>(value),
-                                              *at(instance, field.companion_offset), out.left(), state_flag, out.err);
-            break;
-        default:
-            out.position += visit_primitive(field.kind, [&](auto primitive) {
-                using P = decltype(primitive);
-                return P::to_xml(out.handle, out.mem_class, field.name, out.here(), as<typename P::type>(value),
-                                 out.left(), state_flag, out.err);
-            });
-    }
+            return enumeration_to_xml(type, out.handle, out.mem_class, row.name, out.here(), value, out.left(),
+                                      out.err);
+        },
+        [&](const structure_descriptor &type) {
+            return structure_to_xml(type, out.handle, out.mem_class, row.name, out.here(), value, out.left(),
+                                    state_flag, out.err);
+        },
+        [&](text_kind) {
+            return var_string_to_xml(out.handle, out.mem_class, row.name, out.here(), as<var_string>(value), *companion,
+                                     out.left(), state_flag, out.err);
+        },
+        [&](auto primitive) {
+            using P = decltype(primitive);
+            return P::to_xml(out.handle, out.mem_class, row.name, out.here(), as<typename P::type>(value), out.left(),
+                             state_flag, out.err);
+        });
 }
 
 }  // namespace
 
 u_int32 enumeration_to_xml(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *name,
                            char *buffer, const void *instance, u_int32 room, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "to_xml", "toxml_cr"}, handle, err);
+    operation_call call({type.name, nullptr, "to_xml", "toxml_cr"}, handle, err);
+    if (!call.open(type)) {
         return 0;
     }
-    clear_last_error(handle);
     xml_output out{handle, mem_class, buffer, room, err};
     out.start(name, 0);
     constexpr size_t text_size = 160;
@@ -67,19 +67,15 @@ u_int32 enumeration_to_xml(const enumeration_descriptor &type, vela_handle *hand
                                                               "<%s value out of range/>", type.name);
     out.position += xml_enum_print(handle, mem_class, out.here(), text, out.left(), length, err);
     out.end(name);
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "to_xml", "toxml_cr"}, handle, err);
-    }
     return out.position;
 }
 
 u_int32 structure_to_xml(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const char *name,
                          char *buffer, const void *instance, u_int32 room, u_int8 state_flag, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "to_xml", "toxml_cr"}, handle, err);
+    operation_call call({type.name, nullptr, "to_xml", "toxml_cr"}, handle, err);
+    if (!call.open(type)) {
         return 0;
     }
-    clear_last_error(handle);
     const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 1, 0);
     const bool tracked = tracking_of(handle, type) == tracking::on;
     xml_output out{handle, mem_class, buffer, room, err};
@@ -95,7 +91,7 @@ u_int32 structure_to_xml(const structure_descriptor &type, vela_handle *handle, 
             const u_int8 flag =
                 flagged ? state_flag_get(type, i, handle, mem_class, instance, element, err) : u_int8{0};
             if (*err == 0) {
-                render_value(out, field, instance, element, flag);
+                render_value(out, field, storage(field, instance, element), at(instance, field.companion_offset), flag);
             }
         }
     }
@@ -108,36 +104,20 @@ u_int32 structure_to_xml(const structure_descriptor &type, vela_handle *handle, 
 
 u_int32 message_to_xml(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
                        const void *message, u_int32 room, u_int32 *err) {
-    if (*err != 0) {
-        emit(type.trace, trace::message::to_xml_error, strerror(static_cast<int>(*err)));
-        return 0;
-    }
-    clear_last_error(handle);
-    if (message == nullptr) {
-        fail_in({type.type_name, nullptr, "to_xml", "toxml_cr"}, handle, VELA_EINVAL, err, "the message is null");
+    operation_call call({type.type_name, nullptr, "to_xml", "toxml_cr"}, handle, err);
+    if (!call.open(type, trace::message::to_xml_error) || !call.require(message != nullptr, "the message is null")) {
         return 0;
     }
     const message_instance *instance = static_cast<const message_instance *>(message);
     xml_output out{handle, mem_class, buffer, room, err};
     out.start(type.name, 0);
     for (u_int32 i = 0; i < type.payload_count && *err == 0; ++i) {
-        const payload_descriptor &payload = type.payloads[i];
-        const void *value = instance->payload[i];
-        if (payload.structure != nullptr) {
-            out.position += structure_to_xml(*payload.structure, handle, mem_class, payload.name, out.here(), value,
-                                             out.left(), 0, err);
-        } else if (value != nullptr) {
-            out.position += visit_primitive(payload.kind, [&](auto primitive) {
-                using P = decltype(primitive);
-                return P::to_xml(handle, mem_class, payload.name, out.here(),
-                                 static_cast<const typename P::type *>(value), out.left(), 0, err);
-            });
+        const u_int8 *value = static_cast<const u_int8 *>(instance->payload[i]);
+        if (value != nullptr || type.payloads[i].structure != nullptr) {
+            render_value(out, type.payloads[i], value, nullptr, 0);
         }
     }
     out.end(type.name);
-    if (*err != 0) {
-        name_failure({type.type_name, nullptr, "to_xml", "toxml_cr"}, handle, err);
-    }
     return out.position;
 }
 

@@ -1,8 +1,8 @@
 // Wire format of enumerations and structures.
 //
-// One reference path handles every variant, tracking mode, short buffer and error, in the required order. An unrolled path
-// (unrolled/encode_decode.h) handles the common case, a versioned one (unrolled/versioned.h) older variants and state flags; both hand over to
-// the reference one where something does not fit.
+// One reference path handles every variant, tracking mode, short buffer and error, in the required order. An unrolled
+// path handles the common case, a versioned one older variants and state flags (unrolled/paths.h); both hand over to the
+// reference one where something does not fit.
 #pragma once
 
 #include "operations/core/tracking.h"

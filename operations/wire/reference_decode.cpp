@@ -1,4 +1,5 @@
 // The reference path of unmarshal. Bytes come from outside: nothing that they claim is believed before it is checked.
+#include "operations/core/operation_call.h"
 #include "operations/wire/reference.h"
 
 namespace ptp_cfg {
@@ -141,6 +142,8 @@ u_int32 read_value(unmarshal_call &call, const field_descriptor &field, void *in
             return read_enumeration(call, *field.enumeration, in.here(), value, in.left());
         case field_kind::structure:
             return read_structure(call, *field.structure, in.here(), value, in.left());
+        case field_kind::var_string:
+            return read_text(call, field, instance, in);
         default:
             return visit_primitive(field.kind, [&](auto primitive) {
                 using P = decltype(primitive);
@@ -157,12 +160,8 @@ void read_fields(unmarshal_call &call, const structure_descriptor &type, void *i
         if (static_cast<int>(field.since) > variant) {
             continue;
         }
-        if (field.kind == field_kind::var_string) {
-            in.position += read_text(call, field, instance, in);
-        } else {
-            for (u_int32 element = 0; element < field.capacity; ++element) {
-                in.position += read_value(call, field, instance, element, in);
-            }
+        for (u_int32 element = 0; element < field.capacity; ++element) {
+            in.position += read_value(call, field, instance, element, in);
         }
         if (target.present && field.flag_position != no_flag) {
             read_flags(in, field, target);
@@ -219,36 +218,22 @@ u_int32 positive(int32 length) { return length < 0 ? 0 : static_cast<u_int32>(le
 
 u_int32 enumeration_unmarshal(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class,
                               const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err) {
-    if (*err != 0 || instance == nullptr) {
-        refuse_call(type, "unmarshal", handle, err);
+    operation_call operation({type.name, nullptr, "unmarshal"}, handle, err);
+    if (!operation.open(type) || !operation.require(instance != nullptr, "an instance is null")) {
         return 0;
     }
-    clear_last_error(handle);
     unmarshal_call call{handle, mem_class, mode, err};
-    const u_int32 count = read_enumeration(call, type, buffer, instance, positive(length));
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "unmarshal"}, handle, err);
-    }
-    return count;
+    return read_enumeration(call, type, buffer, instance, positive(length));
 }
 
 u_int32 structure_unmarshal_reference(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
                                       const u_int8 *buffer, void *instance, int32 length, u_int32 mode, u_int32 *err) {
-    if (*err != 0) {
-        trace_refused(type, {type.name, nullptr, "unmarshal"}, handle, err);
-        return 0;
-    }
-    clear_last_error(handle);
-    if (instance == nullptr) {
-        fail_in({type.name, nullptr, "unmarshal"}, handle, VELA_EINVAL, err, "the instance is null");
+    operation_call operation({type.name, nullptr, "unmarshal"}, handle, err);
+    if (!operation.open(type) || !operation.require(instance != nullptr, "the instance is null")) {
         return 0;
     }
     unmarshal_call call{handle, mem_class, mode, err};
-    const u_int32 count = read_structure(call, type, buffer, instance, positive(length));
-    if (*err != 0) {
-        name_failure({type.name, nullptr, "unmarshal"}, handle, err);
-    }
-    return count;
+    return read_structure(call, type, buffer, instance, positive(length));
 }
 
 }  // namespace ptp_cfg

@@ -1,4 +1,6 @@
 // The reference path of marshal, and len.
+#include "operations/core/operation_call.h"
+#include "operations/core/visit.h"
 #include "operations/wire/reference.h"
 
 namespace ptp_cfg {
@@ -161,16 +163,13 @@ u_int32 write_structure(marshal_call &call, const structure_descriptor &type, u_
     return out.position;
 }
 
-/** Ends a call that failed: an instance newer than its domain is an error where there is no other. */
-[[gnu::cold, gnu::noinline]] void end_failed(const marshal_call &call, const call_name &name) {
+/** An instance newer than its domain is an error where there is no other. */
+[[gnu::cold, gnu::noinline]] void report_newer(const marshal_call &call) {
     if (*call.err == 0) {
         fail_epoch(call.handle, call.newer, call.err, "the instance's variant is newer than the handle's domain");
         name_failure({call.newer_type, nullptr, "marshal"}, call.handle, call.err);
     }
-    name_failure(name, call.handle, call.err);
 }
-
-bool has_failed(const marshal_call &call) { return *call.err != 0 || call.newer != nullptr; }
 
 u_int32 positive(int32 room) { return room < 0 ? 0 : static_cast<u_int32>(room); }
 
@@ -178,19 +177,14 @@ u_int32 positive(int32 room) { return room < 0 ? 0 : static_cast<u_int32>(room);
 
 u_int32 enumeration_marshal(const enumeration_descriptor &type, vela_handle *handle, u_int32 mem_class, u_int8 *buffer,
                             const void *instance, int32 room, u_int32 *err) {
-    if (*err != 0) {
-        refuse_call(type, "marshal", handle, err);
-        return 0;
-    }
-    clear_last_error(handle);
-    if (instance == nullptr) {
-        refuse_call(type, "marshal", handle, err);
+    operation_call operation({type.name, nullptr, "marshal"}, handle, err);
+    if (!operation.open(type) || !operation.require(instance != nullptr, "an instance is null")) {
         return 0;
     }
     marshal_call call{handle, mem_class, err};
     const u_int32 count = write_enumeration(call, type, buffer, instance, positive(room));
-    if (has_failed(call)) {
-        end_failed(call, {type.name, nullptr, "marshal"});
+    if (call.newer != nullptr) {
+        report_newer(call);
     }
     return count;
 }
@@ -198,18 +192,15 @@ u_int32 enumeration_marshal(const enumeration_descriptor &type, vela_handle *han
 u_int32 structure_marshal_reference(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class,
                                     u_int8 *buffer, const void *instance, int32 room, domain_check check,
                                     u_int32 *err) {
-    const auto name = [&]() -> call_name {
-        return {type.name, nullptr, check == domain_check::always ? "marshal" : "marshal_for_clone"};
-    };
-    if (*err != 0) {
-        trace_refused(type, name(), handle, err);
+    const bool checks = check == domain_check::always;
+    operation_call operation({type.name, nullptr, checks ? "marshal" : "marshal_for_clone"}, handle, err);
+    if (!operation.open(type)) {
         return 0;
     }
-    clear_last_error(handle);
     marshal_call call{handle, mem_class, err};
-    const u_int32 count = write_structure(call, type, buffer, instance, positive(room), check == domain_check::always);
-    if (has_failed(call)) {
-        end_failed(call, name());
+    const u_int32 count = write_structure(call, type, buffer, instance, positive(room), checks);
+    if (call.newer != nullptr) {
+        report_newer(call);
     }
     return count;
 }
@@ -219,19 +210,16 @@ u_int32 structure_marshal_reference(const structure_descriptor &type, vela_handl
 static u_int32 value_len(const field_descriptor &field, vela_handle *handle, u_int32 mem_class, const void *instance,
                          u_int32 element) {
     const u_int8 *value = storage(field, instance, element);
-    switch (field.kind) {
-        case field_kind::enumeration:
-            return enumeration_wire_width;
-        case field_kind::structure:
-            return structure_len(*field.structure, handle, mem_class, value);
-        case field_kind::var_string:
+    return visit_kind(
+        field, [](const enumeration_descriptor &) { return enumeration_wire_width; },
+        [&](const structure_descriptor &type) { return structure_len(type, handle, mem_class, value); },
+        [&](text_kind) {
             return var_string_len(handle, mem_class, as<var_string>(value), *at(instance, field.companion_offset));
-        default:
-            return visit_primitive(field.kind, [&](auto primitive) {
-                using P = decltype(primitive);
-                return P::len(handle, mem_class, as<typename P::type>(value));
-            });
-    }
+        },
+        [&](auto primitive) {
+            using P = decltype(primitive);
+            return P::len(handle, mem_class, as<typename P::type>(value));
+        });
 }
 
 u_int32 structure_len(const structure_descriptor &type, vela_handle *handle, u_int32 mem_class, const void *instance) {
