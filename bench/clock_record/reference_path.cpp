@@ -1,7 +1,6 @@
 // The clock record by the same C functions on handles that keep to the reference path: they have a domain that names a type
 // which does not exist, and so changes nothing, and a hook that does nothing.
 #define BENCH_INLINE_FORMS
-#include "records/clock.h"
 #include "records/record.h"
 
 namespace bench {

@@ -1,17 +1,9 @@
 // The clock record under handles that track the state of fields: state flags travel too.
 #define BENCH_INLINE_FORMS
-#include "records/clock.h"
 #include "records/record.h"
 
 namespace bench {
 namespace {
-
-vela_handle *make_tracking_handle() {
-    vela_handle_options options{};
-    options.size = sizeof options;
-    options.tracking = VELA_STTR_ON;
-    return make_handle(&options);
-}
 
 record_fixture<clock_record<>> &own() {
     static record_fixture<clock_record<>> it(make_tracking_handle(), make_tracking_handle());

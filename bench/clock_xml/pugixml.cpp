@@ -19,7 +19,10 @@ class builder {
             leaf(name).text().set(static_cast<int>(value));
         }
     }
-    void choice(const char *name, u_int32 value, const literals &all) { leaf(name).append_child(all[value].c_str()); }
+    template <class Enumeration>
+    void choice(const char *name, u_int32 value, Enumeration) {
+        leaf(name).append_child(known<Enumeration>()[value].c_str());
+    }
     void open(const char *name) { node_ = leaf(name); }
     void close() { node_ = node_.parent(); }
 
@@ -29,45 +32,20 @@ class builder {
     pugi::xml_node node_;
 };
 
-/** Takes one child after the other; a child of another name than the expected one is a fault. */
-class walker {
-  public:
-    explicit walker(pugi::xml_node node) : next_(node.first_child()) {}
-
-    void truth(const char *name, vela_boolean &value) { value = take(name).text().as_bool(); }
+struct reading {
+    using node = pugi::xml_node;
+    static node first_child(node of) { return of.first_child(); }
+    static node next(node of) { return of.next_sibling(); }
+    static const char *name(node of) { return of.name(); }
+    static vela_boolean truth(node of) { return of.text().as_bool(); }
     template <class T>
-    void number(const char *name, T &value) {
+    static void read(node of, T &value) {
         if constexpr (sizeof(T) == 8) {
-            value = take(name).text().as_ullong();
+            value = of.text().as_ullong();
         } else {
-            value = static_cast<T>(take(name).text().as_int());
+            value = static_cast<T>(of.text().as_int());
         }
     }
-    void choice(const char *name, u_int32 &value, const literals &all) {
-        value = number_of(all, take(name).first_child().name());
-    }
-    void open(const char *name) {
-        const pugi::xml_node node = take(name);
-        outer_.push_back(next_);
-        next_ = node.first_child();
-    }
-    void close() {
-        next_ = outer_.back();
-        outer_.pop_back();
-    }
-    bool sound() const { return sound_; }
-
-  private:
-    pugi::xml_node take(const char *name) {
-        const pugi::xml_node node = next_;
-        sound_ = sound_ && std::strcmp(node.name(), name) == 0;
-        next_ = node.next_sibling();
-        return node;
-    }
-
-    pugi::xml_node next_;
-    std::vector<pugi::xml_node> outer_;
-    bool sound_ = true;
 };
 
 struct text_writer : pugi::xml_writer {
@@ -76,22 +54,22 @@ struct text_writer : pugi::xml_writer {
     std::string &text;
 };
 
-size_t render(const clock_values &clock, std::string &text) {
+size_t render(const ptp_clock_values &clock, std::string &text) {
     pugi::xml_document document;
     builder visitor(document.append_child("ptp_clock"));
-    visit_clock(visitor, clock);
+    clock_record<>::visit(visitor, clock);
     text_writer writer(text);
     document.save(writer, "", pugi::format_raw | pugi::format_no_declaration);
     return text.size();
 }
 
-bool parse(const std::string &text, clock_values &clock) {
+bool parse(const std::string &text, ptp_clock_values &clock) {
     pugi::xml_document document;
     if (!document.load_buffer(text.data(), text.size())) {
         return false;
     }
-    walker visitor(document.child("ptp_clock"));
-    visit_clock(visitor, clock);
+    walker<reading> visitor(document.child("ptp_clock"));
+    clock_record<>::visit(visitor, clock);
     return visitor.sound();
 }
 

@@ -2,11 +2,9 @@
 // which includes this has chosen.
 #pragma once
 
+#include "bench_records.h"
 #include "field_access/numbers.h"
 #include "harness/contender.h"
-#include "records/access.h"
-#include "records/clock.h"
-#include "records/records.h"
 
 namespace bench {
 namespace {
@@ -17,13 +15,8 @@ struct fixture {
     u_int32 err = 0;
 };
 
-fixture &own() {
-    static fixture it;
-    return it;
-}
-
 std::string check() {
-    fixture &f = own();
+    fixture &f = own<fixture>();
     ptp_clock_clock_handle_set_value(f.handle, mem_class, f.clock, 77, &f.err);
     ptp_clock_clk_mode_set_value(f.handle, mem_class, f.clock, 5, &f.err);
     const bool kept = ptp_clock_clock_handle_get_value(f.handle, mem_class, f.clock, &f.err) == 77 &&
@@ -48,10 +41,10 @@ u_int32 get_enumeration(fixture &f, u_int32) {
 
 /** What all ways are timed at. */
 std::vector<work> accessor_works() {
-    return {{"set a number", with_numbers(own, set_number)},
-            {"set an enumeration", with_numbers(own, set_enumeration)},
-            {"get a number", with_numbers(own, get_number)},
-            {"get an enumeration", with_numbers(own, get_enumeration)}};
+    return {{"set a number", with_numbers(own<fixture>, set_number)},
+            {"set an enumeration", with_numbers(own<fixture>, set_enumeration)},
+            {"get a number", with_numbers(own<fixture>, get_number)},
+            {"get an enumeration", with_numbers(own<fixture>, get_enumeration)}};
 }
 
 }  // namespace

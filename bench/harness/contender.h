@@ -54,4 +54,25 @@ void repeat_batch(benchmark::State &state, std::int64_t batch, Step &&step) {
     }
 }
 
+/** A contender's own fixture, made when it is first asked for. */
+template <class Fixture>
+Fixture &own() {
+    static Fixture it;
+    return it;
+}
+
+/** Times `step` with a fixture. */
+template <class Fixture, class Step>
+work timed(std::string name, Fixture &(*fixture)(), Step step) {
+    return {std::move(name), [fixture, step](benchmark::State &state) {
+                Fixture &f = fixture();
+                repeat(state, [&] { return step(f); });
+            }};
+}
+
+inline std::vector<work> operator+(std::vector<work> first, const std::vector<work> &second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
 }  // namespace bench

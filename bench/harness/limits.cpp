@@ -1,6 +1,8 @@
 // The limits: beside code written by hand, the best known peer, and the bare transport.
 #include "harness/limits.h"
 
+#include "bench_records.h"
+
 namespace bench {
 namespace {
 
@@ -10,7 +12,6 @@ limit beside(const char *scenario, const char *work, const char *contender, cons
 }
 
 const std::vector<const char *> large_records = {"clock_record", "stream_statistics", "stream_list"};
-const std::vector<const char *> all_records = {"one_field_command", "clock_record", "stream_statistics", "stream_list"};
 
 /** Beside code written for one record. */
 void add_hand(std::vector<limit> &all) {
@@ -59,7 +60,7 @@ std::vector<limit> make_limits() {
 std::vector<race> make_races() {
     const std::vector<const char *> peers = {"protobuf", "protobuf, arena", "flatbuffers", "capnproto"};
     std::vector<race> all;
-    for (const char *scenario : all_records) {
+    for (const char *scenario : record_scenarios) {
         for (const char *work : {"encode", "fill and encode", "decode and read", "create and destroy",
                                  "clone and destroy", "copy over another", "compare", "print"}) {
             all.push_back({scenario, work, "ours", peers});

@@ -4,11 +4,9 @@
 #include <vector>
 
 #include "instructions/count.h"
-#include "records/clock.h"
 #include "records/messages.h"
-#include "records/records.h"
-#include "records/statistics.h"
-#include "records/stream_list.h"
+#include "records/older_clock.h"
+#include "records/xml.h"
 
 namespace bench {
 namespace {
@@ -63,13 +61,6 @@ class record_calls {
     u_int32 err_ = 0;
 };
 
-vela_handle *make_tracking_handle() {
-    vela_handle_options options{};
-    options.size = sizeof options;
-    options.tracking = VELA_STTR_ON;
-    return make_handle(&options);
-}
-
 template <class R>
 void count_record(const std::string &name) {
     record_calls<R> calls(name, make_handle(), make_handle());
@@ -82,27 +73,16 @@ void count_clock_variations() {
     record_calls<clock_record<>>("clock on the reference path", make_reference_path_handle(),
                                  make_reference_path_handle())
         .count_codec();
-    const auto make_older_handle = [] { return make_domain_handle("ptp_clock_time_properties_data_set", 0); };
-    record_calls<clock_record<>>("clock of an older peer", make_older_handle(), make_older_handle()).count_codec();
+    using older = older_clock_record<>;
+    record_calls<older>("clock of an older peer", older::make_handle(), older::make_handle()).count_codec();
     record_calls<clock_record<>>("tracked clock", make_tracking_handle(), make_tracking_handle()).count_codec();
 }
 
 void count_xml() {
-    vela_handle *handle = make_handle();
-    ptp_clock *clock = make_example<clock_record<>>(handle);
-    std::string text(16384, '\0');
-    u_int32 length = 0;
-    u_int32 err = 0;
-    count("clock to XML", [&] {
-        length = ptp_clock_to_xml(handle, mem_class, "ptp_clock", text.data(), clock, static_cast<u_int32>(text.size()),
-                                  0, &err);
-    });
-    count("clock from XML", [&] {
-        vela_xml_document *document = vela_xml_parse(text.data(), length, nullptr, 0);
-        ptp_clock_from_xml(handle, mem_class, "//ptp_clock", document, clock, &err, nullptr, 0);
-        vela_xml_destroy(document);
-    });
-    require(err == 0, "count XML");
+    xml_fixture<clock_record<>> xml;
+    count("clock to XML", [&] { xml.render(); });
+    count("clock from XML", [&] { xml.parse(xml.text); });
+    require(xml.err == 0, "count XML");
 }
 
 void count_fields() {
@@ -136,8 +116,8 @@ void count_messages() {
 int main() {
     std::printf("%u\n", bench::repetitions);
     bench::count_record<bench::clock_record<>>("clock");
-    bench::count_record<bench::statistics_record<>>("statistics");
-    bench::count_record<bench::stream_list_record<>>("list");
+    bench::count_record<bench::stream_statistics<>>("statistics");
+    bench::count_record<bench::stream_list<>>("list");
     bench::count_clock_variations();
     bench::count_xml();
     bench::count_fields();

@@ -1,9 +1,7 @@
 // Records read by the accessors' inline forms.
 #define BENCH_INLINE_FORMS
+#include "bench_records.h"
 #include "instructions/count.h"
-#include "records/clock.h"
-#include "records/statistics.h"
-#include "records/stream_list.h"
 
 namespace bench {
 namespace {
@@ -24,8 +22,8 @@ void count_read(const std::string &name) {
 
 void count_inline_forms() {
     count_read<clock_record<>>("clock");
-    count_read<statistics_record<>>("statistics");
-    count_read<stream_list_record<>>("list");
+    count_read<stream_statistics<>>("statistics");
+    count_read<stream_list<>>("list");
 }
 
 }  // namespace bench

@@ -30,13 +30,8 @@ struct fixture {
     }
 };
 
-fixture &own() {
-    static fixture it;
-    return it;
-}
-
 std::string check() {
-    fixture &f = own();
+    fixture &f = own<fixture>();
     const u_int64 before = f.got.messages;
     f.pass(10000);
     return f.err == 0 && f.got.messages - before == 10000 ? "" : "messages were lost";
@@ -44,7 +39,7 @@ std::string check() {
 
 work of(u_int32 count) {
     return {std::to_string(count) + " messages", [count](benchmark::State &state) {
-                fixture &f = own();
+                fixture &f = own<fixture>();
                 repeat_batch(state, count, [&] { return f.pass(count); });
             }};
 }

@@ -15,11 +15,6 @@ struct fixture {
     fixture() { write_clock_message(bytes); }
 };
 
-fixture &own() {
-    static fixture it;
-    return it;
-}
-
 u_int32 dispatch(fixture &f) {
     return ptp_cfg_dispatch(f.handle, mem_class, &f.got, nullptr, nullptr, f.bytes, sizeof f.bytes, &f.err);
 }
@@ -31,21 +26,17 @@ u_int32 receive(fixture &f) {
 
 template <u_int32 (*Receive)(fixture &)>
 std::string check() {
-    fixture &f = own();
+    fixture &f = own<fixture>();
     f.got.keep = true;
     Receive(f);
     f.got.keep = false;
     return is_example(f.handle, f.got) && f.err == 0 ? "" : "another message came, error " + std::to_string(f.err);
 }
 
-template <u_int32 (*Receive)(fixture &)>
-void time_it(benchmark::State &state) {
-    fixture &f = own();
-    repeat(state, [&] { return Receive(f); });
-}
-
-const contender by_identity("received_message", "dispatch", check<dispatch>, {{"to handler", time_it<dispatch>}});
-const contender by_type("received_message", "typed unmarshal", check<receive>, {{"to handler", time_it<receive>}});
+const contender by_identity("received_message", "dispatch", check<dispatch>,
+                            {timed("to handler", own<fixture>, dispatch)});
+const contender by_type("received_message", "typed unmarshal", check<receive>,
+                        {timed("to handler", own<fixture>, receive)});
 
 }  // namespace
 }  // namespace bench

@@ -1,10 +1,11 @@
-// What the hand-written codecs are made of: stores and loads at a position that is passed on by value.
+// What the hand-written codecs are made of: stores and loads at a position that is passed on by value; and what makes a
+// contender of them.
 #pragma once
 
 #include <bit>
 #include <cstring>
 
-#include "velalib.h"
+#include "records/record.h"
 
 namespace bench::hand {
 
@@ -51,5 +52,69 @@ inline u_int8 *put_enumeration(u_int8 *out, u_int8 variant, u_int32 value) {
     return put(out + 1, value);
 }
 inline const u_int8 *take_enumeration(const u_int8 *in, u_int32 &value) { return take(in + 1, value); }
+
+inline u_int8 *put_octets(u_int8 *out, const auto &octets) {
+    std::memcpy(out, octets.data(), octets.size());
+    return out + octets.size();
+}
+inline const u_int8 *take_octets(const u_int8 *in, auto &octets) {
+    std::memcpy(octets.data(), in, octets.size());
+    return in + octets.size();
+}
+
+/** A bounds check, then `put_all(out, values)`, which stores them one after the other. */
+template <class R, auto put_all>
+[[gnu::noipa]] u_int32 encode(u_int8 *out, u_int32 room, const typename R::values &values) {
+    if (room < R::width) {
+        return 0;
+    }
+    put_all(out, values);
+    return R::width;
+}
+
+template <class R, auto take_all>
+[[gnu::noipa]] u_int32 decode(const u_int8 *in, u_int32 length, typename R::values &values) {
+    if (length < R::width) {
+        return 0;
+    }
+    take_all(in, values);
+    return R::width;
+}
+
+/** The bytes that the library gives a record's example. */
+template <class R>
+std::string library_bytes() {
+    record_fixture<R> f(make_handle(), make_handle());
+    return {f.bytes.begin(), f.bytes.begin() + f.length};
+}
+
+template <class R, auto put_all, auto take_all>
+std::string check() {
+    std::string bytes(R::width, '\0');
+    encode<R, put_all>(reinterpret_cast<u_int8 *>(bytes.data()), R::width, R::example());
+    if (library_bytes<R>() != bytes) {
+        return "the bytes are not the library's";
+    }
+    static typename R::values values;
+    decode<R, take_all>(reinterpret_cast<const u_int8 *>(bytes.data()), R::width, values);
+    return values == R::example() ? "" : "other values came back";
+}
+
+/** What is decoded by hand has been read. */
+template <class R, auto put_all, auto take_all>
+contender make_contender() {
+    static std::vector<u_int8> bytes(R::width);
+    static typename R::values values = R::example();
+    const auto write = [](benchmark::State &state) {
+        repeat(state, [] { return encode<R, put_all>(bytes.data(), R::width, values); });
+    };
+    const auto read = [](benchmark::State &state) {
+        repeat(state, [] { return decode<R, take_all>(bytes.data(), R::width, values); });
+    };
+    return {R::scenario,
+            "hand",
+            check<R, put_all, take_all>,
+            {{"encode", write}, {"decode", read}, {"decode and read", read}}};
+}
 
 }  // namespace bench::hand

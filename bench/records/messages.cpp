@@ -1,8 +1,6 @@
 // The example clock message and the handler that receives it.
 #include "records/messages.h"
 
-#include "records/records.h"
-
 void ptp_cfg_ptp_clock_cfg_message_handler(vela_handle *handle, u_int32 mem_class, void *context,
                                            ptp_clock_cfg_message *message, u_int32 *) {
     auto *got = static_cast<bench::receipt *>(context);
@@ -39,7 +37,7 @@ bool is_example(vela_handle *handle, receipt &got) {
     }
     u_int32 err = 0;
     ptp_clock *clock = ptp_clock_cfg_message_ptp_clock_get(handle, mem_class, got.kept, &err);
-    const bool equal = clock_record<>::read(handle, clock, &err) == example_clock && err == 0;
+    const bool equal = clock_record<>::read(handle, clock, &err) == clock_record<>::example() && err == 0;
     ptp_clock_cfg_message_destroy(handle, mem_class, got.kept);
     got.kept = nullptr;
     return equal;

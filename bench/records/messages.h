@@ -1,7 +1,7 @@
 // The clock message, and what its handler heard of it.
 #pragma once
 
-#include "records/clock.h"
+#include "bench_records.h"
 
 namespace bench {
 
@@ -17,7 +17,7 @@ struct receipt {
 ptp_clock_cfg_message *make_clock_message(vela_handle *handle);
 
 /** Bytes of the message's encoding. */
-constexpr u_int32 clock_message_width = PTP_CFG_MESSAGE_PREFIX + clock_width;
+constexpr u_int32 clock_message_width = PTP_CFG_MESSAGE_PREFIX + clock_record<>::width;
 
 /** Marshals the example message into `bytes`, of clock_message_width. */
 void write_clock_message(u_int8 *bytes);

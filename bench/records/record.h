@@ -3,8 +3,8 @@
 // A record R names its type and values, and the typed functions of the library that do the work.
 #pragma once
 
+#include "bench_records.h"
 #include "harness/contender.h"
-#include "records/records.h"
 
 namespace bench {
 
@@ -16,6 +16,7 @@ struct record_fixture {
     typename R::instance *record;
     typename R::instance *received;
     std::vector<u_int8> bytes = std::vector<u_int8>(R::width + R::width / 4 + 64);
+    std::string text = std::string(R::text_room, ' ');
     u_int32 err = 0;
     u_int32 length;
 
@@ -25,7 +26,7 @@ struct record_fixture {
           record(make_example<R>(sender)),
           received(R::create(receiver, mem_class)),
           length(marshal()) {
-        require(err == 0, "marshal a record");
+        require(unmarshal() == length && err == 0, "marshal a record");
     }
 
     u_int32 marshal() {
@@ -52,77 +53,55 @@ record_fixture<R> &plain() {
     return it;
 }
 
-inline std::vector<work> operator+(std::vector<work> first, const std::vector<work> &second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
 /** From values to bytes, and from bytes to values. */
 template <class R>
 std::vector<work> access_works(record_fixture<R> &(*own)()) {
+    using F = record_fixture<R>;
     return {
-        {"fill and encode",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] {
-                 R::fill(f.sender, f.record, R::example(), &f.err);
-                 return f.marshal();
-             });
-         }},
-        {"decode and read",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] {
-                 f.unmarshal();
-                 return R::read(f.receiver, f.received, &f.err);
-             });
-         }},
+        timed("fill and encode", own,
+              [](F &f) {
+                  R::fill(f.sender, f.record, R::example(), &f.err);
+                  return f.marshal();
+              }),
+        timed("decode and read", own,
+              [](F &f) {
+                  f.unmarshal();
+                  return R::read(f.receiver, f.received, &f.err);
+              }),
     };
 }
 
 /** To bytes and from bytes, with what comes before and after. */
 template <class R>
 std::vector<work> codec_works(record_fixture<R> &(*own)()) {
-    return std::vector<work>{{"encode",
-                              [own](benchmark::State &state) {
-                                  record_fixture<R> &f = own();
-                                  repeat(state, [&] { return f.marshal(); });
-                              }},
-                             {"decode",
-                              [own](benchmark::State &state) {
-                                  record_fixture<R> &f = own();
-                                  repeat(state, [&] { return f.unmarshal(); });
-                              }}} +
-           access_works(own);
+    using F = record_fixture<R>;
+    const std::vector<work> codec = {timed("encode", own, [](F &f) { return f.marshal(); }),
+                                     timed("decode", own, [](F &f) { return f.unmarshal(); })};
+    return codec + access_works(own);
 }
 
 /** What instances do without being sent. */
 template <class R>
 std::vector<work> instance_works(record_fixture<R> &(*own)()) {
+    using F = record_fixture<R>;
     return {
-        {"create and destroy",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] {
-                 auto *instance = R::create(f.sender, mem_class);
-                 benchmark::DoNotOptimize(instance);
-                 R::destroy(f.sender, mem_class, instance);
-                 return 0;
-             });
-         }},
-        {"clone and destroy",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] {
-                 auto *copy = R::clone(f.sender, f.record);
-                 benchmark::DoNotOptimize(copy);
-                 R::destroy(f.sender, mem_class, copy);
-                 return 0;
-             });
-         }},
+        timed("create and destroy", own,
+              [](F &f) {
+                  auto *instance = R::create(f.sender, mem_class);
+                  benchmark::DoNotOptimize(instance);
+                  R::destroy(f.sender, mem_class, instance);
+                  return 0;
+              }),
+        timed("clone and destroy", own,
+              [](F &f) {
+                  auto *copy = R::clone(f.sender, f.record);
+                  benchmark::DoNotOptimize(copy);
+                  R::destroy(f.sender, mem_class, copy);
+                  return 0;
+              }),
         {"copy over another",
          [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
+             F &f = own();
              auto *other = R::create(f.sender, mem_class);
              repeat(state, [&] {
                  R::copy(f.sender, f.record, other);
@@ -130,64 +109,14 @@ std::vector<work> instance_works(record_fixture<R> &(*own)()) {
              });
              R::destroy(f.sender, mem_class, other);
          }},
-        {"compare",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             f.unmarshal();
-             repeat(state, [&] { return R::compare(f.record, f.received); });
-         }},
-        {"hash",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             repeat(state, [&] { return R::hash(f.record, 0); });
-         }},
-        {"print",
-         [own](benchmark::State &state) {
-             record_fixture<R> &f = own();
-             std::string text(R::text_room, ' ');
-             repeat(state, [&] {
-                 return R::print(f.sender, mem_class, text.data(), 0, "", f.record, static_cast<u_int32>(text.size()),
-                                 &f.err);
-             });
-         }},
+        timed("compare", own, [](F &f) { return R::compare(f.record, f.received); }),
+        timed("hash", own, [](F &f) { return R::hash(f.record, 0); }),
+        timed("print", own,
+              [](F &f) {
+                  return R::print(f.sender, mem_class, f.text.data(), 0, "", f.record,
+                                  static_cast<u_int32>(f.text.size()), &f.err);
+              }),
     };
-}
-
-/** The bytes that the library gives a record's example. */
-template <class R>
-std::string library_bytes() {
-    record_fixture<R> f(make_handle(), make_handle());
-    return {f.bytes.begin(), f.bytes.begin() + f.length};
-}
-
-/** The check of hand-written functions that encode and decode R's values. */
-template <class R>
-std::string hand_fault(u_int32 (*encode)(u_int8 *, u_int32, const typename R::values &),
-                       u_int32 (*decode)(const u_int8 *, u_int32, typename R::values &)) {
-    std::string bytes(R::width, '\0');
-    encode(reinterpret_cast<u_int8 *>(bytes.data()), R::width, R::example());
-    if (library_bytes<R>() != bytes) {
-        return "the bytes are not the library's";
-    }
-    static typename R::values values;
-    decode(reinterpret_cast<const u_int8 *>(bytes.data()), R::width, values);
-    return values == R::example() ? "" : "other values came back";
-}
-
-/** The works of hand-written functions. What they decode to has been read. */
-template <class R>
-std::vector<work> hand_works(u_int32 (*encode)(u_int8 *, u_int32, const typename R::values &),
-                             u_int32 (*decode)(const u_int8 *, u_int32, typename R::values &)) {
-    static std::vector<u_int8> bytes(R::width);
-    static typename R::values values = R::example();
-    const auto read = [decode](benchmark::State &state) {
-        repeat(state, [&] { return decode(bytes.data(), R::width, values); });
-    };
-    return {
-        {"encode",
-         [encode](benchmark::State &state) { repeat(state, [&] { return encode(bytes.data(), R::width, values); }); }},
-        {"decode", read},
-        {"decode and read", read}};
 }
 
 }  // namespace bench

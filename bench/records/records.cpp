@@ -13,6 +13,13 @@ vela_handle *make_handle(const vela_handle_options *options) {
     return handle;
 }
 
+vela_handle *make_tracking_handle() {
+    vela_handle_options options{};
+    options.size = sizeof options;
+    options.tracking = VELA_STTR_ON;
+    return make_handle(&options);
+}
+
 vela_handle *make_domain_handle(const char *type, int8 variant) {
     vela_domain *domain = vela_domain_create("bench");
     require(domain != nullptr && vela_domain_set_variant(domain, type, variant) == 0, "set up a domain");

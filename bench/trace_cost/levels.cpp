@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include "harness/contender.h"
-#include "records/clock.h"
 #include "records/messages.h"
 #include "records/records.h"
 
@@ -23,7 +22,7 @@ u_int16 own_module() {
 struct fixture {
     vela_handle *handle = make_handle();
     u_int8 message[clock_message_width] = {};
-    u_int8 newer[clock_width + 4] = {};
+    u_int8 newer[clock_record<>::width + 4] = {};
     ptp_clock *received = ptp_clock_create(handle, mem_class);
     receipt got;
     u_int64 traced = 0;
@@ -50,11 +49,6 @@ struct fixture {
     }
 };
 
-fixture &own() {
-    static fixture it;
-    return it;
-}
-
 void count(void *cookie, const bitlog_record *) { ++*static_cast<u_int64 *>(cookie); }
 
 u_int64 traced_into_ring() {
@@ -74,19 +68,19 @@ struct silence {
     static constexpr bool hears = false;
     silence() { bitlog_set_level(BITLOG_EMERGENCY); }
     ~silence() { bitlog_set_level(BITLOG_DEBUG); }
-    static u_int64 traced() { return own().traced; }
+    static u_int64 traced() { return own<fixture>().traced; }
 };
 
 struct defaults {
     static constexpr bool hears = false;
-    static u_int64 traced() { return own().traced; }
+    static u_int64 traced() { return own<fixture>().traced; }
 };
 
 struct counting {
     static constexpr bool hears = true;
-    counting() { bitlog_set_sink(count, &own().traced); }
+    counting() { bitlog_set_sink(count, &own<fixture>().traced); }
     ~counting() { bitlog_set_sink(nullptr, nullptr); }
-    static u_int64 traced() { return own().traced; }
+    static u_int64 traced() { return own<fixture>().traced; }
 };
 
 struct ring_in_memory {
@@ -120,11 +114,11 @@ struct silenced_modules : ring_in_memory {
 
 template <class Setting>
 std::string check() {
-    fixture &f = own();
+    fixture &f = own<fixture>();
     [[maybe_unused]] Setting setting;
     const u_int64 before = Setting::traced();
-    const bool whole =
-        f.read_newer() == sizeof f.newer && clock_record<>::read(f.handle, f.received, &f.err) == example_clock;
+    const bool whole = f.read_newer() == sizeof f.newer &&
+                       clock_record<>::read(f.handle, f.received, &f.err) == clock_record<>::example();
     const bool traced = Setting::traced() != before;
     return f.err == 0 && whole && traced == Setting::hears ? "" : "reading or tracing failed";
 }
@@ -132,7 +126,7 @@ std::string check() {
 template <class Setting, u_int32 (fixture::*Step)()>
 void time_it(benchmark::State &state) {
     [[maybe_unused]] Setting setting;
-    repeat(state, [&] { return (own().*Step)(); });
+    repeat(state, [&] { return (own<fixture>().*Step)(); });
 }
 
 template <class Setting>

@@ -1,4 +1,4 @@
-// Octets as the numbers that the peers' schemas carry them in.
+// What the generated codecs of the peers use: octets as the numbers that their schemas carry them in, and parts of messages.
 #pragma once
 
 #include <array>
@@ -6,7 +6,7 @@
 
 #include "velalib.h"
 
-namespace bench::peer {
+namespace bench {
 
 /** Up to eight octets, from `first` on, as a number of this machine. */
 template <size_t size>
@@ -21,4 +21,14 @@ inline void unpack(u_int64 number, std::array<u_int8, size> &octets, size_t firs
     std::memcpy(octets.data() + first, &number, size - first < 8 ? size - first : 8);
 }
 
-}  // namespace bench::peer
+/** What an accessor gives, be it a pointer or a reference. */
+template <class Part>
+inline const Part &at(const Part &part) {
+    return part;
+}
+template <class Part>
+inline const Part &at(const Part *part) {
+    return *part;
+}
+
+}  // namespace bench
