@@ -31,11 +31,6 @@ constexpr typename R::values example_of() {
     return values;
 }
 
-template <>
-constexpr ptp_clock_delete_values example_of<one_field_command<>>() {
-    return 17;
-}
-
 /** A boundary clock that follows a grandmaster. */
 template <>
 constexpr ptp_clock_values example_of<clock_record<>>() {
