@@ -3,10 +3,13 @@
 
 #include <toml++/toml.h>
 
+#include <algorithm>
 #include <array>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
+#include "agent/intent/fields.h"
 #include "agent/profiles/embedded.h"
 
 namespace ptp_agent {
@@ -56,11 +59,59 @@ Behaviour read(const toml::table &message) {
     return behaviour;
 }
 
-std::vector<Behaviour> read_all() {
-    std::vector<Behaviour> all;
+/** What behaviour.toml says, by message. */
+std::map<std::string, Behaviour> read_rows() {
+    std::map<std::string, Behaviour> rows;
     const toml::table table = toml::parse(embedded_file("behaviour.toml"), std::string_view("behaviour.toml"));
     for (const toml::node &message : *table["message"].as_array()) {
-        all.push_back(read(*message.as_table()));
+        Behaviour behaviour = read(*message.as_table());
+        rows.emplace(behaviour.message, std::move(behaviour));
+    }
+    return rows;
+}
+
+bool is_named(const Behaviour &behaviour, std::string_view leaf) {
+    return std::any_of(behaviour.fields.begin(), behaviour.fields.end(), [&](const FieldBehaviour &field) {
+        return leaf.starts_with(field.path) &&
+               (field.path.empty() || leaf.size() == field.path.size() || leaf[field.path.size()] == '.');
+    });
+}
+
+/** Adds what the schema has and no row names. */
+void add_unnamed(const ptp_cfg_type *type, const std::string &before, Behaviour &behaviour) {
+    for (const ptp_cfg_field_description &field : fields_of(type)) {
+        const std::string leaf = before + field.name;
+        if (field.kind == PTP_CFG_FIELD_STRUCTURE) {
+            add_unnamed(field.type, leaf + ".", behaviour);
+        } else if (!is_named(behaviour, leaf)) {
+            behaviour.fields.push_back({leaf, FieldSource::Absent, "this release of the agent does nothing with it"});
+        }
+    }
+}
+
+std::vector<Behaviour> read_all() {
+    std::map<std::string, Behaviour> rows = read_rows();
+    std::vector<Behaviour> all;
+    for (u_int32 index = 0; index < ptp_cfg_type_count(); ++index) {
+        const ptp_cfg_type_description message = describe(ptp_cfg_type_at(index));
+        if (message.kind != PTP_CFG_MESSAGE) {
+            continue;
+        }
+        const auto row = rows.extract(message.short_name);
+        all.push_back(row ? row.mapped()
+                          : Behaviour{message.short_name,
+                                      Behaviour::Kind::NotExpressible,
+                                      "this release of the agent does not know it",
+                                      false,
+                                      {}});
+        for (const ptp_cfg_field_description &payload : fields_of(ptp_cfg_type_at(index))) {
+            if (payload.type != nullptr) {
+                add_unnamed(payload.type, "", all.back());
+            }
+        }
+    }
+    if (!rows.empty()) {
+        throw std::logic_error("behaviour.toml: " + rows.begin()->first + " is no message");
     }
     return all;
 }

