@@ -5,7 +5,7 @@
 
 #include "agent/render/options.h"
 #include "agent/render/values.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
 
 namespace ptp_agent {
 namespace {

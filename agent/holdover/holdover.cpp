@@ -6,7 +6,7 @@
 
 #include "agent/holdover/announce.h"
 #include "agent/render/options.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
 
 namespace ptp_agent {
 namespace {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "agent/intent/fields.h"
+#include "ptp_cfg/receive.h"
 
 namespace ptp_agent {
 

@@ -7,7 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/reflect.h"
 
 namespace ptp_agent {
 

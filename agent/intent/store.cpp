@@ -16,6 +16,7 @@
 #include "base/big_endian.h"
 #include "base/file_descriptor.h"
 #include "base/guarded_file.h"
+#include "ptp_cfg/receive.h"
 #include "vela_bundle.h"
 
 namespace ptp_agent {

@@ -5,6 +5,7 @@
 #include "agent/intent/fields.h"
 #include "agent/intent/objects.h"
 #include "agent/profiles/rules.h"
+#include "ptp_cfg/receive.h"
 
 namespace ptp_agent {
 namespace {

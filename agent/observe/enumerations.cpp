@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
 
 namespace ptp_agent {
 namespace {

@@ -5,7 +5,8 @@
 #include <vector>
 
 #include "agent/observe/report_row.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/reflect.h"
 
 namespace ptp_agent {
 

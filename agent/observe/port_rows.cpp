@@ -1,7 +1,8 @@
 // Reports of ports and of the streams on them.
 #include "agent/observe/enumerations.h"
 #include "agent/observe/values.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/reflect.h"
 
 namespace ptp_agent {
 namespace {

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "agent/render/options.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
 
 namespace ptp_agent {
 

@@ -4,7 +4,7 @@
 
 #include "agent/profiles/interface_name.h"
 #include "agent/render/options.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
 
 namespace ptp_agent {
 

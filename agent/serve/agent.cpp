@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "base/clocks.h"
+#include "ptp_cfg/receive.h"
 
 namespace ptp_agent {
 namespace {

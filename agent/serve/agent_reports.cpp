@@ -1,5 +1,6 @@
 // What the agent tells others: reports to control planes, states to the notification API.
 #include "agent/serve/agent.h"
+#include "ptp_cfg/messages.h"
 #include "vela_bundle.h"
 
 namespace ptp_agent {

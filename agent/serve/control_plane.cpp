@@ -1,5 +1,6 @@
 // Channels of the library's transport in the agent's loop.
 #include "agent/serve/control_plane.h"
+#include "ptp_cfg/module.h"
 
 #include <sys/epoll.h>
 

@@ -9,7 +9,8 @@
 
 #include "agent/base/event_loop.h"
 #include "agent/serve/configuration.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/reflect.h"
 #include "vela_transport.h"
 
 namespace ptp_agent {

@@ -15,6 +15,7 @@
 #include "agent/serve/answer_book.h"
 #include "base/file_descriptor.h"
 #include "ptp_agent_client.h"
+#include "ptp_cfg/module.h"
 #include "support/messages.h"
 #include "support/network.h"
 #include "support/ptp4l_process.h"

@@ -1,4 +1,6 @@
 #include "agent/observe/reporter.h"
+#include "ptp_cfg/data_sets.h"
+#include "ptp_cfg/port_stream.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -10,6 +10,8 @@
 #include <fstream>
 
 #include "base/file_descriptor.h"
+#include "ptp_cfg/data_sets.h"
+#include "ptp_cfg/messages.h"
 #include "support/agent_process.h"
 #include "support/network.h"
 #include "support/ptp4l_process.h"

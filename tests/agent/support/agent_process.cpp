@@ -16,6 +16,10 @@
 
 #include "base/clocks.h"
 #include "base/file_descriptor.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/module.h"
+#include "ptp_cfg/port_stream.h"
+#include "ptp_cfg/receive.h"
 #include "support/ptp4l_process.h"
 
 namespace ptp_agent::test {

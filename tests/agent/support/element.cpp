@@ -19,6 +19,7 @@
 #include "agent/intent/fields.h"
 #include "base/clocks.h"
 #include "base/file_descriptor.h"
+#include "ptp_cfg/receive.h"
 #include "support/messages.h"
 #include "support/ptp4l_process.h"
 #include "vela_bundle.h"
