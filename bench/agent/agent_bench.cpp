@@ -12,6 +12,7 @@
 #include "agent/intent/fields.h"
 #include "agent/management/ptp4l.h"
 #include "agent/observe/reporter.h"
+#include "ptp_cfg/receive.h"
 #include "support/element.h"
 #include "support/messages.h"
 #include "support/ptp4l_process.h"
