@@ -189,7 +189,8 @@ void emit_umbrella(const generation &input, output_set &files) {
                "One header for all of it; a source that needs less includes the headers of its subjects.",
                "schema/catalogue.toml");
     text +=
-        "#ifndef PTP_CFG_H\n#define PTP_CFG_H\n\n#include \"ptp_cfg/module.h\"\n#include \"ptp_cfg/receive.h\"\n"
+        "#ifndef PTP_CFG_H\n#define PTP_CFG_H\n\n#include \"ptp_cfg/json.h\"\n#include \"ptp_cfg/module.h\"\n#include "
+        "\"ptp_cfg/receive.h\"\n"
         "#include \"ptp_cfg/reflect.h\"\n";
     for (const subject &file : input.schema.subjects) {
         text += "#include \"ptp_cfg/" + file.name + ".h\"\n";

@@ -98,7 +98,7 @@ std::string primitives_section(const model &schema) {
 std::string module_section(const generation &input) {
     std::string text =
         "<a id=\"functions\"></a>\n## Functions of the library\n\nThese belong to no type; they are "
-        "declared in `ptp_cfg/module.h`, `ptp_cfg/receive.h` and `ptp_cfg/reflect.h`.\n\n";
+        "declared in `ptp_cfg/json.h`, `ptp_cfg/module.h`, `ptp_cfg/receive.h` and `ptp_cfg/reflect.h`.\n\n";
     for (const std::string &name : input.templates.module_functions) {
         text += "- " + code(name) + "\n";
     }
