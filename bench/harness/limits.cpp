@@ -48,6 +48,9 @@ std::vector<limit> make_limits() {
         all.push_back(beside("field_access", work, "ours, by calls", "plain store", 1, 3));
     }
     all.push_back(beside("clock_xml", "parse", "ours", "pugixml", 2));
+    for (const char *work : {"render", "parse"}) {
+        all.push_back(beside("clock_json", work, "ours", "XML", 1));
+    }
     all.push_back(beside("xml_list", "parse", "128 entries", "one entry", 140));
     add_transport(all);
     const char *per_message = "ours, per message";
@@ -68,6 +71,9 @@ std::vector<race> make_races() {
     }
     all.push_back({"clock_xml", "render", "ours", {"pugixml", "libxml2"}});
     all.push_back({"clock_xml", "parse", "ours", {"libxml2"}});
+    for (const char *work : {"render", "parse"}) {
+        all.push_back({"clock_json", work, "ours", {"nlohmann-json", "protobuf"}});
+    }
     return all;
 }
 

@@ -37,6 +37,9 @@ void write_path(const json_step *step, char *path, size_t room) {
         memcpy(begin, part, static_cast<size_t>(length));
     }
     memmove(path, begin, static_cast<size_t>(end - begin) + 1);
+    for (char *each = path; *each != '\0'; ++each) {  // an unknown name may have anything in it
+        *each = static_cast<u_int8>(*each) < 0x20 || *each == 0x7F ? '?' : *each;
+    }
 }
 
 void find_line(const char *text, size_t offset, json_place *place) {
