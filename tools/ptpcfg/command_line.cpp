@@ -106,10 +106,10 @@ void refuse_domain(CLI::App &command) {
 
 void add_reading_options(CLI::App &command, session_options &options) {
     CLI::Option *plain =
-        command.add_flag("--plain", options.plain_xml,
-                         "skip in XML what is unknown, repeated or misplaced, as the library does by itself; else that "
-                         "is a fault");
-    command.add_flag("--complete", options.complete_xml, "refuse XML in which a field is missing")->excludes(plain);
+        command.add_flag("--plain", options.plain,
+                         "skip in text what is unknown, and in XML what is repeated or misplaced, as the library does "
+                         "by itself; else that is a fault");
+    command.add_flag("--complete", options.complete, "refuse text in which a field is missing")->excludes(plain);
 }
 
 void add_from_option(CLI::App &command, std::string &from) {
@@ -137,7 +137,7 @@ CLI::Option *add_conversion_options(CLI::App &command, conversion &options) {
 }
 
 void add_encode(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("encode", "Turn XML into the bytes that travel");
+    CLI::App *command = app.add_subcommand("encode", "Turn XML, JSON or YAML into the bytes that travel");
     auto options = std::make_shared<conversion>();
     add_conversion_options(*command, *options);
     command->add_flag("--tracked", options->session.tracked, "write state flags, as state attributes give them");
@@ -166,6 +166,36 @@ void add_print(CLI::App &app) {
     auto options = std::make_shared<conversion>();
     add_conversion_options(*command, *options);
     command->callback([options] { convert(*options, format::text); });
+}
+
+void add_convert(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("convert", "Turn messages from any format into any other");
+    auto options = std::make_shared<conversion>();
+    add_conversion_options(*command, *options);
+    command->add_flag("--tracked", options->session.tracked, "keep state flags, as text gives them");
+    command->add_flag("--qualified", options->qualified,
+                      "name messages in JSON and YAML with the YANG module in front, as its readers want it");
+    command->callback([options] { convert(*options, std::nullopt); });
+}
+
+void add_schema(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("schema", "Write what the JSON of messages is like, for validators");
+    refuse_domain(*command);
+    auto options = std::make_shared<schema_options>();
+    CLI::Option *name =
+        command->add_option("name", options->name, "type or message; default all messages")->type_name("TYPE|MESSAGE");
+    CLI::Option_group *language = command->add_option_group("language");
+    language->add_flag_callback(
+        "--json-schema", [options] { options->language = schema_language::json_schema; },
+        "as a JSON Schema, draft 2020-12");
+    language
+        ->add_flag_callback(
+            "--yang", [options] { options->language = schema_language::yang; },
+            "as a YANG module of all types, in which a message is a notification")
+        ->excludes(name);
+    language->require_option(1);
+    command->add_option("-o,--output", options->output, "file to write; - is standard output")->type_name("FILE");
+    command->callback([options] { write_schema(*options); });
 }
 
 void add_describe(CLI::App &app) {
@@ -215,7 +245,7 @@ void add_send(CLI::App &app) {
     auto options = std::make_shared<send_options>();
     options->channel.timeout = 5;
     add_channel_options(*command, options->channel, outgoing_timeout_help);
-    command->add_option("files", options->files, "messages as XML or bytes; - is standard input")
+    command->add_option("files", options->files, "messages in any format; - is standard input")
         ->type_name("FILE")
         ->required();
     add_from_option(*command, options->from);
@@ -403,12 +433,13 @@ std::string fault_of(const CLI::App &app, const CLI::ParseError &error) {
 
 int run_command_line(int argc, char **argv) {
     CLI::App app(
-        "Configuration records of PTP clocks: encode, decode, print, describe, send, receive, record and replay them.",
+        "Configuration records of PTP clocks: encode, decode, convert, print, describe, send, receive, record and "
+        "replay them.",
         "ptpcfg");
     final_statistics statistics;
     add_global_options(app, statistics);
-    for (const auto add : {add_encode, add_decode, add_print, add_describe, add_send, add_listen, add_record,
-                           add_replay, add_trace, add_statistics}) {
+    for (const auto add : {add_encode, add_decode, add_convert, add_print, add_describe, add_schema, add_send,
+                           add_listen, add_record, add_replay, add_trace, add_statistics}) {
         add(app);
     }
 #ifdef PTPCFG_WITH_AGENT

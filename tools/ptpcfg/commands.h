@@ -1,6 +1,7 @@
 // The subcommands: what each is told, and what does it. Where they come from is command_line.cpp's business.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,22 +11,23 @@
 
 namespace ptpcfg {
 
-/** encode, decode and print: one input, one output. */
+/** encode, decode, convert and print: one input, one output. */
 struct conversion {
     std::string input = "-";
     std::string output = "-";
     std::string from;  // a format's name, or empty
     std::string to;
-    std::string type;    // of a record without a message around it
-    bool check = false;  // write nothing
+    std::string type;        // of a record without a message around it
+    bool check = false;      // write nothing
+    bool qualified = false;  // messages of JSON and YAML are named with the YANG module
     session_options session;
 };
 
 /**
  * Reads the input, converts it, writes the output, record by record; `fallback` is the format when neither --to nor an
- * ending says.
+ * ending says. Without one of the three it fails, unless nothing is written.
  */
-void convert(const conversion &options, format fallback);
+void convert(const conversion &options, std::optional<format> fallback);
 
 /** decode --explain: what every byte of the input means. */
 void explain(const conversion &options);
@@ -39,6 +41,17 @@ struct describe_options {
 };
 
 void describe(const describe_options &options);
+
+enum class schema_language { json_schema, yang };
+
+struct schema_options {
+    schema_language language = schema_language::json_schema;
+    std::string name;  // of a type or message; empty: all messages
+    std::string output = "-";
+};
+
+/** What the JSON of messages is like, for validators. */
+void write_schema(const schema_options &options);
 
 struct send_options {
     channel_options channel;

@@ -43,7 +43,7 @@ class destination {
     destination(const conversion &options, format to, frame frame)
         : output_(options.output),
           writer_(
-              to, [this](std::string_view text) { output_.write(text); }, frame),
+              to, [this](std::string_view text) { output_.write(text); }, frame, options.qualified),
           is_nowhere_(options.check) {}
 
     void add(const record &record, std::string_view heading = {}) {
@@ -76,9 +76,12 @@ void convert_recording(const conversion &options, const ptp_cfg_type *type, cons
 
 }  // namespace
 
-void convert(const conversion &options, format fallback) {
+void convert(const conversion &options, std::optional<format> fallback) {
     const ptp_cfg_type *type = bare_type_of(options.type);
-    const format to = output_format(options.to, options.output, fallback);
+    if (!fallback && options.to.empty() && !options.check && !format_of_ending(options.output)) {
+        throw failure(exit_code::usage, std::string("convert: --to says the format of the output: ") + output_formats);
+    }
+    const format to = output_format(options.to, options.output, fallback.value_or(format::xml));
     if (!options.from.empty()) {
         format_named(options.from, "--from", input_formats);
     }

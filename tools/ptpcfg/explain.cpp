@@ -114,8 +114,9 @@ void explain(const conversion &options) {
     input_stream input(options.input);
     const std::string &name = input.name();
     const format from = input_format(options.from, options.input, input.ahead(format_lookahead));
-    if (from == format::xml) {
-        throw failure(exit_code::bad_input, name + ": --explain reads bytes, not XML; encode it first");
+    if (is_written(from)) {
+        const char *what = from == format::xml ? "XML" : from == format::json ? "JSON" : "YAML";
+        throw failure(exit_code::bad_input, name + ": --explain reads bytes, not " + what + "; encode it first");
     }
     if (from == format::rec) {
         throw failure(exit_code::bad_input, name + ": --explain reads messages, not a recording; decode it --to bin");

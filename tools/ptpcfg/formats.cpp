@@ -12,10 +12,36 @@ namespace ptpcfg {
 namespace {
 
 constexpr std::pair<const char *, format> names[] = {
-    {"xml", format::xml}, {"bin", format::bin}, {"hex", format::hex}, {"text", format::text}, {"rec", format::rec}};
+    {"xml", format::xml}, {"json", format::json}, {"yaml", format::yaml}, {"bin", format::bin},
+    {"hex", format::hex}, {"text", format::text}, {"rec", format::rec}};
 
 constexpr std::pair<const char *, format> endings[] = {
-    {".xml", format::xml}, {".bin", format::bin}, {".hex", format::hex}, {".txt", format::text}, {".rec", format::rec}};
+    {".xml", format::xml}, {".json", format::json}, {".yaml", format::yaml}, {".yml", format::yaml},
+    {".bin", format::bin}, {".hex", format::hex},   {".txt", format::text},  {".rec", format::rec}};
+
+/** Whether a line is one that YAML begins with: a mark, or a name with its colon, which digits of bytes do not have. */
+bool begins_yaml(std::string_view line) {
+    if (line.starts_with("---") || line.starts_with("%YAML") || line.starts_with("- ")) {
+        return true;
+    }
+    const size_t end = line.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789\"'");
+    const bool has_colon = end != std::string_view::npos && end > 2 && line[end] == ':';
+    return has_colon && (end + 1 == line.size() || line[end + 1] == ' ' || line[end + 1] == '\r');
+}
+
+/** The first line of a text that is neither blank nor a comment. */
+std::string_view first_line(std::string_view text) {
+    while (!text.empty()) {
+        const size_t length = std::min(text.find('\n'), text.size());
+        const std::string_view line = text.substr(0, length);
+        const size_t first = line.find_first_not_of(" \t\r");
+        if (first != std::string_view::npos && line[first] != '#') {
+            return line;
+        }
+        text.remove_prefix(std::min(length + 1, text.size()));
+    }
+    return {};
+}
 
 }  // namespace
 
@@ -39,14 +65,22 @@ std::optional<format> format_of_ending(const std::string &path) {
 
 format format_of_content(std::string_view content) {
     if (content.starts_with("\xEF\xBB\xBF")) {
-        return format::xml;
+        const format behind = format_of_content(content.substr(3));
+        return is_written(behind) ? behind : format::xml;
     }
     const size_t first = content.find_first_not_of(" \t\r\n");
-    if (first != std::string_view::npos && content[first] == '<') {
+    const char character = first != std::string_view::npos ? content[first] : '\0';
+    if (character == '<') {
         return format::xml;
+    }
+    if (character == '{' || character == '[' || character == '"') {
+        return format::json;
     }
     if (content.starts_with(std::string_view("VREC\1", 5))) {
         return format::rec;
+    }
+    if (begins_yaml(first_line(content))) {
+        return format::yaml;
     }
     // Records always hold bytes that are no characters, so a text can only be a hex dump.
     const bool is_text = std::all_of(content.begin(), content.end(), [](char c) {

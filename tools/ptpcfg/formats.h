@@ -9,17 +9,20 @@
 namespace ptpcfg {
 
 /** `rec` is a recording, which is only read: ptpcfg record writes them. */
-enum class format { xml, bin, hex, text, rec };
+enum class format { xml, json, yaml, bin, hex, text, rec };
 
 /** What --from and --to accept, for help texts and checks. */
-inline constexpr const char *input_formats = "xml, bin, hex, rec";
-inline constexpr const char *output_formats = "xml, bin, hex, text";
+inline constexpr const char *input_formats = "xml, json, yaml, bin, hex, rec";
+inline constexpr const char *output_formats = "xml, json, yaml, bin, hex, text";
 
 /** The format of a name; throws a usage failure that lists `allowed` when it is none of them. */
 format format_named(const std::string &name, const char *option, const char *allowed);
 
 /** The format that a file's ending says, if it says one. */
 std::optional<format> format_of_ending(const std::string &path);
+
+/** Whether records in a format are written in characters that are no bytes of the wire: XML, JSON, YAML. */
+constexpr bool is_written(format form) { return form == format::xml || form == format::json || form == format::yaml; }
 
 /** The input format that the content shows. */
 format format_of_content(std::string_view content);

@@ -4,9 +4,13 @@
 #include <optional>
 
 #include "failure.h"
+#include "json_records.h"
+#include "json_splitter.h"
 #include "vela_bundle.h"
 #include "wire.h"
 #include "xml_records.h"
+#include "yaml_document.h"
+#include "yaml_splitter.h"
 
 namespace ptpcfg {
 namespace {
@@ -81,12 +85,49 @@ void each_of_xml(input_stream &input, const ptp_cfg_type *bare_type, const sessi
     }
 }
 
+[[noreturn]] void fail_without_records(const input_stream &input) {
+    throw failure(exit_code::bad_input, input.name() + (input.offset() == 0 ? ": is empty" : ": holds no message"));
+}
+
+void each_of_json(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
+    json_splitter splitter(input);
+    size_t count = 0;
+    for (; const std::optional<text_piece> piece = splitter.next(); ++count) {
+        take(record_from_json(piece->text, bare_type, session, [&](size_t, size_t line, size_t column) {
+            return place_in(input.name(), *piece, line, column);
+        }));
+    }
+    if (count == 0) {
+        fail_without_records(input);
+    }
+}
+
+void each_of_yaml(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
+    yaml_splitter splitter(input);
+    size_t count = 0;
+    while (const std::optional<text_piece> piece = splitter.next()) {
+        const yaml_document document(input.name(), *piece);
+        for (const std::string_view each : document.records()) {
+            ++count;
+            take(record_from_json(each, bare_type, session,
+                                  [&](size_t offset, size_t, size_t) { return document.place(each, offset); }));
+        }
+    }
+    if (count == 0) {
+        fail_without_records(input);
+    }
+}
+
 }  // namespace
 
 void each_record(input_stream &input, format form, const ptp_cfg_type *bare_type, const session &session,
                  const take_fn &take) {
     if (form == format::xml) {
         each_of_xml(input, bare_type, session, take);
+        return;
+    }
+    if (form == format::json || form == format::yaml) {
+        (form == format::json ? each_of_json : each_of_yaml)(input, bare_type, session, take);
         return;
     }
     if (form == format::hex) {

@@ -3,21 +3,44 @@
 
 #include <utility>
 
+#include "json_records.h"
 #include "records.h"
 #include "xml_layout.h"
+#include "yaml_document.h"
 
 namespace ptpcfg {
 
-record_writer::record_writer(format form, write_fn write, frame frame)
-    : form_(form), write_(std::move(write)), frame_(frame) {}
+namespace {
+
+/** A record that stands alone after all: its lines without the blanks of an element. */
+std::string without_depth(const std::string &element) {
+    std::string text;
+    for (size_t at = 0; at < element.size(); ++at) {
+        text += element[at];
+        at += element[at] == '\n' ? 2 : 0;
+    }
+    return text;
+}
+
+}  // namespace
+
+record_writer::record_writer(format form, write_fn write, frame frame, bool qualified)
+    : form_(form), write_(std::move(write)), frame_(frame), is_qualified_(qualified) {}
 
 void record_writer::add(const record &record, std::string_view heading) {
     ++count_;
     text_.clear();
     switch (form_) {
         case format::xml:
-            add_xml(record);
+        case format::json:
+            add_framed(record);
             return;
+        case format::yaml: {
+            std::string json;
+            append_json(record, {0, is_qualified_}, json);
+            text_ = (count_ > 1 ? "---\n" : "") + yaml_of_json(json);
+            break;
+        }
         case format::bin:
             append_bytes(record, text_);
             break;
@@ -35,29 +58,54 @@ void record_writer::add(const record &record, std::string_view heading) {
     write_(text_);
 }
 
-void record_writer::add_xml(const record &record) {
+/** Writes what append_xml() or append_json() gave, within the frame. */
+void record_writer::append_framed(std::string_view rendered) {
+    if (form_ == format::xml) {
+        append_indented(rendered, 1, text_);
+        return;
+    }
+    text_ += count_ > 1 && text_.empty() ? ",\n  " : text_.ends_with("[\n") ? "  " : ",\n  ";
+    text_ += rendered;
+}
+
+void record_writer::add_framed(const record &record) {
+    const bool is_xml = form_ == format::xml;
+    const bool waits = count_ == 1 && frame_ == frame::several;
     std::string rendered;
-    append_xml(record, rendered);
-    if (count_ == 1 && frame_ == frame::several) {
+    if (is_xml) {
+        append_xml(record, rendered);
+    } else {
+        append_json(record, {1, is_qualified_}, rendered);
+    }
+    if (waits) {
         first_ = rendered;
         return;
     }
     if (count_ == 1 || !first_.empty()) {
-        text_ = "<ptp_cfg>\n";
-        append_indented(std::exchange(first_, {}), 1, text_);
+        text_ = is_xml ? "<ptp_cfg>\n" : "[\n";
     }
-    append_indented(rendered, 1, text_);
+    if (!first_.empty()) {
+        append_framed(std::exchange(first_, {}));
+    }
+    append_framed(rendered);
     write_(text_);
 }
 
 void record_writer::finish() {
-    if (form_ != format::xml) {
+    if (form_ != format::xml && form_ != format::json) {
         return;
     }
+    const bool is_xml = form_ == format::xml;
     text_.clear();
-    append_indented(first_, 0, text_);
+    if (is_xml) {
+        append_indented(first_, 0, text_);
+    } else if (!first_.empty()) {
+        text_ = without_depth(first_) + "\n";
+    }
     if (frame_ == frame::always || count_ > 1) {
-        text_ += count_ == 0 ? "<ptp_cfg/>\n" : "</ptp_cfg>\n";
+        const char *end = is_xml ? "</ptp_cfg>\n" : "\n]\n";
+        const char *nothing = is_xml ? "<ptp_cfg/>\n" : "[]\n";
+        text_ += count_ == 0 ? nothing : end;
     }
     write_(text_);
 }

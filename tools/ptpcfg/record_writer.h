@@ -10,15 +10,18 @@
 
 namespace ptpcfg {
 
-/** How several records stand in XML: within one <ptp_cfg>, a single one alone unless that is wanted, too. */
+/** How several records stand in XML and JSON: within one <ptp_cfg> or array, a single one alone unless that is wanted, too. */
 enum class frame { several, always };
 
 class record_writer {
   public:
     using write_fn = std::function<void(std::string_view)>;
 
-    /** @param form  xml, bin, hex or text */
-    record_writer(format form, write_fn write, frame frame = frame::several);
+    /**
+     * @param form       any but a recording
+     * @param qualified  in JSON and YAML messages are named with the YANG module in front
+     */
+    record_writer(format form, write_fn write, frame frame = frame::several, bool qualified = false);
 
     /** @param heading  a line above the record where the format is text */
     void add(const record &record, std::string_view heading = {});
@@ -26,13 +29,15 @@ class record_writer {
     void finish();
 
   private:
-    void add_xml(const record &record);
+    void add_framed(const record &record);
+    void append_framed(std::string_view rendered);
 
     format form_;
     write_fn write_;
     frame frame_;
+    bool is_qualified_;
     std::string text_;   // of one record
-    std::string first_;  // XML of the first record, which waits until it is known whether there are more
+    std::string first_;  // XML or JSON of the first record, which waits until it is known whether there are more
     size_t count_ = 0;
 };
 

@@ -20,7 +20,7 @@ void append_messages(const std::string &path, const send_options &options, const
     if (from == format::rec) {
         throw failure(exit_code::bad_input, name + ": is a recording; 'ptpcfg replay' sends it");
     }
-    if (from == format::xml || session.has_domain()) {
+    if (is_written(from) || session.has_domain()) {
         each_record(input, from, nullptr, session,
                     [&messages](const record &each) { append_bytes(each, messages.emplace_back()); });
         return;

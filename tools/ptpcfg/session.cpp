@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "ptp_cfg/json.h"
 
 namespace ptpcfg {
 
@@ -26,13 +27,20 @@ namespace {
 u_int32 rules_of(const session_options &options) {
     constexpr u_int32 forms = VELA_XML_NUMBERS | VELA_XML_SHORT_FORMS;
     constexpr u_int32 strict = VELA_XML_STRICT | VELA_XML_ALL_PAYLOADS;
-    return options.plain_xml ? forms : forms | strict | (options.complete_xml ? u_int32{VELA_XML_ALL_FIELDS} : 0);
+    return options.plain ? forms : forms | strict | (options.complete ? u_int32{VELA_XML_ALL_FIELDS} : 0);
+}
+
+u_int32 json_rules_of(const session_options &options) {
+    return options.plain ? PTP_CFG_JSON_SKIP_UNKNOWN : options.complete ? PTP_CFG_JSON_ALL_FIELDS : 0;
 }
 
 }  // namespace
 
 session::session(const session_options &options)
-    : tracked_(options.tracked), xml_rules_(rules_of(options)), domain_(domain_from(options.domain)) {
+    : tracked_(options.tracked),
+      xml_rules_(rules_of(options)),
+      json_rules_(json_rules_of(options)),
+      domain_(domain_from(options.domain)) {
     plain_ = create(VELA_STTR_OFF);
     tracking_ = create(VELA_STTR_ON);
 }

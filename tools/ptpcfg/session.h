@@ -14,8 +14,8 @@ namespace ptpcfg {
 struct session_options {
     std::vector<std::string> domain;  // FILE, TYPE=VARIANT
     bool tracked = false;             // encode with state flags
-    bool plain_xml = false;           // what the types do not know is skipped
-    bool complete_xml = false;        // each field must be there
+    bool plain = false;               // what the types do not know is skipped
+    bool complete = false;            // each field must be there
 };
 
 /** A record or message and the handle it belongs to. Movable; the session must outlive it. */
@@ -47,6 +47,8 @@ class session {
     bool tracked() const { return tracked_; }
     /** How XML is read: VELA_XML_... */
     u_int32 xml_rules() const { return xml_rules_; }
+    /** How JSON is read: PTP_CFG_JSON_... */
+    u_int32 json_rules() const { return json_rules_; }
     /** Whether the command line names a domain. */
     bool has_domain() const { return domain_ != nullptr; }
     /** The variant that new instances of a type get. */
@@ -65,6 +67,7 @@ class session {
 
     bool tracked_;
     u_int32 xml_rules_;
+    u_int32 json_rules_;
     domain domain_;
     std::unique_ptr<vela_handle, destroy_handle> plain_;
     std::unique_ptr<vela_handle, destroy_handle> tracking_;

@@ -5,15 +5,16 @@
 #include <unordered_map>
 #include <vector>
 
+#include "values/patterns.h"
 #include "values/string.h"
 #include "velalib_inline.h"
 
 namespace ptpcfg {
 namespace {
 
-#define PRIMITIVE_DOC(type, value, width, doc) {#type, doc, value::written},
+#define PRIMITIVE_DOC(type, value, width, doc) {#type, doc, value::written, values::pattern_of<value>},
 constexpr primitive_doc primitives[] = {
-    VELA_EACH_PRIMITIVE(PRIMITIVE_DOC){"var_string", values::string::doc, values::string::written}};
+    VELA_EACH_PRIMITIVE(PRIMITIVE_DOC){"var_string", values::string::doc, values::string::written, nullptr}};
 
 /** Whether something within a type is an address that print shows as a number. */
 bool has_ipv4_number(const ptp_cfg_type *type) {

@@ -12,7 +12,8 @@ namespace ptpcfg {
 struct primitive_doc {
     const char *name;
     const char *doc;
-    const char *form;  // completes "is written as ..."
+    const char *form;     // completes "is written as ..."
+    const char *pattern;  // of its texts, or nullptr
 };
 
 /** The primitive of a name, or nullptr. */
