@@ -68,17 +68,17 @@ struct ip {
         if (text.empty() || text == "none") {
             return true;
         }
-        if (text.starts_with("raw:")) {
-            return read_raw(text.substr(4), value);
+        if (begins_with(text, "raw:")) {
+            return read_raw(behind(text, 4), value);
         }
         if (text.find(':') == std::string_view::npos) {
             return read_address(text, AF_INET, VELA_IP_V4, value);
         }
         const size_t percent = text.find('%');
-        if (percent != std::string_view::npos && !number<u_int32>::read(text.substr(percent + 1), &value->scope_id)) {
+        if (percent != std::string_view::npos && !number<u_int32>::read(behind(text, percent + 1), &value->scope_id)) {
             return false;
         }
-        return read_address(text.substr(0, percent), AF_INET6, VELA_IP_V6, value);
+        return read_address({text.data(), std::min(percent, text.size())}, AF_INET6, VELA_IP_V6, value);
     }
 
     static void list_accepted(bounded_text &out) { out.append("such as 192.0.2.1, 2001:db8::1%3 or nothing"); }

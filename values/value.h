@@ -53,13 +53,25 @@ inline bool read_hex_byte(const char *digits, u_int8 *byte) {
     return result.ec == std::errc() && result.ptr == digits + 2;
 }
 
+// substr(), and what is made of it, may throw, and would bring a C++ runtime into the library.
+
+inline bool begins_with(std::string_view text, std::string_view prefix) {
+    return text.size() >= prefix.size() && memcmp(text.data(), prefix.data(), prefix.size()) == 0;
+}
+
+/** The text behind its first `count` characters, of which there are as many. */
+inline std::string_view behind(std::string_view text, size_t count) {
+    text.remove_prefix(count);
+    return text;
+}
+
 /** Takes the text before the next ':' off a list; false when there is none. */
 inline bool take_item(std::string_view *list, std::string_view *item) {
     const size_t colon = list->find(':');
     if (colon == std::string_view::npos) {
         return false;
     }
-    *item = list->substr(0, colon);
+    *item = {list->data(), colon};
     list->remove_prefix(colon + 1);
     return true;
 }

@@ -61,7 +61,7 @@ struct json_source {
     void *listener;
 };
 
-/** Whether an instance that a reading goes into is the reading's own, which is destroyed after a failure, or another's. */
+/** Whose instance a reading goes into: its own, which is destroyed after a failure, or the caller's. */
 enum class json_owner : u_int8 { reading, caller };
 
 // Each stores its error in *err. An instance of the caller's is changed only when there is none.

@@ -43,7 +43,9 @@ bool json_reader::number(int64_t lowest, u_int64 highest, const char *type_name,
     const std::string_view word = is_quoted ? string.inner : scanner_.take_word();
     const bool is_negative = !word.empty() && word[0] == '-';
     bool is_too_large = false;
-    if (!read_digits(word.substr(is_negative ? 1 : 0), value, &is_too_large)) {
+    std::string_view digits = word;
+    digits.remove_prefix(is_negative ? 1 : 0);
+    if (!read_digits(digits, value, &is_too_large)) {
         scanner_.go_to(at);
         return wanted(may_be_quoted ? "a whole number, as digits in quotes," : "a whole number");
     }

@@ -1,5 +1,6 @@
 // Reading JSON: messages, and a reading as a whole.
 #include "operations/text/json_reader.h"
+#include "values/value.h"
 
 namespace ptp_cfg {
 
@@ -25,7 +26,8 @@ void read_whole(const json_source &source, json_owner owner, u_int32 *err, Read 
 }
 
 std::string_view unqualified(std::string_view name) {
-    return name.starts_with(json_module) ? name.substr(json_module_length) : name;
+    name.remove_prefix(values::begins_with(name, json_module) ? json_module_length : 0);
+    return name;
 }
 
 }  // namespace
@@ -38,7 +40,7 @@ bool json_reader::payload(const message_descriptor &type, message_instance &mess
     }
     const bool is_null = scanner_.next() == 'n';
     void *value = message.payload[index];
-    if (is_null && scanner_.rest().starts_with("null")) {
+    if (is_null && values::begins_with(scanner_.rest(), "null")) {
         scanner_.pass(4);
         absent[index] = true;
         return true;

@@ -1,4 +1,5 @@
-// Goes over a JSON text with a type at hand. json_read.cpp has the rules of members, json_read_values.cpp those of values.
+// Goes over a JSON text with a type at hand. json_read.cpp has the rules of members, json_read_values.cpp those of
+// values.
 #pragma once
 
 #include "operations/instance/field.h"

@@ -130,6 +130,9 @@ def contract(library, page, sources, *runtimes):
         # Values of their own are the payloads of messages, which are not of every type.
         excepted |= {f"{each}_{life}" for each in types["T"] for life in ("create", "destroy")}
         faults += [f"{library} does not import {name}" for name in sorted((names & offered) - excepted - imported)]
+    # A program in C loads the library: sanitizers bring a runtime of their own, C++ would be one more.
+    libraries = subprocess.run(["readelf", "-d", library], capture_output=True, text=True, check=True).stdout
+    faults += [f"{library} needs {name}" for name in re.findall(r"\(NEEDED\).*\[(libstdc\+\+.*)\]", libraries)]
     return faults
 
 

@@ -10,7 +10,7 @@
 
 namespace ptpcfg {
 
-/** How several records stand in XML and JSON: within one <ptp_cfg> or array, a single one alone unless that is wanted, too. */
+/** How several records stand in XML and JSON: in a <ptp_cfg> or array; a single one alone unless that is wanted, too. */
 enum class frame { several, always };
 
 class record_writer {
