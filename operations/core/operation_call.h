@@ -41,10 +41,11 @@ class operation_call {
     /** False, with the error given, when something does not hold. */
     bool require(bool holds, const char *reason, u_int32 code = VELA_EINVAL) {
         if (!holds) {
-            fail(handle_, code, err_, reason);
+            refuse(reason, code);
         }
         return holds;
     }
+    void refuse(const char *reason, u_int32 code = VELA_EINVAL) { fail(handle_, code, err_, reason); }
 
   private:
     void begin() {

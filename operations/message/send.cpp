@@ -74,8 +74,14 @@ static u_int32 write_body(const message_descriptor &type, const payload_wire &wi
 u_int32 message_marshal(const message_descriptor &type, const payload_wire &wire, vela_handle *handle,
                         u_int32 mem_class, u_int8 *buffer, void *message, u_int32 room, u_int32 *err) {
     operation_call call({type.type_name, nullptr, "marshal", "marshal_cr"}, handle, err);
-    if (!call.open(type, trace::message::marshal_error) || !call.require(message != nullptr, "the message is null") ||
-        !admitted(type, handle, mem_class, err)) {
+    if (!call.open(type, trace::message::marshal_error)) {
+        return 0;
+    }
+    if (message == nullptr) {
+        call.refuse("the message is null");
+        return 0;
+    }
+    if (!admitted(type, handle, mem_class, err)) {
         return 0;
     }
     message_instance *instance = static_cast<message_instance *>(message);

@@ -71,7 +71,7 @@ void print_field(text &out, const field_descriptor &field, const void *instance,
         char label[label_size];
         label[vela_snprintf(out.handle, out.mem_class, label, label_size - 1, out.err, "%s[%d]", field.name,
                             static_cast<int>(element))] = '\0';
-        print_value(out, field, storage(field, instance, element), nullptr, depth, label);
+        print_value(out, field, storage(field, instance, element), at(instance, field.companion_offset), depth, label);
     }
 }
 
@@ -127,7 +127,11 @@ u_int32 structure_print(const structure_descriptor &type, vela_handle *handle, u
 u_int32 message_print(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
                       const void *message, u_int32 room, u_int32 *err) {
     operation_call call({type.type_name, nullptr, "print", "print_cr"}, handle, err);
-    if (!call.open(type, trace::message::print_error) || !call.require(message != nullptr, "the message is null")) {
+    if (!call.open(type, trace::message::print_error)) {
+        return 0;
+    }
+    if (message == nullptr) {
+        call.refuse("the message is null");
         return 0;
     }
     text out{handle, mem_class, buffer, room, err};

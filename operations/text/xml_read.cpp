@@ -291,7 +291,8 @@ void *message_from_xml(const message_descriptor &type, const payload_wire &wire,
         return nullptr;
     }
     message_instance *message = static_cast<message_instance *>(message_create(type, wire, handle, mem_class));
-    if (!call.require(message != nullptr, nullptr, VELA_ENOMEM)) {
+    if (message == nullptr) {
+        call.refuse(nullptr, VELA_ENOMEM);
         return nullptr;
     }
     const xml_parse parse{handle, mem_class, source, err};

@@ -105,7 +105,11 @@ u_int32 structure_to_xml(const structure_descriptor &type, vela_handle *handle, 
 u_int32 message_to_xml(const message_descriptor &type, vela_handle *handle, u_int32 mem_class, char *buffer,
                        const void *message, u_int32 room, u_int32 *err) {
     operation_call call({type.type_name, nullptr, "to_xml", "toxml_cr"}, handle, err);
-    if (!call.open(type, trace::message::to_xml_error) || !call.require(message != nullptr, "the message is null")) {
+    if (!call.open(type, trace::message::to_xml_error)) {
+        return 0;
+    }
+    if (message == nullptr) {
+        call.refuse("the message is null");
         return 0;
     }
     const message_instance *instance = static_cast<const message_instance *>(message);

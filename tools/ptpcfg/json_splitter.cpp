@@ -111,7 +111,7 @@ bool json_splitter::go_to_value() {
             return go_to_value();
         }
         pass_separator();
-        next = pass_blanks();
+        pass_blanks();
     }
     if (input_.ahead(1).empty()) {
         if (is_in_array_) {
