@@ -202,6 +202,15 @@ struct Rendering {
     bool operator==(const Rendering &) const = default;
 };
 
+/**
+ * A configuration whose last line the daemon refuses for certain, and before which it opens no clock, interface or socket:
+ * what it says of the lines before is heard while the daemon that runs goes on.
+ */
+struct Trial {
+    std::string file;       ///< its whole text
+    std::string last_line;  ///< what the daemon's words have in them when it came that far
+};
+
 /** How a request ended. */
 enum class Outcome : std::uint8_t {
     Done,
@@ -238,6 +247,9 @@ class Daemon {
 
     /** The command that runs it in the foreground with a configuration file, one word each. */
     virtual std::vector<std::string> command(const std::string &configuration_path) const = 0;
+
+    /** The same configuration to be tried beside a daemon that runs; nothing where the daemon cannot do that. */
+    virtual std::optional<Trial> trial(const Rendering &) const { return std::nullopt; }
 
     /** Says in which PTP domain the daemon runs from now on, where its management needs to know. */
     virtual void running_in_domain(std::uint8_t) {}

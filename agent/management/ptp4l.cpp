@@ -49,6 +49,14 @@ std::vector<std::string> Ptp4l::command(const std::string &configuration_path) c
     return words;
 }
 
+std::optional<Trial> Ptp4l::trial(const Rendering &rendering) const {
+    // The daemon parses its file line by line before anything else, and ends at the first line that it refuses.
+    const std::string unknown = "ends_the_trial_of_ptp_agent";
+    return Trial{
+        rendering.file + "\n[global]\nuds_address " + options_.management.daemon_path + ".trial\n" + unknown + " 1\n",
+        unknown};
+}
+
 void Ptp4l::observe(std::function<void(const Observation &)> done) {
     observers_.push_back(std::move(done));
     if (observers_.size() == 1) {

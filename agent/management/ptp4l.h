@@ -25,6 +25,7 @@ class Ptp4l : public Daemon {
     std::string_view name() const override { return "ptp4l"; }
     Rendering render(const ClockIntent &intent) const override { return options_.renderer(intent); }
     std::vector<std::string> command(const std::string &configuration_path) const override;
+    std::optional<Trial> trial(const Rendering &rendering) const override;
     void observe(std::function<void(const Observation &)> done) override;
     void set(const Settings &settings, std::function<void(const SettingResult &)> done) override;
     void subscribe(std::function<void(const DaemonEvent &)> on_event) override;

@@ -14,8 +14,6 @@
 namespace ptp_agent {
 namespace {
 
-constexpr int cannot_run = 127;
-
 std::vector<char *> pointers(const std::vector<std::string> &words) {
     std::vector<char *> result;
     for (const std::string &word : words) {
@@ -38,10 +36,8 @@ std::vector<char *> pointers(const std::vector<std::string> &words) {
     ::signal(SIGPIPE, SIG_DFL);
     const int input = open("/dev/null", O_RDONLY);
     dup2(input, STDIN_FILENO);
-    if (output >= 0) {
-        dup2(output, STDOUT_FILENO);
-        dup2(output, STDERR_FILENO);
-    }
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
     for (char *variable : environment) {
         if (variable != nullptr) {
             putenv(variable);
@@ -64,7 +60,8 @@ std::string to_text(const ChildEnd &end) {
 }
 
 ChildProcess::ChildProcess(EventLoop &loop, const std::vector<std::string> &command, const ChildOptions &options,
-                           Ended ended) {
+                           Ended ended)
+    : output_(loop, options.hands_on_output) {
     const std::vector<char *> arguments = pointers(command), environment = pointers(options.environment);
     const pid_t parent = getpid();
     const pid_t child = fork();
@@ -72,11 +69,13 @@ ChildProcess::ChildProcess(EventLoop &loop, const std::vector<std::string> &comm
         throw std::system_error(errno, std::generic_category(), "start " + command[0]);
     }
     if (child == 0) {
-        become(arguments, environment, options.output, parent);
+        become(arguments, environment, output_.child_end(), parent);
     }
     id_ = child;
+    output_.close_child_end();
     end_ = loop.watch_child(child, [this, ended = std::move(ended)](const ChildEnd &end) {
         id_ = -1;
+        output_.read();
         ended(end);
     });
 }

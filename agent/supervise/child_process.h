@@ -8,14 +8,18 @@
 #include <vector>
 
 #include "agent/base/event_loop.h"
+#include "agent/supervise/child_output.h"
 
 namespace ptp_agent {
+
+/** Exit status of a child whose program cannot be run. */
+constexpr int cannot_run = 127;
 
 /** "ended with status 255", "was ended by signal 11 (Segmentation fault)" */
 std::string to_text(const ChildEnd &end);
 
 struct ChildOptions {
-    int output = -1;                       ///< where its standard output and error go; -1: those of the agent
+    bool hands_on_output = true;           ///< what it writes goes to the agent's standard output
     std::vector<std::string> environment;  ///< NAME=VALUE, beside the agent's own
 };
 
@@ -24,7 +28,7 @@ class ChildProcess {
   public:
     using Ended = std::function<void(const ChildEnd &)>;
 
-    /** Throws std::system_error when there is no process to be had. A program that cannot be run ends with 127. */
+    /** Throws std::system_error when no process or pipe is to be had. A program that cannot be run ends with 127. */
     ChildProcess(EventLoop &loop, const std::vector<std::string> &command, const ChildOptions &options, Ended ended);
     ~ChildProcess();
     ChildProcess(const ChildProcess &) = delete;
@@ -32,10 +36,13 @@ class ChildProcess {
 
     pid_t id() const { return id_; }
     bool is_running() const { return id_ > 0; }
+    /** The last lines that it wrote, joined; all that it wrote is there when its end is told. */
+    std::string last_words() const { return output_.last_words(); }
     void signal(int number);
 
   private:
     pid_t id_ = -1;
+    ChildOutput output_;
     EventSource end_;
 };
 

@@ -1,6 +1,8 @@
 // Settings, restarts and the way back.
 #include "agent/supervise/daemon_control.h"
 
+#include <system_error>
+
 #include "agent/base/whole_file.h"
 #include "base/clocks.h"
 
@@ -56,11 +58,47 @@ void DaemonControl::begin() {
         finish({Outcome::Done, action_, {}});
         return;
     }
+    to_set_ = plan.settings;
+    if (!begin_trial()) {
+        proceed();
+    }
+}
+
+bool DaemonControl::begin_trial() {
+    // What ran before is started all the same, and needs no trial.
+    const bool can_be_refused = running_ || present_->refusal == Refusal::GiveUp;
+    if (action_ != Plan::Action::Restart || options_.is_external || !can_be_refused) {
+        return false;
+    }
+    const std::optional<Trial> trial = daemon_.trial(present_->wanted);
+    const std::string path = options_.configuration_path + ".trial";
+    if (!trial || !write_file(path, trial->file).empty()) {
+        return false;
+    }
+    try {
+        trial_ = std::make_unique<ConfigurationTrial>(
+            loop_, daemon_.command(path), path, *trial, options_.trial_timeout_ms, [this](const std::string &refusal) {
+                trial_.reset();
+                if (refusal.empty()) {
+                    proceed();
+                } else {
+                    finish({Outcome::Refused, action_,
+                            std::string(daemon_.name()) + " does not take this configuration: " + refusal});
+                }
+            });
+    } catch (const std::system_error &) {
+        return false;
+    }
+    phase_ = Phase::Trying;
+    return true;
+}
+
+void DaemonControl::proceed() {
     const std::string failure = write_file(options_.configuration_path, present_->wanted.file);
     if (!failure.empty()) {
         finish({Outcome::Refused, action_, failure});
     } else if (action_ == Plan::Action::Set) {
-        begin_setting(plan.settings);
+        begin_setting(to_set_);
     } else if (options_.is_external) {
         daemon_.running_in_domain(present_->domain);
         begin_setting(present_->wanted.settings);
@@ -100,7 +138,7 @@ void DaemonControl::begin_start() {
 }
 
 void DaemonControl::on_process(ProcessState state, const std::string &why) {
-    if (state == ProcessState::Running && phase_ != Phase::Idle) {
+    if (state == ProcessState::Running && is_coming_up()) {
         timer_.start_ms(0);
     }
     const bool ended = state == ProcessState::Waiting || state == ProcessState::Failing;
@@ -112,13 +150,13 @@ void DaemonControl::on_process(ProcessState state, const std::string &why) {
 }
 
 void DaemonControl::ask_whether_it_answers() {
-    if (phase_ == Phase::Idle || phase_ == Phase::Setting) {
+    if (!is_coming_up()) {
         return;
     }
     const std::weak_ptr<char> alive = alive_;
     const std::uint64_t start = supervisor_.starts();
     daemon_.observe([this, alive, start](const Observation &found) {
-        const bool late = alive.expired() || phase_ == Phase::Idle || start != supervisor_.starts();
+        const bool late = alive.expired() || !is_coming_up() || start != supervisor_.starts();
         if (late) {
             return;
         }
@@ -202,6 +240,7 @@ void DaemonControl::finish(const ApplyResult &result) {
 
 void DaemonControl::stop() {
     timer_.stop();
+    trial_.reset();
     running_.reset();
     if (!options_.is_external) {
         supervisor_.stop();

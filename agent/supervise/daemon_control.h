@@ -1,6 +1,7 @@
 /**
  * Brings a daemon to a configuration and keeps it there: by settings while it runs where that is enough, else by a new
- * file and a restart. A configuration with which the daemon does not run is taken back, and the reason is told.
+ * file and a restart. A new file is tried first, beside the daemon that runs: one that the daemon does not take changes
+ * nothing. One that it takes and does not run with is taken back. The reason is told in the daemon's own words.
  */
 #pragma once
 
@@ -8,6 +9,7 @@
 
 #include "agent/daemon.h"
 #include "agent/render/plan.h"
+#include "agent/supervise/configuration_trial.h"
 #include "agent/supervise/supervisor.h"
 
 namespace ptp_agent {
@@ -15,6 +17,7 @@ namespace ptp_agent {
 struct ControlOptions {
     std::string configuration_path;          ///< the file that the daemon is started with
     bool is_external = false;                ///< somebody else starts and stops it: it is only asked and set
+    std::uint64_t trial_timeout_ms = 2000;   ///< for a file to be read; then it is not tried
     std::uint64_t answer_timeout_ms = 4000;  ///< for a started daemon to answer
     std::uint64_t hung_after_ms = 10000;     ///< a daemon that runs and is silent for so long is started again
     std::function<Plan(const Rendering *, const Rendering &)> planner;  ///< plan() of render/plan.h
@@ -60,7 +63,7 @@ class DaemonControl {
     const std::string &trouble() const { return trouble_; }
 
   private:
-    enum class Phase : std::uint8_t { Idle, Setting, Starting, RollingBack };
+    enum class Phase : std::uint8_t { Idle, Trying, Setting, Starting, RollingBack };
     struct Order {
         Rendering wanted;
         std::uint8_t domain = 0;
@@ -69,8 +72,11 @@ class DaemonControl {
     };
 
     void begin();
+    bool begin_trial();
+    void proceed();
     void begin_setting(const Settings &settings);
     void begin_start();
+    bool is_coming_up() const { return phase_ == Phase::Starting || phase_ == Phase::RollingBack; }
     void on_process(ProcessState state, const std::string &why);
     void ask_whether_it_answers();
     void started();
@@ -83,8 +89,10 @@ class DaemonControl {
     ControlOptions options_;
     Changed changed_;
     Supervisor supervisor_;
+    std::unique_ptr<ConfigurationTrial> trial_;
     Phase phase_ = Phase::Idle;
     Plan::Action action_ = Plan::Action::Nothing;
+    Settings to_set_;  // of the plan
     std::optional<Order> present_, waiting_;
     std::optional<Rendering> running_;
     std::uint8_t running_domain_ = 0;

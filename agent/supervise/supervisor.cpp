@@ -14,6 +14,9 @@ namespace {
 
 std::uint64_t now_ms() { return base::clock_ms(CLOCK_MONOTONIC); }
 
+/** Who is killed, or never ran, has left no reason; what it wrote before is none. */
+bool said_why(const ChildEnd &end) { return !end.signalled && end.value != 0 && end.value != cannot_run; }
+
 }  // namespace
 
 std::string_view to_text(ProcessState state) {
@@ -61,7 +64,7 @@ void Supervisor::launch() {
                                                 [this](const ChildEnd &end) { ended(end); });
     } catch (const std::system_error &error) {
         last_end_ = error.what();
-        ended_by_itself({false, 127});
+        ended_by_itself({false, cannot_run});
         return;
     }
     timer_.start_ms(options_.stable_ms);
@@ -87,6 +90,10 @@ void Supervisor::ended_by_itself(const ChildEnd &end) {
     ++failures_;
     ++ends_in_a_row_;
     last_end_ = to_text(end);
+    if (said_why(end)) {
+        const std::string words = child_->last_words();
+        last_end_ += words.empty() ? "" : ": " + words;
+    }
     const unsigned doublings = std::min(ends_in_a_row_ - 1, 20u);
     std::uint64_t wait = std::min(options_.first_wait_ms << doublings, options_.longest_wait_ms);
     if (ends_in_a_row_ >= options_.failing_after) {

@@ -41,10 +41,32 @@ TEST_F(Faults, RefusedConfigurationsChangeNothingAndSayWhy) {
     EXPECT_TRUE(wait_until([this] { return element_->has_event("the former configuration is back"); }, 15000))
         << element_->log();
     EXPECT_EQ(element_->ask("config")["messages"], before);
-    EXPECT_THAT(element_->ask()["last_refusal"].get<std::string>(), testing::HasSubstr("does not run"));
+    EXPECT_THAT(element_->ask()["last_refusal"].get<std::string>(),
+                testing::AllOf(testing::HasSubstr("does not run"),
+                               testing::HasSubstr("does not support requested timestamping mode")));
     EXPECT_GT(process()["starts"], daemon["starts"]);
     element_->forget_reports();
     EXPECT_TRUE(wait_until([this] { return element_->lock_state() == "locked"; }, 10000)) << element_->log();
+}
+
+TEST_F(Faults, FileThatTheDaemonDoesNotTakeIsRefusedInItsWordsWhileItRunsOn) {
+    bring_up({.tables = "[daemon.interfaces.odd]\negressLatency = \"much\"\n"});
+    element_->network().run({"ip", "link", "add", "odd", "type", "bridge"});
+    const pid_t daemon = element_->daemon_process();
+    element_->forget_reports();
+    std::vector<Record> messages;
+    messages.push_back(port(handle_, 2, "odd", {{"delay_mechanism", VELA_PTP_DELAY_MECHANISM_E2E}}));
+    element_->send(messages);
+    EXPECT_TRUE(wait_until([this] {
+        return element_->has_event("much is a malformed value for option egressLatency");
+    })) << element_->log();
+    EXPECT_THAT(element_->ask()["last_refusal"].get<std::string>(), testing::HasSubstr("does not take"));
+    elements_.wait_ms(500);
+    EXPECT_EQ(element_->daemon_process(), daemon);
+    EXPECT_EQ(element_->lock_state(), "locked");
+    for (const Report &report : element_->reports()) {
+        EXPECT_FALSE(report.told("clock_state").value_or(locked) != locked) << "no report of an outage";
+    }
 }
 
 TEST_F(Faults, DaemonThatCrashesAllTheTimeIsOneClearStateAndNoFlapping) {

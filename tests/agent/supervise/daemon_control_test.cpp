@@ -13,7 +13,10 @@ namespace {
 
 using test::run_until;
 
-/** Real processes whose configuration says how they behave: "bad" ends at once, "silent" never answers. */
+/**
+ * Real processes whose configuration says how they behave: "bad" ends at once, "silent" never answers; with "unfit" and
+ * "crashing" the file is not even read to its end, and "endless" takes for ever to read.
+ */
 class ScriptedDaemon : public Daemon {
   public:
     ScriptedDaemon(EventLoop &loop, std::string path) : loop_(loop), path_(std::move(path)) {}
@@ -21,7 +24,19 @@ class ScriptedDaemon : public Daemon {
     std::string_view name() const override { return "scripted"; }
     Rendering render(const ClockIntent &) const override { return {}; }
     std::vector<std::string> command(const std::string &path) const override {
-        return {"/bin/sh", "-c", "grep -q bad $0 && exit 255; exec sleep 100", path};
+        return {"/bin/sh", "-c",
+                "read -r first <$0\n"
+                "case $first in unfit*) echo line 1 is unfit; exit 254;; crashing*) kill -SEGV $$;; esac\n"
+                "if grep -q 'end of trial' $0; then\n"
+                "    case $first in endless*) exec sleep 100;; esac\n"
+                "    echo 'no option: end of trial' >&2; exit 254\n"
+                "fi\n"
+                "case $first in bad*) echo cannot do it >&2; exit 255;; esac\n"
+                "exec sleep 100",
+                path};
+    }
+    std::optional<Trial> trial(const Rendering &rendering) const override {
+        return has_trial_ ? std::optional(Trial{rendering.file + "\nend of trial\n", "end of trial"}) : std::nullopt;
     }
     void observe(std::function<void(const Observation &)> done) override {
         timers_.push_back(std::make_unique<Timer>(loop_, [this, done] {
@@ -44,6 +59,7 @@ class ScriptedDaemon : public Daemon {
 
     EventLoop &loop_;
     std::string path_;
+    bool has_trial_ = false;
     std::vector<Settings> set_;
     SettingResult set_result_ = {Outcome::Done, {}};
     std::uint8_t domain_ = 0;
@@ -63,6 +79,7 @@ class Control : public testing::Test {
     Control() {
         options_.configuration_path = path_;
         options_.answer_timeout_ms = 300;
+        options_.trial_timeout_ms = 300;
         options_.planner = plan_by_equality;
         options_.supervisor.first_wait_ms = 20;
         options_.supervisor.longest_wait_ms = 50;
@@ -127,9 +144,54 @@ TEST_F(Control, TakesBackWhatTheDaemonDoesNotRunWith) {
     }
 }
 
+TEST_F(Control, LeavesTheDaemonAloneWhenATrialTellsThatItDoesNotTakeTheFile) {
+    daemon_.has_trial_ = true;
+    ASSERT_EQ(apply(with("unfit")).reason, "scripted does not take this configuration: line 1 is unfit");
+    EXPECT_EQ(control_->supervisor().starts(), 0u) << "of a first file, too";
+    ASSERT_EQ(apply(with("good", 7)).outcome, Outcome::Done);
+    EXPECT_FALSE(read_file(path_ + ".trial"));
+    const pid_t process = control_->supervisor().process();
+    for (const auto &[file, why] : {std::pair{"unfit", "line 1 is unfit"}, {"crashing", "signal 11"}}) {
+        const ApplyResult refused = apply(with(file, 8));
+        EXPECT_EQ(refused.outcome, Outcome::Refused);
+        EXPECT_THAT(refused.reason, testing::HasSubstr(why));
+        EXPECT_EQ(control_->supervisor().process(), process);
+        EXPECT_EQ(read_file(path_), "good");
+        EXPECT_THAT(read_file(path_ + ".trial").value_or(""), testing::StartsWith(file)) << "to be looked at";
+    }
+    EXPECT_EQ(daemon_.set_.size(), 1u);
+}
+
+TEST_F(Control, GoesOnAfterATrialThatTellsNothing) {
+    daemon_.has_trial_ = true;
+    ASSERT_EQ(apply(with("good")).outcome, Outcome::Done);
+    EXPECT_EQ(apply(with("endless")).outcome, Outcome::Done);
+    EXPECT_EQ(read_file(path_), "endless");
+    EXPECT_THAT(apply(with("bad")).reason, testing::HasSubstr("cannot do it; the former configuration is back"));
+    EXPECT_EQ(read_file(path_), "endless");
+}
+
+TEST_F(Control, KeepsTheDaemonRunningDuringATrialAndEndsTheTrialWithItself) {
+    daemon_.has_trial_ = true;
+    options_.trial_timeout_ms = 5000;
+    make();
+    ASSERT_EQ(apply(with("good")).outcome, Outcome::Done);
+    std::optional<ApplyResult> result;
+    control_->apply(with("endless"), 0, DaemonControl::Refusal::GiveUp,
+                    [&](const ApplyResult &each) { result = each; });
+    kill(control_->supervisor().process(), SIGKILL);
+    EXPECT_TRUE(run_until(loop_, [&] { return control_->supervisor().starts() == 2; }));
+    EXPECT_EQ(read_file(path_), "good");
+    EXPECT_FALSE(result);
+    control_->stop();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->reason, "was stopped");
+    EXPECT_FALSE(read_file(path_ + ".trial"));
+}
+
 TEST_F(Control, StopsAFirstConfigurationThatIsRefusedUnlessItRanBefore) {
     const ApplyResult refused = apply(with("bad"));
-    EXPECT_EQ(refused.reason, "scripted does not run with this configuration: it ended with status 255");
+    EXPECT_EQ(refused.reason, "scripted does not run with this configuration: it ended with status 255: cannot do it");
     EXPECT_EQ(control_->supervisor().state(), ProcessState::Stopped);
     EXPECT_FALSE(control_->running());
     EXPECT_EQ(apply(with("bad"), DaemonControl::Refusal::KeepTrying).outcome, Outcome::Refused);

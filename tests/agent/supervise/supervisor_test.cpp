@@ -86,6 +86,36 @@ TEST_F(Supervised, ThatCrashesAllTheTimeIsSaidToFailOnce) {
     EXPECT_EQ(reasons_.back(), "ended with status 3, 3 times in a row; is tried every 80 ms");
 }
 
+TEST_F(Supervised, SaysWhyItEndedInItsOwnLastWords) {
+    const auto supervisor = make();
+    const auto last_end_of = [&](const std::string &script) {
+        const std::uint64_t failures = supervisor->failures();
+        supervisor->start(shell(script));
+        EXPECT_TRUE(run_until(loop_, [&] { return supervisor->failures() > failures; }));
+        supervisor->stop();
+        return supervisor->last_end();
+    };
+    EXPECT_EQ(last_end_of("echo much; echo; echo no such clock >&2; printf 'failed to start'; exit 3"),
+              "ended with status 3: no such clock; failed to start");
+    EXPECT_EQ(last_end_of("exit 4"), "ended with status 4") << "and not in those of the one before";
+    EXPECT_EQ(last_end_of("echo offset 12; kill -9 $$"), "was ended by signal 9 (Killed)") << "which was no reason";
+    const std::string flood = last_end_of("head -c 300000 /dev/zero | tr '\\0' x; exit 5");
+    EXPECT_THAT(flood, testing::StartsWith("ended with status 5: xxx"));
+    EXPECT_LT(flood.size(), 2000u);
+}
+
+TEST_F(Supervised, NeverWaitsForWhoReadsItsOutput) {
+    const test::TemporaryDirectory directory;
+    const std::string mark = directory.path() + "/written";
+    const auto supervisor = make();
+    supervisor->start(shell("head -c 300000 /dev/zero | tr '\\0' '\\n' 2>/dev/null; : >" + mark + "; exec sleep 100"));
+    // The loop does not run: nobody reads.
+    for (int i = 0; i < 300 && access(mark.c_str(), F_OK) != 0; ++i) {
+        usleep(10'000);
+    }
+    EXPECT_EQ(access(mark.c_str(), F_OK), 0);
+}
+
 TEST_F(Supervised, ThatFailedIsSoundAfterAStableRun) {
     const test::TemporaryDirectory directory;
     const std::string mark = directory.path() + "/sound";
