@@ -30,33 +30,60 @@ constexpr int most_frames_at_once = 64;
 /** A master qualifies when two of its messages came within four of its intervals (IEEE 1588-2008, 9.3.2.4.4). */
 constexpr std::uint64_t window_intervals = 4;
 constexpr std::uint16_t qualifying_count = 2;
+/** It goes round in a circle (9.3.2.5 d). */
+constexpr std::uint16_t too_many_steps = 255;
 
-/** The PTP message behind IP and UDP headers, and the address it came from; empty for all else. */
-std::span<const std::uint8_t> behind_udp(std::span<const std::uint8_t> packet, bool is_ipv6, std::string &address) {
+using Bytes = std::span<const std::uint8_t>;
+
+/** What lies behind a header of `header` octets when the whole has `length`, as a header said; empty when that is a lie. */
+Bytes between(Bytes whole, std::size_t header, std::size_t length) {
+    return header <= length && length <= whole.size() ? whole.first(length).subspan(header) : Bytes();
+}
+
+/** What an IP packet carries when that is UDP, and the address it came from; empty for all else. */
+Bytes behind_ip(Bytes packet, bool is_ipv6, std::string &address) {
     const std::size_t shortest = is_ipv6 ? 40 : 20;
-    if (packet.size() < shortest) {
+    if (packet.size() < shortest || packet[0] >> 4 != (is_ipv6 ? 6 : 4)) {
         return {};
     }
     const std::size_t header = is_ipv6 ? 40 : std::size_t{packet[0] & 0x0Fu} * 4;
     const std::uint8_t protocol = is_ipv6 ? packet[6] : packet[9];
-    const bool is_fragment = !is_ipv6 && (load_big_endian<std::uint16_t>(&packet[6]) & 0x1FFF) != 0;
-    if (header < shortest || packet.size() < header + 8 || protocol != protocol_udp || is_fragment) {
-        return {};
-    }
-    if (load_big_endian<std::uint16_t>(&packet[header + 2]) != general_port) {
+    const bool is_fragment = !is_ipv6 && (load_big_endian<std::uint16_t>(&packet[6]) & 0x3FFF) != 0;
+    if (header < shortest || protocol != protocol_udp || is_fragment) {
         return {};
     }
     char text[INET6_ADDRSTRLEN] = "";
     inet_ntop(is_ipv6 ? AF_INET6 : AF_INET, &packet[is_ipv6 ? 8 : 12], text, sizeof text);
     address = text;
-    return packet.subspan(header + 8);
+    const std::size_t said = load_big_endian<std::uint16_t>(&packet[is_ipv6 ? 4 : 2]);
+    return between(packet, header, is_ipv6 ? header + said : said);
+}
+
+/** What a datagram for the general port carries. */
+Bytes behind_udp(Bytes datagram) {
+    constexpr std::size_t header = 8;
+    if (datagram.size() < header || load_big_endian<std::uint16_t>(&datagram[2]) != general_port) {
+        return {};
+    }
+    return between(datagram, header, load_big_endian<std::uint16_t>(&datagram[4]));
+}
+
+/**
+ * Whether it is an Announce of PTP version 2 that is whole. Those with another sdoId than that of all profiles here, as
+ * 802.1AS sends them, are of other clocks, whom the daemon does not hear either.
+ */
+bool is_announce(Bytes message) {
+    if (message.size() < announce_length) {
+        return false;
+    }
+    const std::size_t length = load_big_endian<std::uint16_t>(&message[2]);
+    return message[0] == announce_type && (message[1] & 0x0F) == 2 && length >= announce_length &&
+           length <= message.size();
 }
 
 /** The fields of an Announce message (IEEE 1588-2008, 13.3 and 13.5). */
-std::optional<HeardAnnounce> read_announce(std::span<const std::uint8_t> message) {
-    const bool is_announce =
-        message.size() >= announce_length && (message[0] & 0x0F) == announce_type && (message[1] & 0x0F) == 2;
-    if (!is_announce) {
+std::optional<HeardAnnounce> read_announce(Bytes message) {
+    if (!is_announce(message)) {
         return std::nullopt;
     }
     HeardAnnounce heard;
@@ -130,7 +157,7 @@ std::optional<HeardAnnounce> parse_announce(std::span<const std::uint8_t> frame)
     }
     std::string address;
     if (type == type_ipv4 || type == type_ipv6) {
-        rest = behind_udp(rest, type == type_ipv6, address);
+        rest = behind_udp(behind_ip(rest, type == type_ipv6, address));
     } else if (type != type_ptp) {
         return std::nullopt;
     }
@@ -146,7 +173,10 @@ void AnnounceListener::follow(Observation &found) {
     if (!is_wanted_ || !found.default_ds) {
         return;
     }
-    domain_ = found.default_ds->domain;
+    if (domain_ != found.default_ds->domain) {
+        domain_ = found.default_ds->domain;
+        neighbours_.clear();
+    }
     own_ = found.default_ds->identity;
     std::erase_if(sockets_, [&](const auto &entry) {
         const std::string &name = entry.first;
@@ -228,7 +258,8 @@ void AnnounceListener::enter(const HeardAnnounce &heard, std::uint16_t port, std
     neighbour.master.receiving_port = port;
     neighbour.master.previous_count = previous;
     neighbour.master.current_count = static_cast<std::uint16_t>(current + 1);
-    neighbour.master.qualified = previous + current + 1 >= qualifying_count;
+    neighbour.master.qualified =
+        previous + current + 1 >= qualifying_count && heard.master.steps_removed < too_many_steps;
     neighbour.log_interval = heard.log_interval;
     neighbour.last_ns = now_ns;
 }
