@@ -169,12 +169,12 @@ constexpr ReportRow rows[] = {
      Scope::Clock,
      false,
      {},
-     {"streams", Scope::Stream, ipv4_list_rows, fits_ipv4, nullptr, false}},
+     {"streams", Scope::Stream, ipv4_list_rows, fits_ipv4, nullptr, true}},
     {"ptp_ip_streams_list_msg",
      Scope::Clock,
      false,
      {},
-     {"streams", Scope::Stream, ip_list_rows, nullptr, nullptr, false}},
+     {"streams", Scope::Stream, ip_list_rows, nullptr, nullptr, true}},
 };
 
 }  // namespace

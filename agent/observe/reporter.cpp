@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace ptp_agent {
 namespace {
@@ -231,10 +232,13 @@ void Reporter::add_parts(const ReportMaker &maker, const ReportInput &input, std
         return;
     }
     const std::size_t parts = std::max<std::size_t>(1, (all.size() + maker.capacity() - 1) / maker.capacity());
+    // A list of another length is told whole: from a part of it nobody learns what is no more.
+    const bool is_longer_or_shorter = std::exchange(told_lengths_[&maker.row()], all.size()) != all.size();
     for (std::size_t i = 0; i < parts; ++i) {
         const std::size_t first = i * maker.capacity();
         const auto part = all.subspan(first, std::min(maker.capacity(), all.size() - first));
-        add(maker, parts == 1 ? "" : "part " + std::to_string(i + 1), maker.values(clock, part), input.full, reports);
+        add(maker, "part " + std::to_string(i + 1), maker.values(clock, part), input.full || is_longer_or_shorter,
+            reports);
     }
 }
 

@@ -61,7 +61,8 @@ class Reporter {
     std::vector<ReportMaker> makers_;
     ReportMaker selected_, set_time_, step_time_;
     std::map<std::string, ReportValues> told_;
-    std::map<std::uint16_t, PortCounters> counters_;  // by the daemon's port number
+    std::map<const ReportRow *, std::size_t> told_lengths_;  // of lists that go in parts
+    std::map<std::uint16_t, PortCounters> counters_;         // by the daemon's port number
     std::optional<PortCounters> total_;
     std::uint64_t counted_ns_ = 0;
     bool answered_ = false;  // the daemon, last time

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <set>
 
 namespace ptp_agent {
@@ -248,6 +249,47 @@ TEST_F(Reports, ListStreamsInPartsOfTen) {
     EXPECT_EQ(find(reports, "ptp_port_data_set_info").subject, "port 5") << "as the control plane named it";
     EXPECT_EQ(find(reports, "ptp_clk_data_set").message.number("default_ds.local_priority"), 77);
     EXPECT_THAT(names(report_later()), testing::IsEmpty());
+}
+
+TEST_F(Reports, ListEveryStreamHoweverManyThereAre) {
+    const auto listed = [this](const std::vector<Report> &reports, const std::string &message) {
+        std::vector<std::vector<u_int32>> parts;
+        u_int32 err = 0;
+        for (const Report &each : reports) {
+            if (each.row->message != message) {
+                continue;
+            }
+            const ptp_cfg_type *structure = payload_type(each.message.type(), 0), *element = nullptr;
+            std::vector<u_int32> &part = parts.emplace_back();
+            for (u_int32 i = 0; i < capacity_of(structure, "streams", &element); ++i) {
+                void *stream = ptp_cfg_field_get(structure, 0, handle_.get(), 0, each.message.payload(), i, &err);
+                if (ptp_cfg_field_state_flag_get(structure, 0, handle_.get(), 0, each.message.payload(), i, &err) !=
+                    0) {
+                    part.push_back(
+                        static_cast<u_int32>(ptp_cfg_field_get_value(element, 0, handle_.get(), 0, stream, 0, &err)));
+                }
+            }
+        }
+        EXPECT_EQ(err, 0u);
+        return parts;
+    };
+    const auto numbers = [](u_int32 from, u_int32 to) {
+        std::vector<u_int32> all(to + 1 - from);
+        std::iota(all.begin(), all.end(), from);
+        return all;
+    };
+    using testing::ElementsAre, testing::IsEmpty;
+    configure_streams(130);
+    const std::vector<Report> all = report();
+    EXPECT_THAT(listed(all, "ptp_ip_streams_list_msg"),
+                ElementsAre(numbers(1, 50), numbers(51, 100), numbers(101, 130)));
+    EXPECT_THAT(listed(all, "ptp_ipv4_streams_list_msg"), ElementsAre(numbers(1, 128), numbers(129, 130)));
+    EXPECT_THAT(names(report_later()), IsEmpty());
+    configure_streams(50);
+    EXPECT_THAT(listed(report_later(), "ptp_ip_streams_list_msg"), ElementsAre(numbers(1, 50)))
+        << "or nobody would know that the others are gone";
+    configure_streams(130);
+    EXPECT_THAT(listed(report_later(), "ptp_ip_streams_list_msg").size(), 3);
 }
 
 TEST_F(Reports, GiveAStreamTheCountersOfItsPortWhereItIsAloneThere) {
