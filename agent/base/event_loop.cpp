@@ -56,6 +56,9 @@ int EventLoop::run() {
 }
 
 bool EventLoop::run_once(std::uint64_t timeout_ms) {
+    if (sd_event_get_state(event_.get()) == SD_EVENT_FINISHED) {
+        return false;
+    }
     check(sd_event_run(event_.get(), timeout_ms * 1000), "run the event loop");
     return sd_event_get_state(event_.get()) != SD_EVENT_FINISHED;
 }

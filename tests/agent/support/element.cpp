@@ -175,6 +175,7 @@ Element::Element(const std::string &folder, std::string name, const ElementOptio
     : folder_(folder + "/" + name),
       name_(std::move(name)),
       configuration_(folder_ + ".toml"),
+      clock_shift_(options.clock_shift),
       receiving_(tracking_handle()),
       sending_(make_handle()) {
     std::filesystem::create_directories(folder_);
@@ -200,14 +201,15 @@ Element::~Element() {
 }
 
 void Element::start() {
-    const std::string log = folder_ + ".log", environment = still_clock_environment();
+    const std::string environment = still_clock_environment() + (clock_shift_.empty() ? "" : ":" SHIFTED_CLOCK);
     process_ = fork();
     if (process_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        const int out = open((folder_ + ".log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         dup2(out, STDOUT_FILENO);
         dup2(out, STDERR_FILENO);
         putenv(const_cast<char *>(environment.c_str()));
+        setenv("SHIFTED_CLOCK", clock_shift_.c_str(), 1);
         // The preloaded library is no sanitizer's business.
         setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
         setenv("PATH", "/usr/local/sbin:/usr/sbin:/sbin:/usr/local/bin:/usr/bin:/bin", 1);

@@ -50,6 +50,7 @@ struct ElementOptions {
     unsigned poll_ms = 100;
     unsigned lock_bound_ns = 200'000;  ///< software timestamps on a busy machine
     std::string state_directory = {};  ///< default: its own, that of the element
+    std::string clock_shift = {};      ///< file with the nanoseconds, as an int64, by which its system's clock is off
 };
 
 class Element {
@@ -109,7 +110,7 @@ class Element {
     static void on_message(vela_handle *handle, u_int32, void *context, const ptp_cfg_type *type, void *message,
                            u_int32 *);
 
-    std::string folder_, name_, configuration_;
+    std::string folder_, name_, configuration_, clock_shift_;
     SecondNamespace network_;
     SharedHandle receiving_, sending_;
     vela_channel *channel_ = nullptr;
