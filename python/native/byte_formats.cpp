@@ -32,12 +32,16 @@ PyObject *to_bytes(PyObject *self, PyObject *const *arguments, Py_ssize_t count,
     if (!take_domain("to_bytes", arguments, count, names, 0, &domain)) {
         return nullptr;
     }
-    const domain_scope scope(record->handle(), domain);
+    if (!is_domain(domain)) {
+        return nullptr;
+    }
     size_t length = 0;
-    if (!scope || !write_record(record, "EncodeError", &length, [record](char *buffer, u_int32 room, u_int32 *err) {
-            return record->operations().marshal(record->handle(), memory_class, reinterpret_cast<u_int8 *>(buffer),
-                                                record->instance, room, err);
-        })) {
+    const auto marshal = [record, domain](char *buffer, u_int32 room, u_int32 *err) {
+        const domain_scope scope(record->handle(), domain);
+        return record->operations().marshal(record->handle(), memory_class, reinterpret_cast<u_int8 *>(buffer),
+                                            record->instance, room, err);
+    };
+    if (!write_record(record, "EncodeError", &length, marshal)) {
         return nullptr;
     }
     return PyBytes_FromStringAndSize(scratch().data(), static_cast<Py_ssize_t>(length));
@@ -110,12 +114,15 @@ PyObject *decode_as(PyTypeObject *made, const type_entry &entry, PyObject *data,
     }
     const bool tracked = is_tracked(entry, bytes);
     vela_handle *handle = handle_for(tracked);
-    const domain_scope scope(handle, domain);
-    if (!scope) {
+    if (!is_domain(domain)) {
         return nullptr;
     }
     u_int32 err = 0;
-    void *instance = decode(entry, handle, bytes, &err);
+    void *instance = nullptr;
+    {
+        const domain_scope scope(handle, domain);
+        instance = decode(entry, handle, bytes, &err);
+    }
     if (instance != nullptr) {
         return own_instance(entry, made, instance, tracked);
     }

@@ -25,11 +25,14 @@ PyObject *record_create(PyTypeObject *made, bool tracked, PyObject *domain) {
         PyErr_Format(PyExc_TypeError, "%s is of no type of record; make one of its subclasses", made->tp_name);
         return nullptr;
     }
-    const domain_scope scope(handle_for(tracked), domain);
-    if (!scope) {
+    if (!is_domain(domain)) {
         return nullptr;
     }
-    void *instance = entry->operations->create(handle_for(tracked), memory_class);
+    void *instance = nullptr;
+    {
+        const domain_scope scope(handle_for(tracked), domain);
+        instance = entry->operations->create(handle_for(tracked), memory_class);
+    }
     return instance == nullptr ? out_of_memory() : own_instance(*entry, made, instance, tracked);
 }
 
@@ -321,17 +324,19 @@ bool add_record_type(PyObject *module) {
 
 // ---- domains --------------------------------------------------------------------------------------------------------
 
-domain_scope::domain_scope(vela_handle *handle, PyObject *domain) : handle_(handle) {
-    if (domain == nullptr || domain == Py_None) {
-        return;
-    }
-    is_domain_ = PyObject_TypeCheck(domain, domain_type) != 0;
-    if (!is_domain_) {
+bool is_domain(PyObject *domain) {
+    const bool is_one = domain == nullptr || domain == Py_None || PyObject_TypeCheck(domain, domain_type) != 0;
+    if (!is_one) {
         PyErr_Format(PyExc_TypeError, "a Domain is wanted, not %s", Py_TYPE(domain)->tp_name);
-        return;
     }
-    vela_handle_set_domain(handle, reinterpret_cast<domain_object *>(domain)->domain);
-    is_set_ = true;
+    return is_one;
+}
+
+domain_scope::domain_scope(vela_handle *handle, PyObject *domain)
+    : handle_(handle), is_set_(domain != nullptr && domain != Py_None) {
+    if (is_set_) {
+        vela_handle_set_domain(handle, reinterpret_cast<domain_object *>(domain)->domain);
+    }
 }
 
 domain_scope::~domain_scope() {

@@ -37,20 +37,20 @@ record_object *record_of(PyObject *from);
 std::string path_of(const record_object *record);
 std::string path_of(const record_object *record, const field_entry &field, u_int32 element);
 
-/** Speaks a domain while it lives; NULL and None are the newest variants. */
+/** Whether an object may be given as a domain: one, None or NULL for the newest variants; else a TypeError is raised. */
+bool is_domain(PyObject *domain);
+
+/** Speaks a domain, which is one, while it lives. No code in Python may run meanwhile: all threads share the handle. */
 class domain_scope {
   public:
     domain_scope(vela_handle *handle, PyObject *domain);
     ~domain_scope();
     domain_scope(const domain_scope &) = delete;
     domain_scope &operator=(const domain_scope &) = delete;
-    /** False, with a TypeError, when the object was no domain. */
-    explicit operator bool() const { return is_domain_; }
 
   private:
     vela_handle *handle_;
     bool is_set_ = false;
-    bool is_domain_ = true;
 };
 
 /** Add the class that all records derive from, and that of domains, to a module. */

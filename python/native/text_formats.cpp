@@ -76,9 +76,8 @@ PyObject *from_json(PyObject *made, PyObject *positional, PyObject *named) {
         return nullptr;
     }
     vela_handle *handle = handle_for(tracked != 0);
-    const domain_scope scope(handle, domain);
     const object held = lent_text(given);
-    if (!scope || !held) {
+    if (!is_domain(domain) || !held) {
         return nullptr;
     }
     const lent_bytes text(held.get());
@@ -87,8 +86,12 @@ PyObject *from_json(PyObject *made, PyObject *positional, PyObject *named) {
     }
     fault what;
     ptp_cfg_json_options options{sizeof options, keywords.rules(), 0, keep_fault, &what};
-    void *instance = ptp_cfg_from_json(handle, memory_class, entry->type, nullptr, text.data(), text.size(), &options,
-                                       &what.code, nullptr, 0);
+    void *instance = nullptr;
+    {
+        const domain_scope scope(handle, domain);
+        instance = ptp_cfg_from_json(handle, memory_class, entry->type, nullptr, text.data(), text.size(), &options,
+                                     &what.code, nullptr, 0);
+    }
     if (instance == nullptr) {
         what.reason = what.reason.empty() ? error_text(handle, what.code) : what.reason;
         return raise_fault("JsonError", what);
@@ -101,13 +104,12 @@ PyObject *from_json(PyObject *made, PyObject *positional, PyObject *named) {
 /** What both writers of text do: the operation that a member of the table names. */
 PyObject *rendered(PyObject *self, decltype(ptp_cfg_operations::print) ptp_cfg_operations::*operation) {
     const record_object *record = cast(self);
-    std::string &room = scratch();
-    std::fill(room.begin(), room.end(), ' ');
     size_t length = 0;
     const auto call = [&](char *buffer, u_int32 size, u_int32 *err) {
+        std::fill_n(buffer, size, ' ');
         return (record->operations().*operation)(record->handle(), memory_class, buffer, record->instance, size, err);
     };
-    return write_record(record, "EncodeError", &length, call) ? text_object({room.data(), length}) : nullptr;
+    return write_record(record, "EncodeError", &length, call) ? text_object({scratch().data(), length}) : nullptr;
 }
 
 PyObject *to_xml(PyObject *self, PyObject *) { return rendered(self, &ptp_cfg_operations::to_xml); }
@@ -152,9 +154,8 @@ PyObject *from_xml(PyObject *made, PyObject *positional, PyObject *named) {
         return nullptr;
     }
     vela_handle *handle = handle_for(false);
-    const domain_scope scope(handle, domain);
     const object held = lent_text(given);
-    if (!scope || !held) {
+    if (!is_domain(domain) || !held) {
         return nullptr;
     }
     const lent_bytes text(held.get());
@@ -168,8 +169,11 @@ PyObject *from_xml(PyObject *made, PyObject *positional, PyObject *named) {
     char error[512] = "";
     vela_xml_document *document =
         vela_xml_parse_with(text.data(), text.size(), &options, &what.code, error, sizeof error);
-    void *instance =
-        document == nullptr ? nullptr : read_document(*entry, handle, document, &what.code, error, sizeof error);
+    void *instance = nullptr;
+    if (document != nullptr) {
+        const domain_scope scope(handle, domain);
+        instance = read_document(*entry, handle, document, &what.code, error, sizeof error);
+    }
     vela_xml_destroy(document);
     if (instance == nullptr) {
         what.reason = !what.reason.empty() ? what.reason : error[0] != '\0' ? error : error_text(handle, what.code);

@@ -3,13 +3,14 @@
 import asyncio
 import collections
 import logging
+import threading
 import time
 from collections.abc import Callable
 from types import TracebackType
 from typing import Any, NamedTuple, Self
 
 from . import _native
-from .errors import DecodeError, Error
+from .errors import ChannelError, DecodeError, Error
 from .records import Record
 from .wire import bundle, split
 
@@ -36,6 +37,7 @@ class Channel(_native.Channel):
 
     _messages: "collections.deque[Any]"
     _on_fault: Callable[[DecodeError], Any]
+    _turn: "threading.RLock"  # of threads that receive
     _waiter: "asyncio.Future[None] | None" = None
 
     def __init__(self) -> None:
@@ -59,6 +61,7 @@ class Channel(_native.Channel):
                 on_fault: Callable[[DecodeError], Any] | None, options: dict[str, int]) -> Self:
         self = cls.__new__(cls)
         self._messages = collections.deque()
+        self._turn = threading.RLock()
         self._on_fault = on_fault or self._log_fault
         tell = None if on_event is None else lambda *values: on_event(Event(*values))
         self._open(listens, domain, uri, tell, options)
@@ -82,48 +85,60 @@ class Channel(_native.Channel):
         Their messages are given to the handler, or without one kept for the iterators. A handler may send and reply.
         """
         take = self._messages.append if handler is None else handler
-        return self._process(lambda data: [take(message) for message in split(data, self._on_fault)], limit)
+        with self._turn:
+            return self._process(lambda data: [take(message) for message in split(data, self._on_fault)], limit)
 
     def receive(self, timeout: float | None = None) -> Any:
         """The next message; waits for it, at most `timeout` seconds, else TimeoutError."""
         end = None if timeout is None else time.monotonic() + timeout
-        while not self._messages:
+        while (message := self._taken()) is None:
             left = -1 if end is None else max(0, int((end - time.monotonic()) * 1000 + 0.999))
             if self._wait(left):
                 self.process()
             elif left == 0:
                 raise TimeoutError("no message arrived in time")
-        return self._messages.popleft()
+        return message
+
+    def _taken(self) -> Any:
+        """A message that arrived before, or None: another thread may have been faster."""
+        try:
+            return self._messages.popleft()
+        except IndexError:
+            return None
 
     def __iter__(self) -> Self:
         return self
 
     def __next__(self) -> Any:
-        while not self._messages:
-            if self.closed:
-                raise StopIteration
-            if self._wait(-1) and not self.closed:
-                self.process()
-        return self._messages.popleft()
+        while (message := self._taken()) is None:
+            try:
+                if self._wait(-1):
+                    self.process()
+            except ChannelError:
+                if not self.closed:
+                    raise
+                raise StopIteration from None
+        return message
 
     # ---- the same for asyncio
 
     async def areceive(self) -> Any:
         """receive() for asyncio, to be used by one task at a time; asyncio.wait_for() limits the time."""
-        while not self._messages:
+        while (message := self._taken()) is None:
             await self._readable()
-            if self.closed:
-                raise StopAsyncIteration
             self.process()
-        return self._messages.popleft()
+        return message
 
     def __aiter__(self) -> Self:
         return self
 
     async def __anext__(self) -> Any:
-        if self.closed and not self._messages:
-            raise StopAsyncIteration
-        return await self.areceive()
+        try:
+            return await self.areceive()
+        except ChannelError:
+            if not self.closed:
+                raise
+            raise StopAsyncIteration from None
 
     async def _readable(self) -> None:
         loop = asyncio.get_running_loop()
@@ -145,20 +160,24 @@ class Channel(_native.Channel):
         What arrives meanwhile is kept for the iterators. Nothing more can be sent afterwards.
         """
         end = None if timeout is None else time.monotonic() + timeout
-        while not self._finish(lambda data: self._messages.extend(split(data, self._on_fault))):
+        while not self._finish_once():
             left = -1 if end is None else int((end - time.monotonic()) * 1000 + 0.999)
             if end is not None and left <= 0:
                 return False
             self._wait(left)
         return True
 
+    def _finish_once(self) -> int:
+        with self._turn:
+            return self._finish(lambda data: self._messages.extend(split(data, self._on_fault)))
+
     def close(self) -> None:
         """Closes the channel; what is queued is lost, so finish() it first. Who waits for messages is woken."""
         waiter = self._waiter
-        if waiter is not None and not waiter.done():
-            waiter.get_loop().remove_reader(self.fileno())
+        if waiter is not None and not self.closed:
             waiter.get_loop().call_soon_threadsafe(_wake, waiter)
-        self._close()
+        with self._turn:
+            self._close()
 
     def __enter__(self) -> Self:
         return self

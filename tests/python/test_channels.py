@@ -110,6 +110,31 @@ def test_a_loop_ends_when_another_thread_closes_the_channel(uri):
         server.send(message())
 
 
+def test_two_threads_share_what_arrives(uri):
+    server = ptp_cfg.Channel.listen(uri)
+    received, failures = [], []
+
+    def read():
+        try:
+            received.extend(map(domain_of, server))
+        except BaseException as error:
+            failures.append(error)
+
+    readers = [threading.Thread(target=read) for _ in range(2)]
+    for reader in readers:
+        reader.start()
+    with ptp_cfg.Channel.connect(uri) as client:
+        for domain in range(200):
+            client.send(message(domain))
+        assert client.finish(20)
+    while server.statistics["received"] < 200:
+        time.sleep(0.01)
+    server.close()
+    for reader in readers:
+        reader.join(10)
+    assert not failures and sorted(received) == list(range(200))
+
+
 def test_a_signal_interrupts_who_waits(uri):
     code = f"import ptp_cfg; channel = ptp_cfg.Channel.listen({uri!r}); print('ready', flush=True); channel.receive()"
     process = subprocess.Popen([sys.executable, "-c", code], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
