@@ -51,9 +51,7 @@ class Client : public testing::Test {
         agent_ = ::fork();
         if (agent_ == 0) {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            const std::string environment = still_clock_environment();
-            ::putenv(const_cast<char *>(environment.c_str()));
-            ::setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
+            take_daemons_environment();
             const int log = ::open(path("log").c_str(), O_WRONLY | O_CREAT, 0600);
             ::dup2(log, STDERR_FILENO);
             ::dup2(log, STDOUT_FILENO);

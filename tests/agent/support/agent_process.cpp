@@ -56,16 +56,14 @@ AgentProcess::AgentProcess(const std::string &folder, const std::string &name, c
 AgentProcess::~AgentProcess() { end(SIGKILL); }
 
 bool AgentProcess::start() {
-    const std::string path = program(), configuration = folder_ + "/agent.toml", log = folder_ + "/log",
-                      environment = still_clock_environment();
+    const std::string path = program(), configuration = folder_ + "/agent.toml", log = folder_ + "/log";
     process_ = fork();
     if (process_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         dup2(out, STDOUT_FILENO);
         dup2(out, STDERR_FILENO);
-        putenv(const_cast<char *>(environment.c_str()));
-        setenv("PATH", "/usr/local/sbin:/usr/sbin:/sbin:/usr/local/bin:/usr/bin:/bin", 1);
+        take_daemons_environment();
         execl(path.c_str(), path.c_str(), "--config", configuration.c_str(), nullptr);
         _exit(127);
     }

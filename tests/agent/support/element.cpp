@@ -201,18 +201,14 @@ Element::~Element() {
 }
 
 void Element::start() {
-    const std::string environment = still_clock_environment() + (clock_shift_.empty() ? "" : ":" SHIFTED_CLOCK);
     process_ = fork();
     if (process_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const int out = open((folder_ + ".log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         dup2(out, STDOUT_FILENO);
         dup2(out, STDERR_FILENO);
-        putenv(const_cast<char *>(environment.c_str()));
         setenv("SHIFTED_CLOCK", clock_shift_.c_str(), 1);
-        // The preloaded library is no sanitizer's business.
-        setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
-        setenv("PATH", "/usr/local/sbin:/usr/sbin:/sbin:/usr/local/bin:/usr/bin:/bin", 1);
+        take_daemons_environment(clock_shift_.empty() ? "" : SHIFTED_CLOCK);
         if (setns(network_.descriptor(), CLONE_NEWNET) == 0) {
             execl(PTP_AGENT, PTP_AGENT, "--config", configuration_.c_str(), nullptr);
         }

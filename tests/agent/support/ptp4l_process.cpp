@@ -51,6 +51,13 @@ std::map<std::string, std::string> fast_options() {
 
 std::string still_clock_environment() { return std::string("LD_PRELOAD=") + STILL_CLOCK; }
 
+void take_daemons_environment(const std::string &library) {
+    setenv("LD_PRELOAD", (STILL_CLOCK + (library.empty() ? "" : ":" + library)).c_str(), 1);
+    // Preloaded libraries are no sanitizer's business.
+    setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+    setenv("PATH", "/usr/local/sbin:/usr/sbin:/sbin:/usr/local/bin:/usr/bin:/bin", 1);
+}
+
 Ptp4lProcess::Ptp4lProcess(const std::string &folder, const std::string &name,
                            const std::vector<std::string> &interfaces,
                            const std::map<std::string, std::string> &options, int network)
@@ -78,15 +85,14 @@ Ptp4lProcess::~Ptp4lProcess() {
 }
 
 void Ptp4lProcess::start() {
-    const std::string configuration = path_ + ".conf", log = path_ + ".log", environment = still_clock_environment();
+    const std::string configuration = path_ + ".conf", log = path_ + ".log";
     const pid_t child = fork();
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
         dup2(out, STDOUT_FILENO);
         dup2(out, STDERR_FILENO);
-        putenv(const_cast<char *>(environment.c_str()));
-        setenv("PATH", "/usr/local/sbin:/usr/sbin:/sbin:/usr/local/bin:/usr/bin:/bin", 1);
+        take_daemons_environment();
         if (network_ < 0 || setns(network_, CLONE_NEWNET) == 0) {
             execlp(executable, executable, "-m", "-q", "-f", configuration.c_str(), nullptr);
         }

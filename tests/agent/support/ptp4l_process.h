@@ -17,6 +17,11 @@ std::map<std::string, std::string> fast_options();
 
 /** The environment in which a daemon leaves the machine's clock alone: LD_PRELOAD=... */
 std::string still_clock_environment();
+/**
+ * Gives a child, before it runs a daemon or an agent, that environment and a PATH that has daemons.
+ * @param library  preloaded, too
+ */
+void take_daemons_environment(const std::string &library = {});
 
 class Ptp4lProcess {
   public:
