@@ -106,7 +106,7 @@ def row(scenario, structure):
 
 def main():
     print(f"Python {platform.python_version()}, python3-protobuf {protobuf_version} with its "
-          f"{api_implementation.Type()} backend: nanoseconds of the processor's "
+          f"{api_implementation.Type()} backend: nanoseconds of the\nprocessor's "
           "time here and there, and how many times as long it takes there.\n")
     print("| record | bytes, here / there | encode | decode | to JSON | from JSON |")
     print("|---|---:|---:|---:|---:|---:|")
