@@ -26,6 +26,13 @@ if(PTP_CFG_AGENT)
             DESTINATION "${CMAKE_INSTALL_DOCDIR}/agent")
 endif()
 
+if(PTP_CFG_DISSECTOR)
+    # Where Wireshark looks for plugins in Lua; it also takes the file from a user's own folder.
+    set(PTP_CFG_WIRESHARK_PLUGIN_DIR "${CMAKE_INSTALL_LIBDIR}/wireshark/plugins" CACHE STRING
+        "Where the dissector for Wireshark is installed")
+    install(FILES "${PTP_CFG_DISSECTOR_FILE}" DESTINATION "${PTP_CFG_WIRESHARK_PLUGIN_DIR}")
+endif()
+
 # What README.md refers to lies beside it as in the source tree, except for tests/ and bench/.
 install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md")

@@ -37,7 +37,8 @@ void emit_module(const generation &input, output_set &files);
 void emit_manifest(const generation &input, output_set &files);
 /** Trace points, and the message texts with their section. */
 void emit_traces(const generation &input, output_set &files);
-
+/** Tables of all types for a packet analyser's dissector. */
+void emit_dissector(const generation &input, output_set &files);
 /** Reference pages: one per type and message, and their index. */
 void emit_reference(const generation &input, output_set &files);
 

@@ -60,6 +60,7 @@ output_set emit_all(const generation &input) {
     emit_module(input, files);
     emit_manifest(input, files);
     emit_traces(input, files);
+    emit_dissector(input, files);
     emit_reference(input, files);
     return files;
 }

@@ -157,6 +157,9 @@ void walker::header() {
     if (length > limit_ - start) {
         note(length_at, "header/length: the message is said to have " + counted(length, "byte") + ", but " +
                             std::to_string(limit_ - start) + " are there");
+    } else if (length < PTP_CFG_MESSAGE_PREFIX) {
+        stop(length_at, "header/length: the message is said to have " + counted(length, "byte") +
+                            ", but header and identity have " + std::to_string(PTP_CFG_MESSAGE_PREFIX));
     } else {
         limit_ = start + static_cast<size_t>(length);
     }
