@@ -136,12 +136,19 @@ std::string structure_facts(const structure &type) {
     return facts.text();
 }
 
+/** "0 to 255"; nothing where the type's own page or row says more. */
+std::string range_of(const field &row) {
+    constexpr std::string_view before = "number from ";
+    const bool is_number = row.category == field_category::primitive && row.primitive->doc.starts_with(before);
+    return is_number ? row.primitive->doc.substr(before.size()) : "";
+}
+
 std::string fields_section(const structure &type) {
-    markdown_table fields({"Number", "Field", "Type", "Since variant", "Unit", "Meaning"});
+    markdown_table fields({"Number", "Field", "Type", "Range", "Since variant", "Unit", "Meaning"});
     for (std::size_t index = 0; index < type.fields.size(); ++index) {
         const field &row = type.fields[index];
-        fields.row({std::to_string(index), code(row.name), type_link(row), std::to_string(row.since), prose(row.unit),
-                    prose(row.doc)});
+        fields.row({std::to_string(index), code(row.name), type_link(row), range_of(row), std::to_string(row.since),
+                    prose(row.unit), prose(row.doc)});
     }
     return "## Fields\n\n" + fields.text();
 }
