@@ -98,7 +98,6 @@ def drawing_section(page):
 
 def completed(name, page, examples):
     """The page of a type with its example before the wire layout, and the drawing first in that."""
-    page = page.replace("\\<", "&lt;")
     head, mark, rest = page.partition("## Wire layout\n\n")
     return head + example_section(examples.written(name)) + mark + drawing_section(page) + rest
 
@@ -115,6 +114,6 @@ def write(generated, out, schema_folder, ptpcfg, examples_folder):
     examples = Examples(Schema(schema_folder), ptpcfg, examples_folder)
     out.mkdir(parents=True)
     for path in sorted(pathlib.Path(generated).glob("*.md")):
-        page = path.read_text()
+        page = path.read_text().replace("\\<", "&lt;")  # which MkDocs knows no escape for
         (out / path.name).write_text(page if path.stem == "index" else completed(path.stem, page, examples))
     return [{"Overview": "reference/index.md"}, *navigation((pathlib.Path(generated) / "index.md").read_text())]
