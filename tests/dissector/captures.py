@@ -4,6 +4,7 @@ import selectors
 import socket
 import struct
 import threading
+import time
 
 USER0, RAW_IP = 147, 101
 
@@ -44,16 +45,28 @@ class Relay:
 
     def __init__(self, family, kind, listen_at, forward_to):
         self.stream = Stream()
+        self.ready = threading.Event()
         self.door = socket.socket(family, kind)
         self.door.bind(listen_at)
         self.door.listen(1)
         self.thread = threading.Thread(target=self._run, args=(family, kind, forward_to), daemon=True)
         self.thread.start()
 
+    def _connected(self, family, kind, forward_to):
+        """Waits for the listening program, which may only just have been started."""
+        while True:
+            server = socket.socket(family, kind)
+            try:
+                server.connect(forward_to)
+                return server
+            except (ConnectionRefusedError, FileNotFoundError):
+                server.close()
+                time.sleep(0.05)
+
     def _run(self, family, kind, forward_to):
+        server = self._connected(family, kind, forward_to)
+        self.ready.set()
         client, _ = self.door.accept()
-        server = socket.socket(family, kind)
-        server.connect(forward_to)
         waiting = selectors.DefaultSelector()
         waiting.register(client, selectors.EVENT_READ, (server, False))
         waiting.register(server, selectors.EVENT_READ, (client, True))

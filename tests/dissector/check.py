@@ -98,6 +98,7 @@ def send_and_listen(ptpcfg, folder, listen_at, send_to, relay):
     sent = folder / "sent.bin"
     listener = subprocess.Popen([ptpcfg, "listen", listen_at, "--count", "3"], stdout=subprocess.DEVNULL)
     try:
+        assert relay.ready.wait(30), "nobody listens"
         subprocess.run([ptpcfg, "send", send_to, str(sent)], check=True, timeout=30)
         assert listener.wait(20) == 0
     finally:
