@@ -92,8 +92,8 @@ def drawing_section(page):
         items.append({"offset": row[0].replace(" ", ""), "width": width, "name": row[2]})
     if not items:
         return ""
-    note = "The latest variant, without state flags. A cell that is too narrow for its name has its offset, after `@`.\n\n"
-    return note + "```text\n" + "\n".join(drawing.draw(items)) + "\n```\n\n"
+    note = "The latest variant, without state flags. A cell that is too narrow for its name has its offset, after `@`."
+    return note + "\n\n```text\n" + "\n".join(drawing.draw(items)) + "\n```\n\n"
 
 
 def completed(name, page, examples):
