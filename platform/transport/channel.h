@@ -29,6 +29,8 @@ struct vela_channel {
     bool finish(const delivery &to, u_int32 timeout_ms);
 
     const std::string &uri() const { return context_.uri; }
+    // The peer whose message is being delivered, in words; null when none is.
+    const std::string *sender() const { return current_ != nullptr ? &current_->connection().peer() : nullptr; }
     int fd() const { return poller_.fd(); }
     vela::transport::connections &connections() { return connections_; }
     const vela::transport::connections &connections() const { return connections_; }

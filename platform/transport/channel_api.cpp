@@ -151,6 +151,11 @@ u_int32 vela_channel_finish(vela_channel *channel, vela_handle *handle, u_int32 
 
 u_int32 vela_channel_unconfirmed(const vela_channel *channel) { return channel->connections().unconfirmed(); }
 
+const char *vela_channel_peer(const vela_channel *channel) {
+    const std::string *sender = channel->sender();
+    return sender != nullptr ? sender->c_str() : nullptr;
+}
+
 void vela_channel_get_statistics(const vela_channel *channel, vela_channel_statistics *statistics) {
     *statistics = channel->connections().statistics();
 }

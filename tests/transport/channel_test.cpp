@@ -54,6 +54,21 @@ TEST_P(Channel, CarriesMessagesBothWaysInOrder) {
     EXPECT_EQ(err, static_cast<u_int32>(VELA_ENOTCONN)) << "outside a handler";
 }
 
+TEST_P(Channel, NamesThePeerWhoseMessageIsDelivered) {
+    channel_end server(&vela_channel_listen, listen_uri());
+    ASSERT_NE(server.channel, nullptr) << server.error_text;
+    channel_end client(&vela_channel_connect, server.uri());
+    std::string peer;
+    server.on_message = [&peer](channel_end &end, const bytes &) { peer = vela_channel_peer(end.channel); };
+    EXPECT_EQ(client.send(make_message(1, 1)), 0u);
+    EXPECT_TRUE(process_until({&server, &client}, [&] { return !server.received.empty(); }));
+    const std::string begin = GetParam() == std::string("inproc") ? "inproc:"
+                              : GetParam() == std::string("unix") ? "process " + std::to_string(getpid())
+                                                                  : "127.0.0.1:";
+    EXPECT_EQ(peer.substr(0, begin.size()), begin);
+    EXPECT_EQ(vela_channel_peer(server.channel), nullptr) << "outside a handler";
+}
+
 TEST_P(Channel, CarriesTheLongestMessageAndRefusesALongerOne) {
     vela_channel_options options = {};
     options.max_message = 300'000;

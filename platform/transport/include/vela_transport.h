@@ -235,6 +235,12 @@ VELA_API u_int32 vela_channel_send(vela_channel *channel, const u_int8 *bytes, u
  */
 VELA_API u_int32 vela_channel_reply(vela_channel *channel, const u_int8 *bytes, u_int32 length, u_int32 *err);
 
+/**
+ * The peer whose message is being delivered, for people: "process 4711 of user 0", "192.0.2.1:40312". NULL outside of a
+ * bundle handler; valid until the handler returns.
+ */
+VELA_API const char *vela_channel_peer(const vela_channel *channel);
+
 /** Reads the counters. */
 VELA_API void vela_channel_get_statistics(const vela_channel *channel, vela_channel_statistics *statistics);
 
