@@ -17,6 +17,13 @@ install(EXPORT ptp_cfg NAMESPACE ptp_cfg:: FILE ptp_cfg_targets.cmake
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/ptp_cfg")
 if(PTP_CFG_TOOLS)
     install(TARGETS ptpcfg RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    if(PTPCFG_HELP_DIR)
+        install(FILES "${PTPCFG_HELP_DIR}/ptpcfg.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+        install(FILES "${PTPCFG_HELP_DIR}/ptpcfg.bash" RENAME ptpcfg
+                DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+        install(FILES "${PTPCFG_HELP_DIR}/_ptpcfg" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
+        install(FILES "${PTPCFG_HELP_DIR}/ptpcfg.fish" DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
+    endif()
 endif()
 
 if(PTP_CFG_AGENT)

@@ -18,6 +18,7 @@ void shell_test::SetUp() {
     fs::current_path(folder_);
     const char *path = std::getenv("PATH");
     setenv("PATH", (std::string(PTPCFG_FOLDER) + ":" + (path != nullptr ? path : "/bin:/usr/bin")).c_str(), 1);
+    unsetenv("COLUMNS");
     setenv("CLOCKS", (std::string(EXAMPLES_FOLDER) + "/clocks").c_str(), 1);
 }
 

@@ -49,4 +49,19 @@ TEST_F(validate, judges_by_the_profile_that_it_is_told) {
     EXPECT_EQ(sh("ptpcfg validate nowhere.xml").status, 3);
 }
 
+TEST_F(validate, tells_the_faults_of_all_files_whatever_their_formats) {
+    write("a.xml", "<ptp_clock_cfg>");
+    write("b.json", "{");
+    const outcome result = sh("ptpcfg validate a.xml $CLOCKS/modify_priority.xml b.json none.bin");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.out, "");
+    for (const char *begin : {"ptpcfg: a.xml:1:1: ", "\nptpcfg: b.json:1:", "\nptpcfg: none.bin: cannot open"}) {
+        EXPECT_THAT(result.err, HasSubstr(begin));
+    }
+    ASSERT_EQ(sh("ptpcfg convert wrong.xml -o wrong.yaml").status, 0);
+    EXPECT_EQ(sh("ptpcfg validate wrong.yaml").out, sh("ptpcfg validate wrong.xml").out);
+    write("part.xml", "<ptp_clock_cfg><ptp_clock><modify>true</modify></ptp_clock></ptp_clock_cfg>");
+    EXPECT_THAT(sh("ptpcfg validate --complete part.xml").err, HasSubstr("<clk_mode> is missing; add it"));
+}
+
 }  // namespace

@@ -14,6 +14,7 @@ struct channel_options {
     std::string channel = "gable";
     double timeout = -1;
     double idle_limit = 0;  // seconds; 0: the library's default
+    bool connect = false;   // who receives is the connecting end
 };
 
 struct close_channel {

@@ -8,6 +8,7 @@
 #include "command_options.h"
 #include "commands.h"
 #include "failure.h"
+#include "help_format.h"
 
 namespace ptpcfg {
 namespace {
@@ -53,6 +54,7 @@ class final_statistics {
 
 void add_global_options(CLI::App &app, final_statistics &statistics) {
     app.require_subcommand(1);
+    app.formatter(std::make_shared<help_format>());
     app.fallthrough();
     app.set_version_flag("--version", std::string("ptpcfg ") + PTPCFG_VERSION);
     auto where = std::make_shared<std::string>();
@@ -69,6 +71,16 @@ void add_global_options(CLI::App &app, final_statistics &statistics) {
         ->allow_extra_args(false)
         ->each([domain](const std::string &) {});  // keeps it as long as the option
     set_help_end(app, {{}, exit_codes});
+}
+
+/** Adds the subcommands of a subject, which help texts list together. */
+void add_group(CLI::App &app, const char *name, void (*add)(CLI::App &)) {
+    const size_t before = app.get_subcommands({}).size();
+    add(app);
+    const std::vector<CLI::App *> all = app.get_subcommands({});
+    for (size_t index = before; index < all.size(); ++index) {
+        all[index]->group(name);
+    }
 }
 
 /** What is wrong with a command line, and where more is said. */
@@ -101,9 +113,11 @@ int run_command_line(int argc, char **argv) {
         "ptpcfg");
     final_statistics statistics;
     add_global_options(app, statistics);
-    add_record_commands(app);
-    add_channel_commands(app);
-    add_program_commands(app);
+    add_group(app, "Messages", add_record_commands);
+    add_group(app, "Fields", add_field_commands);
+    add_group(app, "Channels", add_channel_commands);
+    add_group(app, "Programs", add_program_commands);
+    add_group(app, "Shells and manual", add_help_commands);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

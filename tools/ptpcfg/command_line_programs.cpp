@@ -72,17 +72,20 @@ void add_agent(CLI::App &app) {
     add_from_option(*plan, options->from);
     add_reading_options(*plan, options->session);
 }
+#endif
 
 void add_validate(CLI::App &app) {
     CLI::App *command = app.add_subcommand(
         "validate", "Judge a configuration by the rules of its PTP profile and what the agent can do");
     auto options = std::make_shared<validate_options>();
-    command->add_option("files", options->files, "messages as XML or bytes, in the order in which they are sent")
+    command->add_option("files", options->files, "messages in any format, in the order in which they are sent")
         ->type_name("FILE")
         ->required();
+#ifdef PTPCFG_WITH_AGENT
     command->add_option("--profile", options->profile, "judge by this profile, not by each clock's own")
         ->type_name("PROFILE")
         ->check(CLI::IsMember(validation_profiles()));
+#endif
     command->add_flag("--json", options->json, "as JSON: {\"violations\": [{\"object\", \"field\", ...}, ...]}");
     add_from_option(*command, options->from);
     add_domain_option(*command, options->session);
@@ -93,7 +96,6 @@ void add_validate(CLI::App &app) {
                   "allowed, why, and the clause that says so; they are exit code 1."});
     command->callback([options] { validate(*options); });
 }
-#endif
 
 }  // namespace
 
@@ -102,8 +104,8 @@ void add_program_commands(CLI::App &app) {
     add_statistics(app);
 #ifdef PTPCFG_WITH_AGENT
     add_agent(app);
-    add_validate(app);
 #endif
+    add_validate(app);
 }
 
 }  // namespace ptpcfg

@@ -91,9 +91,10 @@ void add_schema(CLI::App &app) {
 }
 
 void add_describe(CLI::App &app) {
-    CLI::App *command = app.add_subcommand("describe", "List all types and messages, or say all about one");
+    CLI::App *command = app.add_subcommand("describe", "List all types and messages, or say all about a name");
     auto options = std::make_shared<describe_options>();
-    CLI::Option *name = command->add_option("name", options->name, "type or message")->type_name("TYPE|MESSAGE");
+    CLI::Option *name = command->add_option("name", options->name, "type, message, value, primitive, or TYPE.FIELD")
+                            ->type_name("TYPE|MESSAGE");
     CLI::Option *variant = command
                                ->add_option("--variant", options->variant,
                                             "show the bytes of this variant; records within it are at their newest")
@@ -106,16 +107,27 @@ void add_describe(CLI::App &app) {
             ->needs(name)
             ->excludes(variant);
     add_domain_option(*command, options->session)->needs(xml);
-    set_help_end(*command, {{"ptpcfg describe", "ptpcfg describe ptp_clock", "ptpcfg describe --xml ptp_clock_cfg",
-                             "ptpcfg describe ptp_port --variant 0"},
+    set_help_end(*command, {{"ptpcfg describe", "ptpcfg describe ptp_clock", "ptpcfg describe ptp_clock.clk_profile",
+                             "ptpcfg describe --xml ptp_clock_cfg", "ptpcfg describe ptp_port --variant 0"},
                             {}});
     command->callback([options] { describe(*options); });
+}
+
+void add_search(CLI::App &app) {
+    CLI::App *command = app.add_subcommand("search", "List what has a word in its name or meaning");
+    refuse_domain(*command);
+    auto word = std::make_shared<std::string>();
+    command->add_option("word", *word, "the word, or a part of one, in letters of either case")
+        ->type_name("WORD")
+        ->required();
+    set_help_end(*command, {{"ptpcfg search holdover"}, "Exit code 1 when nothing has it."});
+    command->callback([word] { search(*word); });
 }
 
 }  // namespace
 
 void add_record_commands(CLI::App &app) {
-    for (const auto add : {add_encode, add_decode, add_convert, add_print, add_describe, add_schema}) {
+    for (const auto add : {add_encode, add_decode, add_convert, add_print, add_describe, add_search, add_schema}) {
         add(app);
     }
 }

@@ -15,6 +15,7 @@ void add_record_commands(CLI::App &app);
 void add_field_commands(CLI::App &app);
 void add_channel_commands(CLI::App &app);
 void add_program_commands(CLI::App &app);
+void add_help_commands(CLI::App &app);
 
 inline constexpr const char *domain_help =
     "what an older peer knows: a file, or the variant of one type, for example ptp_port=0; may be repeated. What is "

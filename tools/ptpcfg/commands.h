@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "channel.h"
+#include "damage.h"
 #include "formats.h"
+#include "inputs.h"
 #include "session.h"
 
 namespace ptpcfg {
@@ -42,6 +44,45 @@ struct describe_options {
 
 void describe(const describe_options &options);
 
+/** search: the names and meanings of types, fields, values and primitives that have a word. */
+void search(const std::string &word);
+
+struct diff_options {
+    std::string left;
+    std::string right;
+    std::string from;                 // format of both, or empty
+    std::string type;                 // of records without a message around them
+    std::vector<std::string> ignore;  // fields
+    bool quiet = false;
+    session_options session;
+};
+
+/** In which fields the messages of two inputs differ. Ends with 1 where they do, and with 2 when it cannot tell. */
+void diff(const diff_options &options);
+
+struct get_options {
+    input_options input;
+    std::string field;
+    u_int32 message = 0;  // from 1; 0: each that has the field
+    bool json = false;
+    session_options session;
+};
+
+/** Writes the value of a field, a line for each message that has it. */
+void get(const get_options &options);
+
+struct edit_options {
+    input_options input;
+    std::string output;  // empty: the input's file
+    std::vector<std::string> assignments;
+    u_int32 message = 0;  // from 1; 0: the one that has the field
+    bool all = false;     // each that has it
+    session_options session;
+};
+
+/** Gives fields other values. */
+void edit(const edit_options &options);
+
 enum class schema_language { json_schema, yang };
 
 struct schema_options {
@@ -56,6 +97,7 @@ void write_schema(const schema_options &options);
 struct send_options {
     channel_options channel;
     std::vector<std::string> files;
+    damage_options damage;  // done to each message
     std::string from;
     session_options session;
 };
@@ -67,6 +109,8 @@ struct listen_options {
     std::string to;
     std::string output = "-";
     std::string record;  // file for recorder XML, or empty
+    std::string filter;  // as filter.h has it; empty: all
+    bool json = false;   // an object with time and peer on each line
     u_int32 count = 0;   // 0: without end
     session_options session;
 };
@@ -75,7 +119,7 @@ void listen(const listen_options &options);
 
 struct record_options {
     channel_options channel;
-    std::string file;
+    std::string file;          // a capture when its name ends in .pcapng, else a recording
     u_int64 max_size = 0;      // bytes of a file; 0: the library's default
     u_int32 files = 0;         // files that are kept; 0: the library's default
     bool other_users = false;  // the files may belong to another user
@@ -97,6 +141,23 @@ struct replay_options {
 
 /** Sends a recording again. */
 void replay(const replay_options &options);
+
+struct top_options {
+    channel_options channel;
+    std::string filter;   // as filter.h has it; empty: all
+    double interval = 1;  // seconds between two pictures or blocks of lines
+    u_int32 count = 0;    // 0: without end
+};
+
+/** Shows what arrives: on a terminal as a picture that is drawn again, else as lines. */
+void top(const top_options &options);
+
+struct shell_options {
+    channel_options channel;
+};
+
+/** Makes, sends and receives messages by commands of a terminal or of standard input. */
+void shell(const shell_options &options);
 
 struct trace_options {
     std::string file;
@@ -124,6 +185,20 @@ void show_statistics(const statistics_options &options);
 /** The same of this process, as text. */
 std::string statistics_of_this_run();
 
+struct validate_options {
+    std::vector<std::string> files;
+    std::string from;
+    std::string profile;  // empty: each clock's own
+    bool json = false;
+    session_options session;
+};
+
+/**
+ * Reads the files, tells the faults of all of them, and judges what their messages ask for where the build has the
+ * agent's rules; violations go to standard output and are a fault.
+ */
+void validate(const validate_options &options);
+
 #ifdef PTPCFG_WITH_AGENT
 struct agent_options {
     std::string question;  // status, events, config, metrics or plan
@@ -136,17 +211,6 @@ struct agent_options {
 
 /** Asks a running agent. */
 void ask_agent(const agent_options &options);
-
-struct validate_options {
-    std::vector<std::string> files;
-    std::string from;
-    std::string profile;  // empty: each clock's own
-    bool json = false;
-    session_options session;
-};
-
-/** Judges what the messages of the files ask for; violations go to standard output and are a fault. */
-void validate(const validate_options &options);
 
 /** Names of the profiles that have rules. */
 std::vector<std::string> validation_profiles();

@@ -34,7 +34,8 @@ namespace {
 
 /** Whether a file is a recording without a look at its content. */
 bool is_recording(const conversion &options) {
-    return options.from.empty() ? format_of_ending(options.input) == format::rec : options.from == "rec";
+    return options.from.empty() ? format_of_ending(options.input) == format::rec
+                                : (options.from == "rec" || options.from == "pcapng");
 }
 
 /** Records on their way out, or nowhere. */

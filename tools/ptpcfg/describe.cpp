@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "files.h"
+#include "names.h"
 #include "record_writer.h"
 #include "records.h"
 #include "table.h"
@@ -26,18 +27,7 @@ const char *kind_name(ptp_cfg_type_kind kind) {
 
 std::string text_or_nothing(const char *text) { return text == nullptr ? "" : text; }
 
-std::string first_sentence(const char *doc) {
-    std::string text = text_or_nothing(doc);
-    text = text.substr(0, text.find(". "));
-    return text.ends_with('.') ? text.substr(0, text.size() - 1) : text;
-}
-
 std::string variants(int latest) { return latest == 0 ? "0" : "0 to " + std::to_string(latest); }
-
-std::string type_text(const ptp_cfg_field_description &field) {
-    return field.is_array != 0 ? std::string(field.type_name) + "[" + std::to_string(field.capacity) + "]"
-                               : field.type_name;
-}
 
 std::string list_text() {
     table table;
@@ -48,14 +38,6 @@ std::string list_text() {
                    std::to_string(type.untracked_size), type.luid_text, first_sentence(type.doc)});
     }
     return table.text();
-}
-
-std::string field_doc(const ptp_cfg_field_description &field) {
-    std::string doc = text_or_nothing(field.doc);
-    if (field.unit != nullptr && field.unit[0] != 0) {
-        doc += " [" + std::string(field.unit) + "]";
-    }
-    return doc;
 }
 
 std::string members_text(const ptp_cfg_type *type, const ptp_cfg_type_description &description) {
@@ -70,7 +52,7 @@ std::string members_text(const ptp_cfg_type *type, const ptp_cfg_type_descriptio
     const bool is_message = description.kind == PTP_CFG_MESSAGE;
     table.row({is_message ? "PAYLOAD" : "FIELD", "TYPE", "SINCE", "MEANING"});
     for (const ptp_cfg_field_description &field : fields_of(type)) {
-        table.row({field.name, type_text(field), std::to_string(field.since), field_doc(field)});
+        table.row({field.name, type_of(field), std::to_string(field.since), doc_of(field)});
     }
     return table.text();
 }
@@ -172,7 +154,7 @@ class layout {
     void array(const ptp_cfg_field_description &field, const std::string &path) {
         const size_t start = offset_;
         if (field.kind != PTP_CFG_FIELD_STRUCTURE) {
-            add(size_t{field.capacity} * field.wire_width, path, type_text(field));
+            add(size_t{field.capacity} * field.wire_width, path, type_of(field));
             return;
         }
         element(field, path + "[0]");
@@ -240,6 +222,15 @@ std::string answer(const describe_options &options) {
     }
     if (const primitive_doc *primitive = primitive_named(options.name)) {
         return primitive_text(*primitive);
+    }
+    const bool is_plain = options.variant < 0 && !options.xml;
+    if (is_plain && ptp_cfg_type_find(options.name.c_str()) == nullptr) {
+        if (const std::optional<std::string> text = literal_text(options.name)) {
+            return *text;
+        }
+        if (const std::optional<std::string> text = field_text(options.name)) {
+            return *text;
+        }
     }
     const ptp_cfg_type *type = type_named(options.name);
     if (options.xml) {

@@ -23,4 +23,9 @@ class failure : public std::runtime_error {
     exit_code code_;
 };
 
+/** Thrown to end with an exit code and without a word: the output has said what there is to say. */
+struct ends_silently {
+    int status;
+};
+
 }  // namespace ptpcfg

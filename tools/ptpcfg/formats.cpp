@@ -7,17 +7,19 @@
 
 #include "failure.h"
 #include "hex_reader.h"
+#include "pcapng.h"
 
 namespace ptpcfg {
 namespace {
 
 constexpr std::pair<const char *, format> names[] = {
     {"xml", format::xml}, {"json", format::json}, {"yaml", format::yaml}, {"bin", format::bin},
-    {"hex", format::hex}, {"text", format::text}, {"rec", format::rec}};
+    {"hex", format::hex}, {"text", format::text}, {"rec", format::rec},   {"pcapng", format::rec}};
 
 constexpr std::pair<const char *, format> endings[] = {
-    {".xml", format::xml}, {".json", format::json}, {".yaml", format::yaml}, {".yml", format::yaml},
-    {".bin", format::bin}, {".hex", format::hex},   {".txt", format::text},  {".rec", format::rec}};
+    {".xml", format::xml},  {".json", format::json}, {".yaml", format::yaml},
+    {".yml", format::yaml}, {".bin", format::bin},   {".hex", format::hex},
+    {".txt", format::text}, {".rec", format::rec},   {".pcapng", format::rec}};
 
 /** Whether a line is one that YAML begins with: a mark, or a name with its colon, which digits of bytes do not have. */
 bool begins_yaml(std::string_view line) {
@@ -76,7 +78,7 @@ format format_of_content(std::string_view content) {
     if (character == '{' || character == '[' || character == '"') {
         return format::json;
     }
-    if (content.starts_with(std::string_view("VREC\1", 5))) {
+    if (content.starts_with(std::string_view("VREC\1", 5)) || begins_capture(content)) {
         return format::rec;
     }
     if (begins_yaml(first_line(content))) {

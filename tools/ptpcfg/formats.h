@@ -8,11 +8,11 @@
 
 namespace ptpcfg {
 
-/** `rec` is a recording, which is only read: ptpcfg record writes them. */
+/** `rec` is a recording or capture, which is only read: ptpcfg record writes them. */
 enum class format { xml, json, yaml, bin, hex, text, rec };
 
 /** What --from and --to accept, for help texts and checks. */
-inline constexpr const char *input_formats = "xml, json, yaml, bin, hex, rec";
+inline constexpr const char *input_formats = "xml, json, yaml, bin, hex, rec, pcapng";
 inline constexpr const char *output_formats = "xml, json, yaml, bin, hex, text";
 
 /** The format of a name; throws a usage failure that lists `allowed` when it is none of them. */

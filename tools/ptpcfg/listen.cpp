@@ -3,13 +3,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <nlohmann/json.hpp>
+
 #include "base/file_descriptor.h"
 #include "commands.h"
 #include "failure.h"
+#include "fields.h"
 #include "files.h"
+#include "filter.h"
+#include "json.h"
 #include "receiver.h"
 #include "record_writer.h"
 #include "records.h"
+#include "time_bound.h"
 
 namespace ptpcfg {
 namespace {
@@ -59,11 +66,22 @@ std::string recorder_text(const record &record) {
     return frame + "</ptp_cfg>\n";
 }
 
+/** A message with when and from whom it came, as an object on a line of its own. */
+std::string json_line(const record &message, const std::string &sender, const std::string &channel) {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    const auto time = static_cast<u_int64>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
+    return "{\"time\": " + json_string(time_text(time)) + ", \"peer\": " + json_string(sender) +
+           ", \"channel\": " + json_string(channel) + ", \"message\": " + json_of(message).dump() + "}\n";
+}
+
 /** Decodes what arrives, and writes it where the options say. */
 class listener {
   public:
     listener(const listen_options &options, format form)
         : format_(form),
+          channel_(options.channel.channel),
+          is_json_(options.json),
+          filter_(options.filter),
           session_(options.session),
           output_(options.output),
           recording_(options.record.empty() ? nullptr : std::make_unique<record_stream>(options.record)),
@@ -80,14 +98,23 @@ class listener {
             receiver_.complain(error.what());
             return;
         }
+        if (!filter_.takes(records.front())) {
+            receiver_.leave_out();
+            return;
+        }
         const bool is_as_sent = format_ == format::bin && !session_.has_domain();
-        output_.add(is_as_sent ? bytes : std::string_view(render(records, format_)));
+        output_.add(is_json_     ? json_line(records.front(), receiver_.sender(), channel_)
+                    : is_as_sent ? std::string(bytes)
+                                 : render(records, format_));
         if (recording_ != nullptr) {
             recording_->add(recorder_text(records.front()));
         }
     }
 
     format format_;
+    std::string channel_;
+    bool is_json_;
+    filter filter_;
     session session_;
     record_stream output_;
     std::unique_ptr<record_stream> recording_;

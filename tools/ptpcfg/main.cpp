@@ -12,10 +12,17 @@
 
 namespace {
 
+/** A line that people can read, also where an input's name for something has megabytes. */
+std::string shortened(const std::string &line) {
+    constexpr size_t longest = 1000;
+    constexpr size_t end = 300;
+    return line.size() <= longest ? line : line.substr(0, longest - end) + " [...] " + line.substr(line.size() - end);
+}
+
 int report(const std::string &faults, ptpcfg::exit_code code) {
     for (size_t start = 0; start <= faults.size();) {
         const size_t end = std::min(faults.find('\n', start), faults.size());
-        std::fprintf(stderr, "ptpcfg: %s\n", faults.substr(start, end - start).c_str());
+        std::fprintf(stderr, "ptpcfg: %s\n", shortened(faults.substr(start, end - start)).c_str());
         start = end + 1;
     }
     return static_cast<int>(code);
@@ -34,6 +41,8 @@ int main(int argc, char **argv) {
         return ptpcfg::run_command_line(argc, argv);
     } catch (const ptpcfg::failure &error) {
         return report(error.what(), error.code());
+    } catch (const ptpcfg::ends_silently &end) {
+        return end.status;
     } catch (const ptpcfg::reader_is_gone &) {
         // As other filters end.
         std::signal(SIGPIPE, SIG_DFL);

@@ -20,13 +20,18 @@ constexpr std::chrono::milliseconds farewell(500);
 
 }  // namespace
 
-outgoing::outgoing(const channel_options &options, u_int64 total)
+outgoing::outgoing(const channel_options &options, u_int64 total, take_fn take)
     : options_(options),
       total_(total),
+      take_(std::move(take)),
       channel_(open_channel(vela_channel_connect, options_, on_event, this)),
       last_progress_(clock::now()) {
-    // What the peer says is of no interest, and no fault.
-    set_bundle_handler(options_.channel, [](vela_handle *, u_int32, const u_int8 *, u_int32, void *) {});
+    // What the peer says is no fault, also when it is of no interest.
+    set_bundle_handler(options_.channel, [](vela_handle *, u_int32, const u_int8 *bytes, u_int32 length, void *self) {
+        if (const take_fn &take = static_cast<outgoing *>(self)->take_) {
+            take({reinterpret_cast<const char *>(bytes), length});
+        }
+    });
 }
 
 outgoing::~outgoing() {
@@ -89,7 +94,7 @@ bool outgoing::offer(std::string_view message) {
 void outgoing::finish() {
     u_int32 err = 0;
     clock::time_point missing_at = clock::now();  // when something was last missing
-    while (stop_signal() == 0 && vela_channel_finish(channel_.get(), nullptr, memory_class, nullptr, 0, &err) == 0) {
+    while (stop_signal() == 0 && vela_channel_finish(channel_.get(), nullptr, memory_class, this, 0, &err) == 0) {
         note_progress();
         missing_at = statistics_of(channel_).queued + last_unconfirmed_ > 0 ? clock::now() : missing_at;
         if (is_stalled() || clock::now() - missing_at > farewell) {
@@ -107,6 +112,12 @@ void outgoing::finish() {
     }
 }
 
+void outgoing::serve() {
+    u_int32 err = 0;
+    vela_channel_process(channel_.get(), nullptr, memory_class, this, 0, &err);
+    last_progress_ = clock::now();  // nobody waits
+}
+
 void outgoing::wait(clock::time_point until) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - clock::now());
     wait_or_stop(vela_channel_fd(channel_.get()),
@@ -117,7 +128,7 @@ void outgoing::wait(clock::time_point until) {
 void outgoing::work(clock::time_point until) {
     wait(until);
     u_int32 err = 0;
-    vela_channel_process(channel_.get(), nullptr, memory_class, nullptr, 0, &err);
+    vela_channel_process(channel_.get(), nullptr, memory_class, this, 0, &err);
     note_progress();
     check();
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -17,8 +18,14 @@ class outgoing {
   public:
     using clock = std::chrono::steady_clock;
 
-    /** @param total  messages that there will be, if that is known: failures name it */
-    explicit outgoing(const channel_options &options, u_int64 total = 0);
+    /** Gets what the peer sends, a message or a bundle; must not throw. */
+    using take_fn = std::function<void(std::string_view bytes)>;
+
+    /**
+     * @param total  messages that there will be, if that is known: failures name it
+     * @param take   may be empty: what the peer says is then of no interest
+     */
+    explicit outgoing(const channel_options &options, u_int64 total = 0, take_fn take = {});
     ~outgoing();
     outgoing(const outgoing &) = delete;
     outgoing &operator=(const outgoing &) = delete;
@@ -27,6 +34,10 @@ class outgoing {
     void wait_for_peer();
     /** Lets the channel work until a time. */
     void work_until(clock::time_point time);
+    /** Does what there is to do, without waiting, and whether there is a peer or not. */
+    void serve();
+    /** Readable when there is something to do. */
+    int fd() const { return vela_channel_fd(channel_.get()); }
     /** Gives a message to the channel; waits while its queue is full. Returns false when the bytes are no message. */
     bool offer(std::string_view message);
     /** Sends what waits, waits until the peer has confirmed everything, and fails with the number of what it has not. */
@@ -47,6 +58,7 @@ class outgoing {
 
     channel_options options_;
     u_int64 total_;
+    take_fn take_;
     std::string last_event_;
     std::string worst_event_;  // of messages that may be lost; says more than what comes after it
     channel channel_;

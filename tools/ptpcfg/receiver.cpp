@@ -18,7 +18,7 @@ receiver::receiver(const channel_options &options, u_int32 count, take_fn take, 
     set_bundle_handler(options.channel, [](vela_handle *, u_int32, const u_int8 *bundle, u_int32 length, void *self) {
         static_cast<receiver *>(self)->take_bundle({reinterpret_cast<const char *>(bundle), length});
     });
-    channel_ = open_channel(vela_channel_listen, options_, on_event, this);
+    channel_ = open_channel(options_.connect ? vela_channel_connect : vela_channel_listen, options_, on_event, this);
 }
 
 receiver::~receiver() {
@@ -29,6 +29,9 @@ receiver::~receiver() {
 void receiver::run() {
     last_ = clock::now();
     while (stop_signal() == 0 && !has_enough()) {
+        if (tick_) {
+            tick_();
+        }
         if (!take_next() && !wait()) {
             check_count();
             break;
@@ -64,6 +67,16 @@ void receiver::take_damaged(std::string_view bytes) try {
     }
 } catch (...) {
     thrown_ = std::current_exception();
+}
+
+std::string receiver::sender() const {
+    const char *peer = vela_channel_peer(channel_.get());
+    return peer != nullptr ? peer : "";
+}
+
+void receiver::set_tick(std::chrono::milliseconds every, std::function<void()> tick) {
+    tick_every_ = every;
+    tick_ = std::move(tick);
 }
 
 void receiver::say(const std::string &text) const {
@@ -123,7 +136,7 @@ void receiver::take_bundle(std::string_view bytes) try {
 /** Waits for something to do; false when nothing came for too long. */
 bool receiver::wait() {
     if (options_.timeout < 0) {
-        wait_or_stop(vela_channel_fd(channel_.get()), -1);
+        wait_or_stop(vela_channel_fd(channel_.get()), tick_ ? static_cast<int>(tick_every_.count()) : -1);
         return true;
     }
     const auto limit =
@@ -132,13 +145,14 @@ bool receiver::wait() {
     if (left.count() <= 0) {
         return false;
     }
-    wait_or_stop(vela_channel_fd(channel_.get()), static_cast<int>(std::min<int64_t>(left.count() + 1, 60000)));
+    wait_or_stop(vela_channel_fd(channel_.get()),
+                 static_cast<int>(std::min<int64_t>(left.count() + 1, tick_every_.count())));
     return true;
 }
 
 void receiver::check_count() const {
     if (count_ != 0) {
-        throw failure(exit_code::peer, options_.uri + ": only " + std::to_string(received_) + " of " +
+        throw failure(exit_code::peer, options_.uri + ": only " + std::to_string(received_ - left_out_) + " of " +
                                            std::to_string(count_) + " messages arrived in time");
     }
 }

@@ -24,6 +24,9 @@ class receiver {
     receiver(const receiver &) = delete;
     receiver &operator=(const receiver &) = delete;
 
+    /** Has `tick` called while nothing comes, this often at least. */
+    void set_tick(std::chrono::milliseconds every, std::function<void()> tick);
+
     /**
      * Ends in order at SIGINT and SIGTERM. Fails at the end when `count` was not reached, or there were faults; those of
      * strangers, who never sent a message, are named and do not count.
@@ -34,12 +37,16 @@ class receiver {
     void complain(const std::string &reason);
     /** Messages so far, the one that is being taken included. */
     u_int32 received() const { return received_; }
+    /** The message that is being taken does not count towards `count`. */
+    void leave_out() { ++left_out_; }
+    /** Who sent the message that is being taken. */
+    std::string sender() const;
 
   private:
     using clock = std::chrono::steady_clock;
 
     static void on_event(void *cookie, vela_channel *channel, const vela_channel_event *event);
-    bool has_enough() const { return count_ != 0 && received_ >= count_; }
+    bool has_enough() const { return count_ != 0 && received_ - left_out_ >= count_; }
     void say(const std::string &text) const;
     void say_of_stranger(const std::string &text);
     bool take_next();
@@ -50,6 +57,8 @@ class receiver {
 
     channel_options options_;
     u_int32 count_;
+    std::chrono::milliseconds tick_every_{60000};
+    std::function<void()> tick_;
     take_fn take_;
     take_fn take_damaged_;
     channel channel_;
@@ -58,6 +67,7 @@ class receiver {
     clock::time_point next_stranger_{};
     u_int64 silent_strangers_ = 0;  // of whom nothing was said
     u_int32 received_ = 0;
+    u_int32 left_out_ = 0;
     size_t faults_ = 0;
 };
 

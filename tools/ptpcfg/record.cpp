@@ -1,11 +1,14 @@
 // record: keeps the bytes of what arrives in a recording.
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <memory>
+#include <optional>
 
 #include "commands.h"
 #include "failure.h"
+#include "pcapng.h"
 #include "receiver.h"
 #include "vela_recorder.h"
 
@@ -80,11 +83,39 @@ class recorder {
     u_int32 failing_with_ = 0;
 };
 
+u_int64 now_ns() {
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<u_int64>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
+}
+
+/** Into a capture, which ends where it cannot be written. */
+void capture_messages(const record_options &options) {
+    if (options.max_size != 0 || options.files != 0 || options.other_users || options.links) {
+        throw failure(exit_code::usage, options.file +
+                                            ": --max-size, --files, --allow-other-users and --allow-links "
+                                            "are for recordings; a capture (.pcapng) is one file");
+    }
+    capture_writer capture(options.file, options.channel.channel + " " + options.channel.uri);
+    std::optional<receiver> source;
+    const auto add = [&](std::string_view bytes, const char *note) {
+        const std::string sender = source->sender();
+        capture.add(now_ns(), bytes, note + (sender.empty() ? "" : "from " + sender));
+    };
+    source.emplace(
+        options.channel, options.count, [&add](std::string_view bytes) { add(bytes, ""); },
+        [&add](std::string_view bytes) { add(bytes, "damaged; "); });
+    source->run();
+}
+
 }  // namespace
 
 void record_messages(const record_options &options) {
     // A limit of the file's size is like a full disk: reported, and outlasted.
     std::signal(SIGXFSZ, SIG_IGN);
+    if (is_capture_name(options.file)) {
+        capture_messages(options);
+        return;
+    }
     recorder recorder(options);
     receiver(
         options.channel, options.count, [&recorder](std::string_view bytes) { recorder.take(bytes, 0); },

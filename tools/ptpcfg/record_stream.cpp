@@ -66,7 +66,17 @@ bool each_piece(xml_splitter &splitter, const input_stream &input, const ptp_cfg
     return has_records;
 }
 
+/** A text in which every other byte is 0, or that says so by its mark. */
+bool is_wide(std::string_view begin) {
+    return begin.starts_with("\xFF\xFE") || begin.starts_with("\xFE\xFF") ||
+           (begin.size() > 1 && (begin[0] == '\0' || begin[1] == '\0'));
+}
+
 void each_of_xml(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
+    if (is_wide(input.ahead(2))) {
+        throw failure(exit_code::bad_input,
+                      input.name() + ":1:1: not well-formed XML: is UTF-16 or UTF-32; save it as UTF-8");
+    }
     xml_splitter splitter(input);
     fault_list faults(input.name());
     bool has_records = true;

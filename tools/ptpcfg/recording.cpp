@@ -1,6 +1,8 @@
 // Reads recordings, and warns of what is damaged in them.
 #include "recording.h"
 
+#include <filesystem>
+#include <fstream>
 #include <utility>
 
 #include "channel.h"
@@ -15,12 +17,28 @@ std::string place_of(const vela_recording_item &item) {
     return std::string(item.file) + ": offset " + std::to_string(item.offset);
 }
 
+/** By its content; what cannot be read is said by who opens it. */
+bool is_capture(const std::string &path) {
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(path, ignored)) {
+        return false;
+    }
+    std::ifstream file(path, std::ios::binary);
+    char begin[12] = {};
+    file.read(begin, sizeof begin);
+    return begins_capture({begin, sizeof begin}) || (is_capture_name(path) && file.is_open());
+}
+
 }  // namespace
 
 recording::recording(const std::string &path, std::function<void()> before_text)
     : path_(path), before_text_(std::move(before_text)) {
     if (path == "-") {
         throw failure(exit_code::usage, "a recording is read from its files, not from standard input");
+    }
+    if (is_capture(path)) {
+        capture_ = std::make_unique<capture_reader>(path);
+        return;
     }
     char text[512] = "";
     u_int32 err = 0;
@@ -32,7 +50,7 @@ recording::recording(const std::string &path, std::function<void()> before_text)
 
 const vela_recording_item *recording::next() {
     u_int32 err = 0;
-    while (vela_recording_next(recording_.get(), &item_, &err) != 0) {
+    while (capture_ != nullptr ? capture_->next(item_) : vela_recording_next(recording_.get(), &item_, &err) != 0) {
         switch (item_.kind) {
             case VELA_RECORDING_RECORD:
                 return &item_;
@@ -70,8 +88,9 @@ void recording::finish() const {
 }
 
 double recording::fraction() const {
-    const u_int64 size = vela_recording_size(recording_.get());
-    return size == 0 ? 1 : static_cast<double>(vela_recording_position(recording_.get())) / static_cast<double>(size);
+    const u_int64 size = capture_ != nullptr ? capture_->size() : vela_recording_size(recording_.get());
+    const u_int64 position = capture_ != nullptr ? capture_->position() : vela_recording_position(recording_.get());
+    return size == 0 ? 1 : static_cast<double>(position) / static_cast<double>(size);
 }
 
 void each_recorded(recording &input, const ptp_cfg_type *type, const session &session,
@@ -89,7 +108,11 @@ void each_recorded(recording &input, const ptp_cfg_type *type, const session &se
             input.complain(error.what());
         }
         for (const record &message : messages) {
-            take(message, time_text(item->time_ns) + " " + (source < names.size() ? names[source] : "unknown") + "\n");
+            take(message, time_text(item->time_ns) + " " +
+                              (source < names.size()  ? names[source]
+                               : input.has_channels() ? "unknown"
+                                                      : "captured") +
+                              "\n");
         }
     }
 }

@@ -1,4 +1,4 @@
-// A recording as input: its records one by one, with what is torn or damaged named on standard error.
+// A recording or capture as input: its records one by one, with what is torn or damaged named on standard error.
 #pragma once
 
 #include <functional>
@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "formats.h"
+#include "pcapng.h"
 #include "session.h"
 #include "vela_recorder.h"
 
@@ -27,6 +28,8 @@ class recording {
     void finish() const;
 
     const std::string &path() const { return path_; }
+    /** Whether it tells the channels of messages. */
+    bool has_channels() const { return capture_ == nullptr; }
     /** How much of it was passed, from 0 to 1. */
     double fraction() const;
 
@@ -39,6 +42,7 @@ class recording {
     std::string path_;
     std::function<void()> before_text_;
     std::unique_ptr<vela_recording, close_recording> recording_;
+    std::unique_ptr<capture_reader> capture_;  // in its place
     vela_recording_item item_{};
     size_t faults_ = 0;
 };

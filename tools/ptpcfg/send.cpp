@@ -45,6 +45,13 @@ void send(const send_options &options) {
     for (const std::string &path : options.files) {
         append_messages(path, options, session, messages);
     }
+    if (options.damage.is_wanted()) {
+        for (std::string &message : messages) {
+            damage(options.damage, message);
+        }
+        send_raw(options.channel, messages);
+        return;
+    }
     outgoing channel(options.channel, messages.size());
     for (const std::string &message : messages) {
         channel.offer(message);

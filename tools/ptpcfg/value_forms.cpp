@@ -78,6 +78,8 @@ class print_explainer {
 
 }  // namespace
 
+std::span<const primitive_doc> primitive_docs() { return primitives; }
+
 const primitive_doc *primitive_named(std::string_view name) {
     const auto at = std::find_if(std::begin(primitives), std::end(primitives),
                                  [&](const primitive_doc &row) { return row.name == name; });

@@ -1,6 +1,7 @@
 // How values are written in XML and shown in text: for people, who write addresses and identities their way.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,7 @@ struct primitive_doc {
     const char *pattern;  // of its texts, or nullptr
 };
 
+std::span<const primitive_doc> primitive_docs();
 /** The primitive of a name, or nullptr. */
 const primitive_doc *primitive_named(std::string_view name);
 
