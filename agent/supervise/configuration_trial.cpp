@@ -4,6 +4,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <utility>
+
 namespace ptp_agent {
 
 ConfigurationTrial::ConfigurationTrial(EventLoop &loop, const std::vector<std::string> &command, std::string path,
@@ -11,12 +13,13 @@ ConfigurationTrial::ConfigurationTrial(EventLoop &loop, const std::vector<std::s
     : path_(std::move(path)), trial_(std::move(trial)), too_late_(loop, [this] { kill_late(); }) {
     ChildOptions options;
     options.hands_on_output = false;
-    child_ = std::make_unique<ChildProcess>(loop, command, options, [this, ended](const ChildEnd &end) {
-        const std::string words = refusal(end);
-        is_refused_ = !words.empty();
-        const Ended tell = ended;  // which may end this object
-        tell(words);
-    });
+    child_ =
+        std::make_unique<ChildProcess>(loop, command, options, [this, ended = std::move(ended)](const ChildEnd &end) {
+            const std::string words = refusal(end);
+            is_refused_ = !words.empty();
+            const Ended tell = ended;  // which may end this object
+            tell(words);
+        });
     too_late_.start_ms(timeout_ms);
 }
 
