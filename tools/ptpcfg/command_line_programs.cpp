@@ -91,7 +91,11 @@ void add_validate(CLI::App &app) {
     add_domain_option(*command, options->session);
     add_reading_options(*command, options->session);
     set_help_end(*command,
-                 {{"ptpcfg validate clock.xml port.xml", "ptpcfg validate --profile g8275.1 --json clock.bin"},
+                 {{"ptpcfg validate clock.xml port.xml",
+#ifdef PTPCFG_WITH_AGENT
+                   "ptpcfg validate --profile g8275.1 --json clock.bin",
+#endif
+                   "ptpcfg validate --complete --json clock.bin"},
                   "Violations are lines on standard output, each with the object, the field, its value, what is "
                   "allowed, why, and the clause that says so; they are exit code 1."});
     command->callback([options] { validate(*options); });
