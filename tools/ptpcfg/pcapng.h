@@ -13,8 +13,11 @@ namespace ptpcfg {
 
 /** Whether a file's name says that it is one. */
 bool is_capture_name(const std::string &path);
-/** Whether content begins as one. */
-bool begins_capture(std::string_view content);
+/** Whether content begins as one: a section header, in either order of bytes. */
+inline bool begins_capture(std::string_view content) {
+    return content.starts_with("\x0A\x0D\x0D\x0A") && content.size() >= 12 &&
+           (content.substr(8, 4) == "\x4D\x3C\x2B\x1A" || content.substr(8, 4) == "\x1A\x2B\x3C\x4D");
+}
 
 /**
  * Adds messages to a capture, each a packet of DLT_USER0 with its time in nanoseconds and, as a comment, its peer. Every

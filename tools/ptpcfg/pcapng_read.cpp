@@ -37,11 +37,6 @@ u_int64 ticks_of(u_int8 resolution) {
 
 }  // namespace
 
-bool begins_capture(std::string_view content) {
-    return content.size() >= pcapng::frame && content.starts_with("\x0A\x0D\x0D\x0A") &&
-           (content.substr(8, 4) == "\x4D\x3C\x2B\x1A" || content.substr(8, 4) == "\x1A\x2B\x3C\x4D");
-}
-
 capture_reader::capture_reader(const std::string &path)
     : path_(path), file_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
     struct stat status {};
