@@ -11,6 +11,12 @@ endforeach()
 install(DIRECTORY "${PTP_CFG_GENERATED_INCLUDE_DIR}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
         FILES_MATCHING PATTERN "*.h")
 
+if(PTP_CFG_CPP)
+    install(DIRECTORY cpp/include/ "${PTP_CFG_GENERATED_INCLUDE_DIR}/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+            FILES_MATCHING PATTERN "*.hpp")
+    install(TARGETS ptp_cfg_cpp EXPORT ptp_cfg)
+endif()
+
 install(TARGETS bitlog vela ptp_cfg EXPORT ptp_cfg LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(EXPORT ptp_cfg NAMESPACE ptp_cfg:: FILE ptp_cfg_targets.cmake

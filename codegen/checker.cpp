@@ -6,6 +6,7 @@
 #include <set>
 
 #include "layout.h"
+#include "naming_cpp.h"
 #include "text.h"
 
 namespace codegen {
@@ -371,6 +372,7 @@ void checker::run() {
         return;  // layouts of a broken schema would only repeat its errors
     }
     check_subject_cycles();
+    check_cpp_names(schema_, errors_);
     for (const structure *type : schema_.structures_by_use) {
         compute_layout(*structures_.at(type->name));
         check_sizes(*type);

@@ -25,6 +25,8 @@ void emit_headers(const generation &input, output_set &files);
 void emit_primitives(const generation &input, output_set &files);
 /** ptp_cfg_inline.h and one header per subject: what melts into a caller. */
 void emit_inline(const generation &input, output_set &files);
+/** ptp_cfg.hpp and one header per subject: classes for C++. */
+void emit_cpp(const generation &input, output_set &files);
 /** The exported functions, one source per subject. */
 void emit_sources(const generation &input, output_set &files);
 /** constexpr tables, one header per subject. */

@@ -54,6 +54,7 @@ output_set emit_all(const generation &input) {
     emit_headers(input, files);
     emit_primitives(input, files);
     emit_inline(input, files);
+    emit_cpp(input, files);
     emit_sources(input, files);
     emit_descriptors(input, files);
     emit_data(input, files);

@@ -83,7 +83,7 @@ def headers(build, golden, schema):
     with tempfile.TemporaryDirectory() as prefix:
         subprocess.run(["cmake", "--install", build, "--prefix", prefix], check=True, capture_output=True)
         include = pathlib.Path(prefix, "include")
-        found = {str(path.relative_to(include)) for path in include.rglob("*.h")}
+        found = {str(path.relative_to(include)) for path in include.rglob("*.h*")}
     return [f"gone: {line}" for line in sorted(expected - found)] + \
            [f"new, to be named in {golden}: {line}" for line in sorted(found - expected)]
 
