@@ -18,13 +18,42 @@ const std::set<std::string> names_of_the_namespace = {
     "to_bytes",    "to_text",    "to_xml",   "type_of", "format_result", "fault",    "type_name", "std"};
 
 /** What the classes have besides their fields. */
-const std::set<std::string> names_of_classes = {
-    "assign",           "at",       "c_handle", "c_instance", "c_type",       "clone",
-    "const_view",       "create",   "give",     "give_value", "handle_",      "has",
-    "instance_",        "is_plain", "lacking",  "load",       "memory_class", "owner",
-    "mutable_instance", "part",     "payload",  "put",        "put_opaque",   "put_element",
-    "put_elements",     "put_text", "release",  "text",       "typed_view",   "variant",
-    "variant_at",       "visit"};
+const std::set<std::string> names_of_classes = {"call_with",
+                                                "put_enumeration",
+                                                "put_instance",
+                                                "put_element_value",
+                                                "assign",
+                                                "at",
+                                                "c_handle",
+                                                "c_instance",
+                                                "c_type",
+                                                "clone",
+                                                "const_view",
+                                                "create",
+                                                "give",
+                                                "give_value",
+                                                "handle_",
+                                                "has",
+                                                "instance_",
+                                                "is_plain",
+                                                "lacking",
+                                                "load",
+                                                "memory_class",
+                                                "owner",
+                                                "mutable_instance",
+                                                "part",
+                                                "payload",
+                                                "put",
+                                                "put_opaque",
+                                                "put_element",
+                                                "put_elements",
+                                                "put_text",
+                                                "release",
+                                                "text",
+                                                "typed_view",
+                                                "variant",
+                                                "variant_at",
+                                                "visit"};
 
 std::string without(const std::string &name, const std::string &prefix) {
     for (std::size_t i = 0; i < prefix.size(); ++i) {

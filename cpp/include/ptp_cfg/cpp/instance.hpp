@@ -48,7 +48,9 @@ struct functions;
 /** What a setter left behind that nobody looked at: the call that would come next fails with it. */
 inline u_int32 left_behind(vela_handle *handle) noexcept {
     const u_int32 code = handle->chained_err;
-    handle->chained_err = VELA_OK;
+    if (code != VELA_OK) {
+        handle->chained_err = VELA_OK;
+    }
     return code;
 }
 
@@ -92,13 +94,18 @@ class instance_view {
     }
     template <class T>
     PTP_CFG_CPP_INLINE status put(bool is_plain, u_int32 offset, T value, calls::set_value_call<T> *call) noexcept {
-        if (is_plain) {
+        if (__builtin_expect(is_plain, 1)) {
             __builtin_memcpy(at(offset), &value, sizeof value);
             return {};
         }
+        return {handle_, call_with(value, call)};
+    }
+    /** Out of line, so that a store needs no frame. */
+    template <class T>
+    __attribute__((noinline, cold)) u_int32 call_with(T value, calls::set_value_call<T> *call) const noexcept {
         u_int32 err = VELA_OK;
         call(handle_, memory_class(), instance_, value, &err);
-        return {handle_, err};
+        return err;
     }
     /* By name and without templates, because hundreds of fields compile faster so. */
 #define PTP_CFG_CPP_NUMBER(type)                                                                      \
@@ -118,8 +125,8 @@ class instance_view {
     /** An enumeration of this release's variant, `latest`, has all values below `end`; its number is behind its header. */
     PTP_CFG_CPP_INLINE status put_enumeration(int since, u_int32 offset, int latest, u_int32 end, u_int32 value,
                                               calls::set_value_call<u_int32> *call) noexcept {
-        const bool admits = has(since) && variant_at(offset) == latest && value < end;
-        return put(admits && is_plain(since), offset + 12, value, call);
+        const bool is_store = is_plain(since) && variant_at(offset) == latest && value < end;
+        return put(is_store, offset + 12, value, call);
     }
     template <class T>
     PTP_CFG_CPP_INLINE status put_opaque(int since, u_int32 offset, const T &value, calls::set_call *call) noexcept {
