@@ -103,8 +103,8 @@ void check_literals(const enumeration &type, diagnostics &errors) {
 }  // namespace
 
 std::string cpp_name(const std::string &name) {
-    const std::string with_ptp = without(name, "vela_");
-    const std::string alone = without(with_ptp, "ptp_");
+    std::string with_ptp = without(name, "vela_");
+    std::string alone = without(with_ptp, "ptp_");
     if (may_stand_alone(alone)) {
         return alone;
     }
