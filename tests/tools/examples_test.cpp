@@ -182,17 +182,22 @@ TEST_F(examples, zsh_completes_command_lines) {
     }
     write("ask.zsh", R"(zmodload zsh/zpty
         zpty z "TERM=dumb PS1= zsh -f -i"
-        zpty -w z "setopt no_beep; fpath=($PWD \$fpath); autoload -U compinit; compinit -u -D; zstyle ':completion:*' list-colors; LISTMAX=1000; PS1=; unsetopt prompt_sp prompt_cr; cd $PWD; print rea''dy"
+        zpty -w z "setopt no_beep; fpath=($PWD \$fpath); autoload -U compinit; compinit -u -D; zstyle ':completion:*' list-colors; LISTMAX=1000; unsetopt prompt_sp prompt_cr; cd $PWD; PS1=rea''dy"
+        # Not before its editor shows the prompt does it take keys as such.
         zpty -r -m z line '*ready*' || exit 1
         zpty -w -n z "$1"$'\t\t'
-        sleep 1
         all=
-        while zpty -r -t z line; do all+=$line; done
+        for tenth in {1..150}; do
+            while zpty -r -t z line; do all+=$line; done
+            [[ $all == *$2* ]] && break
+            sleep 0.1
+        done
         print -r -- $all
         zpty -d z)");
     ASSERT_EQ(sh("ptpcfg completion zsh -o _ptpcfg && touch clock.xml && zsh -n _ptpcfg").err, "");
     for (const completion &row : completions) {
-        const outcome result = sh(std::string("HOME=$PWD timeout 20 zsh -f ask.zsh '") + row.words + "'");
+        const outcome result =
+            sh(std::string("HOME=$PWD timeout 20 zsh -f ask.zsh '") + row.words + "' '" + row.has + "'");
         EXPECT_THAT(result.out, HasSubstr(row.has)) << row.words << result.err;
     }
 }
