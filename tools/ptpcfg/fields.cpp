@@ -159,7 +159,7 @@ json_value value_for(const ptp_cfg_type *type, const std::string &path, const st
     if (field.kind == PTP_CFG_FIELD_BOOLEAN && !is_whole && (text == "1" || text == "0")) {
         return text == "1";
     }
-    const json_value value = json_value::parse(is_whole ? text : json_of_plain_scalar(text), nullptr, false);
+    json_value value = json_value::parse(is_whole ? text : json_of_plain_scalar(text), nullptr, false);
     if (value.is_discarded()) {
         throw failure(exit_code::usage, path + ": '" + base::printable(text) + "' is not well-formed JSON");
     }

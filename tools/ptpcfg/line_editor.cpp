@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #ifdef PTPCFG_WITH_EDITOR
@@ -33,16 +34,20 @@ editing &current() {
 }
 
 void take_line(char *line) {
+    const std::unique_ptr<char, decltype(&std::free)> owned(line, &std::free);
+    const editing &state = current();
+    if (state.lines == nullptr || state.is_at_end == nullptr) {
+        return;  // nobody edits
+    }
     if (line == nullptr) {
-        *current().is_at_end = true;
+        *state.is_at_end = true;
         rl_callback_handler_remove();
         return;
     }
     if (*line != '\0') {
         add_history(line);
     }
-    current().lines->emplace_back(line);
-    std::free(line);
+    state.lines->emplace_back(line);
 }
 
 /** libedit asks for one match after the other, and frees each. */
