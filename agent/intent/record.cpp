@@ -11,14 +11,27 @@
 #include "ptp_cfg/receive.h"
 
 namespace ptp_agent {
+namespace {
 
-SharedHandle make_handle() {
+SharedHandle create(const vela_handle_options *options) {
     u_int32 err = 0;
-    vela_handle *handle = vela_handle_create(nullptr, &err);
+    vela_handle *handle = vela_handle_create(options, &err);
     if (handle == nullptr) {
         throw std::bad_alloc();
     }
     return SharedHandle(handle, [](vela_handle *old) { vela_handle_destroy(old, nullptr); });
+}
+
+}  // namespace
+
+SharedHandle make_handle() { return create(nullptr); }
+
+SharedHandle make_tracking_handle(u_int32 header_word) {
+    vela_handle_options options = {};
+    options.size = sizeof options;
+    options.tracking = VELA_STTR_ON;
+    options.msg_header_word = header_word;
+    return create(&options);
 }
 
 Record::Record(SharedHandle handle, const ptp_cfg_type *type)

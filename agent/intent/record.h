@@ -17,6 +17,11 @@ using SharedHandle = std::shared_ptr<vela_handle>;
 
 /** Creates a handle without state tracking; throws std::bad_alloc. */
 SharedHandle make_handle();
+/**
+ * Creates a handle that tracks the state of fields; throws std::bad_alloc.
+ * @param header_word  what the header of every message that it sends says
+ */
+SharedHandle make_tracking_handle(u_int32 header_word = 0);
 
 /** 192.0.2.1, 2001:db8::1 or "none" */
 std::string to_text(const ip_address &address);

@@ -14,18 +14,6 @@ constexpr std::uint64_t batch_ms = 20;
 /** More than this waits at the control plane. */
 constexpr std::size_t most_arrived_bytes = 4u << 20;
 
-SharedHandle tracking_handle() {
-    vela_handle_options options = {};
-    options.size = sizeof options;
-    options.tracking = VELA_STTR_ON;
-    u_int32 err = 0;
-    vela_handle *handle = vela_handle_create(&options, &err);
-    if (handle == nullptr) {
-        throw std::bad_alloc();
-    }
-    return SharedHandle(handle, [](vela_handle *old) { vela_handle_destroy(old, nullptr); });
-}
-
 /** Makes the directory, and clears it of sockets that a killed agent left. */
 std::string prepared(const std::string &directory) {
     std::error_code code;
@@ -64,7 +52,7 @@ Agent::Agent(EventLoop &loop, AgentConfiguration configuration)
       started_ns_(base::clock_ns(CLOCK_MONOTONIC)),
       lock_(prepared(configuration_.runtime_directory)),
       handle_(make_handle()),
-      receiving_handle_(tracking_handle()),
+      receiving_handle_(make_tracking_handle()),
       store_(configuration_.state_directory + "/intent"),
       intent_(handle_),
       batch_(loop, [this] { begin_batch(); }),

@@ -35,20 +35,6 @@ ControlOptions control_options(const AgentConfiguration &configuration, std::uin
     return options;
 }
 
-/** Tracks state, and has the clock's handle in the header of every message: reports name no clock. */
-SharedHandle reporting_handle(std::uint8_t clock) {
-    vela_handle_options options = {};
-    options.size = sizeof options;
-    options.tracking = VELA_STTR_ON;
-    options.msg_header_word = clock;
-    u_int32 err = 0;
-    vela_handle *handle = vela_handle_create(&options, &err);
-    if (handle == nullptr) {
-        throw std::bad_alloc();
-    }
-    return SharedHandle(handle, [](vela_handle *old) { vela_handle_destroy(old, nullptr); });
-}
-
 std::uint8_t domain_of(const ClockIntent &intent) {
     return static_cast<std::uint8_t>(intent.clock().number_or("default_data_set.clk_domain", 0));
 }
@@ -87,7 +73,7 @@ ClockUnit::ClockUnit(EventLoop &loop, const AgentConfiguration &configuration, s
                [this](ProcessState state, const std::string &why) { process_changed(state, why); }),
       listener_(loop, configuration.listens_for_announce),
       holdover_(configuration.holdover),
-      report_handle_(reporting_handle(handle)),
+      report_handle_(make_tracking_handle(handle)),  // reports name no clock: the header does
       reporter_(report_handle_, configuration.statistics_s * 1'000'000'000),
       timer_(loop, [this] { poll(); }) {
     daemon_.subscribe([this](const DaemonEvent &) { poll(); });

@@ -55,15 +55,6 @@ void print(const char *what, const Cost &cost, const Cost &first) {
                 cost.processor_us, cost.processor_us / first.processor_us);
 }
 
-SharedHandle tracking_handle() {
-    vela_handle_options options = {};
-    options.size = sizeof options;
-    options.tracking = VELA_STTR_ON;
-    u_int32 err = 0;
-    return SharedHandle(vela_handle_create(&options, &err),
-                        [](vela_handle *handle) { vela_handle_destroy(handle, nullptr); });
-}
-
 /** Marshals reports as the agent does. */
 std::vector<u_int8> bundled(vela_handle *handle, const std::vector<ptp_agent::Report> &reports) {
     u_int32 err = 0;
@@ -83,7 +74,7 @@ std::vector<u_int8> bundled(vela_handle *handle, const std::vector<ptp_agent::Re
 class Observed {
   public:
     explicit Observed(const test::Ptp4lProcess &process)
-        : handle_(tracking_handle()), reporter_(handle_, 1), daemon_(loop_, options(process)) {}
+        : handle_(make_tracking_handle()), reporter_(handle_, 1), daemon_(loop_, options(process)) {}
 
     Observation observe() {
         std::optional<Observation> found;
@@ -144,7 +135,7 @@ Cost measure_change(Observed &observed, Observation found, const std::string &fo
     const std::string uri = "unix:" + folder + "/change";
     vela_channel *sender = vela_channel_listen("gable", uri.c_str(), nullptr, reason, sizeof reason, &err);
     vela_channel *receiver = vela_channel_connect("gable", uri.c_str(), nullptr, reason, sizeof reason, &err);
-    const SharedHandle own = make_handle(), other = tracking_handle();
+    const SharedHandle own = make_handle(), other = make_tracking_handle();
     observed.report(found, true);
     const auto pass = [&] {
         found.default_ds->priority2 ^= 1;

@@ -111,17 +111,10 @@ TEST_F(Take, ModifiesByCommandsAndLeavesTheRest) {
 /** A tracked message: each path is set with its flag. */
 class TrackedMessage {
   public:
-    TrackedMessage(std::string_view name, Values values) {
-        vela_handle_options options{};
-        options.size = sizeof options;
-        options.tracking = VELA_STTR_ON;
-        u_int32 err = 0;
-        handle = SharedHandle(vela_handle_create(&options, &err),
-                              [](vela_handle *old) { vela_handle_destroy(old, nullptr); });
-        record = std::make_unique<Record>(message(handle, name, values));
-    }
+    TrackedMessage(std::string_view name, Values values)
+        : record(std::make_unique<Record>(message(handle, name, values))) {}
 
-    SharedHandle handle;
+    SharedHandle handle = make_tracking_handle();
     std::unique_ptr<Record> record;
 };
 

@@ -14,15 +14,6 @@ namespace {
 constexpr std::uint64_t second = 1'000'000'000;
 constexpr u_int32 whole = 0xFFFFFFFF;
 
-SharedHandle tracking_handle() {
-    vela_handle_options options = {};
-    options.size = sizeof options;
-    options.tracking = VELA_STTR_ON;
-    u_int32 err = 0;
-    return SharedHandle(vela_handle_create(&options, &err),
-                        [](vela_handle *handle) { vela_handle_destroy(handle, nullptr); });
-}
-
 /** The paths of a payload whose state flag is set. */
 void collect_flags(const Record &record, const ptp_cfg_type *type, void *instance, const std::string &prefix,
                    std::set<std::string> &paths) {
@@ -136,7 +127,7 @@ class Reports : public testing::Test {
     }
 
     const ClockIdentity own_ = {1, 2, 3, 0xFF, 0xFE, 4, 5, 6};
-    SharedHandle handle_ = tracking_handle();
+    SharedHandle handle_ = make_tracking_handle();
     Reporter reporter_{handle_, 10 * second};
     Observation now_;
     std::optional<ClockIntent> intent_;

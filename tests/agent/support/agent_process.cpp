@@ -29,15 +29,6 @@ std::uint64_t now_ms() { return base::clock_ms(CLOCK_MONOTONIC); }
 
 std::string program() { return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "ptp_agent").string(); }
 
-SharedHandle make_tracking_handle() {
-    vela_handle_options options = {};
-    options.size = sizeof options;
-    options.tracking = VELA_STTR_ON;
-    u_int32 err = 0;
-    return SharedHandle(vela_handle_create(&options, &err),
-                        [](vela_handle *handle) { vela_handle_destroy(handle, nullptr); });
-}
-
 }  // namespace
 
 AgentProcess::AgentProcess(const std::string &folder, const std::string &name, const std::string &more)

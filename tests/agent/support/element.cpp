@@ -31,15 +31,6 @@ constexpr u_int32 bundle_bytes = 1 << 20;
 
 std::uint64_t now_ms() { return base::clock_ms(CLOCK_MONOTONIC); }
 
-SharedHandle tracking_handle() {
-    vela_handle_options options = {};
-    options.size = sizeof options;
-    options.tracking = VELA_STTR_ON;
-    u_int32 err = 0;
-    return SharedHandle(vela_handle_create(&options, &err),
-                        [](vela_handle *handle) { vela_handle_destroy(handle, nullptr); });
-}
-
 /** What lets daemons lock within seconds, without hardware timestamps. */
 std::map<std::string, std::string> fast_daemon_options() {
     return {{"time_stamping", "\"software\""}, {"step_threshold", "0.0"},    {"first_step_threshold", "0.0"},
@@ -176,7 +167,7 @@ Element::Element(const std::string &folder, std::string name, const ElementOptio
       name_(std::move(name)),
       configuration_(folder_ + ".toml"),
       clock_shift_(options.clock_shift),
-      receiving_(tracking_handle()),
+      receiving_(make_tracking_handle()),
       sending_(make_handle()) {
     std::filesystem::create_directories(folder_);
     std::ofstream(configuration_) << configuration_text(folder_, options);
