@@ -8,6 +8,7 @@
 #include <random>
 
 #include "dispatch.h"
+#include "ptp_cfg/receive.h"
 
 namespace ptp_cfg_test {
 namespace {

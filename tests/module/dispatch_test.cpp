@@ -3,6 +3,8 @@
 #include <cstdio>
 
 #include "dispatch.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
 #include "vela_bundle.h"
 
 ptp_cfg_test::handler_state ptp_cfg_test::clock_handler;

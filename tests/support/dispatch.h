@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "ptp_cfg/receive.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

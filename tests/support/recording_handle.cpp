@@ -8,6 +8,8 @@
 #include <ostream>
 #include <regex>
 
+#include "ptp_cfg/module.h"
+
 namespace ptp_cfg_test {
 
 std::ostream &operator<<(std::ostream &out, const range &bytes) {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "bitlog.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/reflect.h"
 
 namespace ptp_cfg_test {
 

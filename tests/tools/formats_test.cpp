@@ -1,6 +1,7 @@
 // JSON and YAML: what survives the way through every format, what is refused, and what validators say.
 #include <gmock/gmock.h>
 
+#include "ptp_cfg/clock.h"
 #include "records.h"
 #include "shell.h"
 

@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "ptp_cfg.h"
+#include "ptp_cfg/clock.h"
 
 int main(int, char **arguments) {
     u_int32 err = 0;

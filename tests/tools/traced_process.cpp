@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "bitlog.h"
-#include "ptp_cfg.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "ptp_cfg.h"
+#include "ptp_cfg/messages.h"
 
 namespace {
 

@@ -1,6 +1,10 @@
 // Corruption that nothing can be salvaged from ends the process, with a trace that says what was found.
 #include <sys/mman.h>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {

@@ -1,6 +1,10 @@
 // What array fields add to the access of single ones.
 #include <cstring>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/data_sets.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/port_stream.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {

@@ -6,6 +6,11 @@
 #include <limits>
 #include <utility>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/commands.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/master_selection.h"
+#include "ptp_cfg/port_stream.h"
 #include "records.h"
 #include "velalib/primitives.h"
 

@@ -2,6 +2,8 @@
 #include <limits>
 #include <utility>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/port_stream.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

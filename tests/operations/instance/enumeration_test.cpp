@@ -1,5 +1,6 @@
 // Enumerations: life, header operations and chains.
 #include "enumeration_test.h"
+#include "ptp_cfg/enumerations.h"
 
 namespace ptp_cfg_test {
 namespace {

@@ -1,6 +1,7 @@
 // What the tests of enumerations share.
 #pragma once
 
+#include "ptp_cfg/enumerations.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {

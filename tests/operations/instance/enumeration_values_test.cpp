@@ -1,5 +1,6 @@
 // Which values an enumeration admits, copies, orders and names.
 #include "enumeration_test.h"
+#include "ptp_cfg/enumerations.h"
 
 namespace ptp_cfg_test {
 namespace {

@@ -4,6 +4,11 @@
 
 #include <algorithm>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
+#include "ptp_cfg/receive.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {

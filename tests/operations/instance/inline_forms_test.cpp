@@ -11,6 +11,10 @@
 #include <utility>
 #include <vector>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/commands.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/port_stream.h"
 #include "ptp_cfg_inline.h"
 #include "recording_handle.h"
 

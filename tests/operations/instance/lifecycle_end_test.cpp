@@ -1,5 +1,11 @@
 // Structures: header operations, destroy, and chains that go on after a failure.
 #include "lifecycle_test.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/data_sets.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
+#include "ptp_cfg/time_pps.h"
 
 namespace ptp_cfg_test {
 namespace {

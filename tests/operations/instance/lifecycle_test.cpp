@@ -1,5 +1,11 @@
 // Structures: size, create, initialise in place, and instance counters.
 #include "lifecycle_test.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/commands.h"
+#include "ptp_cfg/data_sets.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
 
 namespace ptp_cfg_test {
 namespace {

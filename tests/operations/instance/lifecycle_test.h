@@ -7,6 +7,8 @@
 
 #include "layout.h"
 #include "oracle_model.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/port_stream.h"
 #include "recording_handle.h"
 #include "runtime_failures.h"
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "ptp_cfg/port_stream.h"
 #include "recording_handle.h"
 #include "velalib/object_reference.h"
 

@@ -8,6 +8,8 @@
 #include <map>
 #include <utility>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/enumerations.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

@@ -1,6 +1,9 @@
 // Texts: one owner at every moment, 0 to 255 characters.
 #include <cstring>
 
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/port_stream.h"
+#include "ptp_cfg/time_pps.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {

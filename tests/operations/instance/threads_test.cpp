@@ -9,6 +9,9 @@
 #define RUNNING_ON_VALGRIND 0
 #endif
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {

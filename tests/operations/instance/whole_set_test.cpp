@@ -4,6 +4,10 @@
 #include <cstring>
 
 #include "layout.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/data_sets.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/port_stream.h"
 #include "recording_handle.h"
 
 namespace ptp_cfg_test {

@@ -1,6 +1,7 @@
 // The calls that register a bundle handler with all domains.
 #include <dlfcn.h>
 
+#include "ptp_cfg/module.h"
 #include "records.h"
 #include "vela_transport.h"
 

@@ -2,6 +2,10 @@
 #include <dlfcn.h>
 
 #include "message_test.h"
+#include "ptp_cfg/data_sets.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
 #include "vela_bundle.h"
 
 /** Lets the bundle deny that it knows a message; otherwise the runtime's own. */

@@ -1,5 +1,8 @@
 // Messages: their life and payloads.
 #include "message_test.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
 
 namespace ptp_cfg_test {
 namespace {

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <map>
 
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

@@ -6,6 +6,9 @@
 #include <array>
 #include <cstring>
 
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/receive.h"
 #include "records.h"
 
 // ---- what stands in for the application and for a piece of the runtime -----------------------------------------------

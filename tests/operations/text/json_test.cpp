@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/enumerations.h"
 #include "ptp_cfg/json.h"
 #include "records.h"
 

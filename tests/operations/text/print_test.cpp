@@ -3,6 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/commands.h"
+#include "ptp_cfg/data_sets.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

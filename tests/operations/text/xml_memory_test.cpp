@@ -5,6 +5,9 @@
 #include <utility>
 
 #include "failing_memory.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
 #include "records.h"
 
 using test::allocate;

@@ -1,4 +1,6 @@
 // Messages as XML, and XML as messages.
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
 #include "xml_test.h"
 
 namespace ptp_cfg_test {

@@ -1,4 +1,6 @@
 // Reading by rules: what strict reading refuses and plain reading takes, and how faults are told.
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/enumerations.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

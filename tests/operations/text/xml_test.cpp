@@ -1,5 +1,10 @@
 // Records as XML, and XML as records.
 #include "xml_test.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/commands.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/messages.h"
+#include "ptp_cfg/port_stream.h"
 
 namespace ptp_cfg_test {
 namespace {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ptp_cfg/clock.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "ptp_cfg/enumerations.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

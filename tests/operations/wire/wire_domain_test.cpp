@@ -1,6 +1,9 @@
 // Records newer than the domain, and texts of encodings that are cut.
 #include <array>
 
+#include "ptp_cfg/commands.h"
+#include "ptp_cfg/enumerations.h"
+#include "ptp_cfg/port_stream.h"
 #include "records.h"
 
 namespace ptp_cfg_test {

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstring>
 
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/port_stream.h"
 #include "records.h"
 
 namespace ptp_cfg_test {
