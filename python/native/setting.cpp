@@ -58,7 +58,8 @@ class setter {
     }
     int finish(u_int32 err) {
         if (err == VELA_EEPOCH && field_.kind == PTP_CFG_FIELD_ENUMERATION && has_field_in(record_->instance, field_)) {
-            return refuse(std::string("the number is no value of ") + field_.type_name, err);
+            return refuse(std::string("the record's variant of ") + field_.type_name + " does not have this value",
+                          err);
         }
         if (err != 0) {
             raise_access(record_, field_, element_, err);
