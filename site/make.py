@@ -25,7 +25,8 @@ def without_outside_links(text, page, pages):
     def replaced(match):
         words, target = match[1], match[2]
         path = target.partition("#")[0]
-        if "://" in target or not path or (page.parent / path).resolve() in pages:
+        file = (page.parent / path).resolve()
+        if "://" in target or not path or file in pages or file == ROOT / "reference/index.md":
             return match[0]
         plain = words.strip("`")
         return f"`{plain}`" if target.endswith(plain) else f"{words} (`{target.removeprefix('../')}`)"
@@ -34,12 +35,17 @@ def without_outside_links(text, page, pages):
 
 
 def copy_documents(out):
-    """README.md as the first page, CHANGELOG.md and docs/, with links that lead somewhere."""
-    sources = [ROOT / "README.md", ROOT / "CHANGELOG.md", *sorted((ROOT / "docs").glob("*.md"))]
+    """docs/index.md as the first page, CHANGELOG.md and the rest of docs/, with links that lead somewhere."""
+    sources = [ROOT / "CHANGELOG.md", *sorted((ROOT / "docs").glob("*.md"))]
     pages = {path.resolve() for path in sources}
     for path in sources:
-        text = without_outside_links(path.read_text(), path, pages).replace("](../README.md", "](../index.md")
-        target = out / ("index.md" if path.name == "README.md" else path.relative_to(ROOT))
+        text = without_outside_links(path.read_text(), path, pages)
+        target = out / path.relative_to(ROOT)
+        if path.name == "index.md":
+            text = re.sub(r"\]\((?=[\w-]+\.md)", "](docs/", text).replace("](../", "](")
+            target = out / "index.md"
+        else:
+            text = re.sub(r"(?<=\]\()(docs/)?index\.md", "index.md" if path.parent == ROOT else "../index.md", text)
         target.parent.mkdir(parents=True, exist_ok=True)
         target.write_text(text)
     shutil.copy(ROOT / "site" / "style.css", out)
@@ -48,7 +54,8 @@ def copy_documents(out):
 def configuration(navigation):
     """mkdocs.yml, with the reference in its navigation, which stands last in it."""
     text = (ROOT / "site" / "mkdocs.yml").read_text()
-    missing = [path.name for path in (ROOT / "docs").glob("*.md") if f" docs/{path.name}\n" not in text]
+    missing = [path.name for path in (ROOT / "docs").glob("*.md")
+               if path.name != "index.md" and f" docs/{path.name}\n" not in text]
     if missing:
         sys.exit(f"site/mkdocs.yml: nav does not have docs/{missing[0]}; add it to a section")
     return f"{text}  - {json.dumps({'Reference': navigation})}\ndocs_dir: pages\nsite_dir: site\n"
