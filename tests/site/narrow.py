@@ -17,7 +17,7 @@ import threading
 
 SKIPPED = 77
 WIDTH = 390  # pixels
-PATIENCE = 240  # seconds for all pages
+PATIENCE = 800  # seconds for all pages
 LIST = """<!doctype html><body><script>
 const pages = %s, found = [];
 async function open(page) {

@@ -81,10 +81,18 @@ Json parsed(const std::string &path, const std::string &answer) {
     return json;
 }
 
+/** Each reason of a refusal stands in a line of its own; here they are one. */
+std::string one_line(std::string text) {
+    for (size_t at = 0; (at = text.find('\n', at)) != std::string::npos;) {
+        text.replace(at, text.find_first_not_of(" \n", at) - at, "; ");
+    }
+    return base::printable(text);
+}
+
 /** A value of JSON as people read it; empty where it is not there. */
 std::string shown(const Json &json, const char *pointer) {
     const Json value = json.value(Json::json_pointer(pointer), Json());
-    return value.is_string() ? base::printable(value.get<std::string>()) : value.is_null() ? "" : value.dump();
+    return value.is_string() ? one_line(value.get<std::string>()) : value.is_null() ? "" : value.dump();
 }
 
 std::string text_of_clock(const Json &clock) {
