@@ -8,11 +8,12 @@
 
 namespace {
 
-void on_bundle(vela_handle *handle, u_int32, const u_int8 *bytes, u_int32 length, void *context) {
+void on_bundle(vela_handle *handle, u_int32, const u_int8 *bytes, u_int32 length,
+               void *context) {
     const auto show = [&](ptp::clk_default_ds_msg_message message) {
         const auto data_set = message.clock_default_ds();
-        std::cout << "the daemon has domain " << unsigned{data_set.clk_domain()} << ", priority2 "
-                  << unsigned{data_set.priority2()} << '\n';
+        std::cout << "the daemon has domain " << unsigned{data_set.clk_domain()}
+                  << ", priority2 " << unsigned{data_set.priority2()} << '\n';
         *static_cast<bool *>(context) = true;
     };
     const auto report = ptp::dispatch(handle, {bytes, length}, show);
@@ -28,7 +29,8 @@ std::vector<u_int8> boundary_clock(vela_handle *handle, int priority2) {
     clock.set_clk_type(ptp::clock_type::CFG_CLK_TYPE_BOUNDARY);
     clock.default_data_set().set_clk_domain(24);
     clock.default_data_set().set_priority2(static_cast<u_int8>(priority2));
-    return ptp::throwing::to_bytes(message);  // throws also when one of the setters failed
+    return ptp::throwing::to_bytes(
+        message);  // throws also when one of the setters failed
 }
 
 bool configure(const char *uri, int priority2) {
@@ -36,7 +38,8 @@ bool configure(const char *uri, int priority2) {
     u_int32 err = 0;
     bool answered = false;
     gable_bundle_handler_register(on_bundle);
-    vela_channel *channel = vela_channel_connect("gable", uri, nullptr, nullptr, 0, &err);
+    vela_channel *channel =
+        vela_channel_connect("gable", uri, nullptr, nullptr, 0, &err);
     const std::vector<u_int8> bytes = boundary_clock(handle, priority2);
     vela_channel_send(channel, bytes.data(), static_cast<u_int32>(bytes.size()), &err);
     while (err == 0 && !answered && vela_channel_wait(channel, 5000) != 0) {

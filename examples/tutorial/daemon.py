@@ -1,4 +1,4 @@
-"""A daemon: keeps the configuration of a clock that a control plane sends, and answers with the clock's data set."""
+"""A daemon: takes the configuration of a clock, and answers with its data set."""
 
 import contextlib
 import select
@@ -20,8 +20,9 @@ def tell(fault):
     print("not taken:", fault, flush=True)
 
 
-with contextlib.suppress(KeyboardInterrupt), ptp_cfg.Channel.listen(sys.argv[1], on_fault=tell) as channel:
+with ptp_cfg.Channel.listen(sys.argv[1], on_fault=tell) as channel:
     print("listening at", channel.uri, flush=True)
-    while True:
-        select.select([channel], [], [])  # until there is something to do
-        channel.process(handle)
+    with contextlib.suppress(KeyboardInterrupt):
+        while True:
+            select.select([channel], [], [])  # until there is something to do
+            channel.process(handle)
