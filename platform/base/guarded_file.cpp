@@ -4,6 +4,8 @@
 #include <errno.h>
 #include <fcntl.h>
 
+#include "base/interruption.h"
+
 namespace base {
 namespace {
 
@@ -22,7 +24,8 @@ opened_file refuse(int code, const char *clause) {
 opened_file open_regular(const char *path, int flags, unsigned allowed, mode_t mode) {
     const int follow = (allowed & allow_links) != 0 ? 0 : O_NOFOLLOW;
     opened_file opened = {};
-    opened.file = file_descriptor(open(path, flags | follow | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode));
+    opened.file = file_descriptor(
+        uninterrupted([=] { return open(path, flags | follow | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode); }));
     if (!opened) {
         opened.code = errno;
         struct stat named;

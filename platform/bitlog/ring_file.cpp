@@ -13,6 +13,7 @@
 #include "base/clocks.h"
 #include "base/file_reading.h"
 #include "base/guarded_file.h"
+#include "base/interruption.h"
 #include "ring.h"
 
 namespace bitlog {
@@ -79,7 +80,7 @@ uint32_t map_file(const char *path, size_t size, void *&memory) {
         return static_cast<uint32_t>(opened.code);
     }
     // Room that is missing shows here; later it would be a signal.
-    int status = posix_fallocate(opened.file.get(), 0, static_cast<off_t>(size));
+    int status = base::reserve(opened.file.get(), static_cast<off_t>(size));
     if (status == 0) {
         memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, opened.file.get(), 0);
         status = memory == MAP_FAILED ? errno : 0;

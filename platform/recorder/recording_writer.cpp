@@ -11,6 +11,7 @@
 #include <new>
 
 #include "base/clocks.h"
+#include "base/interruption.h"
 #include "recording_scan.h"
 
 using namespace vela::recorder;
@@ -58,7 +59,7 @@ bool vela_recorder::open_locked(failure &why) {
             why = open_failure(path_, opened);
             return false;
         }
-        if (flock(opened.file.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (base::uninterrupted([&] { return flock(opened.file.get(), LOCK_EX | LOCK_NB); }) != 0) {
             const int code = errno;
             why = system_failure(path_, "lock", code);
             if (code == EWOULDBLOCK) {

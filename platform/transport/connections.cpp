@@ -34,17 +34,27 @@ bool connections::listen(failure &why) {
     }
     context_.uri = place_->uri();
     watch_listening();
-    return true;
+    if (!is_listening_watched_) {
+        why = system_failure(errno, "cannot wait for peers at " + context_.uri);
+    }
+    return is_listening_watched_;
 }
 
 // At its end a channel looks only for those who are to get what waits.
 bool connections::wants_peers() const { return !is_finishing_ || !outbox_.waiting().empty(); }
 
+// Nobody would hear of a newcomer when the system has no room to watch for one: that is then tried again.
 void connections::watch_listening() {
     const bool is_wanted = listening_ >= 0 && wants_peers() && !poller_.times().is_set(timetable::accept_again);
-    if (is_wanted != is_listening_watched_) {
-        poller_.watch(listening_, &listening_, is_wanted);
-        is_listening_watched_ = is_wanted;
+    if (is_wanted == is_listening_watched_) {
+        return;
+    }
+    const bool is_done = poller_.watch(listening_, &listening_, is_wanted);
+    is_listening_watched_ = is_wanted && is_done;
+    if (!is_done && is_wanted) {
+        const int code = errno;
+        poller_.times().set(timetable::accept_again, accept_pause_ms);
+        errno = code;
     }
 }
 

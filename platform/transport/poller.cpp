@@ -13,11 +13,11 @@ bool poller::open() {
     return epoll_ && times_.open() && epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, times_.fd(), &event) == 0;
 }
 
-void poller::watch(int descriptor, void *source, bool is_wanted) {
+bool poller::watch(int descriptor, void *source, bool is_wanted) {
     epoll_event event = {};
     event.events = EPOLLIN;
     event.data.ptr = source;
-    epoll_ctl(epoll_.get(), is_wanted ? EPOLL_CTL_ADD : EPOLL_CTL_DEL, descriptor, &event);
+    return epoll_ctl(epoll_.get(), is_wanted ? EPOLL_CTL_ADD : EPOLL_CTL_DEL, descriptor, &event) == 0;
 }
 
 int poller::poll(int timeout_ms) {

@@ -16,8 +16,8 @@ class poller {
     bool open();
     // Readable when there is something to do. Peers watch their links by it themselves.
     int fd() const { return epoll_.get(); }
-    // Watches a descriptor, or does so no more; events name `source`.
-    void watch(int descriptor, void *source, bool is_wanted);
+    // Watches a descriptor, or does so no more; events name `source`. False, with errno, when the system has no room to.
+    bool watch(int descriptor, void *source, bool is_wanted);
 
     // Waits until something is ready, for so long; negative: no limit. The number of events.
     int poll(int timeout_ms);

@@ -14,6 +14,7 @@
 #include "base/failure.h"
 #include "base/file_reading.h"
 #include "base/guarded_file.h"
+#include "base/interruption.h"
 #include "shared_types.h"
 
 using base::failure;
@@ -225,7 +226,7 @@ owned_types create(const char *path, u_int64 address, size_t size, failure &why)
     }
     file_in_making made(path);
     // All of it at once: a file system that is full must not show as a SIGBUS later.
-    if (const int code = posix_fallocate(opened.file.get(), 0, static_cast<off_t>(size)); code != 0) {
+    if (const int code = base::reserve(opened.file.get(), static_cast<off_t>(size)); code != 0) {
         why = base::system_failure(code, "cannot make it");
         return nullptr;
     }

@@ -89,11 +89,13 @@ bool socket_file::claim(int fd, const std::string &path, u_int32 mode, failure &
         unlink(path.c_str());
         is_bound = try_bind(fd, path, mode);
     }
-    if (!is_bound || listen(fd, backlog) != 0 || lstat(path.c_str(), &identity_) != 0) {
+    if (is_bound && lstat(path.c_str(), &identity_) == 0) {
+        path_ = path;  // from now on it goes with this object, also when nobody can listen there
+    }
+    if (path_.empty() || listen(fd, backlog) != 0) {
         why = system_failure(errno, "cannot listen on unix:" + path);
         return false;
     }
-    path_ = path;
     return true;
 }
 
