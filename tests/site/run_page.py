@@ -3,11 +3,11 @@
 
     run_page.py PAGE --prefix FOLDER [--files FOLDER] [--accept]
 
-A code block with a title is a file; one of FILES with its name must be the same. A `console` block is
-a terminal, the one that its title names: lines behind `$ ` are typed, `^C` is pressed, the others are what is answered
-(`...` alone is any lines, `…` any characters of one). A command must succeed, unless `$ echo $?` follows. One goes on while
-other terminals are used where the next block of its own begins with what it says then, or with `^C`. --accept writes into
-the page what was answered instead.
+A code block with a title is a file; one of FILES with its name must be the same. A `console` block is a terminal, the one
+that its title names: lines behind `$ ` are typed (`> ` goes on), `^C` is pressed, the others are what is answered (`...`
+alone is any lines, `…` any characters of one). A command must succeed, unless `$ echo $?` follows. One goes on while other
+terminals are used where the next block of its own begins with what it says then, or with `^C`. --accept writes into the
+page what was answered instead.
 """
 
 import argparse
@@ -105,8 +105,8 @@ def turns(lines):
     for index, line in enumerate(lines):
         if line.startswith("$ ") or line == "^C":
             found.append([line.removeprefix("$ "), [], index + 1])
-        elif found and found[-1][0].endswith("\\") and not found[-1][1]:
-            found[-1] = [found[-1][0] + "\n" + line, [], index + 1]
+        elif found and not found[-1][1] and (line.startswith("> ") or found[-1][0].endswith("\\")):
+            found[-1] = [found[-1][0] + "\n" + line.removeprefix("> "), [], index + 1]
         else:
             found = found or [["", [], 0]]
             found[-1][1].append(line)
