@@ -292,6 +292,9 @@ void checker::check_sizes(const structure &type) {
 void checker::check(message &type) {
     const std::string title = "message " + type.name;
     check_identity(type, title, type.type_name());
+    static const std::set<std::string> roles = {"command", "event", "report"};
+    errors_.require(type.role.empty() || roles.contains(type.role), type.where, title,
+                    "role '" + type.role + "' is unknown", "give command, event or report");
     errors_.require(type.payloads.size() == 1 || type.payloads.size() == 2, type.where, title,
                     "there are " + number_text(type.payloads.size()) + " payloads", "give one or two");
     for (payload &row : type.payloads) {

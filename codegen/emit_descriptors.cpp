@@ -132,6 +132,7 @@ inline constexpr message_descriptor {type}_descriptor = {
     .display_name = "message {message}",
     .doc = {doc},
     .luid = message_{message}_luid,
+    .role = {role},
     .type_info = &{type_info},
     .error_instance = {type}_error_instance,
     .payloads = {type}_payloads,
@@ -146,6 +147,7 @@ inline constexpr message_descriptor {type}_descriptor = {
     values["doc"] = c_string(type.doc);
     values["type_info"] = type_info_name(type.type_name());
     values["count"] = std::to_string(type.payloads.size());
+    values["role"] = "VELA_MESSAGE_" + upper(type.role);
     values["trace"] = trace_points(type.type_name(), type.trace);
     return declarations(type.type_name(), type.size()) + fill(text, values);
 }

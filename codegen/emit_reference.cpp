@@ -247,6 +247,7 @@ std::string page(const generation &input, const users &, const message &type) {
     const wire_size tracked = wire_size_of(type, wire_form::tracked);
     markdown_table facts({"Property", "Value"});
     facts.row({"Identity (LUID)", code(type.luid)});
+    facts.row({"Role", type.role});
     facts.row({"Received by", code(handler_name(type))});
     facts.row({"Bytes in memory", std::to_string(type.size()) + " and the payloads"});
     facts.row({"Bytes on the wire", both_forms(untracked, tracked)});

@@ -135,6 +135,7 @@ struct payload {
 };
 
 struct message : named_type {
+    std::string role;  // "command", "event" or "report"
     std::vector<payload> payloads;
 
     std::string type_name() const { return name + "_message"; }

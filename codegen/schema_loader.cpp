@@ -201,6 +201,7 @@ message loader::load_message(const toml::table &table, const std::string &file) 
     message result;
     table_reader reader(table, file, "message", errors_);
     load_identity(reader, "message", result);
+    result.role = reader.text("role");
     for (const std::string &name : reader.texts("payloads")) {
         result.payloads.push_back({name, nullptr, nullptr});
     }

@@ -201,4 +201,10 @@ const ptp_cfg_type *ptp_cfg_message_identify(const u_int8 *bytes, u_int32 length
     return type != nullptr && type->kind == PTP_CFG_MESSAGE ? type : nullptr;
 }
 
+vela_message_role ptp_cfg_message_describe(const u_int8 *bytes, u_int32 length, const char **name) {
+    const ptp_cfg_type *type = ptp_cfg_message_identify(bytes, length);
+    *name = type != nullptr ? message_of(type).name : nullptr;
+    return type != nullptr ? message_of(type).role : VELA_MESSAGE_UNKNOWN;
+}
+
 }  // extern "C"

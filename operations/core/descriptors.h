@@ -79,6 +79,7 @@ struct message_descriptor {
     const char *display_name;  // "message ptp_clock_cfg"
     const char *doc;
     const u_int8 *luid;
+    vela_message_role role;
     vela_type_info *type_info;
     void *error_instance;
     const payload_descriptor *payloads;

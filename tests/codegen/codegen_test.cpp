@@ -131,7 +131,7 @@ TEST_F(generator, rewrites_only_what_changed) {
     fs::last_write_time(changed, past);
     std::ofstream(root_ / "schema/letters.toml", std::ios::app)
         << "\n[[message]]\nname = \"more\"\nluid = \"000000000000000000000000000000ff\"\ntrace = 99\ndoc = \"More.\"\n"
-           "payloads = [\"point\"]\n";
+           "role = \"event\"\npayloads = [\"point\"]\n";
     ASSERT_EQ(run("out"), 0);
     EXPECT_EQ(fs::last_write_time(kept), past);
     EXPECT_NE(fs::last_write_time(changed), past);
@@ -290,7 +290,7 @@ TEST_F(generator, keeps_the_reference_to_the_types_there_are) {
     const std::string before = read(root_ / "schema/letters.toml");
     std::ofstream(root_ / "schema/letters.toml", std::ios::app)
         << "\n[[message]]\nname = \"more\"\nluid = \"000000000000000000000000000000ff\"\ntrace = 99\n"
-           "doc = \"On|off, <or> *not*.\"\npayloads = [\"point\"]\n";
+           "doc = \"On|off, <or> *not*.\"\nrole = \"event\"\npayloads = [\"point\"]\n";
     ASSERT_EQ(run("out"), 0);
     EXPECT_THAT(generated("docs/reference/index.md"), HasSubstr("| message | On\\|off, \\<or\\> \\*not\\* |\n"));
     EXPECT_TRUE(fs::exists(root_ / "out/docs/reference/more_message.md"));

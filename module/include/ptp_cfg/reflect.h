@@ -175,6 +175,14 @@ enum { PTP_CFG_MESSAGE_PREFIX = VELA_WIRE_MESSAGE_HEADER + VELA_WIRE_LUID };
 /** The message that bytes hold, by the identity after their header. NULL when they are too short or none is known. */
 VELA_API const ptp_cfg_type *ptp_cfg_message_identify(const u_int8 *bytes, u_int32 length);
 
+/**
+ * The role of the message that bytes hold. Channels that keep messages or spread them over subjects are given this
+ * function, as `describe` of vela_channel_options.
+ * @param name  receives the message's short name, "ptp_clock_cfg"; NULL when no message is known there
+ * @return VELA_MESSAGE_UNKNOWN when no message is known there
+ */
+VELA_API vela_message_role ptp_cfg_message_describe(const u_int8 *bytes, u_int32 length, const char **name);
+
 VELA_END_C
 
 #endif

@@ -43,6 +43,14 @@ enum { VELA_IP_NONE = 0, VELA_IP_V4 = 4, VELA_IP_V6 = 6 };
 
 #include "velalib/primitive_types.h"
 
+/** What a message is to those who carry it. */
+typedef enum vela_message_role {
+    VELA_MESSAGE_UNKNOWN = 0,
+    VELA_MESSAGE_COMMAND = 1, /**< to the daemon: is to be followed, so none may be left out */
+    VELA_MESSAGE_EVENT = 2,   /**< from the daemon: something happened, which no later message says again */
+    VELA_MESSAGE_REPORT = 3   /**< from the daemon: how things are; a later one replaces it */
+} vela_message_role;
+
 /** Error words that the library and its runtime store. The numbers are Linux errno values where one fits. */
 enum {
     VELA_OK = 0,
