@@ -32,6 +32,10 @@ if(PTP_CFG_TOOLS)
     endif()
 endif()
 
+if(PTP_CFG_NATS)
+    install(TARGETS vela_nats LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/vela")
+endif()
+
 if(PTP_CFG_AGENT)
     install(TARGETS ptp_agent RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
     install(FILES agent/systemd/ptp_agent.service DESTINATION lib/systemd/system)

@@ -40,6 +40,7 @@ ControlPlane::ControlPlane(EventLoop &loop, const ControlPlaneConfiguration &con
     options.allow_other_users = configuration.allow_other_users ? 1 : 0;
     options.event = on_event;
     options.event_cookie = &callbacks_;
+    options.describe = ptp_cfg_message_describe;
     char reason[256] = "";
     u_int32 err = 0;
     const auto open = configuration.connects ? vela_channel_connect : vela_channel_listen;

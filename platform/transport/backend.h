@@ -7,7 +7,7 @@
 
 #include "base/failure.h"
 #include "base/file_descriptor.h"
-#include "velalib.h"
+#include "vela_transport.h"
 
 namespace vela::transport {
 
@@ -25,6 +25,14 @@ struct frame_view {
     const u_int8 *bytes = nullptr;
     u_int32 length = 0;
     u_int32 fault = 0;  // non-zero: a frame came but could not be taken, for this reason
+};
+
+// Something that a link tells the channel's owner.
+struct link_note {
+    vela_channel_event_kind kind = VELA_CHANNEL_CONNECTED;
+    u_int32 err = 0;
+    u_int32 messages = 0;
+    std::string text;
 };
 
 // A connection to one peer. Nothing here blocks.
@@ -56,6 +64,9 @@ class peer_link {
     // The only call on a link that was accepted without a place for the peer: says so to the peer, whose receive() then
     // ends with EAGAIN.
     virtual void refuse() {}
+    // Whether the link itself tells, by notes, when its peer comes and goes; else the channel does.
+    virtual bool has_notes() const { return false; }
+    virtual bool next_note(link_note &) { return false; }
     // The peer, for messages to people.
     virtual const std::string &peer() const = 0;
 };
@@ -65,6 +76,8 @@ struct backend_options {
     u_int32 socket_mode;
     u_int32 socket_buffer;
     bool allow_other_users;
+    bool listens;
+    vela_message_describe_fn describe;
 };
 
 // A named place that links lead to. May throw std::bad_alloc.

@@ -1,7 +1,9 @@
-// From a URI to its backend: a new one is a source in backends/, which the build finds, and a row here.
+// From a URI to its backend: a new one is a source in backends/, which the build finds, and a row here; or a library of
+// its own (vela_transport_plugin.h).
 #include <iterator>
 
 #include "backend.h"
+#include "plugin.h"
 
 namespace vela::transport {
 
@@ -40,8 +42,15 @@ std::unique_ptr<backend> make_backend(const std::string &uri, const backend_opti
             return each.make(uri.substr(each.name.size()), options, why);
         }
     }
-    why = {VELA_EINVAL, "'" + uri + "' is no channel address: use " + known_forms()};
-    return nullptr;
+    why = {VELA_ENOENT, ""};
+    std::unique_ptr<backend> brought;
+    if (const size_t colon = uri.find(':'); is_plugin_scheme(uri, colon)) {
+        brought = make_plugin(uri.substr(0, colon), uri.substr(colon + 1), options, why);
+    }
+    if (brought == nullptr && why.code == VELA_ENOENT) {
+        why = {VELA_EINVAL, "'" + uri + "' is no channel address: use " + known_forms() + why.text};
+    }
+    return brought;
 }
 
 }  // namespace vela::transport

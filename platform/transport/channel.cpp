@@ -139,6 +139,7 @@ u_int32 vela_channel::serve(peer &of, u_int32 events, const delivery &to, u_int3
         connections_.establish(of);
         return 0;
     }
+    connections_.tell_notes(of);
     if ((events & EPOLLOUT) != 0 || of.is_leaving()) {
         outbox_.flush(of);
     }

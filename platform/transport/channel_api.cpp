@@ -1,5 +1,7 @@
 // The C face of channels: checks arguments, keeps exceptions in.
 #include <errno.h>
+#include <stddef.h>
+#include <string.h>
 
 #include <new>
 
@@ -13,13 +15,19 @@ constexpr u_int32 most_message = 64u * 1024 * 1024;
 
 void set_default(u_int32 &value, u_int32 preset) { value = value != 0 ? value : preset; }
 
+// Options as long as they were when channels first had them; members behind are newer.
+constexpr size_t shortest_options = offsetof(vela_channel_options, describe);
+
 // The options with defaults filled in; false when they are out of range.
 bool complete(const vela_channel_options *given, vela_channel_options &options, failure &why) {
-    options = given != nullptr ? *given : vela_channel_options{};
-    if (given != nullptr && given->size != sizeof(vela_channel_options)) {
+    options = {};
+    if (given != nullptr && given->size != sizeof(vela_channel_options) && given->size != shortest_options) {
         why = {VELA_EINVAL, "channel options: size is " + std::to_string(given->size) + ", expected " +
                                 std::to_string(sizeof(vela_channel_options))};
         return false;
+    }
+    if (given != nullptr) {
+        memcpy(&options, given, given->size);
     }
     set_default(options.max_message, 1024 * 1024);
     set_default(options.queue_messages, 1024);
@@ -56,8 +64,9 @@ std::unique_ptr<vela_channel> make_channel(const char *domain_name, const char *
     if (!complete(given, options, why)) {
         return nullptr;
     }
-    backend_options parts = {options.max_message, options.socket_mode, options.socket_buffer,
-                             options.allow_other_users != 0};
+    backend_options parts = {options.max_message,          options.socket_mode,
+                             options.socket_buffer,        options.allow_other_users != 0,
+                             open == &connections::listen, options.describe};
     std::unique_ptr<backend> place =
         make_backend(uri != nullptr ? std::string(uri) : "inproc:" + std::string(of->name), parts, why);
     if (place == nullptr) {

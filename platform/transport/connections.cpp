@@ -231,11 +231,28 @@ void connections::establish(peer &of) {
 }
 
 void connections::open(peer &of) {
+    if (of.connection().has_notes()) {
+        outbox_.hand_over(of);
+        tell_notes(of);
+        return;
+    }
     context_.counters.reconnects += is_connector_ && context_.counters.connects > 0 ? 1 : 0;
     ++context_.counters.connects;
     connected_at_ms_ = now_ms();
     outbox_.hand_over(of);
     context_.notify(VELA_CHANNEL_CONNECTED, 0, 0, context_.uri + ": connected with " + of.connection().peer());
+}
+
+void connections::tell_notes(peer &of) {
+    for (link_note note; of.connection().next_note(note); note = {}) {
+        vela_channel_statistics &counters = context_.counters;
+        counters.reconnects += note.kind == VELA_CHANNEL_CONNECTED && counters.connects > 0 ? 1 : 0;
+        counters.connects += note.kind == VELA_CHANNEL_CONNECTED ? 1 : 0;
+        counters.disconnects += note.kind == VELA_CHANNEL_DISCONNECTED ? 1 : 0;
+        counters.lost += note.kind == VELA_CHANNEL_LOST ? note.messages : 0;
+        counters.dropped += note.kind == VELA_CHANNEL_DROPPED ? note.messages : 0;
+        context_.notify(note.kind, note.err, note.messages, context_.uri + ": " + note.text);
+    }
 }
 
 void connections::retire_ended() {
@@ -264,6 +281,10 @@ void connections::retire(std::unique_ptr<peer> of) {
     last_sender_ = last_sender_ == of.get() ? nullptr : last_sender_;
     if (is_connector_) {
         note_end_of_call(*of);
+    }
+    if (of->connection().has_notes()) {
+        tell_notes(*of);
+        return;
     }
     if (!of->is_open()) {
         return;

@@ -38,6 +38,8 @@ class connections {
     void set_last_sender(peer &of) { last_sender_ = &of; }
     // Goes on with a peer that is not open yet.
     void establish(peer &of);
+    // Tells the channel's owner what the link of a peer has to tell.
+    void tell_notes(peer &of);
 
     // Adds what is known of the peers to the counters.
     vela_channel_statistics statistics() const;

@@ -138,6 +138,7 @@ PyObject *channel_open(PyObject *self, PyObject *arguments) {
     }
     options.event = tell_event;
     options.event_cookie = self;
+    options.describe = ptp_cfg_message_describe;
     Py_XSETREF(cast(self)->on_event, on_event == Py_None ? nullptr : Py_NewRef(on_event));
     cast(self)->woken = cast(self)->woken >= 0 ? cast(self)->woken : eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     char text[512] = "";

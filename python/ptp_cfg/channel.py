@@ -46,7 +46,7 @@ class Channel(_native.Channel):
     @classmethod
     def listen(cls, uri: str | None = None, *, domain: str = "gable", on_event: Callable[[Event], Any] | None = None,
                on_fault: Callable[[DecodeError], Any] | None = None, **options: int) -> Self:
-        """The end that waits for others at inproc:NAME, unix:PATH or tcp:HOST:PORT."""
+        """The end that waits for others at inproc:NAME, unix:PATH, tcp:HOST:PORT or nats://HOST:PORT/SUBJECT."""
         return cls._opened(True, uri, domain, on_event, on_fault, options)
 
     @classmethod

@@ -8,6 +8,7 @@
                                         headers that an installation of the build folder brings
     check.py contract LIBRARY PAGE SOURCES RUNTIME...
                                         functions that the library takes from its runtime and the page must name
+    check.py needs GOLDEN LIBRARY...    libraries that each may need, by the lines `NAME: NEEDED ...` of the golden file
 """
 import pathlib
 import re
@@ -136,8 +137,21 @@ def contract(library, page, sources, *runtimes):
     return faults
 
 
+def needs(golden, *libraries):
+    """What a program drags in with a library; sanitizers bring libraries of their own."""
+    lines = [line.split(":") for line in pathlib.Path(golden).read_text().splitlines() if not line.startswith("#")]
+    allowed = {name: set(needed.split()) for name, needed in lines}
+    faults = []
+    for library in libraries:
+        text = subprocess.run(["readelf", "-d", library], capture_output=True, text=True, check=True).stdout
+        needed = {name for name in re.findall(r"\(NEEDED\).*\[(.*)\]", text) if not re.match(r"lib[au]\w*san|ld-", name)}
+        name = pathlib.Path(library).name
+        faults += [f"{name} needs {each}, which {golden} does not allow" for each in sorted(needed - allowed[name])]
+    return faults
+
+
 def main(which, *arguments):
-    faults = {"exports": exports, "headers": headers, "contract": contract}[which](*arguments)
+    faults = {"exports": exports, "headers": headers, "contract": contract, "needs": needs}[which](*arguments)
     print("\n".join(faults))
     return 1 if faults else 0
 

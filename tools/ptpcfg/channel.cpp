@@ -37,6 +37,7 @@ channel open_channel(open_channel_fn open, const channel_options &options, vela_
     details.size = sizeof details;
     details.event = event;
     details.event_cookie = cookie;
+    details.describe = ptp_cfg_message_describe;
     details.idle_ms = static_cast<u_int32>(std::min(options.idle_limit * 1000, 4e9));
     char reason[256] = "";
     u_int32 err = 0;

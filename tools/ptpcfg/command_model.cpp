@@ -40,7 +40,7 @@ void set_values(const std::string &type, option_model &option) {
                option.value == "TYPE|MESSAGE") {
         option.words = type_names();
     } else if (option.value == "URI") {
-        option.words = {"unix:", "tcp:"};
+        option.words = {"unix:", "tcp:", "nats://"};
     }
     const bool is_file = option.value.starts_with("FILE") || option.value == "PATH";
     option.kind = !option.words.empty()      ? value_kind::word

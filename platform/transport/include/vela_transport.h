@@ -8,6 +8,8 @@
  *     unix:PATH       sequenced packets between the processes of one machine
  *     tcp:HOST:PORT   a stream between machines; HOST is a numeric address, one of IPv6 in brackets. Whoever reaches
  *                     the port is a peer: use it on a network that is closed to others
+ *     SCHEME:...      what the library libvela_SCHEME.so carries (vela_transport_plugin.h), such as
+ *                     nats://HOST:PORT/SUBJECT, the subjects of a NATS server
  *
  * One end listens, any number of ends connect. What travels is a bundle (vela_bundle.h) or a single marshalled
  * message; whoever receives it gets it as it was sent, through the bundle handler of the channel's domain.
@@ -96,6 +98,12 @@ typedef struct vela_channel_event {
 /** Told of events, during a call on the channel. It may send; it must not process or close the channel. */
 typedef void (*vela_channel_event_fn)(void *cookie, vela_channel *channel, const vela_channel_event *event);
 
+/**
+ * The role of a message, which says what may be left out where room is short, and its name, which channels may be spread
+ * by: ptp_cfg_message_describe() of ptp_cfg/reflect.h. May be called from other threads than the channel's.
+ */
+typedef vela_message_role (*vela_message_describe_fn)(const u_int8 *bytes, u_int32 length, const char **name);
+
 /** How a channel is to be opened. Zero-fill it, set `size`, then what you need; 0 takes the default. */
 typedef struct vela_channel_options {
     size_t size;                 /**< sizeof(vela_channel_options) */
@@ -113,6 +121,7 @@ typedef struct vela_channel_options {
     u_int32 reconnect_most_ms;   /**< longest wait; default 1000 */
     vela_channel_event_fn event; /**< NULL: none */
     void *event_cookie;
+    vela_message_describe_fn describe; /**< NULL: every message is kept as if it were a command, and has no name */
 } vela_channel_options;
 
 /** Counters of a channel since it was opened, and what it holds now. */

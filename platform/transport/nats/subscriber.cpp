@@ -1,0 +1,164 @@
+// Keeps what came until the channel takes it, and confirms what the channel has dealt with.
+#include "subscriber.h"
+
+#include <chrono>
+
+namespace vela::nats {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr int most_fetched = 256;
+constexpr int64_t fetch_ms = 500;
+constexpr int64_t flush_ms = 500;
+constexpr milliseconds retry(500);
+constexpr int most_failures = 3;  // fetches, before the consumer is looked for anew
+
+const char *or_null(const std::string &text) { return text.empty() ? nullptr : text.c_str(); }
+
+}  // namespace
+
+// ---- what the channel takes, with the mutex held ---------------------------------------------------------------
+
+bool subscriber::take(vela_transport_frame &frame) {
+    if (current_ && !settings_.durable.empty()) {
+        natsMsg_Ack(current_.get(), nullptr);
+    }
+    current_.reset();
+    if (waiting_.empty()) {
+        return false;
+    }
+    current_ = std::move(waiting_.front());
+    waiting_.pop_front();
+    const auto length = static_cast<u_int32>(natsMsg_GetDataLength(current_.get()));
+    waiting_bytes_ -= length;
+    const bool is_short = length <= max_message_;
+    frame = {is_short ? reinterpret_cast<const u_int8 *>(natsMsg_GetData(current_.get())) : nullptr, length,
+             is_short ? 0u : static_cast<u_int32>(VELA_EMSGSIZE)};
+    if (waiting_.size() == most_waiting / 2) {
+        board_.changed.notify_all();
+    }
+    return true;
+}
+
+void subscriber::add(message_handle message) {
+    waiting_bytes_ += static_cast<u_int64>(natsMsg_GetDataLength(message.get()));
+    waiting_.push_back(std::move(message));
+    board_.call();
+}
+
+// ---- a plain subscription --------------------------------------------------------------------------------------
+
+void subscriber::on_message(natsConnection *, natsSubscription *, natsMsg *message, void *self) {
+    message_handle owner(message);
+    subscriber &of = *static_cast<subscriber *>(self);
+    const std::lock_guard lock(of.board_.mutex);
+    if (of.is_finishing_) {
+        return;
+    }
+    if (of.has_room()) {
+        of.add(std::move(owner));
+    } else {
+        of.board_.tell_again({VELA_CHANNEL_DROPPED, VELA_EAGAIN, 1,
+                              "messages came faster than they were taken; a durable receiver misses none"});
+    }
+}
+
+void subscriber::start(const connection &over) {
+    natsSubscription *made = nullptr;
+    const char *subject = settings_.receive.c_str();
+    const natsStatus status =
+        settings_.queue.empty()
+            ? natsConnection_Subscribe(&made, over.get(), subject, on_message, this)
+            : natsConnection_QueueSubscribe(&made, over.get(), subject, settings_.queue.c_str(), on_message, this);
+    subscription_.reset(made);
+    if (status != NATS_OK) {
+        const std::lock_guard lock(board_.mutex);
+        board_.tell({VELA_CHANNEL_REFUSED, VELA_EINVAL, 0,
+                     "no subscription to " + settings_.receive + ": " + natsStatus_GetText(status)});
+    }
+}
+
+// ---- a durable consumer ----------------------------------------------------------------------------------------
+
+bool subscriber::subscribe(const connection &over, jsCtx *context) {
+    jsSubOptions options;
+    jsSubOptions_Init(&options);
+    options.Stream = or_null(settings_.stream);
+    options.Config.DeliverPolicy = settings_.from == delivery::fresh  ? js_DeliverNew
+                                   : settings_.from == delivery::last ? js_DeliverLastPerSubject
+                                                                      : js_DeliverAll;
+    options.Config.AckPolicy = js_AckExplicit;
+    natsSubscription *made = nullptr;
+    jsErrCode code = static_cast<jsErrCode>(0);
+    const natsStatus status = js_PullSubscribe(&made, context, settings_.receive.c_str(), settings_.durable.c_str(),
+                                               nullptr, &options, &code);
+    const char *detail = nats_GetLastError(nullptr);
+    const std::lock_guard lock(board_.mutex);
+    subscription_.reset(made);
+    if (status != NATS_OK && over.is_up()) {
+        board_.tell_again({VELA_CHANNEL_REFUSED, VELA_ENOENT, 1,
+                           "no consumer '" + settings_.durable + "' of " + settings_.receive + ": " +
+                               (detail != nullptr && detail[0] != '\0' ? detail : natsStatus_GetText(status))});
+    }
+    return status == NATS_OK;
+}
+
+// False when it failed, for more than want of messages.
+bool subscriber::fetch(natsMsgList &list) {
+    jsErrCode code = static_cast<jsErrCode>(0);
+    const natsStatus status = natsSubscription_Fetch(&list, subscription_.get(), most_fetched, fetch_ms, &code);
+    return status == NATS_OK || status == NATS_TIMEOUT;
+}
+
+void subscriber::run(const connection &over) {
+    jsCtx *made = nullptr;
+    natsConnection_JetStream(&made, over.get(), nullptr);
+    const context_handle context(made);
+    int failures = 0;
+    std::unique_lock lock(board_.mutex);
+    while (!board_.is_stopping && !is_finishing_) {
+        if (!over.is_up() || !has_room()) {
+            board_.changed.wait_for(lock, retry);
+            continue;
+        }
+        is_fetching_ = true;
+        lock.unlock();
+        natsMsgList list = {};
+        const bool is_there = subscription_ != nullptr || subscribe(over, context.get());
+        const bool is_fetched = is_there && fetch(list);
+        lock.lock();
+        for (int i = 0; i < list.Count; ++i) {
+            add(message_handle(std::exchange(list.Msgs[i], nullptr)));  // also when finishing: they are this end's
+        }
+        natsMsgList_Destroy(&list);
+        is_fetching_ = false;
+        failures = is_fetched ? 0 : failures + 1;
+        if (failures == most_failures && subscription_ != nullptr) {
+            former_.push_back(std::move(subscription_));
+            failures = 0;
+        }
+        if (!is_fetched) {
+            board_.changed.wait_for(lock, retry, [this] { return board_.is_stopping; });
+        }
+    }
+    board_.call();
+}
+
+// A durable consumer stays with the server: it is let go, not ended, and gives to the next what was not dealt with.
+void subscriber::end(const connection &over) {
+    if (settings_.durable.empty()) {
+        end_subscription(subscription_);
+    } else {
+        for (const message_handle &each : waiting_) {
+            natsMsg_Nak(each.get(), nullptr);
+        }
+        natsConnection_FlushTimeout(over.get(), flush_ms);
+    }
+    current_.reset();
+    waiting_.clear();
+    subscription_.reset();
+    former_.clear();
+}
+
+}  // namespace vela::nats
