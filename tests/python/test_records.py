@@ -3,9 +3,6 @@
 import copy
 import gc
 import ipaddress
-import os
-import pathlib
-import re
 import sys
 import threading
 
@@ -241,15 +238,3 @@ def test_a_change_of_any_field_shows_in_diff_and_comparison(data):
     for name, value in other.items():
         setattr(record, name, value)
     assert record == other and record.diff(other) == []
-
-
-def test_the_pages_examples_run(tmp_path, monkeypatch):
-    page = pathlib.Path(os.environ["PTP_CFG_SCHEMA"]).parent / "docs" / "python.md"
-    examples = re.findall(r"```python\n(.*?)```", page.read_text(), re.S)
-    names = {}
-    monkeypatch.chdir(tmp_path)
-    for example in examples:
-        if "for each in channel" not in example:  # which needs a peer; test_channels.py has those
-            exec(example, names)
-    assert len(examples) == 3
-    assert names["entry"].messages() == [names["message"]]
