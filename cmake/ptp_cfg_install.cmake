@@ -39,6 +39,8 @@ endif()
 if(PTP_CFG_AGENT)
     install(TARGETS ptp_agent RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
     install(FILES agent/systemd/ptp_agent.service DESTINATION lib/systemd/system)
+    install(FILES agent/systemd/ptp_agent.sysusers RENAME ptp_agent.conf DESTINATION lib/sysusers.d)
+    install(FILES agent/systemd/ptp_agent.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
     install(FILES agent/systemd/ptp_agent.toml agent/systemd/ptp_agent.rules agent/behaviour.toml
             DESTINATION "${CMAKE_INSTALL_DOCDIR}/agent")
 endif()
