@@ -38,7 +38,7 @@ def blocks(text):
 
 def pattern_of(lines):
     """What an answer must match as a whole."""
-    parts = [r"(?:.*\n)*?" if line.strip() == "..." else ".*?".join(map(re.escape, line.rstrip().split("…"))) + " *\n"
+    parts = [r"(?:.*\n)*?" if line.strip() == "..." else ".*?".join(map(re.escape, line.rstrip().split("…"))) + "[ \t]*\n"
              for line in lines]
     return re.compile("".join(parts))
 
