@@ -69,6 +69,11 @@ void structure_copy(const structure_descriptor &type, const unrolled_functions &
     u_int8 *buffer = nullptr;
     int32 length = 0;
     velalib_get_handle_ws(handle, &buffer, &length);
+    operation_call call({type.name, nullptr, "clone_internal", "clone_cr"}, handle, err);
+    if (buffer == nullptr && *err == 0) {
+        call.refuse("there is no memory for the handle's work buffer", VELA_ENOMEM);
+        return;
+    }
     structure_clone_internal(type, wire, handle, mem_class, source, slot, buffer, length, err);
 }
 

@@ -7,14 +7,16 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/interruption.h"
+
 namespace ptpcfg {
 namespace {
 
 constexpr size_t block_size = 256 * 1024;
 
 int open_input(const std::string &path) {
-    const int file =
-        path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                 : base::uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); });
     if (file < 0) {
         fail_io(input_name(path), path == "-" ? "read" : "open");
     }

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/interruption.h"
+
 namespace ptpcfg {
 namespace {
 
@@ -80,10 +82,13 @@ class without_signals {
     sigset_t before_{};
 };
 
-int open_target(const std::string &path) { return ::open(path.c_str(), O_WRONLY | O_CLOEXEC); }
+int open_target(const std::string &path) {
+    return base::uninterrupted([&] { return ::open(path.c_str(), O_WRONLY | O_CLOEXEC); });
+}
 
 int open_without_name(const std::string &folder) {
-    return ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+    const char *place = folder.empty() ? "." : folder.c_str();
+    return base::uninterrupted([=] { return ::open(place, O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666); });
 }
 
 }  // namespace

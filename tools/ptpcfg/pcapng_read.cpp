@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "base/interruption.h"
 #include "failure.h"
 #include "files.h"
 #include "pcapng.h"
@@ -38,7 +39,7 @@ u_int64 ticks_of(u_int8 resolution) {
 }  // namespace
 
 capture_reader::capture_reader(const std::string &path)
-    : path_(path), file_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    : path_(path), file_(base::uninterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC); })) {
     struct stat status {};
     if (!file_ || ::fstat(file_.get(), &status) != 0) {
         fail_io(path, "open");
