@@ -210,12 +210,11 @@ bool json_members::field(u_int32 index, size_t at) {
     const field_descriptor &field = type_.fields[index];
     if (variant_ < static_cast<int>(field.since)) {
         const json_reader::within step(reader_, field.name, field.name_length);
-        return reader_.fault(at, VELA_EEPOCH, "needs variant %u of %s, but %d is in use; leave it out", field.since,
-                             type_.name, variant_);
+        return reader_.fault(at, VELA_EEPOCH, needs_newer_variant, field.since, type_.name, variant_, leave_it_out);
     }
     if (!seen_.add(index)) {
         const json_reader::within step(reader_, field.name, field.name_length);
-        return reader_.fault(at, VELA_EINVAL, "stands here a second time; keep one");
+        return reader_.fault(at, VELA_EINVAL, stands_twice);
     }
     index_ = index + 1;
     return reader_.member(type_, instance_, index);
@@ -235,8 +234,7 @@ bool json_members::other(std::string_view name, size_t at) {
     if (is_state) {
         const bool is_new = !has_state_;
         has_state_ = true;
-        return is_new ? reader_.state(type_, instance_, variant_)
-                      : reader_.fault(at, VELA_EINVAL, "stands here a second time; keep one");
+        return is_new ? reader_.state(type_, instance_, variant_) : reader_.fault(at, VELA_EINVAL, stands_twice);
     }
     if (!is_first_) {
         return reader_.fault(at, VELA_EINVAL, "belongs at the begin of the object");

@@ -115,8 +115,8 @@ bool json_reader::literal(const enumeration_descriptor &type, int8 its_variant, 
         *value = static_cast<u_int32>(number);
     }
     return *value >= type.value_count || variant_admits(type.thresholds, type.latest, its_variant, *value) ||
-           fault(at, VELA_EEPOCH, "needs variant %d of %s, but %d is in use",
-                 variant_needed(type.thresholds, type.latest, *value), type.name, its_variant);
+           fault(at, VELA_EEPOCH, needs_newer_variant, variant_needed(type.thresholds, type.latest, *value), type.name,
+                 its_variant, give_older_value);
 }
 
 /** An enumeration with its variant, as {"$variant": 0, "value": "LITERAL"}. */

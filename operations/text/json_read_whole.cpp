@@ -73,7 +73,7 @@ bool json_reader::next_payload(const message_descriptor &type, message_instance 
         }
         if (seen[i]) {
             const within step(*this, raw.inner.data(), raw.inner.size());
-            return fault(at, VELA_EINVAL, "stands here a second time; keep one");
+            return fault(at, VELA_EINVAL, stands_twice);
         }
         seen[i] = true;
         return payload(type, message, i, absent);
@@ -118,8 +118,14 @@ bool json_reader::message(const message_descriptor &type, message_instance &mess
     if (!scanner_.take(':')) {
         return wrong_syntax("':' is wanted");
     }
-    return payloads(type, message, absent) &&
-           (scanner_.take('}') || wrong_syntax("'}' is wanted behind the only member of a message"));
+    if (!payloads(type, message, absent)) {
+        return false;
+    }
+    if (!scanner_.take(',')) {
+        return scanner_.take('}') || wrong_syntax("'}' is wanted behind a message");
+    }
+    scanner_.pass_blanks();
+    return fault(here(), VELA_EINVAL, "a message has one member; begin another message for what stands here");
 }
 
 void enumeration_from_json(const enumeration_descriptor &type, const json_source &source, void *instance,

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "operations/instance/field.h"
+#include "operations/text/faults.h"
 #include "operations/text/json.h"
 #include "operations/text/json_characters.h"
 

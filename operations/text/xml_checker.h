@@ -4,6 +4,7 @@
 
 #include "operations/core/visit.h"
 #include "operations/instance/field.h"
+#include "operations/text/faults.h"
 #include "operations/text/nearest_name.h"
 #include "operations/text/xml_strict.h"
 

@@ -66,13 +66,13 @@ void xml_checker::child(const structure_descriptor &type, const void *instance, 
                         u_int32 count) {
     const field_descriptor &field = type.fields[index];
     if (!has_field(field, instance)) {
-        fault(element, VELA_EEPOCH, "needs variant %u of %s, but %d is in use; leave it out", field.since, type.name,
-              VELA_CALL(vela_get_instance_variant)(instance, 1, 0));
+        fault(element, VELA_EEPOCH, needs_newer_variant, field.since, type.name,
+              VELA_CALL(vela_get_instance_variant)(instance, 1, 0), leave_it_out);
         return;
     }
     if (count > field.capacity) {
         if (!field.is_array) {
-            fault(element, VELA_EINVAL, "stands here a second time; keep one");
+            fault(element, VELA_EINVAL, stands_twice);
         } else if (count == field.capacity + 1u) {
             fault(element, VELA_EINVAL, "one too many; at most %u are allowed", field.capacity);
         }
@@ -169,7 +169,7 @@ void xml_checker::payload(const message_descriptor &type, const message_instance
             continue;
         }
         if (payloads[i] != 0) {
-            fault(element, VELA_EINVAL, "stands here a second time; keep one");
+            fault(element, VELA_EINVAL, stands_twice);
             return;
         }
         payloads[i] = element;

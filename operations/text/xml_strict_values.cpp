@@ -9,8 +9,8 @@ namespace ptp_cfg {
 void xml_checker::is_new(const enumeration_descriptor &type, const void *instance, u_int32 element, u_int32 value) {
     const int8 variant = VELA_CALL(vela_get_instance_variant)(instance, 1, 1);
     if (!variant_admits(type.thresholds, type.latest, variant, value)) {
-        fault(element, VELA_EEPOCH, "needs variant %d of %s, but %d is in use",
-              variant_needed(type.thresholds, type.latest, value), type.name, variant);
+        fault(element, VELA_EEPOCH, needs_newer_variant, variant_needed(type.thresholds, type.latest, value), type.name,
+              variant, give_older_value);
     }
 }
 

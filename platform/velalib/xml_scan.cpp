@@ -360,7 +360,7 @@ objection scanner::run() {
         }
     }
     if (depth_ != 0) {
-        return {"the document ends within an element", text_.size()};
+        return {"this element is not closed", static_cast<size_t>(open_[depth_ - 1].data() - text_.data())};
     }
     return had_root_ ? objection{} : objection{"there is no element", 0};
 }

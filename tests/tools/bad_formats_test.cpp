@@ -1,6 +1,8 @@
 // Bad input of every format: one table of what is wrong, what is told, and how the tool ends. No output is begun.
 #include <gmock/gmock.h>
 
+#include <fstream>
+
 #include "recording_fixture.h"
 
 using testing::HasSubstr;
@@ -25,6 +27,13 @@ std::string utf16(const std::string &text) {
     }
     return result;
 }
+
+/** Little memory for what follows in a script; a sanitizer reserves addresses beyond any limit. */
+#ifdef __SANITIZE_ADDRESS__
+#define IN_LITTLE_MEMORY ""
+#else
+#define IN_LITTLE_MEMORY "ulimit -v 1000000\n"
+#endif
 
 struct bad_file {
     const char *name;
@@ -77,7 +86,8 @@ class bad_formats : public recording {
             {"a.hex", "malformed", "bc 0g", "a.hex:1:4: a pair of hexadecimal digits"},
             {"a.hex", "truncated", "bc 00 0", "a.hex:1:7: a pair of hexadecimal digits"},
             {"a.hex", "truncated message", "bc 00 00 00", "a.hex: offset 0: "},
-            {"a.hex", "wrong encoding", utf16("bc 00"), "a.hex:1:1: "},
+            {"a.hex", "wrong encoding", utf16("bc 00"), "a.hex:1:1: not well-formed hex: is UTF-16"},
+            {"a.hex", "byte order mark", "\xEF\xBB\xBF" + read("good.hex"), "begins with a byte order mark"},
             {"a.hex", "huge", repeated(1 << 20, "bc bc "), "a.hex: offset "},
         };
     }
@@ -87,7 +97,15 @@ class bad_formats : public recording {
         return {
             {"a.xml", "empty", "", "a.xml: is empty"},
             {"a.xml", "malformed", "<ptp_clock_cfg><ptp_clock></ptp_clock_cfg>",
-             "a.xml:1:1: not well-formed XML: an element is not closed"},
+             "a.xml:1:29: not well-formed XML: this end tag is not that of the element which is open"},
+            {"a.xml", "not closed", "<ptp_clock_cfg>\n <ptp_clock>\n  <modify>true</modify>\n",
+             "a.xml:2:3: not well-formed XML: this element is not closed"},
+            {"a.xml", "NUL", "<ptp_clock_cfg>" + std::string(1, '\0') + "</ptp_clock_cfg>",
+             "a.xml:1:16: not well-formed XML: a NUL character"},
+            {"a.xml", "control characters",
+             "<ptp_clock_cfg><ptp_clock><modify>\x7f\xC2\x9B</modify></ptp_clock></ptp_clock_cfg>",
+             "value ' ?' is not a vela_boolean"},
+            {"a.xml", "zeros", std::string(1000, '\0'), "a.xml:1:1: not well-formed XML: text \"\\x00"},
             {"a.xml", "truncated", good.substr(0, good.size() - 9), "not well-formed XML"},
             {"a.xml", "wrong encoding", utf16("<ptp_clock_cfg/>"), "a.xml:1:1: not well-formed XML: is UTF-16"},
             {"a.xml", "no UTF-8", "<ptp_clock_cfg>\xC0\x80</ptp_clock_cfg>",
@@ -139,6 +157,92 @@ TEST_F(bad_formats, are_refused_with_place_and_reason_and_leave_no_output) {
     EXPECT_EQ(listing(), "good.bin good.hex good.rec good.xml out.json");
 }
 
+/** One of each kind, under the name that says it. */
+void write_one_of_each() {
+    const std::pair<const char *, std::string> files[] = {{"empty", ""},
+                                                          {"zeros.bin", std::string(3000, '\0')},
+                                                          {"cut.json", R"({"ptp_clock_cfg": )"},
+                                                          {"cut.xml", "<a>"},
+                                                          {"cut.yaml", "ptp_clock_cfg: \"a\n"},
+                                                          {"odd.hex", "bc 0"},
+                                                          {"wide.json", utf16("{}")},
+                                                          {"rubbish", "what is this?"},
+                                                          {"marked.json", "\xEF\xBB\xBF{}"}};
+    for (const auto &[name, content] : files) {
+        std::ofstream(std::string("bad/") + name, std::ios::binary) << content;
+    }
+}
+
+TEST_F(bad_formats, are_refused_by_every_subcommand_that_reads_them) {
+    ASSERT_EQ(sh("mkdir bad").status, 0);
+    write_one_of_each();
+    // Of each: one line that names the file, nothing written, and the exit code that scripts rely on.
+    const outcome result = sh(R"(
+        check() {
+            wanted=$1 file=$2; shift 2
+            timeout 60 "$@" >out.txt 2>why.txt
+            status=$?
+            test $status = $wanted && test ! -s out.txt && test ! -e new && test $(wc -l <why.txt) = 1 &&
+                grep -q "^ptpcfg: $file: \|^ptpcfg: $file:[0-9]*:[0-9]*: " why.txt && return
+            echo "$* ended with $status:"; cat out.txt why.txt; rm -f new
+        }
+        mkdir bad/folder && ln -s nowhere bad/gone
+        for file in bad/*; do
+            code=1; test -f $file || code=3
+            for command in encode decode print "convert --to json" "convert --to bin -o new" "decode --check" validate                            get edit; do
+                case $command in
+                get) check $code $file ptpcfg get $file priority1 ;;
+                edit) check $code $file ptpcfg edit $file priority1=1 ;;
+                *) check $code $file ptpcfg $command $file ;;
+                esac
+            done
+            check $code $file ptpcfg send unix:$PWD/s $file
+            check 2 $file ptpcfg diff good.xml $file
+            check 2 $file ptpcfg diff $file good.xml
+        done
+        for file in bad/folder bad/gone /dev/null; do
+            for command in "replay $file unix:$PWD/s" "trace $file" "stats $file"; do check 3 $file ptpcfg $command; done
+        done
+        check 3 bad/folder ptpcfg record unix:$PWD/s bad/folder
+        check 1 good.xml ptpcfg stats good.xml
+        check 1 good.xml ptpcfg trace good.xml)");
+    EXPECT_EQ(result.out + result.err, "");
+}
+
+TEST_F(bad_formats, without_end_through_a_pipe_are_refused_in_little_memory) {
+    const outcome result = sh(IN_LITTLE_MEMORY R"(
+        for command in decode print "convert --to json" "convert --from xml --to bin" "convert --from json --to bin"                        "convert --from yaml --to bin" "convert --from hex --to bin" "get - priority1"                        "edit - priority1=1" "validate -" "convert --type ptp_clock --from bin --to xml"; do
+            head -c 100M /dev/zero | timeout 60 ptpcfg $command >out.txt 2>why.txt
+            status=$?
+            test $status = 1 && test ! -s out.txt && test $(wc -l <why.txt) = 1 && grep -q "^ptpcfg: standard input" why.txt ||
+                { echo "$command ended with $status"; cat why.txt; }
+        done)");
+    EXPECT_EQ(result.out + result.err, "");
+}
+
+TEST_F(bad_formats, of_the_output_are_told_by_every_subcommand_that_writes) {
+    const outcome result = sh(R"(
+        ptpcfg edit good.xml clock_id=9 -o - >other.xml
+        ptpcfg --trace=some.trace decode good.bin >/dev/null
+        for command in --help --version "encode --help" "encode good.xml" "decode good.bin" "decode --explain good.bin"                        "print good.bin" "convert good.xml --to yaml" describe "describe ptp_clock" "search clock"                        "schema --yang" "schema --json-schema" "get good.xml clock_id" "edit good.xml clock_id=3 -o -"                        "completion bash" manual "trace some.trace"; do
+            for output in /dev/full closed; do
+                case $output in
+                closed) ptpcfg $command 2>why.txt >&- ;;
+                *) ptpcfg $command 2>why.txt >$output ;;
+                esac
+                status=$?
+                test $status = 3 && grep -q "^ptpcfg: standard output: cannot write: " why.txt ||
+                    { echo "$command ended with $status when its output was $output"; cat why.txt; }
+            done
+        done
+        ptpcfg diff good.xml other.xml >/dev/full 2>why.txt; test $? = 2 && grep -q "cannot write" why.txt || echo diff
+        for command in "encode good.xml" "edit good.xml clock_id=3" manual "schema --yang"; do
+            ptpcfg $command -o /dev/full 2>why.txt; status=$?
+            test $status = 3 && grep -q "^ptpcfg: /dev/full: cannot write" why.txt || echo "$command -o ended with $status"
+        done)");
+    EXPECT_EQ(result.out + result.err, "");
+}
+
 TEST_F(bad_formats, longer_than_a_message_may_be_is_refused_before_it_is_held) {
     // 80 MiB each, in a memory that does not hold it several times.
     const std::pair<const char *, const char *> rows[] = {
@@ -151,8 +255,7 @@ TEST_F(bad_formats, longer_than_a_message_may_be_is_refused_before_it_is_held) {
     };
     for (const auto &[make, name] : rows) {
         ASSERT_EQ(sh(make).status, 0);
-        const outcome result =
-            sh(std::string("ulimit -v 1000000; timeout 100 ptpcfg convert ") + name + " -o out.json");
+        const outcome result = sh(std::string(IN_LITTLE_MEMORY "timeout 100 ptpcfg convert ") + name + " -o out.json");
         EXPECT_EQ(result.status, 1) << name << result.err.substr(0, 300);
         EXPECT_THAT(result.err.substr(0, 300), StartsWith("ptpcfg: " + std::string(name)));
         EXPECT_THAT(result.err.substr(0, 300), HasSubstr("64 MiB")) << name;

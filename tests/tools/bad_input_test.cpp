@@ -280,6 +280,13 @@ TEST_F(bad_input, wrong_command_lines_are_usage_errors) {
          "'ptpcfg decode --help' says more\n"},
         {"ptpcfg encode --domain ptp_clock=1 x", "ptpcfg: --domain ptp_clock=1: ptp_clock has variant 0 only\n"},
         {"ptpcfg describe ptp_port --variant 7", "ptpcfg: --variant 7: ptp_port has the variants 0 to 1\n"},
+        {"ptpcfg diff clock.xml", "ptpcfg: diff: 'right' is missing; 'ptpcfg diff --help' says more\n"},
+        {"ptpcfg schema",
+         "ptpcfg: schema: one of --json-schema and --yang is wanted; 'ptpcfg schema --help' says more\n"},
+        {"ptpcfg listen unix:x --count many",
+         "ptpcfg: listen: --count = many is no number that it takes; 'ptpcfg listen --help' says more\n"},
+        {"ptpcfg describe ptp_clock.xyzzy",
+         "ptpcfg: ptp_clock has no field 'xyzzy'; 'ptpcfg describe ptp_clock' lists them\n"},
         {"ptpcfg --foo", "ptpcfg: unknown option --foo; 'ptpcfg --help' lists them\n"},
         {"ptpcfg encode a b",
          "ptpcfg: encode: The following argument was not expected: b; 'ptpcfg encode --help' says "

@@ -118,6 +118,8 @@ TEST_F(capture, listen_writes_json_lines_of_what_the_filter_takes) {
         {"priority1<128 or clock_id>0", "2"},
         {"clk_mode=VELA_PTP_CLOCK_MODE_BC_HYBRID and (clk_domain=24 or clk_domain=25)", "2"},
         {"ptp_clock_cfg or ptp_clock_delete_cmd", "4"},
+        {"modify=0 and clk_mode>=8 and not clk_mode=9", "2"},
+        {"clk_mode>VELA_PTP_CLOCK_MODE_NONE", "2"},
     };
     for (const auto &[filter, count] : rows) {
         const outcome result =
@@ -135,6 +137,10 @@ TEST_F(capture, wrong_filters_are_usage_errors) {
         {"priority1 => 3", "--filter: '=>': the signs are = != < <= > >="},
         {"(ptp_clock_cfg", "--filter: a closing bracket is missing"},
         {"ptp_clock_cfg ptp_port_cfg", "--filter: 'ptp_port_cfg' has no place there; 'and' and 'or' connect"},
+        {"priority1<=abc", "'priority1<=abc' holds for no value; 'ptpcfg describe priority1' says what it can be"},
+        {"clk_mode=VELA_PTP_CLOCK_MODE_BD", "'clk_mode=VELA_PTP_CLOCK_MODE_BD' holds for no value"},
+        {"modify=maybe or ptp_clock_cfg", "'modify=maybe' holds for no value"},
+        {"port_name<a", "'port_name<a' holds for no value"},
         {"port_name=\"a", "--filter: a closing \" is missing"},
     };
     for (const auto &[filter, reason] : rows) {

@@ -107,6 +107,9 @@ TEST_F(fields, get_writes_what_a_path_names) {
     const outcome unknown = sh("ptpcfg get clock.xml priority");
     EXPECT_EQ(unknown.status, 1);
     EXPECT_EQ(unknown.err, "ptpcfg: clock.xml: there is no field priority; did you mean priority1?\n");
+    EXPECT_EQ(
+        sh("ptpcfg get clock.xml 'ptp_clk_id[1]'").err,
+        "ptpcfg: clock.xml: there is no field ptp_clk_id[1]; clk_id is one value, as in AA-BB-CC-FF-FE-00-01-10\n");
 }
 
 TEST_F(fields, edit_changes_what_it_is_told_in_the_format_of_the_file) {

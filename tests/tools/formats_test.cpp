@@ -146,6 +146,18 @@ TEST_F(formats, bad_json_and_yaml_are_refused_with_their_place_and_leave_nothing
         {"a.json", "{\"ptp_clock_cfg\": {\"ptp_clock\": {\"x\":" + repeated(100, "[") + repeated(100, "]") + "}}}",
          "is nested more than 64 deep", "--plain"},
         {"a.json", "\"" + std::string(1 << 22, 'x'), "the text ends within a string"},
+        {"a.json", "{\"ptp_clock_cfg\": " + nul + "}", "a.json:1:19: ptp_clock_cfg: an object is wanted"},
+        {"a.json",
+         R"({"ptp_clock_cfg": {"ptp_clock": {}},)"
+         "\n"
+         R"( "ptp_port_cfg": {}})",
+         "a.json:2:2: ptp_clock_cfg: a message has one member; begin another message for what stands here"},
+        {"a.json", clock_json("\"clk_mode\": 1e400"), "clk_mode: a literal's number is wanted, not 1e400"},
+        {"a.json", clock_json("\"clk_mode\": 0x1"), "clk_mode: a literal's number is wanted, not 0x1"},
+        {"a.json", clock_json("\"\\ud800\": 1"), "is the first half of a character without the second"},
+        {"a.json", clock_json("\"\\udc00\": 1"), "is the second half of a character without the first"},
+        {"a.json", clock_json("\"\xED\xA0\x80\": 1"), "not well-formed: bytes that are no UTF-8"},
+        {"a.json", "{" + clock_json("").substr(1) + nul, "a.json:1:37: "},
         {"a.json", clock_json("") + "}", "a.json:1:37: an object that is named after the message is wanted"},
         {"a.yaml", "", "a.yaml: is empty"},
         {"a.yaml", "# nothing\n---\n", "a.yaml: holds no message"},
@@ -160,11 +172,29 @@ TEST_F(formats, bad_json_and_yaml_are_refused_with_their_place_and_leave_nothing
         {"a.yaml", "---\n" + clock_yaml("    modify: true\n") + "---\n" + clock_yaml("    modify: 010\n"),
          "a.yaml:8:13: ptp_clock_cfg/ptp_clock/modify: true or false is wanted, not the text \"010\""},
         {"a.yaml", "a: &x [1]\nb: *x\n", "a.yaml:2:4: aliases are not read; write the value"},
+        {"a.yaml", "a: &a [x]\nb: &b [*a, *a]\nc: &c [*b, *b]\nptp_clock_cfg: *c\n",
+         "a.yaml:2:8: aliases are not read"},
+        {"a.yaml", "a: *b\n", "a.yaml:1:4: aliases are not read; write the value"},
+        {"a.yaml", "b: &b {modify: true}\nptp_clock_cfg:\n  ptp_clock:\n    <<: *b\n",
+         "a.yaml:4:9: aliases are not read"},
+        {"a.yaml", clock_yaml("    clk_mode: \"VELA\n"), "not well-formed YAML: a text in quotes does not end"},
+        {"a.yaml", clock_yaml("    clk_mode: 'VELA"), "not well-formed YAML: a text in quotes does not end"},
+        {"a.yaml", clock_yaml("    clk_mode: 'VELA\n  "), "not well-formed YAML: a text in quotes does not end"},
+        {"a.yaml", clock_yaml("    clk_mode: a: b\n"), "a.yaml:3:16: not well-formed YAML: a ':' has no place here"},
+        {"a.yaml", clock_yaml("    clk_mode: @a\n"), "no value begins with this character; a text that does stands in"},
+        {"a.yaml", clock_yaml("    clk_mode: {a\n"), "not well-formed YAML: ',' or '}' is wanted"},
+        {"a.yaml", clock_yaml("    clk_mode: 1e400\n"), "clk_mode: a literal's number is wanted, not 1e400"},
+        {"a.yaml", clock_yaml("    clk_mode: -.inf\n"), "clk_mode: a literal's number is wanted, not -.inf"},
+        {"a.yaml", "ptp_port_cfg: {ptp_port: {port_name: 1.5}}\n", "port_name: a text in quotes is wanted, not 1.5"},
+        {"a.yaml", "ptp_clock_cfg: {ptp_clock: {}}\nptp_clock_cfg: {ptp_clock: {}}\n",
+         "a.yaml:2:1: ptp_clock_cfg: a message has one member; begin another message for what stands here"},
+        {"a.yaml", "\xEF\xBB\xBF" + clock_yaml("    clk_mode: 77x\n"), "unknown literal of ptp_clock_mode"},
+        {"a.yaml", nul + "p" + nul + "t", "a.yaml:1:1: not well-formed YAML: is UTF-16 or UTF-32; save it as UTF-8"},
         {"a.yaml", "ptp_clock_cfg: !!int 3\n", "tags such as tag:yaml.org,2002:int are not read; leave it out"},
         {"a.yaml", "? [1]\n: 2\n", "the name of a member is wanted"},
         {"a.yaml", "ptp_clock_cfg: \xFF\n", "a.yaml:1:16: not well-formed YAML: bytes that are no UTF-8"},
         {"a.yaml", "ptp_clock_cfg: \x01\n", "a.yaml:1:16: not well-formed YAML: a control character"},
-        {"a.yaml", "\xFF\xFEp" + nul, "a.yaml:1:1: not well-formed YAML: bytes that are no UTF-8; save it as UTF-8"},
+        {"a.yaml", "\xFF\xFEp" + nul, "a.yaml:1:1: not well-formed YAML: is UTF-16 or UTF-32; save it as UTF-8"},
         {"a.yaml", repeated(100, "[") + repeated(100, "]"), "is nested more than 64 deep"},
     };
     for (const bad_text &row : rows) {
@@ -177,6 +207,25 @@ TEST_F(formats, bad_json_and_yaml_are_refused_with_their_place_and_leave_nothing
         EXPECT_EQ(listing(), row.name);
         std::filesystem::remove(row.name);
     }
+}
+
+TEST_F(formats, line_ends_marks_and_numbers_that_writers_make_are_read) {
+    ASSERT_EQ(sh(R"(
+        for form in xml json yaml; do ptpcfg convert $CLOCKS/modify_priority.xml -o unix.$form || exit; done
+        ptpcfg encode unix.xml -o good.bin && ptpcfg convert unix.xml -o unix.hex
+        for form in xml json yaml hex; do sed 's/$/\r/' unix.$form >dos.$form; done
+        for form in xml yaml; do { printf '\357\273\277'; cat unix.$form; } >marked.$form; done)")
+                  .err,
+              "");
+    EXPECT_EQ(sh("for file in dos.* marked.*; do ptpcfg encode $file | cmp - good.bin || echo $file; done").out, "");
+    write("a.yaml", "ptp_clock_delete_cmd: {ptp_clock_delete: {clock_id: -0}}\n");
+    write("a.json", R"({"ptp_clock_delete_cmd": {"ptp_clock_delete": {"clock_id": -0}}})");
+    write("b.yaml", "ptp_port_cfg: {ptp_port: {port_name: \"\\U0001F552 1.5\"}}\n");
+    write("b.json", R"({"ptp_port_cfg": {"ptp_port": {"port_name": "\ud83d\udd52 1.5"}}})");
+    EXPECT_EQ(sh("for each in a b; do ptpcfg encode $each.json >j && ptpcfg encode $each.yaml | cmp - j; done").out,
+              "");
+    EXPECT_EQ(sh("iconv -t UTF-16 unix.json | ptpcfg encode").err,
+              "ptpcfg: standard input:1:1: not well-formed JSON: is UTF-16 or UTF-32; save it as UTF-8\n");
 }
 
 TEST_F(formats, every_cut_of_a_text_is_a_fault_or_less_and_leaves_nothing) {

@@ -83,6 +83,7 @@ TEST_F(interactive, shell_ends_a_script_at_its_first_fault) {
         {"set priority1=1", 2, "line 1: there is no message yet; 'new MESSAGE' or 'load FILE' begins one"},
         {"\nload clock.xml\nset priority1=256\nsend", 2,
          "line 3: ptp_clock_cfg/ptp_clock/default_data_set/priority1: 256"},
+        {"xyzzy", 2, "line 1: there is no command 'xyzzy'; 'help' lists them"},
         {"lod clock.xml", 2, "line 1: there is no command 'lod'; did you mean load? 'help' lists them"},
         {"load none.xml", 3, "line 1: none.xml: cannot open"},
         {"load clock.xml\nset nothing=1", 2, "line 2: there is no field nothing"},

@@ -98,7 +98,7 @@ TEST(XmlParse, RefusesWhatIsNotWellFormed) {
         {"<a></a b>", "1, column 8: the end tag must end here"},
         {"<a></ a>", "1, column 6: this end tag"},
         {"</a>", "1, column 3: an end tag, but no element is open"},
-        {"<a><b></b>", "1, column 11: the document ends within an element"},
+        {"<a><b></b>", "1, column 2: this element is not closed"},
         {"<a><![CDATA[</a>", "1, column 4: this CDATA section does not end"},
         {"<a><![cdata[]]></a>", "1, column 4: neither a comment"},
         {" <?xml version='1.0'?><a/>", "1, column 2: an XML declaration has its place"},

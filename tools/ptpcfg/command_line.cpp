@@ -3,12 +3,15 @@
 
 #include <cerrno>
 #include <cstring>
+#include <sstream>
 
 #include "bitlog.h"
 #include "command_options.h"
 #include "commands.h"
 #include "failure.h"
+#include "files.h"
 #include "help_format.h"
+#include "no_such.h"
 
 namespace ptpcfg {
 namespace {
@@ -83,11 +86,28 @@ void add_group(CLI::App &app, const char *name, void (*add)(CLI::App &)) {
     }
 }
 
+/** What CLI11 says, where that can be said better. */
+std::string reason_of(const CLI::ParseError &error) {
+    const std::string reason = error.what();
+    constexpr std::string_view required = " is required";
+    constexpr std::string_view one_of = "Exactly 1 option from [";
+    constexpr std::string_view not_converted = "Could not convert: ";
+    if (reason.starts_with(one_of)) {
+        std::string names = reason.substr(one_of.size(), reason.find(']') - one_of.size());
+        return "one of " + names.replace(names.find(','), 1, " and ") + " is wanted";
+    }
+    if (reason.ends_with(required) && !reason.starts_with("A subcommand")) {
+        return "'" + reason.substr(0, reason.size() - required.size()) + "' is missing";
+    }
+    return reason.starts_with(not_converted) ? reason.substr(not_converted.size()) + " is no number that it takes"
+                                             : reason;
+}
+
 /** What is wrong with a command line, and where more is said. */
 std::string fault_of(const CLI::App &app, const CLI::ParseError &error) {
     if (const std::vector<CLI::App *> parsed = app.get_subcommands(); !parsed.empty()) {
         const std::string name = parsed.front()->get_name();
-        return name + ": " + error.what() + "; 'ptpcfg " + name + " --help' says more";
+        return name + ": " + reason_of(error) + "; 'ptpcfg " + name + " --help' says more";
     }
     std::vector<std::string> names;
     for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; })) {
@@ -97,9 +117,7 @@ std::string fault_of(const CLI::App &app, const CLI::ParseError &error) {
         if (word.starts_with('-')) {
             return "unknown option " + word + "; 'ptpcfg --help' lists them";
         }
-        const std::string hint = suggestion(word, names);
-        return "there is no subcommand '" + word + "'" + (hint.empty() ? ";" : hint) +
-               " 'ptpcfg --help' lists the subcommands";
+        return no_such("subcommand", word, names) + " 'ptpcfg --help' lists the subcommands";
     }
     return error.what() + std::string("; 'ptpcfg --help' lists them");
 }
@@ -122,7 +140,10 @@ int run_command_line(int argc, char **argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         if (error.get_exit_code() == 0) {
-            return app.exit(error);  // help was asked for
+            std::ostringstream help;
+            app.exit(error, help, help);
+            write_output("-", help.str());
+            return 0;
         }
         throw failure(exit_code::usage, fault_of(app, error));
     }

@@ -10,6 +10,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "fields.h"
+#include "no_such.h"
 #include "record_writer.h"
 #include "records.h"
 #include "signals.h"
@@ -61,8 +62,7 @@ const command &command_named(const std::string &name) {
         }
         known.emplace_back(each.name);
     }
-    throw failure(exit_code::usage,
-                  "there is no command '" + name + "'" + suggestion(name, known) + " 'help' lists them");
+    throw failure(exit_code::usage, no_such("command", name, known) + " 'help' lists them");
 }
 
 const std::string &only(const conversation::words &arguments, const char *what) {

@@ -241,6 +241,9 @@ std::string answer(const describe_options &options) {
 
 }  // namespace
 
-void describe(const describe_options &options) { write_output("-", answer(options)); }
+void describe(const describe_options &options) {
+    const std::string text = answer(options);
+    write_output("-", options.xml ? text : wrapped(text, line_width()));
+}
 
 }  // namespace ptpcfg

@@ -91,11 +91,19 @@ std::vector<field_node> named_nodes(const std::vector<field_node> &nodes, const 
 }
 
 std::string no_field_text(const std::vector<field_node> &nodes, const std::string &field) {
+    const std::string wanted = last_step(with_slashes(field));
+    const ptp_cfg_type *type = nodes.empty() ? nullptr : ptp_cfg_type_find(nodes.front().path.c_str());
     std::vector<std::string> names;
     for (const field_node &node : nodes) {
         names.push_back(last_step(node.path));
+        const ptp_cfg_field_description owner =
+            node.value->is_string() && type != nullptr ? field_at(type, node.path) : ptp_cfg_field_description{};
+        if (owner.kind == PTP_CFG_FIELD_STRUCTURE && fields_of(owner.type).front().name == wanted) {
+            return "there is no field " + base::printable(field) + "; " + last_step(node.path) +
+                   " is one value, as in " + plain_text(*node.value);
+        }
     }
-    return "there is no field " + base::printable(field) + suggestion(last_step(with_slashes(field)), names);
+    return "there is no field " + base::printable(field) + suggestion(wanted, names);
 }
 
 const field_node &only_node(const std::vector<field_node> &found, const std::string &field) {

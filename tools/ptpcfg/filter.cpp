@@ -8,6 +8,7 @@
 
 #include "failure.h"
 #include "fields.h"
+#include "value_forms.h"
 
 namespace ptpcfg {
 
@@ -79,20 +80,69 @@ std::vector<std::string> tokens_of(const std::string &text) {
     return tokens;
 }
 
-/** Fails when no type has a field of that name. */
-void check_field(const std::string &path) {
+/** A whole number within 64 bits, as a float that tells all of them that matter apart. */
+std::optional<long double> number_of(const std::string &text) {
+    char *end = nullptr;
+    const bool is_hexadecimal = text.starts_with("0x");
+    const long double number = is_hexadecimal ? static_cast<long double>(std::strtoull(text.c_str(), &end, 16))
+                                              : std::strtold(text.c_str(), &end);
+    return text.empty() || *end != '\0' ? std::nullopt : std::optional(number);
+}
+
+/** The number of a field's value: of literals and truth values, too. Texts, addresses and records have none. */
+std::optional<long double> number_of(const ptp_cfg_field_description &field, const std::string &value) {
+    if (field.name == nullptr || field.is_array != 0) {
+        return std::nullopt;
+    }
+    switch (field.kind) {
+        case PTP_CFG_FIELD_UNSIGNED:
+        case PTP_CFG_FIELD_SIGNED:
+            return number_of(value);
+        case PTP_CFG_FIELD_BOOLEAN:
+            return value == "true" || value == "1"    ? std::optional(1.0L)
+                   : value == "false" || value == "0" ? std::optional(0.0L)
+                                                      : std::nullopt;
+        case PTP_CFG_FIELD_ENUMERATION:
+            for (const enumeration_literal &row : literals_of(field.type)) {
+                if (row.literal == value) {
+                    return static_cast<long double>(row.number);
+                }
+            }
+            return number_of(value);
+        default:
+            return std::nullopt;
+    }
+}
+
+/** Whether a field's values can be compared so with a value. */
+bool is_comparable(const ptp_cfg_field_description &field, const std::string &sign, const std::string &value) {
+    const bool is_number = field.is_array == 0 && !is_ipv4_number(field) &&
+                           (field.kind == PTP_CFG_FIELD_UNSIGNED || field.kind == PTP_CFG_FIELD_SIGNED ||
+                            field.kind == PTP_CFG_FIELD_BOOLEAN || field.kind == PTP_CFG_FIELD_ENUMERATION);
+    return is_number ? number_of(field, value).has_value() : sign.find_first_of("<>") == std::string::npos;
+}
+
+/** Fails when no type has a field of that name, or none whose values can be compared so. */
+void check_comparison(const std::string &path, const std::string &sign, const std::string &value) {
     std::string name = path.substr(path.find_last_of("./") + 1);
     name = name.substr(0, name.find('['));
     std::vector<std::string> known;
+    bool is_known = false;
     for (u_int32 index = 0; index < ptp_cfg_type_count(); ++index) {
-        for (const ptp_cfg_field_description &field : fields_of(ptp_cfg_type_at(index))) {
-            if (field.name == name) {
-                return;
-            }
+        for (ptp_cfg_field_description field : fields_of(ptp_cfg_type_at(index))) {
             known.emplace_back(field.name);
+            if (field.name == name) {
+                is_known = true;
+                field.is_array = path.ends_with(']') ? 0 : field.is_array;
+                if (is_comparable(field, sign, value)) {
+                    return;
+                }
+            }
         }
     }
-    fail("no message has a field '" + path + "'" + suggestion(name, known));
+    fail(is_known
+             ? "'" + path + sign + value + "' holds for no value; 'ptpcfg describe " + name + "' says what it can be"
+             : "no message has a field '" + path + "'" + suggestion(name, known));
 }
 
 class parser {
@@ -159,36 +209,30 @@ class parser {
         if (std::find(std::begin(signs), std::end(signs), sign) == std::end(signs)) {
             fail("'" + sign + "': the signs are = != < <= > >=");
         }
-        check_field(name);
-        const std::string value = next("a value");
-        return {term_kind::comparison, {}, name, sign, value[0] == '"' ? value.substr(1) : value};
+        const std::string token = next("a value");
+        const std::string value = token[0] == '"' ? token.substr(1) : token;
+        check_comparison(name, sign, value);
+        return {term_kind::comparison, {}, name, sign, value};
     }
 
     std::vector<std::string> tokens_;
     size_t at_ = 0;
 };
 
-/** A whole number within 64 bits, as a float that tells all of them that matter apart. */
-std::optional<long double> number_of(const std::string &text) {
-    char *end = nullptr;
-    const bool is_hexadecimal = text.starts_with("0x");
-    const long double number = is_hexadecimal ? static_cast<long double>(std::strtoull(text.c_str(), &end, 16))
-                                              : std::strtold(text.c_str(), &end);
-    return text.empty() || *end != '\0' ? std::nullopt : std::optional(number);
-}
-
-bool compares(const std::string &left, const std::string &sign, const std::string &right) {
-    const std::optional<long double> a = number_of(left);
-    const std::optional<long double> b = number_of(right);
-    const bool is_equal = a && b ? *a == *b : left == right;
-    if (sign == "!=") {
+bool compares(const field_node &node, const ptp_cfg_type *type, const term &of) {
+    const std::string value = plain_text(*node.value);
+    const ptp_cfg_field_description field = field_at(type, node.path);
+    const std::optional<long double> a = number_of(field, value);
+    const std::optional<long double> b = number_of(field, of.value);
+    const bool is_equal = a && b ? *a == *b : value == of.value;
+    if (of.sign == "!=") {
         return !is_equal;
     }
-    if (sign[0] == '=') {
+    if (of.sign[0] == '=') {
         return is_equal;
     }
-    const bool may_be_equal = sign.size() == 2;
-    return a && b && ((sign[0] == '<' ? *a < *b : *a > *b) || (may_be_equal && is_equal));
+    const bool may_be_equal = of.sign.size() == 2;
+    return a && b && ((of.sign[0] == '<' ? *a < *b : *a > *b) || (may_be_equal && is_equal));
 }
 
 bool holds(const term &of, message_nodes &message) {
@@ -207,7 +251,7 @@ bool holds(const term &of, message_nodes &message) {
     }
     const std::vector<field_node> found = named_nodes(message.all(), of.name);
     return std::any_of(found.begin(), found.end(),
-                       [&](const field_node &node) { return compares(plain_text(*node.value), of.sign, of.value); });
+                       [&](const field_node &node) { return compares(node, message.type(), of); });
 }
 
 }  // namespace

@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <utility>
 
 #include "failure.h"
 #include "hex_reader.h"
 #include "pcapng.h"
+#include "text_encoding.h"
 
 namespace ptpcfg {
 namespace {
@@ -66,9 +68,16 @@ std::optional<format> format_of_ending(const std::string &path) {
 }
 
 format format_of_content(std::string_view content) {
-    if (content.starts_with("\xEF\xBB\xBF")) {
-        const format behind = format_of_content(content.substr(3));
+    if (content.starts_with(byte_order_mark)) {
+        const format behind = format_of_content(content.substr(byte_order_mark.size()));
         return is_written(behind) ? behind : format::xml;
+    }
+    if (is_wide_text(content) && content.find_first_not_of('\0') != std::string_view::npos) {
+        std::string narrow;
+        std::copy_if(content.begin(), content.end(), std::back_inserter(narrow),
+                     [](char c) { return static_cast<signed char>(c) > 0; });
+        const format meant = format_of_content(narrow);
+        return is_written(meant) ? meant : format::bin;
     }
     const size_t first = content.find_first_not_of(" \t\r\n");
     const char character = first != std::string_view::npos ? content[first] : '\0';

@@ -45,17 +45,6 @@ void json_splitter::refuse(const std::string &reason) const {
                                             ": not well-formed JSON: " + reason);
 }
 
-void json_splitter::refuse_other_encodings() {
-    const std::string_view first = input_.ahead(2);
-    if (first.starts_with("\xEF\xBB")) {
-        refuse("begins with a byte order mark; save it as UTF-8 without one");
-    }
-    const bool is_marked = first.starts_with("\xFF\xFE") || first.starts_with("\xFE\xFF");
-    if (is_marked || first.find('\0') != std::string_view::npos) {
-        refuse("is UTF-16 or UTF-32; save it as UTF-8");
-    }
-}
-
 void json_splitter::pass(size_t count) {
     for (const char c : input_.ahead(count).substr(0, count)) {
         column_ = c == '\n' ? 1 : column_ + 1;
@@ -147,10 +136,6 @@ size_t json_splitter::value_end() {
 }
 
 std::optional<text_piece> json_splitter::next() {
-    if (is_at_begin_) {
-        refuse_other_encodings();
-        is_at_begin_ = false;
-    }
     if (!go_to_value()) {
         return std::nullopt;
     }

@@ -20,7 +20,6 @@ class json_splitter {
     std::optional<text_piece> next();
 
   private:
-    void refuse_other_encodings();
     char pass_blanks();
     bool go_to_value();
     void pass_separator();
@@ -31,7 +30,6 @@ class json_splitter {
     input_stream &input_;
     size_t line_ = 1;
     size_t column_ = 1;
-    bool is_at_begin_ = true;
     bool is_in_array_ = false;
     bool has_element_ = false;  // of the array
 };

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <new>
 
+#include "base/characters.h"
 #include "bitlog.h"
 #include "command_line.h"
 #include "failure.h"
@@ -19,10 +20,22 @@ std::string shortened(const std::string &line) {
     return line.size() <= longest ? line : line.substr(0, longest - end) + " [...] " + line.substr(line.size() - end);
 }
 
+/** What comes from an input tells a terminal nothing: '?' stands for control characters, of ASCII and behind it. */
+std::string harmless(const std::string &line) {
+    std::string result;
+    for (size_t at = 0; at < line.size(); ++at) {
+        const auto behind = static_cast<unsigned char>(at + 1 < line.size() ? line[at + 1] : 0);
+        const bool is_c1 = line[at] == '\xC2' && behind >= 0x80 && behind < 0xA0;
+        result += is_c1 || base::is_control(line[at]) ? '?' : line[at];
+        at += is_c1 ? 1 : 0;
+    }
+    return result;
+}
+
 int report(const std::string &faults, ptpcfg::exit_code code) {
     for (size_t start = 0; start <= faults.size();) {
         const size_t end = std::min(faults.find('\n', start), faults.size());
-        std::fprintf(stderr, "ptpcfg: %s\n", shortened(faults.substr(start, end - start)).c_str());
+        std::fprintf(stderr, "ptpcfg: %s\n", shortened(harmless(faults.substr(start, end - start))).c_str());
         start = end + 1;
     }
     return static_cast<int>(code);

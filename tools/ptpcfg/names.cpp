@@ -56,8 +56,10 @@ std::optional<ptp_cfg_field_description> field_of(const ptp_cfg_type *type, std:
     for (const ptp_cfg_field_description &field : fields_of(type)) {
         known.emplace_back(field.name);
     }
-    throw failure(exit_code::usage,
-                  std::string(describe(type).short_name) + " has no field '" + name + "'" + suggestion(name, known));
+    const std::string owner = describe(type).short_name;
+    const std::string hint = suggestion(name, known);
+    throw failure(exit_code::usage, owner + " has no field '" + name + "'" +
+                                        (hint.empty() ? "; 'ptpcfg describe " + owner + "' lists them" : hint));
 }
 
 /** The field at the end of TYPE/FIELD/FIELD... */

@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "pcapng.h"
 #include "receiver.h"
+#include "refused_file.h"
 #include "vela_recorder.h"
 
 namespace ptpcfg {
@@ -33,7 +34,7 @@ class recorder {
             const std::string advice = err == ELOOP && !options.links ? "; --allow-links follows it"
                                        : is_foreign                   ? "; --allow-other-users adds to it"
                                                                       : "";
-            throw failure(err == VELA_EINVAL ? exit_code::bad_input : exit_code::io, text + advice);
+            throw failure(err == VELA_EINVAL ? code_of_refused(path_) : exit_code::io, text + advice);
         }
         if (text[0] != 0) {
             say(std::string("warning: ") + text);

@@ -6,6 +6,7 @@
 #include "failure.h"
 #include "json_records.h"
 #include "json_splitter.h"
+#include "text_encoding.h"
 #include "vela_bundle.h"
 #include "wire.h"
 #include "xml_records.h"
@@ -66,17 +67,20 @@ bool each_piece(xml_splitter &splitter, const input_stream &input, const ptp_cfg
     return has_records;
 }
 
-/** A text in which every other byte is 0, or that says so by its mark. */
-bool is_wide(std::string_view begin) {
-    return begin.starts_with("\xFF\xFE") || begin.starts_with("\xFE\xFF") ||
-           (begin.size() > 1 && (begin[0] == '\0' || begin[1] == '\0'));
+/** What is not read as a text: other encodings than UTF-8, and where a form knows no byte order mark, that. */
+void check_encoding(input_stream &input, const char *form, bool takes_mark) {
+    const std::string_view begin = input.ahead(4);
+    const char *fault = is_wide_text(begin) ? "is UTF-16 or UTF-32; save it as UTF-8"
+                        : !takes_mark && begin.starts_with(byte_order_mark)
+                            ? "begins with a byte order mark; save it as UTF-8 without one"
+                            : nullptr;
+    if (fault != nullptr) {
+        throw failure(exit_code::bad_input, input.name() + ":1:1: not well-formed " + form + ": " + fault);
+    }
 }
 
 void each_of_xml(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
-    if (is_wide(input.ahead(2))) {
-        throw failure(exit_code::bad_input,
-                      input.name() + ":1:1: not well-formed XML: is UTF-16 or UTF-32; save it as UTF-8");
-    }
+    check_encoding(input, "XML", true);
     xml_splitter splitter(input);
     fault_list faults(input.name());
     bool has_records = true;
@@ -100,6 +104,7 @@ void each_of_xml(input_stream &input, const ptp_cfg_type *bare_type, const sessi
 }
 
 void each_of_json(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
+    check_encoding(input, "JSON", false);
     json_splitter splitter(input);
     size_t count = 0;
     for (; const std::optional<text_piece> piece = splitter.next(); ++count) {
@@ -113,6 +118,7 @@ void each_of_json(input_stream &input, const ptp_cfg_type *bare_type, const sess
 }
 
 void each_of_yaml(input_stream &input, const ptp_cfg_type *bare_type, const session &session, const take_fn &take) {
+    check_encoding(input, "YAML", true);
     yaml_splitter splitter(input);
     size_t count = 0;
     while (const std::optional<text_piece> piece = splitter.next()) {
@@ -141,6 +147,7 @@ void each_record(input_stream &input, format form, const ptp_cfg_type *bare_type
         return;
     }
     if (form == format::hex) {
+        check_encoding(input, "hex", false);
         input.read_as_hex();
     }
     each_of_bytes(input, bare_type, session, take);

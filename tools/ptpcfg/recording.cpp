@@ -8,6 +8,7 @@
 #include "channel.h"
 #include "failure.h"
 #include "records.h"
+#include "refused_file.h"
 #include "time_bound.h"
 
 namespace ptpcfg {
@@ -44,7 +45,7 @@ recording::recording(const std::string &path, std::function<void()> before_text)
     u_int32 err = 0;
     recording_.reset(vela_recording_open(path.c_str(), text, sizeof text, &err));
     if (recording_ == nullptr) {
-        throw failure(err == VELA_EINVAL ? exit_code::bad_input : exit_code::io, text);
+        throw failure(err == VELA_EINVAL ? code_of_refused(path) : exit_code::io, text);
     }
 }
 

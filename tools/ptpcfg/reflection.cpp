@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "failure.h"
+#include "no_such.h"
 
 namespace ptpcfg {
 
@@ -100,9 +101,7 @@ const ptp_cfg_type *type_named(const std::string &name) {
     for (u_int32 index = 0; index < ptp_cfg_type_count(); ++index) {
         known.emplace_back(describe(ptp_cfg_type_at(index)).short_name);
     }
-    const std::string hint = suggestion(name, known);
-    throw failure(exit_code::usage, "there is no type or message '" + name + "'" +
-                                        (hint.empty() ? "; 'ptpcfg describe' lists them" : hint));
+    throw failure(exit_code::usage, no_such("type or message", name, known) + " 'ptpcfg describe' lists them");
 }
 
 const ptp_cfg_type *message_named(const std::string &name) {
@@ -117,9 +116,7 @@ const ptp_cfg_type *message_named(const std::string &name) {
             known.emplace_back(each.short_name);
         }
     }
-    throw failure(exit_code::usage, "there is no message '" + name + "'" + suggestion(name, known) +
-                                        (suggestion(name, known).empty() ? ";" : "") +
-                                        " 'ptpcfg describe' lists the messages");
+    throw failure(exit_code::usage, no_such("message", name, known) + " 'ptpcfg describe' lists the messages");
 }
 
 std::string error_text(u_int32 code) {

@@ -5,6 +5,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "files.h"
+#include "refused_file.h"
 #include "table.h"
 #include "velalib/shared_types.h"
 
@@ -85,7 +86,7 @@ void show_statistics(const statistics_options &options) {
         vela_shared_types_read(options.file.c_str(), &err, reason, sizeof reason), &vela_shared_types_close);
     if (types == nullptr) {
         const bool is_wrong = err == VELA_EINVAL || err == EAGAIN;
-        throw failure(is_wrong ? exit_code::bad_input : exit_code::io, options.file + ": " + reason);
+        throw failure(is_wrong ? code_of_refused(options.file) : exit_code::io, options.file + ": " + reason);
     }
     const std::vector<counted_variant> rows = rows_of(types.get(), options.all);
     write_output("-", options.json ? json_of(rows) : text_of(rows));

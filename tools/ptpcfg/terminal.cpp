@@ -35,7 +35,7 @@ void append_wrapped(std::string_view line, size_t width, size_t indent, std::str
     size_t room = width;
     for (;;) {
         const size_t end = break_of(line, room);
-        text += line.substr(0, end);
+        text += line.substr(0, line.find_last_not_of(' ', end) + 1);
         line.remove_prefix(end);
         line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
         if (line.empty()) {

@@ -16,6 +16,7 @@
 #include "failure.h"
 #include "files.h"
 #include "json.h"
+#include "refused_file.h"
 #include "signals.h"
 
 namespace ptpcfg {
@@ -131,7 +132,8 @@ class trace_printer {
         std::string reason;
         const uint32_t status = open(reason);
         if (status != 0) {
-            throw failure(status == EINVAL ? exit_code::bad_input : exit_code::io, options.file + ": " + reason);
+            throw failure(status == EINVAL ? code_of_refused(options.file) : exit_code::io,
+                          options.file + ": " + reason);
         }
     }
 

@@ -13,13 +13,21 @@ namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
 
+/** What began does not end. */
+struct input_ends : failure {
+    using failure::failure;
+};
+
 bool ends_name(char c) { return c == '>' || c == '/' || blanks.find(c) != std::string_view::npos; }
 
 }  // namespace
 
+std::string xml_splitter::place() const {
+    return input_.name() + ":" + std::to_string(line_) + ":" + std::to_string(column_);
+}
+
 void xml_splitter::refuse(const std::string &reason) const {
-    throw failure(exit_code::bad_input,
-                  input_.name() + ":" + std::to_string(line_) + ":" + std::to_string(column_) + ": " + reason);
+    throw failure(exit_code::bad_input, place() + ": " + reason);
 }
 
 /** Goes on behind bytes that are ahead. */
@@ -39,7 +47,7 @@ size_t xml_splitter::find(std::string_view what, size_t from, const char *unclos
             return at + what.size();
         }
         if (text.size() < wanted) {
-            refuse(std::string("not well-formed XML: ") + unclosed + " is not closed");
+            throw input_ends(exit_code::bad_input, place() + ": not well-formed XML: " + unclosed + " is not closed");
         }
         if (text.size() > longest_message) {
             refuse(std::string(unclosed) + " is longer than 64 MiB");
@@ -82,8 +90,8 @@ size_t xml_splitter::markup_end(size_t from) {
     return from;
 }
 
-/** Where the element ends that is ahead. */
-size_t xml_splitter::element_end() {
+/** Where the element ends that is ahead; the input's end when it does not, whose parser says what is not closed. */
+size_t xml_splitter::element_end() try {
     size_t at = 0;
     size_t depth = 0;
     do {
@@ -98,6 +106,8 @@ size_t xml_splitter::element_end() {
         depth = is_end_tag ? depth - 1 : is_empty ? depth : depth + 1;
     } while (depth > 0);
     return at;
+} catch (const input_ends &) {
+    return input_.ahead(1).size();
 }
 
 void xml_splitter::pass_blanks() {

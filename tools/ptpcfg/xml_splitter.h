@@ -45,6 +45,7 @@ class xml_splitter {
     [[noreturn]] void refuse_text();
     bool begins_with(std::string_view what) { return input_.ahead(what.size()).starts_with(what); }
     std::string_view name_at_tag();
+    std::string place() const;
     [[noreturn]] void refuse(const std::string &reason) const;
 
     input_stream &input_;

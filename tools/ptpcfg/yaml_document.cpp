@@ -10,7 +10,6 @@
 
 #include "base/characters.h"
 #include "base/utf8.h"
-#include "failure.h"
 #include "json.h"
 #include "yaml_scalars.h"
 
@@ -19,12 +18,50 @@ namespace {
 
 constexpr size_t deepest = 64;
 
-/** Line and column of a byte of a text, from 1. */
-std::pair<size_t, size_t> line_of(std::string_view text, size_t offset) {
+constexpr const char *aliases_refused = "aliases are not read; write the value";
+
+/** What yaml-cpp says, and what that means to who wrote the text. */
+constexpr std::pair<std::string_view, const char *> explanations[] = {
+    {"illegal EOF in scalar", "a text in quotes does not end"},
+    {"illegal document indicator in scalar", "a text in quotes does not end"},
+    {"end of map not found", "this belongs to no member; look at quotes, colons and the indentation before it"},
+    {"end of map flow not found", "',' or '}' is wanted"},
+    {"end of sequence not found", "'- ' is wanted, in the column of the list's other elements"},
+    {"end of sequence flow not found", "',' or ']' is wanted"},
+    {"illegal map value", "a ':' has no place here; a text that has one stands in quotes, and no tabulator indents"},
+    {"illegal map key", "a '?' has no place here; a text that begins with one stands in quotes"},
+    {"illegal block entry", "a '- ' has no place here; elements stand in lines of their own"},
+    {"unknown token", "no value begins with this character; a text that does stands in quotes"},
+};
+
+std::string explained(const std::string &message) {
+    for (const auto &[known, meaning] : explanations) {
+        if (message == known) {
+            return meaning;
+        }
+    }
+    return base::printable(message);
+}
+
+text_place place_of(std::string_view text, size_t offset) {
     const std::string_view before = text.substr(0, offset);
     const size_t feed = before.rfind('\n');
     return {1 + static_cast<size_t>(std::count(before.begin(), before.end(), '\n')),
             feed == std::string_view::npos ? offset + 1 : offset - feed};
+}
+
+text_place place_of(const YAML::Mark &mark) {
+    if (mark.is_null()) {
+        return {1, 1};
+    }
+    return {static_cast<size_t>(mark.line) + 1, static_cast<size_t>(mark.column) + 1};
+}
+
+/** yaml-cpp takes an end in a new line for that of a text in quotes; the mark of a document's end it does not. */
+std::string with_end(const std::string &text) {
+    const size_t last = text.find_last_not_of(" \t");
+    const bool is_in_new_line = last == std::string::npos || text[last] == '\n';
+    return text + (!is_in_new_line ? "" : text.ends_with('\n') ? "...\n" : "\n...\n");
 }
 
 /** yaml-cpp would read something else in place of what is no UTF-8. */
@@ -35,10 +72,9 @@ void check_characters(const std::string &name, const text_piece &piece) {
         const bool is_control =
             base::is_control(text[at]) && std::string_view("\t\r\n").find(text[at]) == std::string_view::npos;
         if (length == 0 || is_control) {
-            const auto [line, column] = line_of(text, at);
-            throw failure(exit_code::bad_input,
-                          place_in(name, piece, line, column) + ": not well-formed YAML: " +
-                              (is_control ? "a control character" : "bytes that are no UTF-8; save it as UTF-8"));
+            throw text_failure(name, piece, place_of(text, at),
+                               std::string("not well-formed YAML: ") +
+                                   (is_control ? "a control character" : "bytes that are no UTF-8; save it as UTF-8"));
         }
         at += length;
     }
@@ -61,7 +97,7 @@ class yaml_events : public YAML::EventHandler {
         json() += "null";
         end();
     }
-    void OnAlias(const YAML::Mark &at, YAML::anchor_t) override { refuse(at, "aliases are not read; write the value"); }
+    void OnAlias(const YAML::Mark &at, YAML::anchor_t) override { refuse(at, aliases_refused); }
     void OnScalar(const YAML::Mark &at, const std::string &tag, YAML::anchor_t, const std::string &value) override {
         const bool is_text = tag == "!" || tag == "tag:yaml.org,2002:str";
         if (!is_text && tag != "?" && !tag.empty()) {
@@ -90,10 +126,7 @@ class yaml_events : public YAML::EventHandler {
     std::string &json() { return document_.json_; }
 
     [[noreturn]] void refuse(const YAML::Mark &at, const std::string &reason) const {
-        throw failure(exit_code::bad_input,
-                      place_in(document_.name_, document_.piece_, static_cast<size_t>(at.line) + 1,
-                               static_cast<size_t>(at.column) + 1) +
-                          ": " + base::printable(reason));
+        throw text_failure(document_.name_, document_.piece_, place_of(at), base::printable(reason));
     }
     /** Before a name or value: what separates it from the one before. */
     void begin(const YAML::Mark &at, bool may_be_name) {
@@ -104,8 +137,7 @@ class yaml_events : public YAML::EventHandler {
         if (!open_.empty() && open_.back().count != 0) {
             json() += open_.back().is_map && !is_name_ ? ": " : ", ";
         }
-        document_.marks_.push_back(
-            {json().size(), static_cast<size_t>(at.line) + 1, static_cast<size_t>(at.column) + 1});
+        document_.marks_.push_back({json().size(), place_of(at)});
         if (is_element()) {
             elements_.emplace_back(json().size(), 0);
         }
@@ -143,17 +175,19 @@ class yaml_events : public YAML::EventHandler {
 
 yaml_document::yaml_document(const std::string &name, const text_piece &piece) : name_(name), piece_(piece) {
     check_characters(name, piece);
-    std::istringstream text(piece.text);
+    std::istringstream text(with_end(piece.text));
     yaml_events events(*this);
     try {
         YAML::Parser parser(text);
         parser.HandleNextDocument(events);
+        if (parser) {
+            throw text_failure(name, piece, place_of(piece.text, piece.text.size()),
+                               "more than one document; each is to be read by itself");
+        }
     } catch (const YAML::Exception &error) {
-        const bool has_mark = !error.mark.is_null();
-        throw failure(exit_code::bad_input,
-                      place_in(name, piece, has_mark ? static_cast<size_t>(error.mark.line) + 1 : 1,
-                               has_mark ? static_cast<size_t>(error.mark.column) + 1 : 1) +
-                          ": not well-formed YAML: " + base::printable(error.msg));
+        const bool is_alias = error.msg == "the referenced anchor is not defined";
+        throw text_failure(name, piece, place_of(error.mark),
+                           is_alias ? aliases_refused : "not well-formed YAML: " + explained(error.msg));
     }
     if (!events.has_ended() || json_ == "null") {
         return;  // comments alone
@@ -166,12 +200,16 @@ yaml_document::yaml_document(const std::string &name, const text_piece &piece) :
     }
 }
 
-std::string yaml_document::place(std::string_view record, size_t offset) const {
+text_place yaml_document::place_in_piece(std::string_view record, size_t offset) const {
     const size_t at = static_cast<size_t>(record.data() - json_.data()) + offset;
     const auto behind = std::upper_bound(marks_.begin(), marks_.end(), at,
                                          [](size_t value, const mark &each) { return value < each.offset; });
-    const mark &found = behind == marks_.begin() ? marks_.front() : *(behind - 1);
-    return place_in(name_, piece_, found.line, found.column);
+    return behind == marks_.begin() ? marks_.front().place : (behind - 1)->place;
+}
+
+std::string yaml_document::place(std::string_view record, size_t offset) const {
+    const text_place at = place_in_piece(record, offset);
+    return place_in(name_, piece_, at.line, at.column);
 }
 
 }  // namespace ptpcfg

@@ -5,27 +5,47 @@
 #include <string_view>
 #include <vector>
 
+#include "failure.h"
 #include "text_piece.h"
 
 namespace ptpcfg {
 
+/** Where a character stands, from 1; the column in bytes. */
+struct text_place {
+    size_t line;
+    size_t column;
+};
+
+/** What is wrong with a text. */
+class text_failure : public failure {
+  public:
+    text_failure(const std::string &name, const text_piece &piece, text_place at, const std::string &reason)
+        : failure(exit_code::bad_input, place_in(name, piece, at.line, at.column) + ": " + reason),
+          place(at),
+          reason(reason) {}
+    text_place place;  // in the piece
+    std::string reason;
+};
+
 class yaml_document {
   public:
-    /** Fails where it is not YAML, or more than records need: aliases, tags, names that are no scalars. */
+    /** Fails (text_failure) where it is not one document of YAML, or more than records need: aliases, tags, names that
+     * are no scalars. */
     yaml_document(const std::string &name, const text_piece &piece);
 
     /** The values that hold a record each: the document itself, or the elements of its sequence. */
     const std::vector<std::string_view> &records() const { return records_; }
     /** NAME:LINE:COLUMN in the input of what stands at an offset of a record. */
     std::string place(std::string_view record, size_t offset) const;
+    /** The same within the piece. */
+    text_place place_in_piece(std::string_view record, size_t offset) const;
 
   private:
     friend class yaml_events;
 
     struct mark {
         size_t offset;  // in the JSON
-        size_t line;    // in the piece, from 1
-        size_t column;
+        text_place place;
     };
 
     const std::string &name_;

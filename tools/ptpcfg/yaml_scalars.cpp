@@ -19,6 +19,30 @@ std::string decimal_of(std::string_view digits, int base) {
     return end.ec == std::errc() && end.ptr == digits.data() + digits.size() ? std::to_string(number) : "";
 }
 
+/** Whether a number without its sign is one of YAML's that are not whole. */
+bool is_fraction(std::string_view number) {
+    for (const char *name : {".inf", ".Inf", ".INF", ".nan", ".NaN", ".NAN"}) {
+        if (number == name) {
+            return true;
+        }
+    }
+    const auto pass_digits = [&number] {
+        const size_t count = std::min(number.find_first_not_of("0123456789"), number.size());
+        number.remove_prefix(count);
+        return count;
+    };
+    size_t digits = pass_digits();
+    const bool has_point = number.starts_with('.');
+    number.remove_prefix(has_point ? 1 : 0);
+    digits += has_point ? pass_digits() : 0;
+    const bool has_exponent = digits != 0 && (number.starts_with('e') || number.starts_with('E'));
+    if (has_exponent) {
+        number.remove_prefix(number.size() > 1 && (number[1] == '+' || number[1] == '-') ? 2 : 1);
+        digits = pass_digits();
+    }
+    return digits != 0 && number.empty() && (has_point || has_exponent);
+}
+
 /** The JSON number of a scalar, or nothing. Leading zeros mean different things to different readers: no number. */
 std::string number_of(std::string_view value) {
     if (value.starts_with("0x") || value.starts_with("0o")) {
@@ -26,6 +50,9 @@ std::string number_of(std::string_view value) {
     }
     const bool is_negative = value.starts_with('-');
     const std::string_view digits = value.substr(is_negative || value.starts_with('+') ? 1 : 0);
+    if (is_fraction(digits)) {
+        return std::string(value);  // which no field takes: it is told as it stands there
+    }
     const bool is_number = !digits.empty() && std::all_of(digits.begin(), digits.end(), is_digit) &&
                            (digits.size() == 1 || digits[0] != '0');
     return is_number ? (is_negative ? "-" : "") + std::string(digits) : "";

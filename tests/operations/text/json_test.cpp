@@ -278,7 +278,7 @@ TEST_F(Json, FaultsHaveTheirPlaceTheirPathAndWhatToDo) {
          "1:19: ptp_clock_cfg/ptp_port: unknown member of ptp_clock_cfg; \"ptp_clock\" is known"},
         {"ptp_clock_cfg_message", "{\"ptp_clock_cfg\":{}}", "1:18: ptp_clock_cfg: \"ptp_clock\" is missing; add it"},
         {"ptp_clock_cfg_message", "{\"ptp_clock_cfg\":{\"ptp_clock\":{}},\"x\":1}",
-         "1:34: ptp_clock_cfg: not well-formed: '}' is wanted behind the only member of a message"},
+         "1:35: ptp_clock_cfg: a message has one member; begin another message for what stands here"},
     };
     for (const auto &row : rows) {
         EXPECT_EQ(fault_of(row.type, row.text), row.told);
