@@ -3,6 +3,7 @@
 #include "record.h"
 #include "recording.h"
 #include "values.h"
+#include "yaml_formats.h"
 
 namespace python {
 namespace {
@@ -13,6 +14,9 @@ PyMethodDef functions[] = {{"describe_types", describe_types, METH_NOARGS, nullp
                            {"decode", decode_any, METH_O, nullptr},
                            {"explain", explain_bytes, METH_VARARGS, nullptr},
                            {"identify_json", identify_json, METH_O, nullptr},
+                           {"json_of_yaml", json_of_yaml, METH_O, nullptr},
+                           {"place_in_yaml", place_in_yaml, METH_VARARGS, nullptr},
+                           {"yaml_of_json", yaml_of_json, METH_O, nullptr},
                            {"split_bundle", split_bundle, METH_O, nullptr},
                            {"make_bundle", make_bundle, METH_O, nullptr},
                            {nullptr, nullptr, 0, nullptr}};

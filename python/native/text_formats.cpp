@@ -1,6 +1,7 @@
 // Records as JSON, XML and text, and back.
 #include <algorithm>
 
+#include "given_text.h"
 #include "ptp_cfg/json.h"
 #include "writing.h"
 
@@ -47,11 +48,6 @@ PyObject *to_json(PyObject *self, PyObject *positional, PyObject *named) {
     return PyUnicode_DecodeUTF8(scratch().data(), static_cast<Py_ssize_t>(length), "strict");
 }
 
-/** Text that is given as str, or as bytes in UTF-8. */
-object lent_text(PyObject *from) {
-    return PyUnicode_Check(from) != 0 ? object(PyUnicode_AsUTF8String(from)) : object::borrowed(from);
-}
-
 void keep_fault(void *cookie, const ptp_cfg_json_fault *found) {
     auto &what = *static_cast<fault *>(cookie);
     what.path = found->path;
@@ -76,12 +72,8 @@ PyObject *from_json(PyObject *made, PyObject *positional, PyObject *named) {
         return nullptr;
     }
     vela_handle *handle = handle_for(tracked != 0);
-    const object held = lent_text(given);
-    if (!is_domain(domain) || !held) {
-        return nullptr;
-    }
-    const lent_bytes text(held.get());
-    if (!text) {
+    const given_text text(given);
+    if (!text || !is_domain(domain)) {
         return nullptr;
     }
     fault what;
@@ -154,12 +146,8 @@ PyObject *from_xml(PyObject *made, PyObject *positional, PyObject *named) {
         return nullptr;
     }
     vela_handle *handle = handle_for(false);
-    const object held = lent_text(given);
-    if (!is_domain(domain) || !held) {
-        return nullptr;
-    }
-    const lent_bytes text(held.get());
-    if (!text) {
+    const given_text text(given);
+    if (!text || !is_domain(domain)) {
         return nullptr;
     }
     fault what;
@@ -197,11 +185,7 @@ PyMethodDef text_methods[] = {
     {nullptr, nullptr, 0, nullptr}};
 
 PyObject *identify_json(PyObject *, PyObject *given) {
-    const object held = lent_text(given);
-    if (!held) {
-        return nullptr;
-    }
-    const lent_bytes text(held.get());
+    const given_text text(given);
     if (!text) {
         return nullptr;
     }

@@ -13,14 +13,16 @@ Each type of the schema is a class of its own name here; docs/python.md says the
 from . import errors, model
 from ._native import Domain
 from .channel import Channel, Event
+from .dispatch import Dispatcher
 from .errors import *
 from .model import *
 from .recording import Entry, Recorder, Recording
 from .records import Difference, Record
-from .text import from_json, from_xml
+from .text import from_json, from_xml, from_yaml
 from .wire import Explanation, Item, bundle, decode, explain, split
 
-__all__ = ["Channel", "Difference", "Domain", "Entry", "Event", "Explanation", "Item", "Record", "Recorder",
-           "Recording", "bundle", "decode", "explain", "from_json", "from_xml", "split"]
+__all__ = ["Channel", "Difference", "Dispatcher", "Domain", "Entry", "Event", "Explanation", "Item", "Record",
+           "Recorder", "Recording", "bundle", "decode", "explain", "from_json", "from_xml",
+           "from_yaml", "split"]
 __all__ += errors.__all__
 __all__ += model.__all__

@@ -2,6 +2,7 @@
 
 import asyncio
 import collections
+import errno
 import logging
 import threading
 import time
@@ -123,7 +124,10 @@ class Channel(_native.Channel):
     # ---- the same for asyncio
 
     async def areceive(self) -> Any:
-        """receive() for asyncio, to be used by one task at a time; asyncio.wait_for() limits the time."""
+        """receive() for asyncio, for one task at a time; asyncio.wait_for() limits the time.
+
+        A task that is cancelled while it waits has taken nothing.
+        """
         while (message := self._taken()) is None:
             await self._readable()
             self.process()
@@ -141,6 +145,9 @@ class Channel(_native.Channel):
             raise StopAsyncIteration from None
 
     async def _readable(self) -> None:
+        if self._waiter is not None:
+            raise ChannelError("another task waits for this channel's messages; let it give them on",
+                               code=errno.EBUSY, name="EBUSY")
         loop = asyncio.get_running_loop()
         ready = loop.create_future()
         self._waiter = ready

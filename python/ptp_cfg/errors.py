@@ -3,7 +3,7 @@
 from typing import Any
 
 __all__ = ["Error", "FieldError", "FieldTypeError", "EncodeError", "DecodeError", "TextError", "JsonError", "XmlError",
-           "DomainError", "ChannelError", "RecordingError"]
+           "YamlError", "DomainError", "ChannelError", "RecordingError"]
 
 
 class Error(Exception):
@@ -70,6 +70,10 @@ class JsonError(TextError):
 
 class XmlError(TextError):
     """A text that is not the XML of a record."""
+
+
+class YamlError(TextError):
+    """A text that is not the YAML of a record."""
 
 
 class DomainError(Error, ValueError):

@@ -60,6 +60,7 @@ class Recording(_native.Recording):
 
     def __init__(self, path: str | os.PathLike[str], on_fault: Callable[[RecordingError], Any] | None = None) -> None:
         self._on_fault: Callable[[RecordingError], Any] = on_fault or self._log_fault
+        self._ahead: asyncio.Future[Entry | None] | None = None
         self._open(path)
 
     def __iter__(self) -> Self:
@@ -79,7 +80,10 @@ class Recording(_native.Recording):
         return self
 
     async def __anext__(self) -> Entry:
-        entry: Entry | None = await asyncio.to_thread(lambda: next(self, None))
+        if self._ahead is None or self._ahead.get_loop() is not asyncio.get_running_loop():
+            self._ahead = asyncio.ensure_future(asyncio.to_thread(lambda: next(self, None)))
+        entry = await asyncio.shield(self._ahead)  # what a cancelled task asked for is for the next
+        self._ahead = None
         if entry is None:
             raise StopAsyncIteration
         return entry

@@ -2,9 +2,10 @@
 
 import re
 from collections.abc import Iterator, Sequence
-from typing import Any, NamedTuple
+from typing import Any, NamedTuple, Self
 
 from . import _native
+from .errors import JsonError, YamlError
 
 Sequence.register(_native.Array)
 
@@ -32,6 +33,21 @@ class Record(_native.Record, metaclass=_native.RecordClass):
     def to_xml(self) -> str:
         """The record as XML, in one line. Values of enumerations that have no literal are written as numbers."""
         return _numbered(self, self._to_xml(), r"<(\w+) value out of range/>", "{number}")
+
+    def to_yaml(self, *, state_flags: bool = False, variants: bool = False, qualified: bool = False) -> str:
+        """The record as a document of YAML."""
+        return _native.yaml_of_json(self.to_json(state_flags=state_flags, variants=variants, qualified=qualified))
+
+    @classmethod
+    def from_yaml(cls, text: "str | _native.Buffer", **options: Any) -> Self:
+        """The record that a document of YAML holds; options are those of from_json()."""
+        json = _native.json_of_yaml(text)
+        try:
+            return cls.from_json(json, **options)
+        except JsonError as error:
+            line, column = _native.place_in_yaml(text, error.offset or 0)
+            raise YamlError(error.reason, code=error.code, name=error.name, path=error.path, line=line,
+                            column=column) from None
 
     def to_text(self) -> str:
         """The record as lines of NAME@TYPE:VALUE."""

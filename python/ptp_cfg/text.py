@@ -1,10 +1,10 @@
-"""Messages of whatever type from JSON and XML."""
+"""Messages of whatever type from JSON, YAML and XML."""
 
 import re
 from typing import Any
 
 from . import _native, model
-from .errors import JsonError, XmlError
+from .errors import JsonError, XmlError, YamlError
 
 _FIRST_ELEMENT = re.compile(r"\s*(?:<\?.*?\?>|<!--.*?-->|\s+)*<(?:ptp_cfg\b[^>]*>\s*(?:<!--.*?-->|\s+)*<)?([\w.-]+)", re.S)
 
@@ -15,6 +15,14 @@ def from_json(text: "str | _native.Buffer", **options: Any) -> Any:
     if made is None:
         raise JsonError("this names no message; begin with {\"ptp_clock_cfg\": or the like", code=22, name="VELA_EINVAL")
     return made.from_json(text, **options)
+
+
+def from_yaml(text: "str | _native.Buffer", **options: Any) -> Any:
+    """The message that a document of YAML holds, by the name of its one member; options are those of from_json()."""
+    made = _native.identify_json(_native.json_of_yaml(text))
+    if made is None:
+        raise YamlError("this names no message; begin with ptp_clock_cfg: or the like", code=22, name="VELA_EINVAL")
+    return made.from_yaml(text, **options)
 
 
 def from_xml(text: "str | _native.Buffer", **options: Any) -> Any:

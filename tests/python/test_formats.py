@@ -69,6 +69,7 @@ def test_any_record_survives_every_round_trip(name):
 
 def survives(made, record):
     others = [made.from_bytes(record.to_bytes()), made.from_json(record.to_json()), made.from_xml(record.to_xml()),
+              made.from_yaml(record.to_yaml()),
               made(**record.to_dict()), copy.copy(record), copy.deepcopy(record),
               pickle.loads(pickle.dumps(record))]
     for other in others:
@@ -134,6 +135,25 @@ def test_errors_of_json_name_line_and_field(text, line, path):
 def test_what_is_no_message_in_json_is_refused(text):
     with pytest.raises((ptp_cfg.JsonError, UnicodeEncodeError)):
         ptp_cfg.from_json(text)
+
+
+@pytest.mark.parametrize("text, place, path, reason", [
+    ("", (1, 1), "", "holds no record"), ("# a\n", (1, 1), "", "holds no record"),
+    ("- 1\n- 2\n", (1, 1), "", "holds more than one record"),
+    ("ptp_clock_cfg: 1\n---\nptp_clock_cfg: 1\n", (4, 1), "", "more than one document"),
+    ("a: 1\n", (None, None), "", "this names no message"),
+    ("ptp_clock_cfg:\n  ptp_clock:\n    clk_domian: 1\n", (3, 5), "ptp_clock_cfg/ptp_clock/clk_domian", "unknown member"),
+    ("ptp_clock_cfg:\n  ptp_clock: {modify: yes}\n", (2, 23), "ptp_clock_cfg/ptp_clock/modify", "true or false is wanted"),
+    ("ptp_clock_cfg: \"a\n", (2, 1), "", "a text in quotes does not end"),
+    ("a: &a 1\nb: *a\n", (2, 4), "", "aliases are not read"),
+    ("[" * 100 + "]" * 100, (1, 65), "", "nested more than 64 deep"), (b"\xff", (1, 1), "", "no UTF-8"),
+])
+def test_errors_of_yaml_name_line_and_field(text, place, path, reason):
+    with pytest.raises(ptp_cfg.YamlError, match=reason) as raised:
+        ptp_cfg.from_yaml(text)
+    assert (raised.value.line, raised.value.column, raised.value.path) == (*place, path)
+    with pytest.raises((TypeError, UnicodeEncodeError)):
+        ptp_cfg.from_yaml(3 if text else "\ud800")
 
 
 @pytest.mark.parametrize("text", [

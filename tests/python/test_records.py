@@ -198,7 +198,7 @@ def test_nothing_is_left_behind(clock):
         everything()
     gc.collect()
     before, references = resident(), sys.getrefcount(ptp_cfg.ptp_port)
-    for _ in range(1000):
+    for _ in range(8000):  # of a dozen operations each
         everything()
     gc.collect()
     assert resident() - before < 1 << 20

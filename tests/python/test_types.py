@@ -32,6 +32,11 @@ port.local_addr = ip_address("192.0.2.1")
 text: str = port.local_addr + port.port_name
 for stream in ptp_cfg.ptp_ipv4_streams_arr().streams:
     stream.addr = 3
+handlers = ptp_cfg.Dispatcher()
+@handlers.on(ptp_cfg.ptp_clock_cfg_message)
+def configure(taken: ptp_cfg.ptp_clock_cfg_message) -> int:
+    return taken.ptp_clock.default_data_set.clk_domain
+domain: int = configure(message)
 async def run() -> None:
     async for each in ptp_cfg.Channel.listen("inproc:a"):
         print(each)
@@ -49,6 +54,8 @@ BAD = {
     "clock.default_data_set = ptp_cfg.ptp_port()": "Incompatible types in assignment",
     "ptp_cfg.ptp_clock(clk_domian=3)": "Unexpected keyword argument",
     "ptp_cfg.ptp_clock_mode.NONE": "has no attribute",
+    "handlers.on(ptp_cfg.ptp_clock_cfg_message)(lambda taken: taken.ptp_port)": "has no attribute",
+    "handlers.on(3)": "has incompatible type",
 }
 
 
