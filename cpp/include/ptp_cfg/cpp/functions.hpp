@@ -40,56 +40,44 @@ inline void *decode_message(const u_int8 *luid, calls::take_call *take, vela_han
 #define PTP_CFG_CPP_CALL(type, name) type name __asm__(#name)
 
 /** What ptp::detail::functions says of a structure. */
-#define PTP_CFG_CPP_STRUCTURE(type)                                                                                   \
-    namespace ptp {                                                                                                   \
-    namespace calls {                                                                                                 \
-    PTP_CFG_CPP_CALL(create_call, type##_create);                                                                     \
-    PTP_CFG_CPP_CALL(destroy_call, type##_destroy);                                                                   \
-    PTP_CFG_CPP_CALL(set_call, type##_set);                                                                           \
-    PTP_CFG_CPP_CALL(clone_call, type##_clone_cr);                                                                    \
-    PTP_CFG_CPP_CALL(compare_call, type##_compare);                                                                   \
-    PTP_CFG_CPP_CALL(hash_call, type##_hash);                                                                         \
-    PTP_CFG_CPP_CALL(marshal_call, type##_marshal);                                                                   \
-    PTP_CFG_CPP_CALL(unmarshal_call, type##_unmarshal);                                                               \
-    }                                                                                                                 \
-    template <>                                                                                                       \
-    struct detail::functions<::type> {                                                                                \
-        static constexpr const char *name = #type;                                                                    \
-        static constexpr calls::create_call *create = calls::type##_create;                                           \
-        static constexpr calls::destroy_call *destroy = calls::type##_destroy;                                        \
-        static constexpr calls::clone_call *clone = calls::type##_clone_cr;                                           \
-        static constexpr calls::compare_call *compare = calls::type##_compare;                                        \
-        static constexpr calls::hash_call *hash = calls::type##_hash;                                                 \
-        static constexpr calls::marshal_call *marshal = calls::type##_marshal;                                        \
-        static void *decode(vela_handle *handle, const u_int8 *bytes, u_int32 length, u_int32 *used, u_int32 *err) {  \
-            return decode_structure(calls::type##_create, calls::type##_unmarshal, handle, bytes, length, used, err); \
-        }                                                                                                             \
-    };                                                                                                                \
+#define PTP_CFG_CPP_STRUCTURE(type)                                                                                  \
+    namespace ptp {                                                                                                  \
+    namespace calls {                                                                                                \
+    PTP_CFG_CPP_CALL(set_call, type##_set);                                                                          \
+    }                                                                                                                \
+    template <>                                                                                                      \
+    struct detail::functions<::type> {                                                                               \
+        static constexpr const char *name = #type;                                                                   \
+        static calls::create_call create __asm__(#type "_create");                                                   \
+        static calls::destroy_call destroy __asm__(#type "_destroy");                                                \
+        static calls::clone_call clone __asm__(#type "_clone_cr");                                                   \
+        static calls::compare_call compare __asm__(#type "_compare");                                                \
+        static calls::hash_call hash __asm__(#type "_hash");                                                         \
+        static calls::marshal_call marshal __asm__(#type "_marshal");                                                \
+        static calls::unmarshal_call unmarshal __asm__(#type "_unmarshal");                                          \
+        static void *decode(vela_handle *handle, const u_int8 *bytes, u_int32 length, u_int32 *used, u_int32 *err) { \
+            return decode_structure(create, unmarshal, handle, bytes, length, used, err);                            \
+        }                                                                                                            \
+    };                                                                                                               \
     }
 
 /** The same of a message, by its names with and without "_message". */
-#define PTP_CFG_CPP_MESSAGE(type, message)                                                                             \
-    VELA_BEGIN_C                                                                                                       \
-    VELA_API extern const u_int8 message_##message##_luid[16];                                                         \
-    VELA_END_C                                                                                                         \
-    namespace ptp {                                                                                                    \
-    namespace calls {                                                                                                  \
-    PTP_CFG_CPP_CALL(create_call, type##_create);                                                                      \
-    PTP_CFG_CPP_CALL(destroy_call, type##_destroy);                                                                    \
-    PTP_CFG_CPP_CALL(marshal_call, type##_marshal);                                                                    \
-    PTP_CFG_CPP_CALL(take_call, type##_unmarshal_only);                                                                \
-    }                                                                                                                  \
-    template <>                                                                                                        \
-    struct detail::functions<::type> {                                                                                 \
-        static constexpr const char *name = #type;                                                                     \
-        static constexpr calls::create_call *create = calls::type##_create;                                            \
-        static constexpr calls::destroy_call *destroy = calls::type##_destroy;                                         \
-        static constexpr calls::marshal_call *marshal = calls::type##_marshal;                                         \
-        static void *decode(vela_handle *handle, const u_int8 *bytes, u_int32 length, u_int32 *used, u_int32 *err) {   \
-            return decode_message(message_##message##_luid, calls::type##_unmarshal_only, handle, bytes, length, used, \
-                                  err);                                                                                \
-        }                                                                                                              \
-    };                                                                                                                 \
+#define PTP_CFG_CPP_MESSAGE(type, message)                                                                           \
+    VELA_BEGIN_C                                                                                                     \
+    VELA_API extern const u_int8 message_##message##_luid[16];                                                       \
+    VELA_END_C                                                                                                       \
+    namespace ptp {                                                                                                  \
+    template <>                                                                                                      \
+    struct detail::functions<::type> {                                                                               \
+        static constexpr const char *name = #type;                                                                   \
+        static calls::create_call create __asm__(#type "_create");                                                   \
+        static calls::destroy_call destroy __asm__(#type "_destroy");                                                \
+        static calls::marshal_call marshal __asm__(#type "_marshal");                                                \
+        static calls::take_call take __asm__(#type "_unmarshal_only");                                               \
+        static void *decode(vela_handle *handle, const u_int8 *bytes, u_int32 length, u_int32 *used, u_int32 *err) { \
+            return decode_message(message_##message##_luid, take, handle, bytes, length, used, err);                 \
+        }                                                                                                            \
+    };                                                                                                               \
     }
 
 #endif

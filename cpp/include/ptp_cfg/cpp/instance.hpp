@@ -16,26 +16,26 @@ namespace ptp {
 /** Functions of C as the classes call them: instances are pointers to nothing in particular, which spares headers. */
 namespace calls {
 
-using create_call = void *(vela_handle *, u_int32);
-using destroy_call = void(vela_handle *, u_int32, void *);
-using clone_call = void *(vela_handle *, const void *);
-using compare_call = int32(const void *, const void *);
-using hash_call = u_int32(const void *, u_int32);
-using marshal_call = u_int32(vela_handle *, u_int32, u_int8 *, const void *, u_int32, u_int32 *);
-using unmarshal_call = u_int32(vela_handle *, u_int32, const u_int8 *, void *, int32, u_int32, u_int32 *);
-using take_call = u_int32(vela_handle *, u_int32, void **, const u_int8 *, u_int32, u_int32 *);
-using get_call = void *(vela_handle *, u_int32, const void *, u_int32 *);
-using give_call = void(vela_handle *, u_int32, void *, void *, u_int32 *);
-using set_call = void(vela_handle *, u_int32, void *, const void *, u_int32 *);
-using set_element_call = void(vela_handle *, u_int32, void *, u_int32, const void *, u_int32 *);
-using set_text_call = void(vela_handle *, u_int32, void *, const char *, u_int32, u_int32 *);
-using set_bytes_call = void(vela_handle *, u_int32, void *, const void *, int32, u_int32 *);
+using create_call = void *(vela_handle *, u_int32) noexcept;
+using destroy_call = void(vela_handle *, u_int32, void *) noexcept;
+using clone_call = void *(vela_handle *, const void *) noexcept;
+using compare_call = int32(const void *, const void *) noexcept;
+using hash_call = u_int32(const void *, u_int32) noexcept;
+using marshal_call = u_int32(vela_handle *, u_int32, u_int8 *, const void *, u_int32, u_int32 *) noexcept;
+using unmarshal_call = u_int32(vela_handle *, u_int32, const u_int8 *, void *, int32, u_int32, u_int32 *) noexcept;
+using take_call = u_int32(vela_handle *, u_int32, void **, const u_int8 *, u_int32, u_int32 *) noexcept;
+using get_call = void *(vela_handle *, u_int32, const void *, u_int32 *) noexcept;
+using give_call = void(vela_handle *, u_int32, void *, void *, u_int32 *) noexcept;
+using set_call = void(vela_handle *, u_int32, void *, const void *, u_int32 *) noexcept;
+using set_element_call = void(vela_handle *, u_int32, void *, u_int32, const void *, u_int32 *) noexcept;
+using set_text_call = void(vela_handle *, u_int32, void *, const char *, u_int32, u_int32 *) noexcept;
+using set_bytes_call = void(vela_handle *, u_int32, void *, const void *, int32, u_int32 *) noexcept;
 template <class T>
-using get_value_call = T(vela_handle *, u_int32, void *, u_int32 *);
+using get_value_call = T(vela_handle *, u_int32, void *, u_int32 *) noexcept;
 template <class T>
-using set_value_call = void(vela_handle *, u_int32, void *, T, u_int32 *);
+using set_value_call = void(vela_handle *, u_int32, void *, T, u_int32 *) noexcept;
 template <class T>
-using set_element_value_call = void(vela_handle *, u_int32, void *, u_int32, T, u_int32 *);
+using set_element_value_call = void(vela_handle *, u_int32, void *, u_int32, T, u_int32 *) noexcept;
 
 }  // namespace calls
 

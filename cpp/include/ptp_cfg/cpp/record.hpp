@@ -141,18 +141,43 @@ result<T> clone_of(const typename T::const_view &source) noexcept {
     return copy;
 }
 
-/** Writes the wire form into `room`, of which it answers what was written. */
-template <class T>
-result<span<u_int8>> encode(const T &value, span<u_int8> room) noexcept {
-    vela_handle *handle = value.c_handle();
-    u_int32 err = detail::left_behind(handle);
+namespace detail {
+
+/** The most bytes that a call is told of. */
+constexpr u_int32 longest = 0x7fffffff;
+
+/** What encode() does when a setter left an error, state is tracked, or the room is beyond what lengths can say. */
+__attribute__((noinline, cold)) inline result<span<u_int8>> encode_unusual(calls::marshal_call *marshal,
+                                                                           vela_handle *handle, const void *instance,
+                                                                           span<u_int8> room) noexcept {
+    u_int32 err = left_behind(handle);
     // A tracked encoding may take one byte beyond the room that it is told.
     const u_int32 spare = handle->sttr_record != nullptr && room.size() != 0 ? 1 : 0;
     const std::size_t bytes = room.size() - spare;
-    const u_int32 most = bytes > 0x7fffffff ? 0x7fffffff : static_cast<u_int32>(bytes);
-    const u_int32 length = detail::functions<typename T::c_type>::marshal(handle, handle->chained_mem_class,
-                                                                          room.data(), value.c_instance(), most, &err);
+    const u_int32 most = bytes > longest ? longest : static_cast<u_int32>(bytes);
+    const u_int32 length = marshal(handle, handle->chained_mem_class, room.data(), instance, most, &err);
     if (err != VELA_OK) {
+        return error{err, handle};
+    }
+    return room.first(length);
+}
+
+}  // namespace detail
+
+/** Writes the wire form into `room`, of which it answers what was written. */
+template <class T>
+PTP_CFG_CPP_INLINE result<span<u_int8>> encode(const T &value, span<u_int8> room) noexcept {
+    constexpr calls::marshal_call *marshal = detail::functions<typename T::c_type>::marshal;
+    vela_handle *handle = value.c_handle();
+    const bool is_unusual =
+        handle->chained_err != VELA_OK || handle->sttr_record != nullptr || room.size() > detail::longest;
+    if (__builtin_expect(is_unusual, 0)) {
+        return detail::encode_unusual(marshal, handle, value.c_instance(), room);
+    }
+    u_int32 err = VELA_OK;
+    const u_int32 length = marshal(handle, handle->chained_mem_class, room.data(), value.c_instance(),
+                                   static_cast<u_int32>(room.size()), &err);
+    if (__builtin_expect(err != VELA_OK, 0)) {
         return error{err, handle};
     }
     return room.first(length);
@@ -163,7 +188,7 @@ template <class T>
 result<T> decode(vela_handle *handle, span<const u_int8> bytes, u_int32 *consumed = nullptr) noexcept {
     using c_type = typename T::c_type;
     u_int32 err = detail::left_behind(handle);
-    const u_int32 most = bytes.size() > 0x7fffffff ? 0x7fffffff : static_cast<u_int32>(bytes.size());
+    const u_int32 most = bytes.size() > detail::longest ? detail::longest : static_cast<u_int32>(bytes.size());
     u_int32 length = 0;
     void *instance = nullptr;
     if (err == VELA_OK) {
