@@ -14,6 +14,13 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
+set(PTP_CFG_LIBRARY_TYPE SHARED)
+if(PTP_CFG_STATIC)
+    # What a program does not call is left out of it by the linker's --gc-sections.
+    set(PTP_CFG_LIBRARY_TYPE STATIC)
+    add_compile_options(-ffunction-sections -fdata-sections)
+endif()
+
 # Programs find the libraries in the build tree and in an install tree that was moved.
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")

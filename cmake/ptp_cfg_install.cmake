@@ -18,7 +18,7 @@ if(PTP_CFG_CPP)
 endif()
 
 install(TARGETS bitlog vela ptp_cfg EXPORT ptp_cfg LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-        INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
 install(EXPORT ptp_cfg NAMESPACE ptp_cfg:: FILE ptp_cfg_targets.cmake
         DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/ptp_cfg")
 if(PTP_CFG_TOOLS)
@@ -61,6 +61,22 @@ install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}"
         PATTERN run EXCLUDE PATTERN two_programs EXCLUDE PATTERN network.sh EXCLUDE)
 install(DIRECTORY "${PTP_CFG_REFERENCE_DIR}" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
+# What static libraries leave to the program that is linked with them.
+set(PTP_CFG_LIBS_PRIVATE)
+set(PTP_CFG_FIND_DEPENDENCIES)
+if(PTP_CFG_STATIC)
+    set(PTP_CFG_CXX_RUNTIME stdc++)
+    if("c++" IN_LIST CMAKE_CXX_IMPLICIT_LINK_LIBRARIES)
+        set(PTP_CFG_CXX_RUNTIME c++)
+    endif()
+    set(PTP_CFG_FIND_DEPENDENCIES "include(CMakeFindDependencyMacro)\nfind_dependency(BZip2)")
+    set(PTP_CFG_LIBS_PRIVATE "-Wl,--build-id")
+    if(PTP_CFG_XML)
+        string(APPEND PTP_CFG_FIND_DEPENDENCIES "\nfind_dependency(pugixml)")
+        string(APPEND PTP_CFG_LIBS_PRIVATE " -lpugixml")
+    endif()
+    string(APPEND PTP_CFG_LIBS_PRIVATE " -lelf -lbz2 -l${PTP_CFG_CXX_RUNTIME}")
+endif()
 configure_package_config_file("${PROJECT_SOURCE_DIR}/packaging/ptp_cfg-config.cmake.in"
                               "${PROJECT_BINARY_DIR}/packaging/ptp_cfg-config.cmake"
                               INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/ptp_cfg")

@@ -62,6 +62,8 @@ std::string parameter_table(const std::map<std::string, std::string> &texts);
 std::string documentation(const function &subject);
 /** The definition of a function that has a body. */
 std::string definition(const function &subject, const std::string &prefix = "extern \"C\" ");
+/** The text of a function inside the conditions of its family, if that has any. */
+std::string guarded(const generation &input, const function &subject, const std::string &text);
 /** The statements of a body, one after the other. */
 std::string indented(const std::string &body, std::size_t indent);
 /** The prototype without storage class and semicolon. */

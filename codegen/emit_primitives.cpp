@@ -113,7 +113,7 @@ void emit_definitions(const generation &input, output_set &files) {
                 c_string(capitalized(type.doc)) + ")";
         for (const function *row : functions_of(input, type.name)) {
             inlined += row->family == inline_family ? definition(*row, "VELA_INLINE ") : "";
-            exported += definition(*row, "extern \"C\" ");
+            exported += guarded(input, *row, definition(*row, "extern \"C\" "));
         }
     }
     const std::string includes = join({headers.begin(), headers.end()}, "");

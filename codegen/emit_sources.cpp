@@ -36,13 +36,20 @@ std::string definition(const function &subject, const std::string &prefix) {
     return text + "\n" + indented(subject.body, 4) + "}\n\n";
 }
 
+std::string guarded(const generation &input, const function &subject, const std::string &text) {
+    const auto row = std::find_if(input.templates.families.begin(), input.templates.families.end(),
+                                  [&](const family &each) { return each.name == subject.family; });
+    const bool is_optional = row != input.templates.families.end() && !row->without.empty();
+    return is_optional ? "#ifndef " + row->without + "\n" + text + "#endif\n\n" : text;
+}
+
 namespace {
 
 std::string definitions(const generation &input, const std::string &type_name) {
     std::string text;
     for (const function *row : functions_of(input, type_name)) {
         if (!row->body.empty()) {
-            text += definition(*row);
+            text += guarded(input, *row, definition(*row));
         }
     }
     return text;

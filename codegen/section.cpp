@@ -22,7 +22,10 @@ std::string section_source(const std::string &purpose, const std::string &sectio
         }
         text += "\\n\"\n";
     }
-    return text + "    \".popsection\\n\");\n";
+    // Nothing refers to a section; to this the module does, so that static linking takes it in.
+    const std::string name = section.substr(1);
+    return text + "    \".popsection\\n\");\n\nnamespace ptp_cfg {\n\nextern const char section_" + name +
+           ";\nconst char section_" + name + " = 0;\n\n}  // namespace ptp_cfg\n";
 }
 
 }  // namespace codegen

@@ -2,7 +2,7 @@
 //
 // A template file has a `family`, an optional `order` (files without one come last, by name), an optional `title` and
 // `note` (what holds for the whole family), an optional `header` (with its algorithms, where operations/operations.h does
-// not have them), optional [parameters] (texts by parameter name; those of a file without operations hold for all files)
+// not have them), an optional `without` (the macro under which a build leaves the functions out), optional [parameters] (texts by parameter name; those of a file without operations hold for all files)
 // and [[operation]] tables with the keys of `operation` below. Headers say notes and [parameters] once, at their top. An
 // operation is expanded once for each thing that one of its selectors names:
 //
@@ -68,7 +68,8 @@ struct family {
     std::string name;
     std::string title;  // empty: headers do not speak of it
     std::string note;
-    std::string header;  // with what the bodies call, where operations/operations.h does not have it
+    std::string header;   // with what the bodies call, where operations/operations.h does not have it
+    std::string without;  // macro of builds that leave the functions out; empty: all have them
     std::map<std::string, std::string> parameter_docs;  // by parameter name
 };
 

@@ -118,6 +118,7 @@ void load_file(const template_file &file, template_set &set, diagnostics &errors
                                 reader.optional_text("title"),
                                 reader.optional_text("note"),
                                 reader.optional_text("header"),
+                                reader.optional_text("without"),
                                 {defaults.begin(), defaults.end()}});
         for (const toml::table *table : reader.tables("operation", true)) {
             set.operations.push_back(load_operation(*table, file.path, name, errors));

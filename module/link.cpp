@@ -8,8 +8,21 @@ extern vela_module this_module;
 vela_module this_module = {"ptp_cfg", type_table, nullptr, nullptr};
 static bool linked_once = false;
 
+// Sections that are not loaded, for who reads the file. Nothing else refers to their objects, so that without this a
+// program with a static library would have none of them.
+#define SECTIONS(APPLY) \
+    APPLY(zenta)        \
+    APPLY(vela_ptp_cfg_texts) APPLY(vela_ptp_cfg_levels) APPLY(vela_ptp_cfg_arguments) APPLY(vela_ptp_cfg_subjects)
+#define DECLARE(name) extern const char section_##name;
+SECTIONS(DECLARE)
+static void keep_sections() {
+#define KEEP(name) asm volatile("" : : "r"(&section_##name));
+    SECTIONS(KEEP)
+}
+
 /** Links the module at the end of the runtime's tail queue. Runs at load; again, it does nothing. */
 __attribute__((constructor)) static void link_module() {
+    keep_sections();
     if (linked_once) {
         return;
     }

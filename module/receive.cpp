@@ -5,13 +5,23 @@
 #include "operations/core/errors.h"
 #include "vela_bundle.h"
 
+using namespace ptp_cfg;
+
+#ifdef PTP_CFG_EXPORTED_RUNTIME
 // A product's own runtime may have bundles of another form, or none.
 #pragma weak vela_bundle_read
 #pragma weak vela_bundle_next
-
-using namespace ptp_cfg;
+#endif
 
 namespace {
+
+bool reads_bundles() {
+#ifdef PTP_CFG_EXPORTED_RUNTIME
+    return vela_bundle_read != nullptr && vela_bundle_next != nullptr;
+#else
+    return true;  // a weak reference would leave these functions in a static library
+#endif
+}
 
 /** Finds the message that bytes hold, and tells the caller; nullptr with an error of the operation. */
 const ptp_cfg_type *identify(const char *operation, vela_handle *handle, const ptp_cfg_type **type, const u_int8 *bytes,
@@ -118,7 +128,7 @@ u_int32 ptp_cfg_dispatch_bundle(vela_handle *handle, u_int32 mem_class, ptp_cfg_
     bundle_delivery delivery{handle, mem_class, receiver, context};
     if (*err == 0) {
         clear_last_error(handle);
-        if (vela_bundle_read == nullptr || vela_bundle_next == nullptr) {
+        if (!reads_bundles()) {
             delivery.note({VELA_ENOSYS, 0, 0, nullptr, "the runtime does not read bundles"});
         } else {
             u_int32 unreadable = 0;

@@ -77,6 +77,7 @@ inline constexpr ptp_cfg_operations structure_operations = {
         [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
             return structure_print(D, handle, mem_class, buffer, printed_indent, D.name, instance, room, err);
         },
+#ifndef PTP_CFG_WITHOUT_XML
     .to_xml =
         [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
             return structure_to_xml(D, handle, mem_class, D.name, buffer, instance, room, 0, err);
@@ -87,6 +88,11 @@ inline constexpr ptp_cfg_operations structure_operations = {
             structure_from_xml(D, handle, mem_class, path, {document, error_text, error_room}, instance, err);
         },
     .from_document = nullptr,
+#else
+    .to_xml = nullptr,
+    .from_xml = nullptr,
+    .from_document = nullptr,
+#endif
     .unmarshal_only = nullptr,
     .receive = nullptr,
     .create_shallow = nullptr,
@@ -117,6 +123,7 @@ inline constexpr ptp_cfg_operations enumeration_operations = {
         [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
             return enumeration_print(E, handle, mem_class, buffer, printed_indent, E.name, instance, room, err);
         },
+#ifndef PTP_CFG_WITHOUT_XML
     .to_xml =
         [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room, u_int32 *err) {
             return enumeration_to_xml(E, handle, mem_class, E.name, buffer, instance, room, err);
@@ -127,6 +134,11 @@ inline constexpr ptp_cfg_operations enumeration_operations = {
             enumeration_from_xml(E, handle, path, {document, error_text, error_room}, instance, err);
         },
     .from_document = nullptr,
+#else
+    .to_xml = nullptr,
+    .from_xml = nullptr,
+    .from_document = nullptr,
+#endif
     .unmarshal_only = nullptr,
     .receive = nullptr,
     .create_shallow = nullptr,
@@ -158,6 +170,7 @@ inline constexpr ptp_cfg_operations message_operations = {
     .copy = nullptr,
     .print = [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room,
                 u_int32 *err) { return message_print(M, handle, mem_class, buffer, instance, room, err); },
+#ifndef PTP_CFG_WITHOUT_XML
     .to_xml = [](vela_handle *handle, u_int32 mem_class, char *buffer, const void *instance, u_int32 room,
                  u_int32 *err) { return message_to_xml(M, handle, mem_class, buffer, instance, room, err); },
     .from_xml = nullptr,
@@ -166,6 +179,11 @@ inline constexpr ptp_cfg_operations message_operations = {
            u_int32 error_room) {
             return message_from_xml(M, payload_wire_of<M>, handle, mem_class, {document, error_text, error_room}, err);
         },
+#else
+    .to_xml = nullptr,
+    .from_xml = nullptr,
+    .from_document = nullptr,
+#endif
     .unmarshal_only =
         [](vela_handle *handle, u_int32 mem_class, void **message, const u_int8 *buffer, u_int32 length, u_int32 *err) {
             return message_unmarshal_only(M, payload_wire_of<M>, handle, mem_class, message, buffer, length, err);

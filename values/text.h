@@ -21,6 +21,11 @@ inline bool is_given(vela_handle *handle, const void *value, u_int32 *err) {
     return value != nullptr;
 }
 
+/** The same of two arguments. */
+inline bool are_given(vela_handle *handle, const void *a, const void *b, u_int32 *err) {
+    return is_given(handle, a, err) && is_given(handle, b, err);
+}
+
 template <typename Value>
 u_int32 print(vela_handle *handle, char *buffer, u_int32 indent, const char *label, const char *type_name,
               const typename Value::type *value, u_int32 room, u_int32 *err) {

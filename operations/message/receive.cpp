@@ -11,6 +11,15 @@ namespace ptp_cfg {
 
 namespace {
 
+#ifdef PTP_CFG_WITHOUT_XML
+/** A record is XML: without that each message is counted as one that could not be recorded. */
+void record(const message_descriptor &type, vela_handle *, u_int32, const void *) {
+    emit(type.trace, trace::message::record_failed, u_int32{VELA_ENOSYS});
+    if (velalib_msg_recorder_skip != nullptr) {
+        velalib_msg_recorder_skip(type.luid, type.name, VELA_ENOSYS);
+    }
+}
+#else
 constexpr u_int32 record_size = 4096;
 
 /** Renders a message as one record; returns the characters. */
@@ -62,6 +71,7 @@ void record(const message_descriptor &type, vela_handle *handle, u_int32 mem_cla
         velalib_msg_recorder_skip(type.luid, type.name, lost);
     }
 }
+#endif
 
 /** Stores a message where the caller asked for it, if it did. */
 void hand_out(void *out, void *message) {

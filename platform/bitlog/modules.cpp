@@ -18,15 +18,16 @@ namespace {
 // An entry is complete before it is counted, and its names never change. Texts stay once they were found: the
 // descriptor of a module that was unloaded leads nowhere any more, its messages are still to be printed.
 struct module_entry {
-    char name[name_room];
-    char section[name_room];
-    std::atomic<const bitlog_descriptor *> descriptor;
-    std::atomic<const text_index *> texts;
-    std::atomic<bool> texts_tried;
+    char name[name_room] = {};
+    char section[name_room] = {};
+    std::atomic<const bitlog_descriptor *> descriptor = nullptr;
+    std::atomic<const text_index *> texts = nullptr;
+    std::atomic<bool> texts_tried = false;
 };
 
-module_entry modules[most_modules];
-std::atomic<uint16_t> module_count;
+// Modules register before constructors of this program part have run, where all are linked into one.
+constinit module_entry modules[most_modules] = {};
+constinit std::atomic<uint16_t> module_count = 0;
 pthread_mutex_t modules_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 module_entry *entry_of(uint16_t module_id) {

@@ -59,7 +59,7 @@ typedef struct ptp_cfg_literal {
 
 /**
  * The operations of a type under one signature; see the typed functions of the same name for what they do.
- * Operations that a kind does not have are NULL.
+ * Operations that a kind does not have are NULL; so are to_xml, from_xml and from_document in a library without XML.
  */
 typedef struct ptp_cfg_operations {
     size_t size;

@@ -196,6 +196,9 @@ template <class T>
 result<std::string> to_xml(const T &value) {
     vela_handle *handle = value.c_handle();
     const auto call = detail::operations_of(type_of<T>()).to_xml;
+    if (call == nullptr) {  // a library without XML
+        return error{VELA_ENOSYS, nullptr};
+    }
     return detail::written(handle, [&](char *buffer, u_int32 room, u_int32 *err) {
         return call(handle, handle->chained_mem_class, buffer, value.c_instance(), room, err);
     });

@@ -217,8 +217,8 @@ VELA_API void velalib_msg_recorder_set(u_int32 state, FILE *stream);
 typedef struct velalib_msg_recorder_skipped {
     u_int8 luid[16]; /**< identity of the message type */
     char name[76];   /**< its name, for example "ptp_clock_cfg" */
-    /** Why the last of them was skipped: VELA_EMSGSIZE it is too long, VELA_ENOENT there was no stream, or the errno
-     *  of a failed write. */
+    /** Why the last of them was skipped: VELA_EMSGSIZE it is too long, VELA_ENOENT there was no stream, VELA_ENOSYS the
+     *  library was built without XML, or the errno of a failed write. */
     u_int32 last_error;
     u_int64 count;
 } velalib_msg_recorder_skipped;

@@ -15,7 +15,7 @@
  *                     number, \\ a backslash; no other backslash may occur. The length's own element is not read
  *
  * Blanks around a value count in a var_string only. An attribute state="N" is a state flag, which is written and not
- * read by this library's calls.
+ * read by this library's calls. A library that was built without XML has no function that writes or reads it.
  *
  * A document must be well-formed XML 1.0 in UTF-8, without a document type and with elements nested at most 64 deep;
  * any other is refused as a whole. One form is taken that is not well-formed: <NAME value out of range/>, by which an
