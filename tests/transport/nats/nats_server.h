@@ -14,6 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include "velalib/types.h"
+
 namespace test {
 
 using namespace std::chrono_literals;
