@@ -96,8 +96,9 @@ std::string no_field_text(const std::vector<field_node> &nodes, const std::strin
     std::vector<std::string> names;
     for (const field_node &node : nodes) {
         names.push_back(last_step(node.path));
-        const ptp_cfg_field_description owner =
-            node.value->is_string() && type != nullptr ? field_at(type, node.path) : ptp_cfg_field_description{};
+        const ptp_cfg_field_description owner = node.value != nullptr && node.value->is_string() && type != nullptr
+                                                    ? field_at(type, node.path)
+                                                    : ptp_cfg_field_description{};
         if (owner.kind == PTP_CFG_FIELD_STRUCTURE && fields_of(owner.type).front().name == wanted) {
             return "there is no field " + base::printable(field) + "; " + last_step(node.path) +
                    " is one value, as in " + plain_text(*node.value);
