@@ -115,7 +115,14 @@ ReadFile read_checked(const std::string &path) {
     return read;
 }
 
-/** Enters a message of the file; false for one that is not kept in this release. */
+/** Whether all values are such that they can be set: of what is not, no copy can be made later. */
+bool is_sound(const SharedHandle &handle, const Record &record) {
+    const Record copy(handle, record.type());
+    return copy_payload({record.type(), record.handle(), record.message()},
+                        {copy.type(), copy.handle(), copy.message()}, Copied::All);
+}
+
+/** Enters a message of the file; false for one that is not kept in this release, or is none. */
 bool restore(Intent &intent, const vela_bundle_item &item) {
     u_int32 err = item.err;
     const ptp_cfg_type *type = nullptr;
@@ -125,6 +132,9 @@ bool restore(Intent &intent, const vela_bundle_item &item) {
         return false;
     }
     Record record(intent.handle(), type, message);
+    if (!is_sound(intent.handle(), record)) {
+        return false;
+    }
     for (const ObjectClass &of : object_classes()) {
         if (of.message == record.name()) {
             const ObjectKey key = key_of(of.kind, of.keys, record);

@@ -88,12 +88,25 @@ bool json_reader::ends() {
 
 // ---- structures -----------------------------------------------------------------------------------------------------
 
+/** -1 to -128, as what stands for no instance has, and what a peer may have sent. */
+static bool read_negative(std::string_view word, int8 *variant) {
+    int number = 0;
+    for (const char digit : word.substr(1)) {
+        if (digit < '0' || digit > '9' || number > 12 || (number == 0 && digit == '0')) {
+            return false;
+        }
+        number = 10 * number + digit - '0';
+    }
+    *variant = static_cast<int8>(-number);
+    return number > 0 && number <= 128;
+}
+
 bool json_reader::variant(int8 latest, int8 *variant) {
     u_int64 number = 0;
-    if (scanner_.next() == '-') {  // of what stands for no instance
+    if (scanner_.next() == '-') {
         const size_t at = here();
-        *variant = -1;
-        return scanner_.take_word() == "-1" || fault(at, VELA_EINVAL, "a variant from 0 to %d is wanted", latest);
+        return read_negative(scanner_.take_word(), variant) ||
+               fault(at, VELA_EINVAL, "a variant from 0 to %d is wanted", latest);
     }
     if (!small_number("a variant", static_cast<u_int64>(latest), &number)) {
         return false;

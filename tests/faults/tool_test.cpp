@@ -20,17 +20,12 @@ class ToolFaults : public shell_test {
     void SetUp() override {
         shell_test::SetUp();
         sh("cp $CLOCKS/g8275_1_boundary_clock.xml clock.xml; ptpcfg encode clock.xml -o clock.bin;"
-           "ptpcfg convert clock.bin -o clock.yaml; mkdir ../kept; cp * ../kept; echo old > old.bin; cp old.bin "
-           "../kept");
-    }
-    void TearDown() override {
-        sh("rm -rf ../kept");
-        shell_test::TearDown();
+           "ptpcfg convert clock.bin -o clock.yaml; echo old > old.bin; mkdir .kept; cp * .kept");
     }
 
     /** Runs the command after everything is as in the beginning, with a call that fails. */
     outcome run(const command &of, unsigned number, unsigned way) {
-        return sh("rm -rf *; cp ../kept/* .; rm -f .failed; LD_PRELOAD=" FAILING_CALLS
+        return sh("rm -rf *; cp .kept/* .; rm -f .failed; LD_PRELOAD=" FAILING_CALLS
                   " PTP_CFG_FAILED_CALL=.failed "
                   "PTP_CFG_FAIL_CALL=" +
                   std::to_string(number) + ":" + std::to_string(way) + " ptpcfg " + of.words);
@@ -48,7 +43,7 @@ TEST_F(ToolFaults, EndInWorkThatIsDoneOrInAnErrorWithTheFileAsItWas) {
     };
     for (const command &each : commands) {
         run(each, 0, 0);
-        const std::string before = sh("cat ../kept/" + std::string(each.file) + " 2>/dev/null").out;
+        const std::string before = sh("cat .kept/" + std::string(each.file) + " 2>/dev/null").out;
         const outcome without = run(each, 0, 0);
         ASSERT_EQ(without.status, 0) << without.err;
         const std::string wanted = result(each, without);
