@@ -54,7 +54,7 @@ void write_counts(const char *path) {
 // ---- types -----------------------------------------------------------------------------------------------------------
 
 const ptp_cfg_type_description &describe(const ptp_cfg_type *type) {
-    static std::map<const ptp_cfg_type *, ptp_cfg_type_description> known;
+    static auto &known = *new std::map<const ptp_cfg_type *, ptp_cfg_type_description>;  // also for what ends last
     const auto [entry, is_new] = known.try_emplace(type);
     if (is_new) {
         entry->second.size = sizeof entry->second;
