@@ -55,7 +55,7 @@ TEST_F(validate, tells_the_faults_of_all_files_whatever_their_formats) {
     const outcome result = sh("ptpcfg validate a.xml $CLOCKS/modify_priority.xml b.json none.bin");
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.out, "");
-    for (const char *begin : {"ptpcfg: a.xml:1:1: ", "\nptpcfg: b.json:1:", "\nptpcfg: none.bin: cannot open"}) {
+    for (const char *begin : {"ptpcfg: a.xml:1:2: ", "\nptpcfg: b.json:1:", "\nptpcfg: none.bin: cannot open"}) {
         EXPECT_THAT(result.err, HasSubstr(begin));
     }
     ASSERT_EQ(sh("ptpcfg convert wrong.xml -o wrong.yaml").status, 0);

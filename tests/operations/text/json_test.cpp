@@ -284,8 +284,8 @@ TEST_F(Json, FaultsHaveTheirPlaceTheirPathAndWhatToDo) {
         EXPECT_EQ(fault_of(row.type, row.text), row.told);
     }
     EXPECT_STREQ(why,
-                 "line 1, column 34: ptp_clock_cfg: not well-formed: '}' is wanted behind the only member of a "
-                 "message");
+                 "line 1, column 35: ptp_clock_cfg: a message has one member; begin another message for what stands "
+                 "here");
     EXPECT_EQ(fault_of("ptp_clock_quality", "{\"clock_class\":1}", PTP_CFG_JSON_ALL_FIELDS),
               "1:1: : \"offset_scaled_log_var\" is missing; add it");
     EXPECT_EQ(fault_of("ptp_clock_quality", "{\"clock_class\":1,\"$variant\":0}", PTP_CFG_JSON_VARIANTS),
