@@ -143,4 +143,30 @@ TEST(Messages, StayWithinABundleThatIsTooSmallForTheirStateFlags) {
     type.operations->destroy(handle.get(), 1, message);
 }
 
+TEST(MessageRole, IsKnownOfEveryMessageByItsBytes) {
+    std::map<vela_message_role, u_int32> count;
+    for (u_int32 index = 0; index < ptp_cfg_type_count(); ++index) {
+        const ptp_cfg_type_description type = describe(ptp_cfg_type_at(index));
+        test::bytes message = test::make_message(0, 0);
+        std::memcpy(message.data() + VELA_WIRE_MESSAGE_HEADER, type.luid, VELA_WIRE_LUID);
+        const char *name = "";
+        const vela_message_role role = ptp_cfg_message_describe(message.data(), VELA_BUNDLE_LEAST_MESSAGE, &name);
+        if (type.kind != PTP_CFG_MESSAGE) {
+            EXPECT_EQ(role, VELA_MESSAGE_UNKNOWN) << type.name;
+            EXPECT_EQ(name, nullptr) << type.name;
+            continue;
+        }
+        EXPECT_STREQ(name, type.short_name);
+        const std::string text = type.short_name;
+        EXPECT_TRUE(!text.ends_with("_cmd") || role == VELA_MESSAGE_COMMAND) << text;
+        EXPECT_TRUE(!text.ends_with("_event") || role == VELA_MESSAGE_EVENT) << text;
+        EXPECT_TRUE(text.find("_state_msg") == text.npos || role == VELA_MESSAGE_REPORT) << text;
+        EXPECT_EQ(ptp_cfg_message_describe(message.data(), VELA_BUNDLE_LEAST_MESSAGE - 1, &name), VELA_MESSAGE_UNKNOWN);
+        ++count[role];
+    }
+    EXPECT_EQ(count[VELA_MESSAGE_UNKNOWN], 0u);
+    EXPECT_GT(count[VELA_MESSAGE_COMMAND], 0u);
+    EXPECT_GT(count[VELA_MESSAGE_REPORT], 0u);
+}
+
 }  // namespace

@@ -1,7 +1,14 @@
 // Connects, and says so; the client itself connects again.
 #include "connection.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <string.h>
+#include <sys/socket.h>
+
 #include <chrono>
+#include <memory>
 #include <vector>
 
 namespace vela::nats {
@@ -17,9 +24,7 @@ constexpr std::chrono::milliseconds longest_wait(1000);
 // False with what went wrong with which setting.
 bool took(natsStatus status, const std::string &setting, failure &why) {
     if (status != NATS_OK) {
-        const char *detail = nats_GetLastError(nullptr);
-        why = {VELA_EINVAL,
-               setting + ": " + (detail != nullptr && detail[0] != '\0' ? detail : natsStatus_GetText(status))};
+        why = {VELA_EINVAL, setting + ": " + reason_of(status)};
     }
     return status == NATS_OK;
 }
@@ -32,6 +37,27 @@ std::vector<std::string> split(const std::string &text) {
         at = comma + 1;
     }
     return parts;
+}
+
+in_port_t port_of(const sockaddr_storage &address) {
+    return address.ss_family == AF_INET6 ? reinterpret_cast<const sockaddr_in6 &>(address).sin6_port
+                                         : reinterpret_cast<const sockaddr_in &>(address).sin_port;
+}
+
+// The client's sockets would outlive the exec of a program that this one starts: marks those that lead to a port.
+void keep_from_children(const char *url) {
+    const char *colon = strrchr(url, ':');
+    const in_port_t port = htons(static_cast<in_port_t>(colon != nullptr ? atoi(colon + 1) : 0));
+    const std::unique_ptr<DIR, int (*)(DIR *)> open(opendir("/proc/self/fd"), closedir);
+    for (const dirent *each = open ? readdir(open.get()) : nullptr; each != nullptr; each = readdir(open.get())) {
+        const int file = atoi(each->d_name);
+        sockaddr_storage peer = {};
+        socklen_t size = sizeof peer;
+        if (file > 2 && getpeername(file, reinterpret_cast<sockaddr *>(&peer), &size) == 0 &&
+            (peer.ss_family == AF_INET || peer.ss_family == AF_INET6) && port_of(peer) == port) {
+            fcntl(file, F_SETFD, FD_CLOEXEC);
+        }
+    }
 }
 
 u_int32 code_of(natsStatus status) {
@@ -48,11 +74,12 @@ u_int32 code_of(natsStatus status) {
 
 }  // namespace
 
-connection::~connection() {
+void connection::end() {
     // Its callbacks may run until the last of them, which says that it is closed.
     if (connection_) {
         natsConnection_Close(connection_.get());
         closed_.get_future().wait();
+        connection_.reset();
     }
 }
 
@@ -99,8 +126,7 @@ bool connection::prepare(natsOptions *options, failure &why) {
     natsOptions_SetDisconnectedCB(options, on_disconnected, this);
     natsOptions_SetReconnectedCB(options, on_reconnected, this);
     natsOptions_SetErrorHandler(options, on_error, this);
-    natsOptions_SetClosedCB(
-        options, [](natsConnection *, void *self) { static_cast<connection *>(self)->closed_.set_value(); }, this);
+    natsOptions_SetClosedCB(options, on_closed, this);
     return took(natsOptions_SetServers(options, names.data(), static_cast<int>(names.size())), "servers", why) &&
            prepare_identity(options, why) && prepare_tls(options, why);
 }
@@ -112,13 +138,12 @@ bool connection::try_to_open(failure &why) {
     if (!options || !prepare(options.get(), why)) {
         return false;
     }
+    closed_ = std::promise<void>();
     natsConnection *opened = nullptr;
     const natsStatus status = natsConnection_Connect(&opened, options.get());
     connection_.reset(opened);
     if (status != NATS_OK) {
-        const char *detail = nats_GetLastError(nullptr);
-        why = {code_of(status), "no connection to " + settings_.place + ": " +
-                                    (detail != nullptr && detail[0] != '\0' ? detail : natsStatus_GetText(status))};
+        why = {code_of(status), "no connection to " + settings_.place + ": " + reason_of(status)};
     }
     return status == NATS_OK;
 }
@@ -146,7 +171,9 @@ bool connection::open() {
 void connection::note_up(natsConnection *of, const char *how) {
     char url[256] = "";
     natsConnection_GetConnectedUrl(of, url, sizeof url);
+    keep_from_children(url);
     is_up_ = true;
+    is_closed_ = false;
     ++count_;
     board_.tell({VELA_CHANNEL_CONNECTED, 0, 0, how + std::string(url)});
     board_.changed.notify_all();
@@ -162,6 +189,14 @@ void connection::on_disconnected(natsConnection *, void *self) {
     }
 }
 
+void connection::on_closed(natsConnection *, void *self) {
+    connection &of = *static_cast<connection *>(self);
+    const std::lock_guard lock(of.board_.mutex);
+    of.is_closed_ = true;
+    of.board_.changed.notify_all();
+    of.closed_.set_value();
+}
+
 void connection::on_reconnected(natsConnection *of, void *self) {
     connection &mine = *static_cast<connection *>(self);
     const std::lock_guard lock(mine.board_.mutex);
@@ -171,8 +206,7 @@ void connection::on_reconnected(natsConnection *of, void *self) {
 // What a server says that no call asked for: rights that are missing, mostly.
 void connection::on_error(natsConnection *, natsSubscription *, natsStatus status, void *self) {
     connection &of = *static_cast<connection *>(self);
-    const char *detail = nats_GetLastError(nullptr);
-    const std::string text = detail != nullptr && detail[0] != '\0' ? detail : natsStatus_GetText(status);
+    const std::string text = reason_of(status);
     const std::lock_guard lock(of.board_.mutex);
     of.board_.tell_again({VELA_CHANNEL_REFUSED, code_of(status), 1, text});
 }

@@ -5,6 +5,7 @@
 
 #include <future>
 #include <memory>
+#include <string>
 
 namespace vela::nats {
 
@@ -21,6 +22,14 @@ using connection_handle = std::unique_ptr<natsConnection, destroyer<natsConnecti
 using subscription_handle = std::unique_ptr<natsSubscription, destroyer<natsSubscription_Destroy>>;
 using message_handle = std::unique_ptr<natsMsg, destroyer<natsMsg_Destroy>>;
 using context_handle = std::unique_ptr<jsCtx, destroyer<jsCtx_Destroy>>;
+
+// Why the last call of this thread failed, without the place in the client's sources.
+inline std::string reason_of(natsStatus status) {
+    const char *detail = nats_GetLastError(nullptr);
+    const std::string text = detail != nullptr && detail[0] != '\0' ? detail : natsStatus_GetText(status);
+    const size_t place = text.starts_with('(') ? text.find("): ") : std::string::npos;
+    return place != std::string::npos ? text.substr(place + 3) : text;
+}
 
 // Ends a subscription with a callback, which has returned for the last time when this does.
 inline void end_subscription(subscription_handle &of) {

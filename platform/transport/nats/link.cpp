@@ -56,9 +56,17 @@ link::~link() {
 }
 
 void link::run() {
-    if (!connection_.open()) {
-        return;
+    while (connection_.open()) {
+        serve();
+        const std::lock_guard lock(board_.mutex);
+        if (board_.is_stopping) {
+            break;
+        }
     }
+}
+
+// Until the link is stopping or the client has given the connection up.
+void link::serve() {
     std::thread fetching;
     if (!settings_.receive.empty() && !settings_.durable.empty()) {
         fetching = std::thread([this] { subscriber_.run(connection_); });
@@ -69,13 +77,14 @@ void link::run() {
         publisher_.run(connection_);
     } else {
         std::unique_lock lock(board_.mutex);
-        board_.changed.wait(lock, [this] { return board_.is_stopping; });
+        board_.changed.wait(lock, [this] { return board_.is_stopping || connection_.is_closed(); });
     }
     if (fetching.joinable()) {
         fetching.join();
     }
     subscriber_.end(connection_);
     publisher_.end();
+    connection_.end();
 }
 
 bool link::send(const u_int8 *bytes, u_int32 length, u_int32 &progress) {

@@ -30,6 +30,7 @@ class link {
 
   private:
     void run();
+    void serve();
 
     const settings settings_;
     mutable bulletin board_;

@@ -252,7 +252,7 @@ void publisher::run(const connection &over) {
     if (!can_hear) {
         board_.tell({VELA_CHANNEL_REFUSED, VELA_ENOMEM, 0, "no subscription to confirmations"});
     }
-    while (!board_.is_stopping) {
+    while (!board_.is_stopping && !over.is_closed()) {
         start_over(over);
         if (is_due(over)) {
             publish_next(lock, over);

@@ -21,7 +21,7 @@ const char *or_null(const std::string &text) { return text.empty() ? nullptr : t
 // ---- what the channel takes, with the mutex held ---------------------------------------------------------------
 
 bool subscriber::take(vela_transport_frame &frame) {
-    if (current_ && !settings_.durable.empty()) {
+    if (current_ && can_confirm_) {
         natsMsg_Ack(current_.get(), nullptr);
     }
     current_.reset();
@@ -29,6 +29,7 @@ bool subscriber::take(vela_transport_frame &frame) {
         return false;
     }
     current_ = std::move(waiting_.front());
+    can_confirm_ = !settings_.durable.empty();
     waiting_.pop_front();
     const auto length = static_cast<u_int32>(natsMsg_GetDataLength(current_.get()));
     waiting_bytes_ -= length;
@@ -93,13 +94,12 @@ bool subscriber::subscribe(const connection &over, jsCtx *context) {
     jsErrCode code = static_cast<jsErrCode>(0);
     const natsStatus status = js_PullSubscribe(&made, context, settings_.receive.c_str(), settings_.durable.c_str(),
                                                nullptr, &options, &code);
-    const char *detail = nats_GetLastError(nullptr);
+    const std::string reason = status != NATS_OK ? reason_of(status) : "";
     const std::lock_guard lock(board_.mutex);
     subscription_.reset(made);
     if (status != NATS_OK && over.is_up()) {
         board_.tell_again({VELA_CHANNEL_REFUSED, VELA_ENOENT, 1,
-                           "no consumer '" + settings_.durable + "' of " + settings_.receive + ": " +
-                               (detail != nullptr && detail[0] != '\0' ? detail : natsStatus_GetText(status))});
+                           "no consumer '" + settings_.durable + "' of " + settings_.receive + ": " + reason});
     }
     return status == NATS_OK;
 }
@@ -117,7 +117,7 @@ void subscriber::run(const connection &over) {
     const context_handle context(made);
     int failures = 0;
     std::unique_lock lock(board_.mutex);
-    while (!board_.is_stopping && !is_finishing_) {
+    while (!board_.is_stopping && !is_finishing_ && !over.is_closed()) {
         if (!over.is_up() || !has_room()) {
             board_.changed.wait_for(lock, retry);
             continue;
@@ -149,14 +149,21 @@ void subscriber::run(const connection &over) {
 void subscriber::end(const connection &over) {
     if (settings_.durable.empty()) {
         end_subscription(subscription_);
-    } else {
+    }
+    std::unique_lock lock(board_.mutex);
+    if (!settings_.durable.empty()) {
         for (const message_handle &each : waiting_) {
             natsMsg_Nak(each.get(), nullptr);
         }
+        waiting_.clear();
+        waiting_bytes_ = 0;
+    }
+    can_confirm_ = false;
+    const bool is_up = over.is_up();
+    lock.unlock();
+    if (is_up) {
         natsConnection_FlushTimeout(over.get(), flush_ms);
     }
-    current_.reset();
-    waiting_.clear();
     subscription_.reset();
     former_.clear();
 }

@@ -46,7 +46,8 @@ class subscriber {
     std::vector<subscription_handle> former_;  // of which messages may still be here
     std::deque<message_handle> waiting_;
     u_int64 waiting_bytes_ = 0;
-    message_handle current_;  // which the channel deals with
+    message_handle current_;  // which the channel deals with, and perhaps still reads
+    bool can_confirm_ = false;
     bool is_finishing_ = false;
     bool is_fetching_ = false;
 };

@@ -99,6 +99,15 @@ TEST_F(NatsChannel, PublishesEachMessageOfABundleUnderItsNameUnchanged) {
     EXPECT_EQ(sender.statistics().connects, 1u);
 }
 
+TEST_F(NatsChannel, LeavesItsConnectionToNoProgramThatThisOneStarts) {
+    nats_server server;
+    channel_end sender(&vela_channel_connect, server.uri("x?ack=none"));
+    ASSERT_TRUE(process_until({&sender}, [&] { return sender.statistics().connects == 1; }));
+    const int status = std::system(
+        "for each in $(ls /proc/$$/fd); do test $each -gt 2 && readlink /proc/$$/fd/$each; done | grep -q socket:");
+    EXPECT_NE(WEXITSTATUS(status), 0);
+}
+
 TEST_F(NatsChannel, DeliversToPlainListenersAndAnswersOnAnotherSubject) {
     nats_server server;
     const stream kept(server, "ptp.>");
@@ -292,6 +301,26 @@ TEST_F(NatsChannel, ShowsPasswordAndCertificateAndSaysWhenTheyAreWrong) {
         return stranger.told(VELA_CHANNEL_REFUSED) > 0 && trusting.told(VELA_CHANNEL_REFUSED) > 0;
     }));
     EXPECT_EQ(stranger.statistics().connects + trusting.statistics().connects, 0u);
+}
+
+TEST_F(NatsChannel, ComesBackAfterItWasRefusedForAWhile) {
+    const scratch_folder folder;
+    std::ofstream(folder.path + "/password") << "sesame\n";
+    const std::string right = "authorization { user: tower, password: sesame }\n";
+    nats_server server(right);
+    channel_end sender(&vela_channel_connect,
+                       server.uri("x?ack=none&receive=y&user=tower&password_file=" + folder.path + "/password"));
+    ASSERT_TRUE(process_until({&sender}, [&] { return sender.statistics().connects == 1; }));
+    server.kill_hard();
+    server.configure("authorization { user: tower, password: barley }\n");
+    server.start();
+    ASSERT_TRUE(process_until({&sender}, [&] { return sender.told(VELA_CHANNEL_REFUSED) > 0; }));
+    EXPECT_EQ(sender.send(numbered(command, 1)), 0u);
+    server.kill_hard();
+    server.configure(right);
+    server.start();
+    EXPECT_TRUE(process_until({&sender}, [&] { return sender.statistics().connects == 2; }));
+    EXPECT_TRUE(is_confirmed(sender));
 }
 
 TEST(Plugin, IsLookedForBesideTheLibraryAlone) {

@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "velalib/types.h"
+#include "velalib.h"
 
 namespace test {
 
@@ -49,10 +49,14 @@ class nats_server {
   public:
     // `more` is appended to the server's configuration.
     explicit nats_server(const std::string &more = "") {
+        configure(more);
+        start();
+    }
+    // For the next start.
+    void configure(const std::string &more) {
         std::ofstream(folder_.path + "/server.conf") << "jetstream { store_dir: \"" << folder_.path << "/data\" }\n"
                                                      << "ping_interval: \"5s\"\n"
                                                      << more;
-        start();
     }
     ~nats_server() { end(SIGKILL); }
     nats_server(const nats_server &) = delete;
@@ -159,9 +163,9 @@ class stream {
         natsMsg *message = nullptr;
         while (result.size() < total && natsSubscription_NextMsg(&message, subscription, 5000) == NATS_OK) {
             const auto header = [&](const char *name) {
-                const char *value = "";
+                const char *value = nullptr;
                 natsMsgHeader_Get(message, name, &value);
-                return std::string(value);
+                return std::string(value != nullptr ? value : "");
             };
             const char *data = natsMsg_GetData(message);
             result.push_back({natsMsg_GetSubject(message),
