@@ -36,6 +36,10 @@ if(PTP_CFG_NATS)
     install(TARGETS vela_nats LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}/vela")
 endif()
 
+if(PTP_CFG_FLEET)
+    install(TARGETS ptp_fleet RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+endif()
+
 if(PTP_CFG_AGENT)
     install(TARGETS ptp_agent RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
     install(FILES agent/systemd/ptp_agent.service DESTINATION lib/systemd/system)

@@ -90,8 +90,9 @@ bool json_reader::ends() {
 
 /** -1 to -128, as what stands for no instance has, and what a peer may have sent. */
 static bool read_negative(std::string_view word, int8 *variant) {
+    word.remove_prefix(1);  // substr() would want a C++ runtime
     int number = 0;
-    for (const char digit : word.substr(1)) {
+    for (const char digit : word) {
         if (digit < '0' || digit > '9' || number > 12 || (number == 0 && digit == '0')) {
             return false;
         }
