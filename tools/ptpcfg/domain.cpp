@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <filesystem>
 
 #include "failure.h"
 
@@ -31,7 +32,9 @@ domain load(const std::string &path) {
     u_int32 err = 0;
     domain result(vela_domain_load(path.c_str(), reason.data(), reason.size(), &err));
     if (result == nullptr) {
-        throw failure(err == VELA_EINVAL ? exit_code::bad_input : exit_code::io, reason.c_str());
+        std::error_code ignored;
+        const bool is_wrong_text = err == VELA_EINVAL && std::filesystem::is_regular_file(path, ignored);
+        throw failure(is_wrong_text ? exit_code::bad_input : exit_code::io, reason.c_str());
     }
     return result;
 }
