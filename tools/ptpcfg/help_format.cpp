@@ -52,11 +52,12 @@ std::string help_format::make_option_opts(const CLI::Option *option) const {
 
 std::string help_format::make_option_desc(const CLI::Option *option) const {
     std::string text = option->get_description();
-    std::string others;
+    const char *before = "; not with ";
     for (const CLI::Option *other : option->get_excludes()) {
-        others += (others.empty() ? "; not with " : " or ") + other->get_name();
+        text += before + other->get_name();
+        before = " or ";
     }
-    return text + others;
+    return text;
 }
 
 std::string help_format::make_subcommand(const CLI::App *command) const {

@@ -127,7 +127,7 @@ bool take_environment(settings &out, failure &why) {
 // False where a percent sign is not followed by two digits.
 bool decode_percent(std::string_view text, std::string &out) {
     for (size_t at = 0; at < text.size(); ++at) {
-        int value = text[at];
+        int value = static_cast<unsigned char>(text[at]);
         if (value == '%') {
             const auto [end, problem] =
                 std::from_chars(text.data() + at + 1, text.data() + std::min(at + 3, text.size()), value, 16);
