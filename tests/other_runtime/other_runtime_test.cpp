@@ -1,6 +1,9 @@
 // A library built for another runtime asks that runtime for everything, and lives by what it answers.
 
 #include "counting_runtime.h"
+#include "ptp_cfg/clock.h"
+#include "ptp_cfg/commands.h"
+#include "ptp_cfg/port_stream.h"
 #include "records.h"
 
 namespace ptp_cfg_test {
