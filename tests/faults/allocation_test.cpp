@@ -307,6 +307,7 @@ TEST_P(Allocations, OfMessagesFromXmlAndOfBundlesAreTheirError) {
     for (const record_type &type : record_types(PTP_CFG_MESSAGE)) {
         const octets bytes = encoded(type);
         const std::string xml = written(type, bytes);
+#ifndef PTP_CFG_EXPORTED_RUNTIME  // such a library reads plainly only
         // A plain reading that fails leaves what it had built to the handle.
         sweep(std::string(type.about.name) + " from strict XML", [&](long n, bool for_good) {
             const counted_handle handle(GetParam());
@@ -321,6 +322,7 @@ TEST_P(Allocations, OfMessagesFromXmlAndOfBundlesAreTheirError) {
             finish(type, handle, made, err, GetParam().tracking == 0 ? bytes : octets());
             return err;
         });
+#endif
         sweep(std::string(type.about.name) + " in a bundle", [&](long n, bool for_good) {
             const counted_handle handle(GetParam());
             void *message = type.unmarshal(handle, bytes).release();
