@@ -118,6 +118,29 @@ octets chosen(size_t type, u_int8 kind, u_int64 number, const octets &bytes) {
     return result;
 }
 
+/** What such an input says, and a handle of that kind beside one that takes the reference path. */
+struct wire_case {
+    wire_case(input &in, const std::vector<const ptp_cfg_type *> &types)
+        : type(types[in.octet() % types.size()]),
+          kind(in.octet()),
+          what(in.octet()),
+          room(in.octet()),
+          bytes(in.rest()) {}
+
+    void require_nothing_left() const {
+        fuzz::require_nothing_left(fast, describe(type).name);
+        fuzz::require_nothing_left(exact, describe(type).name);
+    }
+
+    const ptp_cfg_type *type;
+    handle_kind kind;
+    u_int8 what;
+    u_int8 room;
+    std::span<const u_int8> bytes;
+    vela_handle *fast = handle_of(kind);
+    vela_handle *exact = handle_of(kind.on_reference_path());
+};
+
 octets make(const std::vector<const ptp_cfg_type *> &types, u_int64 number) {
     const size_t type = number % types.size();
     const u_int8 kind = static_cast<u_int8>(number / types.size());
@@ -127,54 +150,41 @@ octets make(const std::vector<const ptp_cfg_type *> &types, u_int64 number) {
 }  // namespace
 
 void run_record(input in) {
-    const ptp_cfg_type *type = records()[in.octet() % records().size()];
-    const handle_kind kind(in.octet());
-    const u_int8 what = in.octet();
-    const u_int8 room = in.octet();
-    const std::span<const u_int8> bytes = in.rest();
-    vela_handle *fast = handle_of(kind);
-    vela_handle *exact = handle_of(kind.on_reference_path());
+    const wire_case of(in, records());
     {
-        const instance a(fast, type), b(exact, type);
-        if ((what & 1) != 0) {
-            random_source first(room), second(room);
+        const instance a(of.fast, of.type), b(of.exact, of.type);
+        if ((of.what & 1) != 0) {
+            random_source first(of.room), second(of.room);
             fill(a, first);
             fill(b, second);
         }
-        const decoding of_a = decode(a, bytes);
-        require(of_a == decode(b, bytes), "paths end differently", describe(type).name);
-        count_execution(type, of_a.err == 0 && of_a.count > 0);
-        examine(a, b, what, room);
+        const decoding of_a = decode(a, of.bytes);
+        require(of_a == decode(b, of.bytes), "paths end differently", describe(of.type).name);
+        count_execution(of.type, of_a.err == 0 && of_a.count > 0);
+        examine(a, b, of.what, of.room);
     }
-    require_nothing_left(fast, describe(type).name);
-    require_nothing_left(exact, describe(type).name);
+    of.require_nothing_left();
 }
 
 octets make_record(u_int64 number) { return make(records(), number); }
 
 void run_message(input in) {
-    const ptp_cfg_type *type = messages()[in.octet() % messages().size()];
-    const handle_kind kind(in.octet());
-    const u_int8 what = in.octet();
-    const u_int8 room = in.octet();
-    const std::span<const u_int8> bytes = in.rest();
-    vela_handle *fast = handle_of(kind);
-    vela_handle *exact = handle_of(kind.on_reference_path());
+    const wire_case of(in, messages());
     {
         decoding of_a, of_b;
-        const instance a = decode_message(fast, type, bytes, of_a);
-        const instance b = decode_message(exact, type, bytes, of_b);
-        require(of_a == of_b, "paths end differently", describe(type).name);
-        count_execution(type, of_a.err == 0 && of_a.count > 0);
-        examine(a, b, what, room);
+        const instance a = decode_message(of.fast, of.type, of.bytes, of_a);
+        const instance b = decode_message(of.exact, of.type, of.bytes, of_b);
+        require(of_a == of_b, "paths end differently", describe(of.type).name);
+        count_execution(of.type, of_a.err == 0 && of_a.count > 0);
+        examine(a, b, of.what, of.room);
         u_int32 consumed = 0, err = 0;
-        const instance taken(fast, type,
-                             describe(type).operations->take(fast, mem_class, bytes.data(),
-                                                             static_cast<u_int32>(bytes.size()), &consumed, &err));
-        require((taken.get() != nullptr) == (err == 0), "a message and an error, or neither", describe(type).name);
+        const instance taken(
+            of.fast, of.type,
+            describe(of.type).operations->take(of.fast, mem_class, of.bytes.data(),
+                                               static_cast<u_int32>(of.bytes.size()), &consumed, &err));
+        require((taken.get() != nullptr) == (err == 0), "a message and an error, or neither", describe(of.type).name);
     }
-    require_nothing_left(fast, describe(type).name);
-    require_nothing_left(exact, describe(type).name);
+    of.require_nothing_left();
 }
 
 octets make_message(u_int64 number) { return make(messages(), number); }
@@ -187,11 +197,10 @@ struct receiver_state {
     octets bundle;  // of what was taken, packed again
 };
 
-void receive(vela_handle *handle, u_int32 of_class, void *context, const ptp_cfg_type *type, void *message, u_int32 *) {
+void receive(vela_handle *handle, u_int32, void *context, const ptp_cfg_type *type, void *message, u_int32 *) {
     receiver_state &state = *static_cast<receiver_state *>(context);
     ++state.taken;
     const encoding bytes = encode(instance(handle, type, message));
-    static_cast<void>(of_class);
     count_execution(type, true);
     if (bytes.err == 0) {
         const u_int32 length = static_cast<u_int32>(bytes.bytes.size());

@@ -10,6 +10,8 @@
 #include <algorithm>
 
 #include "base/big_endian.h"
+#include "base/guarded_file.h"
+#include "base/interruption.h"
 #include "crc32.h"
 
 namespace vela::nats {
@@ -26,18 +28,20 @@ constexpr u_int64 least_segment = 256 * 1024;
 constexpr u_int32 magic = 0x564E5354;
 constexpr size_t state_size = 48;
 
-std::string new_identity() {
+// Without it two stores would number alike, and the stream would take one message for another.
+bool make_identity(std::string &text, failure &why) {
     u_int8 bytes[8];
     if (getrandom(bytes, sizeof bytes, 0) != sizeof bytes) {
-        return {};
+        why = base::system_failure(errno, "no random identity");
+        return false;
     }
+    text.clear();
     constexpr char digits[] = "0123456789abcdef";
-    std::string text;
     for (const u_int8 byte : bytes) {
         text += digits[byte >> 4];
         text += digits[byte & 15];
     }
-    return text;
+    return true;
 }
 
 }  // namespace
@@ -50,17 +54,17 @@ message_store::message_store(const std::string &folder, u_int64 most_bytes)
 
 bool message_store::open(failure &why) {
     if (folder_.empty()) {
-        identity_ = new_identity();
-        return kept_.recover(0, why) && reports_.recover(0, why);
+        return make_identity(identity_, why) && kept_.recover(0, why) && reports_.recover(0, why);
     }
     mkdir(folder_.c_str(), 0700);
     const std::string path = folder_ + "/state";
-    state_ = file_descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (!state_) {
-        why = base::system_failure(errno, path);
+    base::opened_file opened = base::open_regular(path.c_str(), O_RDWR | O_CREAT, base::only_own, 0600);
+    if (!opened) {
+        why = {static_cast<u_int32>(opened.code), path + ": " + opened.reason()};
         return false;
     }
-    if (flock(state_.get(), LOCK_EX | LOCK_NB) != 0) {
+    state_ = std::move(opened.file);
+    if (base::uninterrupted([this] { return flock(state_.get(), LOCK_EX | LOCK_NB); }) != 0) {
         why = {VELA_EADDRINUSE, folder_ + ": another channel stores its messages there: give each a folder of its own"};
         return false;
     }
@@ -91,8 +95,7 @@ bool message_store::read_state(failure &why) {
         return false;
     }
     if (state_number_ == 0) {
-        identity_ = new_identity();
-        return note_progress(why);
+        return make_identity(identity_, why) && note_progress(why);
     }
     return true;
 }

@@ -13,6 +13,7 @@
 #include <set>
 
 #include "base/big_endian.h"
+#include "base/guarded_file.h"
 #include "crc32.h"
 
 namespace vela::nats {
@@ -78,10 +79,13 @@ std::set<u_int64> numbers_in(const std::string &folder, const std::string &name)
     const std::unique_ptr<DIR, int (*)(DIR *)> open(opendir(folder.c_str()), closedir);
     for (const dirent *each = open ? readdir(open.get()) : nullptr; each != nullptr; each = readdir(open.get())) {
         const std::string_view file = each->d_name;
+        if (!file.starts_with(name + "-")) {
+            continue;
+        }
+        const std::string_view digits = file.substr(name.size() + 1);
         u_int64 number = 0;
-        if (file.starts_with(name + "-") &&
-            std::from_chars(file.data() + name.size() + 1, file.data() + file.size(), number).ptr ==
-                file.data() + file.size()) {
+        const auto [end, problem] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+        if (problem == std::errc() && end == digits.data() + digits.size()) {
             found.insert(number);
         }
     }
@@ -93,12 +97,19 @@ std::set<u_int64> numbers_in(const std::string &folder, const std::string &name)
 bool segment_log::open_segment(u_int64 number, failure &why) {
     segment next;
     next.path = folder_.empty() ? "" : folder_ + "/" + name_ + "-" + std::to_string(number);
-    next.file = file_descriptor(
-        next.path.empty() ? open_nameless() : open(next.path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (!next.file) {
-        why = base::system_failure(errno, next.path.empty() ? "no file in TMPDIR" : next.path);
+    base::opened_file opened = {};
+    if (next.path.empty()) {
+        opened.file = file_descriptor(open_nameless());
+        opened.code = opened ? 0 : errno;
+    } else {
+        opened = base::open_regular(next.path.c_str(), O_RDWR | O_CREAT, base::only_own, 0600);
+    }
+    if (!opened) {
+        why = {static_cast<u_int32>(opened.code),
+               (next.path.empty() ? "no file in TMPDIR" : next.path) + ": " + opened.reason()};
         return false;
     }
+    next.file = std::move(opened.file);
     segments_[number] = std::move(next);
     return true;
 }
