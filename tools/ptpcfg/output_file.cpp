@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/blocked_signals.h"
 #include "base/interruption.h"
 
 namespace ptpcfg {
@@ -66,22 +67,6 @@ void remove_at_signals(const std::string &path) {
     }
 }
 
-/** Holds all signals back as long as it lives. */
-class without_signals {
-  public:
-    without_signals() {
-        sigset_t all;
-        sigfillset(&all);
-        sigprocmask(SIG_SETMASK, &all, &before_);
-    }
-    ~without_signals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-    without_signals(const without_signals &) = delete;
-    without_signals &operator=(const without_signals &) = delete;
-
-  private:
-    sigset_t before_{};
-};
-
 int open_target(const std::string &path) {
     return base::uninterrupted([&] { return ::open(path.c_str(), O_WRONLY | O_CLOEXEC); });
 }
@@ -125,7 +110,7 @@ output_file::~output_file() {
 
 /** For file systems that have no files without a name, and where /proc, by which one gets a name, is missing. */
 void output_file::open_named() {
-    const without_signals undisturbed;
+    const base::blocked_signals undisturbed;
     hidden_ = with_hidden_name(folder_, [this](const std::string &name) {
         file_ = base::file_descriptor(::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
         return static_cast<bool>(file_);
@@ -162,7 +147,7 @@ void output_file::close() {
 
 /** A link does not replace a file, but a new name does: for that moment the file has a hidden one. */
 void output_file::replace_target() {
-    const without_signals undisturbed;
+    const base::blocked_signals undisturbed;
     if (hidden_.empty()) {
         hidden_ = with_hidden_name(folder_, [this](const std::string &name) { return link_to(name); });
     } else {

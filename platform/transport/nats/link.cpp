@@ -1,28 +1,9 @@
 // One thread connects and publishes, one more fetches where the receiver is durable.
 #include "link.h"
 
-#include <signal.h>
+#include "base/blocked_signals.h"
 
 namespace vela::nats {
-namespace {
-
-// Signals are the program's: they are to come to its own threads.
-class signals_elsewhere {
-  public:
-    signals_elsewhere() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~signals_elsewhere() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    signals_elsewhere(const signals_elsewhere &) = delete;
-    signals_elsewhere &operator=(const signals_elsewhere &) = delete;
-
-  private:
-    sigset_t before_;
-};
-
-}  // namespace
 
 link::link(settings of, const vela_transport_request &request)
     : settings_(std::move(of)),
@@ -39,7 +20,7 @@ bool link::open(failure &why) {
     if (!settings_.send.empty() && !publisher_.open(why)) {
         return false;
     }
-    const signals_elsewhere guard;
+    const base::blocked_signals guard;  // signals are the program's, and come to its own threads
     thread_ = std::thread([this] { run(); });
     return true;
 }
