@@ -41,7 +41,10 @@ class Record(_native.Record, metaclass=_native.RecordClass):
     @classmethod
     def from_yaml(cls, text: "str | _native.Buffer", **options: Any) -> Self:
         """The record that a document of YAML holds; options are those of from_json()."""
-        json = _native.json_of_yaml(text)
+        return cls._from_json_of_yaml(_native.json_of_yaml(text), text, **options)
+
+    @classmethod
+    def _from_json_of_yaml(cls, json: str, text: "str | _native.Buffer", **options: Any) -> Self:
         try:
             return cls.from_json(json, **options)
         except JsonError as error:

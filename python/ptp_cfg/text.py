@@ -19,10 +19,11 @@ def from_json(text: "str | _native.Buffer", **options: Any) -> Any:
 
 def from_yaml(text: "str | _native.Buffer", **options: Any) -> Any:
     """The message that a document of YAML holds, by the name of its one member; options are those of from_json()."""
-    made = _native.identify_json(_native.json_of_yaml(text))
+    json = _native.json_of_yaml(text)
+    made = _native.identify_json(json)
     if made is None:
         raise YamlError("this names no message; begin with ptp_clock_cfg: or the like", code=22, name="VELA_EINVAL")
-    return made.from_yaml(text, **options)
+    return made._from_json_of_yaml(json, text, **options)
 
 
 def from_xml(text: "str | _native.Buffer", **options: Any) -> Any:
