@@ -2,19 +2,13 @@
 #pragma once
 
 #include <functional>
-#include <span>
 #include <vector>
 
 #include "network.h"
 #include "ptp_cfg.hpp"
+#include "report.h"
 
 namespace ptp_fleet {
-
-struct report {
-    std::uint32_t element;
-    const char *message;  // short name
-    std::span<const std::uint8_t> bytes;
-};
 
 class report_maker {
   public:

@@ -7,6 +7,8 @@
 #include <thread>
 
 #include "base/clocks.h"
+#include "network.h"
+#include "report_maker.h"
 #include "sinks.h"
 
 namespace ptp_fleet {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "report_maker.h"
+#include "report.h"
 
 namespace ptp_fleet {
 
