@@ -38,6 +38,7 @@ endif()
 
 if(PTP_CFG_FLEET)
     install(TARGETS ptp_fleet RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    install(FILES fleet/systemd/ptp_fleet.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
 endif()
 
 if(PTP_CFG_AGENT)
