@@ -2,6 +2,10 @@
 #include "module/reflection.h"
 #include "ptp_cfg/module.h"
 
+// A product's own runtime may do without, where modules do not come and go while threads are at work.
+#pragma weak vela_modules_lock
+#pragma weak vela_modules_unlock
+
 namespace ptp_cfg {
 
 extern vela_module this_module;
@@ -20,12 +24,30 @@ static void keep_sections() {
     SECTIONS(KEEP)
 }
 
+/** The runtime's list, held for the length of a block. */
+class held_list {
+  public:
+    held_list() {
+        if (vela_modules_lock != nullptr) {
+            vela_modules_lock();
+        }
+    }
+    ~held_list() {
+        if (vela_modules_unlock != nullptr) {
+            vela_modules_unlock();
+        }
+    }
+    held_list(const held_list &) = delete;
+    held_list &operator=(const held_list &) = delete;
+};
+
 /** Links the module at the end of the runtime's tail queue. Runs at load; again, it does nothing. */
 __attribute__((constructor)) static void link_module() {
     keep_sections();
     if (linked_once) {
         return;
     }
+    const held_list held;
     this_module.next = nullptr;
     this_module.previous_next = vela_module_tot_root.last_next;
     *vela_module_tot_root.last_next = &this_module;
@@ -36,6 +58,7 @@ __attribute__((constructor)) static void link_module() {
 
 /** Takes the module out. The once-flag stays set: a module that is being unloaded is not linked again. */
 __attribute__((destructor)) static void unlink_module() {
+    const held_list held;
     if (this_module.next == nullptr && this_module.previous_next == nullptr) {
         return;
     }

@@ -8,7 +8,7 @@ u_int16 trace_module_id = 0;
 
 void trace_initialize() {
     // After the first time this is one load: every create calls it, should the facility have refused at load.
-    if (__atomic_load_n(&trace_module_id, __ATOMIC_ACQUIRE) != 0) {
+    if (trace_is_initialized()) {
         return;
     }
     static const bitlog_descriptor descriptor = {"vela_ptp_cfg", ".vela_ptp_cfg_texts"};

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "modules.h"
 #include "runtime_state.h"
 #include "velalib_inline.h"
 
@@ -169,6 +170,7 @@ u_int32 vela_error_text(const vela_handle *handle, u_int32 code, char *buffer, u
         out.add(" (", name, ")");
     }
     out.add(": ");
+    const held_modules held;  // whose texts these are
     const failure *failed = handle != nullptr ? handle->runtime->failures.find(code) : nullptr;
     const char *reason = nullptr;
     if (failed != nullptr && (failed->module == nullptr || is_loaded(failed->module))) {

@@ -5,16 +5,17 @@
 #include <string>
 #include <string_view>
 
-#include "velalib/runtime.h"
+#include "modules.h"
 
 namespace velalib {
 
 /** A name field of a type_info, which need not be terminated. */
 inline std::string_view text_of(const char (&field)[64]) { return {field, strnlen(field, sizeof field)}; }
 
-/** The first type of the loaded modules for which `test` holds; nullptr when there is none. */
+/** The first type of the loaded modules for which `test` holds; nullptr when there is none. No module goes meanwhile. */
 template <typename predicate>
 vela_type_info *find_type_if(predicate test) {
+    const held_modules held;
     for (const vela_module *module = vela_module_tot_root.first; module != nullptr; module = module->next) {
         for (vela_type_info *const *each = module->types; each != nullptr && *each != nullptr; ++each) {
             if (test(**each)) {

@@ -110,5 +110,3 @@ void vela_update_variant_info(vela_handle *handle, u_int32, vela_type_info *tabl
     }
     table_record->variant_table = table;
 }
-
-vela_module_root vela_module_tot_root = {0, nullptr, &vela_module_tot_root.first};

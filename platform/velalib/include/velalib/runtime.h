@@ -110,6 +110,13 @@ typedef struct vela_module_root {
 
 VELA_API extern vela_module_root vela_module_tot_root;
 
+/**
+ * Hold the list: for a module that enters or leaves it, and for who walks it while other threads may load and unload
+ * modules. The same thread may hold it several times. Call nothing meanwhile that loads or unloads in another thread.
+ */
+VELA_API void vela_modules_lock(void);
+VELA_API void vela_modules_unlock(void);
+
 /* ---- statistics ----------------------------------------------------------------------------------------- */
 
 /**

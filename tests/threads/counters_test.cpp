@@ -17,8 +17,14 @@
 namespace ptp_cfg_test {
 namespace {
 
+#ifdef __SANITIZE_THREAD__
+constexpr bool is_slow = true;  // it looks at each access
+#else
+constexpr bool is_slow = false;
+#endif
+
 /** Under valgrind threads take turns, and each step is slow. */
-u_int64 lives_of_a_thread() { return RUNNING_ON_VALGRIND != 0 ? 1000 : 200000; }
+u_int64 lives_of_a_thread() { return RUNNING_ON_VALGRIND != 0 || is_slow ? 1000 : 200000; }
 
 /** What threads of one kind of instance do together. */
 template <class T>
@@ -56,7 +62,7 @@ void expect_all_counted(const vela_type_info &record, T *(*create)(vela_handle *
     const vela_variant_row &row = record.variant_table->rows[0];
     lives<T> all{create, destroy, row};
     // On a busy machine threads may hardly meet: then they try again, as long as that is bearable.
-    const int most = RUNNING_ON_VALGRIND != 0 ? 1 : 20;
+    const int most = RUNNING_ON_VALGRIND != 0 || is_slow ? 1 : 20;
     for (int round = 0; round < most && all.meetings < 50000 && !testing::Test::HasFailure(); ++round) {
         const vela_variant_row before = row;
         std::vector<std::thread> threads;
