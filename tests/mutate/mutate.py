@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Changes the library in one place at a time, and names the changes that no test notices.
 
-    mutate.py --build FOLDER --work FOLDER [--sample N] [--seed N] [--jobs N] [FILE...]
+    mutate.py --build FOLDER --work FOLDER --programs NAMES [--sample N] [--seed N] [--jobs N] [FILE...]
 
 All changes of all FILEs (below operations/ and values/ unless given) are compiled into one copy of the tree, below WORK;
 each is made by its number when a test runs. A first run of each test finds what it comes to, so that a change is tried with
@@ -21,10 +21,8 @@ import find
 import run
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-OPTIONS = ["-DPTP_CFG_WERROR=OFF", "-DPTP_CFG_AGENT=OFF", "-DPTP_CFG_PYTHON=OFF", "-DPTP_CFG_TOOLS=OFF",
-           "-DPTP_CFG_EXAMPLES=OFF", "-DCMAKE_CXX_FLAGS=-w"]
-# They compare the library with one that is not changed, or count what the changes cost.
-UNFIT = re.compile(r"^(bench|install|adding|abi|golden\.symbols|codegen)")
+OPTIONS = ["-DPTP_CFG_WERROR=OFF", "-DCMAKE_CXX_FLAGS=-w"] + [
+    f"-DPTP_CFG_{part}=OFF" for part in ("AGENT", "CPP", "DISSECTOR", "EXAMPLES", "NATS", "PYTHON", "TOOLS")]
 
 
 def sources(names):
@@ -57,8 +55,9 @@ def write(file, content, mode=0o644):
 class Copy:
     """The tree with its changes, built."""
 
-    def __init__(self, folder, changes):
+    def __init__(self, folder, changes, codegen, programs):
         self.folder, self.build = folder, folder / "build" / "debug"
+        self.codegen, self.programs = codegen, programs
         self.changes = changes
         self.numbers = {change: number for number, change in enumerate(changes, 1)}
 
@@ -75,8 +74,8 @@ class Copy:
             content = pathlib.Path(name).read_bytes()
             text = find.Rewriter(content, by_file.get(name, []), self.numbers, self.folder).text()
             write(self.folder / pathlib.Path(name).relative_to(ROOT), text)
-        subprocess.run(["cmake", "--preset", "debug", *OPTIONS], cwd=self.folder, check=True, stdout=subprocess.DEVNULL)
-        made = subprocess.run(["ninja", "-k", "0", "-C", self.build], capture_output=True, text=True, check=False)
+        subprocess.run(["cmake", "--preset", "debug", f"-DPTP_CFG_CODEGEN={self.codegen}", *OPTIONS], cwd=self.folder, check=True, stdout=subprocess.DEVNULL)
+        made = subprocess.run(["ninja", "-k", "0", "-C", self.build, *self.programs], capture_output=True, text=True, check=False)
         return self._at_fault(made.stdout) if made.returncode else set()
 
     def _at_fault(self, said):
@@ -88,7 +87,7 @@ class Copy:
                 lines = file.read_text().splitlines()
                 numbers.update(map(int, re.findall(r"ptp_cfg_mutants::made\((\d+)\)", lines[int(line) - 1])))
         if not numbers:
-            sys.exit("mutate: the copy does not build:\n" + said[-4000:])
+            sys.exit(f"mutate: the copy in {self.folder} does not build:\n" + said[-4000:])
         return numbers
 
 
@@ -125,17 +124,18 @@ def main():
     parser.add_argument("files", nargs="*", metavar="FILE")
     parser.add_argument("--build", type=pathlib.Path, required=True, help="a built tree: how its sources are compiled")
     parser.add_argument("--work", type=pathlib.Path, required=True, help="folder for the copy")
+    parser.add_argument("--programs", type=str.split, required=True, help="the test programs that are to notice")
     parser.add_argument("--sample", type=int, help="try so many of the changes, by chance")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     options = parser.parse_args()
-    work = options.work.resolve()
-    changes = find.find(options.build.resolve(), sources(options.files))
+    work, build = options.work.resolve(), options.build.resolve()  # libclang goes to other folders
+    changes = find.find(build, sources(options.files))
     print(f"mutate: {len(changes)} changes", flush=True)
     copy_tree(work / "tree")
-    copy = Copy(work / "tree", changes)
+    copy = Copy(work / "tree", changes, build / "bin" / "ptp_cfg_codegen", options.programs)
     copy.make()
-    tests = run.Tests(copy.build, options.jobs, UNFIT)
+    tests = run.Tests(copy.build, options.jobs, options.programs)
     tests.find_reached()
     tried = sorted(random.Random(options.seed).sample(copy.changes, min(options.sample or len(copy.changes), len(copy.changes))),
                    key=copy.numbers.get)

@@ -231,6 +231,47 @@ TEST_F(strings_test, XmlReadingKeepsTheOldTextOnFailure) {
     EXPECT_EQ(seen.stores, (std::vector<announcement>{{&text, 8, test_class}, {&count, 1, test_class}}));
 }
 
+TEST_F(strings_test, WithoutAValueNothingIsDone) {
+    u_int8 bytes[4] = {1, 2, 3, 4}, count = 7;
+    char out[64], array[4] = "abc";
+    const auto refused = [&](u_int32 result, u_int32 code = VELA_EINVAL) {
+        EXPECT_EQ(result, 0u);
+        expect_failure(code);
+    };
+    refused(var_string_marshal(handle, test_class, bytes, nullptr, 3, 4, &err));
+    refused(var_string_unmarshal(handle, test_class, bytes, nullptr, 3, 4, 0, &err));
+    refused(var_string_print(handle, test_class, out, 0, "n", nullptr, 3, sizeof out, &err));
+    refused(var_string_to_xml(handle, test_class, "n", out, nullptr, 3, sizeof out, 0, &err));
+    refused(char_unmarshal(handle, test_class, bytes, nullptr, 3, 4, 0, &err));
+    refused(char_unmarshal(handle, test_class, bytes, array, 4, 3, 0, &err), VELA_EMSGSIZE);
+    refused(char_print(handle, test_class, out, 0, "n", nullptr, 3, sizeof out, &err));
+    refused(char_to_xml(handle, test_class, "n", out, nullptr, 3, sizeof out, 0, &err));
+    EXPECT_EQ(var_string_get(handle, test_class, nullptr, &err), nullptr);
+    expect_failure(VELA_ENOENT);
+    EXPECT_EQ(char_get(handle, test_class, nullptr, &err), nullptr);
+    expect_failure(VELA_ENOENT);
+    var_string_set(handle, test_class, &text, nullptr, 3, &err);
+    expect_failure(VELA_EINVAL);
+    var_string_copy(handle, test_class, &text, nullptr, 3, &err);
+    expect_failure(VELA_EINVAL);
+    char_set(handle, test_class, array, nullptr, 4, &err);
+    expect_failure(VELA_EINVAL);
+    document parsed("<n>x</n>");
+    var_string_from_xml(handle, test_class, "//n", parsed, nullptr, &count, &err, nullptr, 0);
+    expect_failure(VELA_EINVAL);
+    char_from_xml(handle, test_class, "//n", parsed, nullptr, 4, &err, nullptr, 0);
+    expect_failure(VELA_EINVAL);
+    EXPECT_EQ(var_string_len(handle, test_class, nullptr, 3) + char_len(handle, test_class, nullptr, 3), 0u);
+    EXPECT_EQ(char_compare(nullptr, array, 4), -1);
+    EXPECT_EQ(char_compare(array, nullptr, 4), 1);
+    EXPECT_EQ(char_hash(nullptr, 4, 5), 5u);
+    EXPECT_EQ(var_string_hash(nullptr, 4, 5), 5u);
+    EXPECT_EQ(var_string_compare_counted(nullptr, 1, &text, 1), -1);
+    EXPECT_EQ(var_string_compare_counted(&text, 1, nullptr, 1), 1);
+    EXPECT_EQ(count, 7);
+    EXPECT_TRUE(seen.stores.empty());
+}
+
 TEST_F(strings_test, CharArrays) {
     char array[6] = "xxxxx";
     char_set(handle, test_class, array, "abc", 6, &err);

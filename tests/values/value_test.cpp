@@ -195,36 +195,96 @@ TEST_F(primitive_test, WhatDoesNotTravelDoesNotCount) {
     EXPECT_EQ(vrf_info_hash(&vrf, 1), vrf_info_hash(&marked_vrf, 1));
 }
 
-TEST_F(primitive_test, ValuesAreGetAndSet) {
-    int16 number = -5;
-    EXPECT_EQ(int16_get_value(handle, test_class, &number, &err), -5);
-    int16_set_value(handle, test_class, &number, -6, &err);
-    EXPECT_EQ(number, -6);
-    EXPECT_EQ(seen.stores, (std::vector<announcement>{{&number, 2, test_class}}));
-    EXPECT_EQ(int16_get_value(handle, test_class, nullptr, &err), 0);
-    expect_failure(VELA_ENOENT);
-    int16_set_value(handle, test_class, nullptr, 1, &err);
-    expect_failure(VELA_EINVAL);
-    err = VELA_ENOMEM;
-    EXPECT_EQ(int16_get_value(handle, test_class, &number, &err), 0);
-    int16_set_value(handle, test_class, &number, 1, &err);
-    EXPECT_EQ(number, -6);
+template <typename P>
+struct value_access {
+    P (*get)(vela_handle *, u_int32, const P *, u_int32 *);
+    void (*set)(vela_handle *, u_int32, P *, P, u_int32 *);
+};
+
+#define VALUE_FORMS(P)                                               \
+    value_access<P>{P##_get_value, P##_set_value}, value_access<P> { \
+        vela_inline::P##_get_value, vela_inline::P##_set_value       \
+    }
+
+class value_test : public handle_test {
+  protected:
+    template <typename P>
+    void check(P first, P second, std::initializer_list<value_access<P>> forms) {
+        for (const value_access<P> &form : forms) {
+            P value = first;
+            EXPECT_EQ(form.get(handle, test_class, &value, &err), first);
+            form.set(handle, test_class, &value, second, &err);
+            EXPECT_EQ(value, second);
+            EXPECT_EQ(seen.stores, (std::vector<announcement>{{&value, sizeof(P), test_class}}));
+            seen.stores.clear();
+            EXPECT_EQ(form.get(handle, test_class, nullptr, &err), P{});
+            expect_failure(VELA_ENOENT);
+            form.set(handle, test_class, nullptr, first, &err);
+            expect_failure(VELA_EINVAL);
+            err = VELA_ENOMEM;
+            EXPECT_EQ(form.get(handle, test_class, &value, &err), P{});
+            form.set(handle, test_class, &value, first, &err);
+            EXPECT_EQ(value, second);
+            EXPECT_EQ(err, VELA_ENOMEM);
+            err = 0;
+        }
+    }
+};
+
+TEST_F(value_test, numbers_and_truths_are_got_and_set) {
+    check<u_int8>(1, 255, {VALUE_FORMS(u_int8)});
+    check<u_int16>(1, 65535, {VALUE_FORMS(u_int16)});
+    check<u_int32>(1, UINT32_MAX, {VALUE_FORMS(u_int32)});
+    check<u_int64>(1, UINT64_MAX, {VALUE_FORMS(u_int64)});
+    check<int8>(-5, -128, {VALUE_FORMS(int8)});
+    check<int16>(-5, -32768, {VALUE_FORMS(int16)});
+    check<int32>(-5, INT32_MIN, {VALUE_FORMS(int32)});
+    check<vela_boolean>(0, 1, {VALUE_FORMS(vela_boolean)});
 }
 
-TEST_F(primitive_test, CreatedValuesAreZeroAndBelongToTheHandle) {
-    vrf_info *made = vrf_info_create(handle, test_class);
-    ASSERT_NE(made, nullptr);
-    const vrf_info zero = {};
-    EXPECT_EQ(memcmp(made, &zero, sizeof zero), 0);
-    vrf_info_destroy_internal(handle, test_class, made, 0);  // embedded: stays
-    made->id = 1;
-    vela_inline::vrf_info_initialize(handle, test_class, made, &err);
-    EXPECT_EQ(memcmp(made, &zero, sizeof zero), 0);
-    EXPECT_EQ(seen.stores, (std::vector<announcement>{{made, sizeof zero, test_class}}));
-    vrf_info_destroy_internal(handle, test_class, made, 1);
-    vrf_info_destroy_internal(handle, test_class, nullptr, 1);
-    open_with_limit(0);
+template <typename P>
+struct lifecycle {
+    P *(*create)(vela_handle *, u_int32);
+    void (*initialize)(vela_handle *, u_int32, P *, u_int32 *);
+    void (*destroy)(vela_handle *, u_int32, P *);
+    void (*destroy_internal)(vela_handle *, u_int32, P *, u_int32);
+};
+
+class value_life_test : public handle_test {
+  protected:
+    template <typename P>
+    void check(const lifecycle<P> &calls) {
+        const P zero = {};
+        P *made = calls.create(handle, test_class);
+        ASSERT_NE(made, nullptr);
+        EXPECT_EQ(memcmp(made, &zero, sizeof zero), 0);
+        calls.destroy_internal(handle, test_class, made, 0);  // embedded: stays
+        memset(made, 0xA5, sizeof *made);
+        calls.initialize(handle, test_class, made, &err);
+        EXPECT_EQ(memcmp(made, &zero, sizeof zero), 0);
+        EXPECT_EQ(seen.stores, (std::vector<announcement>{{made, sizeof zero, test_class}}));
+        seen.stores.clear();
+        calls.initialize(handle, test_class, nullptr, &err);
+        expect_failure(VELA_EINVAL);
+        calls.destroy_internal(handle, test_class, made, 1);
+        calls.destroy_internal(handle, test_class, nullptr, 1);
+        calls.destroy(handle, test_class, calls.create(handle, test_class));
+        calls.destroy(handle, test_class, nullptr);
+    }
+};
+
+#define LIFE(P)                                                                               \
+    check<P>({P##_create, P##_initialize, P##_destroy, P##_destroy_internal});                \
+    check<P>({vela_inline::P##_create, vela_inline::P##_initialize, vela_inline::P##_destroy, \
+              vela_inline::P##_destroy_internal});
+
+TEST_F(value_life_test, created_values_are_zero_and_belong_to_the_handle) {
+    LIFE(u_int8)
+    LIFE(u_int16)
+    LIFE(u_int32) LIFE(u_int64) LIFE(int8) LIFE(int16) LIFE(int32) LIFE(vela_boolean) LIFE(en_address) LIFE(ip_address)
+        LIFE(vrf_info) open_with_limit(0);
     EXPECT_EQ(u_int64_create(handle, test_class), nullptr);
+    EXPECT_EQ(vrf_info_create(handle, test_class), nullptr);
 }
 
 }  // namespace
