@@ -10,6 +10,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#if UINTPTR_MAX != UINT64_MAX
+#error "velalib: instances are laid out for pointers of 64 bits; build for a 64-bit processor"
+#endif
+
 #ifdef __cplusplus
 #define VELA_BEGIN_C extern "C" {
 #define VELA_END_C }
