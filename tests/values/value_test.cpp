@@ -276,13 +276,21 @@ class value_life_test : public handle_test {
 #define LIFE(P)                                                                               \
     check<P>({P##_create, P##_initialize, P##_destroy, P##_destroy_internal});                \
     check<P>({vela_inline::P##_create, vela_inline::P##_initialize, vela_inline::P##_destroy, \
-              vela_inline::P##_destroy_internal});
+              vela_inline::P##_destroy_internal})
 
 TEST_F(value_life_test, created_values_are_zero_and_belong_to_the_handle) {
-    LIFE(u_int8)
-    LIFE(u_int16)
-    LIFE(u_int32) LIFE(u_int64) LIFE(int8) LIFE(int16) LIFE(int32) LIFE(vela_boolean) LIFE(en_address) LIFE(ip_address)
-        LIFE(vrf_info) open_with_limit(0);
+    LIFE(u_int8);
+    LIFE(u_int16);
+    LIFE(u_int32);
+    LIFE(u_int64);
+    LIFE(int8);
+    LIFE(int16);
+    LIFE(int32);
+    LIFE(vela_boolean);
+    LIFE(en_address);
+    LIFE(ip_address);
+    LIFE(vrf_info);
+    open_with_limit(0);
     EXPECT_EQ(u_int64_create(handle, test_class), nullptr);
     EXPECT_EQ(vrf_info_create(handle, test_class), nullptr);
 }
