@@ -222,16 +222,17 @@ bool has_state_flags(const ptp_cfg_type *message_type, vela_handle *handle, void
            has_flagged(handle, payload.type, instance);
 }
 
-bool copy_payload(const MessageView &from, const MessageView &to, Copied which) {
-    const ptp_cfg_field_description &payload = fields_of(from.type).front();
+bool copy_payload(const MessageView &from, const MessageView &to, Copied which, u_int32 index) {
+    const ptp_cfg_field_description &payload = fields_of(from.type)[index];
     u_int32 err = 0;
     if (payload.type == nullptr) {
-        const u_int64 value = ptp_cfg_field_get_value(from.type, 0, from.handle, memory_class, from.message, 0, &err);
-        ptp_cfg_field_set_value(to.type, 0, to.handle, memory_class, to.message, 0, value, &err);
+        const u_int64 value =
+            ptp_cfg_field_get_value(from.type, index, from.handle, memory_class, from.message, 0, &err);
+        ptp_cfg_field_set_value(to.type, index, to.handle, memory_class, to.message, 0, value, &err);
         return err == 0;
     }
-    void *source = ptp_cfg_field_get(from.type, 0, from.handle, memory_class, from.message, 0, &err);
-    void *destination = ptp_cfg_field_get(to.type, 0, to.handle, memory_class, to.message, 0, &err);
+    void *source = ptp_cfg_field_get(from.type, index, from.handle, memory_class, from.message, 0, &err);
+    void *destination = ptp_cfg_field_get(to.type, index, to.handle, memory_class, to.message, 0, &err);
     if (source == nullptr || destination == nullptr) {
         return false;
     }

@@ -52,10 +52,10 @@ struct MessageView {
 };
 
 /**
- * Copies between messages whose payloads are of one type. The two handles may track state or not.
+ * Copies a payload between messages that have one of the same type there. The two handles may track state or not.
  * @param which  Flagged: only fields that the source's flags name, itself or with the structure that they are in
  * @return false when a value was refused; the destination is then partly filled
  */
-bool copy_payload(const MessageView &from, const MessageView &to, Copied which);
+bool copy_payload(const MessageView &from, const MessageView &to, Copied which, u_int32 index = 0);
 
 }  // namespace ptp_agent

@@ -45,7 +45,7 @@ class alarm_book {
     /** False when there is no such alarm, or it has ended. */
     bool acknowledge(std::uint64_t id, const std::string &who, const std::string &note, std::uint64_t now_ns);
     /** Nothing is sent of it until then; 0 ends that. */
-    bool silence(std::uint64_t id, const std::string &who, std::uint64_t until_ns, std::uint64_t now_ns);
+    bool silence(std::uint64_t id, const std::string &who, std::uint64_t until_ns);
 
     // ---- for who judges ----
 
@@ -56,7 +56,7 @@ class alarm_book {
     void load(std::vector<alarm> kept);
 
   private:
-    alarm *locate(std::uint64_t id);
+    bool alter(std::uint64_t id, const std::function<void(alarm &)> &how);
 
     mutable std::mutex mutex_;
     listener listener_;

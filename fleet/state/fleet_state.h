@@ -6,6 +6,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <shared_mutex>
 #include <span>
 #include <unordered_map>
@@ -15,7 +16,7 @@
 
 namespace ptp_fleet {
 
-enum class said_role : std::uint8_t { unknown, command, event, report };
+class decoded_message;
 
 /** A message as it came. */
 struct said {
@@ -24,7 +25,7 @@ struct said {
     std::span<const std::uint8_t> bytes;
     std::uint64_t time_ns = 0;   // when the element took it
     std::uint64_t heard_ns = 0;  // when the server did
-    said_role role = said_role::report;
+    bool is_late = false;        // something newer of the same clock was taken already: it is history alone
 };
 
 /** Something about a clock that is now another: its lock state, parent, grandmaster, classes; or an event. */
@@ -44,6 +45,23 @@ struct clock_record {
     std::string json;                  // as ptp_cfg_to_json() writes it, with "$state" of fields that are known
     std::vector<std::string> changed;  // paths of the fields that the last change altered, without the message's name
     std::uint64_t changed_ns = 0;      // when that was
+};
+
+/** What taking a message came to, for who keeps it. */
+struct taken {
+    std::vector<change_entry> changes;               // other than offset and path delay
+    std::optional<double> offset_ns, path_delay_ns;  // where the message says them
+    std::string about;                               // as in clock_record
+    std::span<const std::uint8_t> bytes;             // all parts together; until the next message
+    bool has_changed = false;                        // those bytes are others than before
+};
+
+/** A record as it is kept. */
+struct kept_record {
+    clock_name name;
+    std::string message, about;
+    std::uint64_t time_ns = 0, heard_ns = 0;
+    std::vector<std::uint8_t> bytes;
 };
 
 struct fleet_counts {
@@ -81,8 +99,12 @@ class fleet_state {
 
     /** Between two calls of this nobody is woken. */
     void tell_waiting();
-    /** What changed other than offset and path delay. Throws std::runtime_error when the bytes are no such message. */
-    std::vector<change_entry> take(const said &what);
+    /** Throws std::runtime_error, and changes nothing, when the bytes are no message of that name. */
+    taken take(const said &what);
+    /** Puts a clock back as it was kept, before anything is taken. Its records follow by restore_record(). */
+    void restore(const clock_summary &of);
+    void restore_record(const kept_record &of);
+    void restore_change(const change_entry &of);
 
   private:
     struct clock_entry;
@@ -90,7 +112,10 @@ class fleet_state {
 
     clock_entry &entry_of(const clock_name &name);
     const clock_entry *find(const clock_name &name) const;
-    kept &keep(clock_entry &of, const said &what, bool &is_new);
+    static kept &keep(clock_entry &of, const std::string &about, const said &what);
+    static void tell_changes(const clock_summary &before, const clock_summary &now, const said &what, taken &out);
+    void apply(clock_entry &to, const decoded_message &read, const said &what, taken &out);
+    void add_change(clock_entry &to, change_entry of);
 
     std::uint64_t silent_after_ns_;
     mutable std::shared_mutex mutex_;

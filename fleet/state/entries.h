@@ -1,0 +1,28 @@
+// What fleet_state keeps of a clock.
+#pragma once
+
+#include "fleet_state.h"
+
+namespace ptp_fleet {
+
+/** The last message of a kind, and the bytes before its last change. */
+struct fleet_state::kept {
+    std::string message, about;
+    std::uint64_t time_ns = 0, heard_ns = 0, changed_ns = 0;
+    std::vector<std::uint8_t> bytes, before;
+};
+
+struct fleet_state::clock_entry {
+    clock_summary row;
+    std::vector<kept> records;
+    std::vector<change_entry> changes;  // the oldest first
+};
+
+constexpr std::size_t changes_of_a_clock = 16;
+constexpr std::size_t changes_of_all = 4096;
+constexpr std::size_t records_of_a_kind = 64;  // ports, foreign masters
+
+/** The record as people see it. */
+clock_record shown(const kept_record &of, const std::vector<std::uint8_t> &before, std::uint64_t changed_ns);
+
+}  // namespace ptp_fleet
