@@ -7,9 +7,10 @@ namespace ptp_fleet {
 
 /** The last message of a kind, and the bytes before its last change. */
 struct fleet_state::kept {
-    std::string message, about;
-    std::uint64_t time_ns = 0, heard_ns = 0, changed_ns = 0;
-    std::vector<std::uint8_t> bytes, before;
+    kept_record now;
+    std::vector<std::uint8_t> before;
+    std::uint64_t changed_ns = 0;
+    std::uint64_t change = 0, alteration = 0;  // numbers of the last message, and of the last with other bytes
 };
 
 struct fleet_state::clock_entry {

@@ -1,7 +1,6 @@
 // Answers about the fleet as it is now.
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <set>
 
 #include "entries.h"
 #include "message.h"
@@ -78,13 +77,27 @@ std::vector<clock_record> fleet_state::records(const clock_name &name) const {
     }
     std::vector<clock_record> result;
     for (const kept &each : copies) {
-        result.push_back(shown({name, each.message, each.about, each.time_ns, each.heard_ns, each.bytes}, each.before,
-                               each.changed_ns));
+        result.push_back(shown(each.now, each.before, each.changed_ns));
     }
     std::sort(result.begin(), result.end(), [](const clock_record &a, const clock_record &b) {
         return std::tie(a.message, a.about) < std::tie(b.message, b.about);
     });
     return result;
+}
+
+void fleet_state::visit_after(std::uint64_t change, const row_visitor &row, const record_visitor &record) const {
+    const std::shared_lock lock(mutex_);
+    for (const auto &each : clocks_) {
+        if (each->row.change <= change) {
+            continue;
+        }
+        row(each->row);
+        for (const kept &one : each->records) {
+            if (one.change > change) {
+                record(each->row.name, one.now, one.alteration > change);
+            }
+        }
+    }
 }
 
 std::vector<change_entry> fleet_state::recent_changes(std::size_t limit) const {

@@ -56,17 +56,17 @@ fleet_state::clock_entry &fleet_state::entry_of(const clock_name &name) {
 
 fleet_state::kept &fleet_state::keep(clock_entry &of, const std::string &about, const said &what) {
     const auto found = std::find_if(of.records.begin(), of.records.end(), [&](const kept &each) {
-        return each.message == what.message && each.about == about;
+        return each.now.message == what.message && each.now.about == about;
     });
     if (found != of.records.end()) {
         return *found;
     }
-    const auto is_same_kind = [&](const kept &each) { return each.message == what.message; };
+    const auto is_same_kind = [&](const kept &each) { return each.now.message == what.message; };
     if (std::count_if(of.records.begin(), of.records.end(), is_same_kind) >=
         static_cast<std::ptrdiff_t>(records_of_a_kind)) {
         of.records.erase(std::find_if(of.records.begin(), of.records.end(), is_same_kind));
     }
-    of.records.push_back({std::string(what.message), about, 0, 0, 0, {}, {}});
+    of.records.push_back({{std::string(what.message), about, 0, 0, {}, is_measurement(what.message)}, {}, 0, 0, 0});
     return of.records.back();
 }
 
@@ -102,15 +102,17 @@ void fleet_state::apply(clock_entry &to, const decoded_message &read, const said
     const record_row *row = record_row_of(what.message);
     out.about = about_of(read, row);
     kept &record = keep(to, out.about, what);
-    std::vector<std::uint8_t> bytes = merged(record.bytes, read, what.bytes, row);
-    out.has_changed = bytes != record.bytes;
+    std::vector<std::uint8_t> bytes = merged(record.now.bytes, read, what.bytes, row);
+    record.change = ++change_;
+    out.has_changed = bytes != record.now.bytes;
     if (out.has_changed) {
-        record.before = std::exchange(record.bytes, std::move(bytes));
+        record.before = std::exchange(record.now.bytes, std::move(bytes));
         record.changed_ns = what.time_ns;
+        record.alteration = change_;
     }
-    record.time_ns = what.time_ns;
-    record.heard_ns = what.heard_ns;
-    out.bytes = record.bytes;
+    record.now.time_ns = what.time_ns;
+    record.now.heard_ns = what.heard_ns;
+    out.bytes = record.now.bytes;
 
     const clock_summary before = to.row;
     fill_summary(to.row, read);
@@ -157,21 +159,21 @@ taken fleet_state::take(const said &what) {
 void fleet_state::restore(const clock_summary &of) {
     const std::unique_lock lock(mutex_);
     clock_summary &row = entry_of(of.name).row;
-    messages_ += of.messages;
+    messages_ += of.messages - row.messages;
     row = of;
     row.change = ++change_;
 }
 
-void fleet_state::restore_record(const kept_record &of) {
+void fleet_state::restore_record(const clock_name &name, const kept_record &of) {
     const decoded_message read(of.bytes);
     const std::unique_lock lock(mutex_);
-    clock_entry &entry = entry_of(of.name);
+    clock_entry &entry = entry_of(name);
     said what;
     what.message = of.message;
     kept &record = keep(entry, of.about, what);
-    record.bytes = of.bytes;
-    record.time_ns = record.changed_ns = of.time_ns;
-    record.heard_ns = of.heard_ns;
+    record.now = of;
+    record.now.is_measurement = is_measurement(of.message);
+    record.changed_ns = of.time_ns;
     fill_summary(entry.row, read);
 }
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -58,10 +59,10 @@ struct taken {
 
 /** A record as it is kept. */
 struct kept_record {
-    clock_name name;
     std::string message, about;
     std::uint64_t time_ns = 0, heard_ns = 0;
     std::vector<std::uint8_t> bytes;
+    bool is_measurement = false;  // has the offset, and is another each time
 };
 
 struct fleet_counts {
@@ -103,8 +104,12 @@ class fleet_state {
     taken take(const said &what);
     /** Puts a clock back as it was kept, before anything is taken. Its records follow by restore_record(). */
     void restore(const clock_summary &of);
-    void restore_record(const kept_record &of);
+    void restore_record(const clock_name &name, const kept_record &of);
     void restore_change(const change_entry &of);
+    /** The rows that changed after that number, and their records that did; is_altered: with other bytes. */
+    using row_visitor = std::function<void(const clock_summary &)>;
+    using record_visitor = std::function<void(const clock_name &, const kept_record &, bool is_altered)>;
+    void visit_after(std::uint64_t change, const row_visitor &row, const record_visitor &record) const;
 
   private:
     struct clock_entry;
