@@ -1,0 +1,122 @@
+// What an element was told, and telling it something.
+import { useState } from "preact/hooks";
+import { post } from "./api";
+import { useAnswer, useFleet } from "./fleet";
+import { moment } from "./format";
+import { ChangeText } from "./links";
+import { Command } from "./model";
+import { useOperator } from "./operator";
+
+const fates: Record<Command["fate"], string> = {
+    sent: "sent",
+    answered: "answered",
+    silent: "no answer",
+    conflict: "not sent: somebody was faster",
+    refused: "not sent",
+};
+
+/** A beginning for each of the commands that are given most. */
+const samples: [string, string, object][] = [
+    ["UTC offset", "ptp_utc_offset_cmd", {}],
+    ["Priorities", "ptp_clock_modify_cmd", {}],
+];
+
+export function Commands({ element, now }: { element: string; now: number }) {
+    const changes = useFleet("clocks");
+    const [sent, setSent] = useState(0);
+    const path = `elements/${encodeURIComponent(element)}/commands?limit=50`;
+    const { answer } = useAnswer<{ version: number; commands: Command[] }>(path, `${changes} ${sent}`);
+    const { operator } = useOperator();
+    return (
+        <section aria-labelledby="commands-title">
+            <h2 id="commands-title">Commands to {element}</h2>
+            {operator !== null && answer !== null && <CommandForm path={path} version={answer.version} done={() => setSent(sent + 1)} />}
+            {answer !== null && answer.commands.length === 0 && <p class="faint">None was sent.</p>}
+            {answer !== null && answer.commands.length > 0 && <CommandList of={answer.commands} now={now} />}
+        </section>
+    );
+}
+
+function CommandList({ of, now }: { of: Command[]; now: number }) {
+    return (
+        <table>
+            <thead>
+                <tr>
+                    <th scope="col">Time</th>
+                    <th scope="col">By</th>
+                    <th scope="col">Command</th>
+                    <th scope="col">Outcome</th>
+                </tr>
+            </thead>
+            <tbody>
+                {of.map((command) => (
+                    <tr key={command.id}>
+                        <td class="number faint">{moment(command.time, now)}</td>
+                        <td>{command.by}</td>
+                        <th scope="row" class="wide">
+                            <details>
+                                <summary>{command.message}</summary>
+                                <pre>{JSON.stringify(command.command, null, 2)}</pre>
+                            </details>
+                        </th>
+                        <td class="wide">
+                            {fates[command.fate]} {command.reason}
+                            {command.answer.map((change, i) => (
+                                <div key={i}>
+                                    <ChangeText of={change} />
+                                </div>
+                            ))}
+                        </td>
+                    </tr>
+                ))}
+            </tbody>
+        </table>
+    );
+}
+
+function CommandForm({ path, version, done }: { path: string; version: number; done: () => void }) {
+    const [text, setText] = useState("");
+    // The version that was there when the text was begun: who writes on what is old must learn it.
+    const [based, setBased] = useState(version);
+    const [outcome, setOutcome] = useState("");
+    const edit = (next: string) => {
+        if (text === "") {
+            setBased(version);
+        }
+        setText(next);
+    };
+    const send = async (event: Event) => {
+        event.preventDefault();
+        let command: unknown;
+        try {
+            command = JSON.parse(text);
+        } catch (error) {
+            setOutcome(`That is no JSON: ${(error as Error).message}`);
+            return;
+        }
+        try {
+            await post(path.replace(/\?.*/, ""), { command, version: based });
+            setOutcome("Sent.");
+            setText("");
+        } catch (error) {
+            setOutcome((error as Error).message);
+            setBased(version);
+        }
+        done();
+    };
+    return (
+        <form class="command" onSubmit={send}>
+            <label for="command-text">A message as JSON</label>
+            <textarea id="command-text" rows={4} spellcheck={false} value={text} required onInput={(event) => edit(event.currentTarget.value)} />
+            <p class="buttons">
+                {samples.map(([label, name, fields]) => (
+                    <button key={name} type="button" onClick={() => edit(JSON.stringify({ [name]: fields }, null, 2))}>
+                        {label}
+                    </button>
+                ))}
+                <button type="submit">Send</button>
+                <output>{outcome}</output>
+            </p>
+        </form>
+    );
+}
