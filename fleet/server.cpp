@@ -38,4 +38,9 @@ server::server(const std::string &uri, bool listens, double seconds) : connectio
     context_.reset(made);
 }
 
+bool server::is_gone() {
+    const std::lock_guard lock(board_.mutex);
+    return connection_.is_closed();
+}
+
 }  // namespace ptp_fleet

@@ -15,6 +15,8 @@ class server {
     const vela::nats::settings &settings() const { return settings_; }
     natsConnection *connection() const { return connection_.get(); }
     jsCtx *stream_context() const { return context_.get(); }
+    /** The client has given the connection up, as it does when it is refused twice: make another. */
+    bool is_gone();
 
   private:
     vela::nats::settings settings_;

@@ -107,4 +107,9 @@ void fill_summary(clock_summary &of, const decoded_message &from) {
 
 bool is_measurement(std::string_view message) { return message == current || message == all; }
 
+bool is_quiet(std::string_view message) {
+    return is_measurement(message) || message == state || message == "ptp_port_runtime_state_msg" ||
+           message == "ptp_stream_runtime_state_msg" || message == "ptp_foreign_master_record_msg";
+}
+
 }  // namespace ptp_fleet

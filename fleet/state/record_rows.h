@@ -31,4 +31,7 @@ void fill_summary(clock_summary &of, const decoded_message &from);
 /** The offset and path delay are in it, which change all the time. */
 bool is_measurement(std::string_view message);
 
+/** It has those, or counters: that it changed is no news. */
+bool is_quiet(std::string_view message);
+
 }  // namespace ptp_fleet

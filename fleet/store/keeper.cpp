@@ -1,8 +1,7 @@
 // Takes messages and writes what came of them.
 #include "keeper.h"
 
-#include <cmath>
-
+#include "record_rows.h"
 #include "schema.h"
 
 namespace ptp_fleet {
@@ -40,6 +39,7 @@ void keeper::apply(const journal_entry &of, verdict is, outcome &out) {
         samples_.add(of.name, {of.time_ns, *came.offset_ns, came.path_delay_ns.value_or(0)});
     }
     out.changes = came.changes;
+    out.is_altered = came.has_changed && !is_quiet(of.message);
 }
 
 keeper::outcome keeper::take(const journal_entry &of) {

@@ -40,6 +40,7 @@ class keeper {
         verdict is = verdict::next;
         std::string refused;  // why it is no message that can be kept; empty: it is
         std::vector<change_entry> changes;
+        bool is_altered = false;  // the record is another, and that is news
     };
     /** Takes it into ledger, state and the next piece; one that is refused into the ledger alone. */
     outcome take(const journal_entry &of);
