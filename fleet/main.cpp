@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "prepare.h"
+#include "run/run.h"
 #include "simulate/simulate.h"
 
 namespace {
@@ -55,6 +56,27 @@ void add_prepare(CLI::App &app, ptp_fleet::stream_options &options) {
     command->callback([&options] { ptp_fleet::prepare_stream(options); });
 }
 
+void add_run(CLI::App &app, std::string &file) {
+    CLI::App *command = app.add_subcommand("run", "Collect what elements say, keep it, judge it and show it");
+    command->add_option("--config", file, "a TOML file")->check(CLI::ExistingFile);
+    command->callback([&file] { ptp_fleet::run(ptp_fleet::read_configuration(file)); });
+}
+
+struct file_pair {
+    std::string from, to;
+};
+
+void add_copies(CLI::App &app, file_pair &files) {
+    CLI::App *backup = app.add_subcommand("backup", "Copy a store, also while it is written");
+    backup->add_option("database", files.from, "the store")->required()->check(CLI::ExistingFile);
+    backup->add_option("copy", files.to, "the file to make")->required();
+    backup->callback([&files] { ptp_fleet::back_up(files.from, files.to); });
+    CLI::App *restore = app.add_subcommand("restore", "Check a copy and make a store of it, with no collector running");
+    restore->add_option("copy", files.from, "made by ptp_fleet backup")->required()->check(CLI::ExistingFile);
+    restore->add_option("database", files.to, "the store to make")->required();
+    restore->callback([&files] { ptp_fleet::restore(files.from, files.to); });
+}
+
 }  // namespace
 
 int main(int argc, char **argv) try {
@@ -64,6 +86,10 @@ int main(int argc, char **argv) try {
     add_simulate(app, simulation);
     ptp_fleet::stream_options stream;
     add_prepare(app, stream);
+    std::string configuration;
+    add_run(app, configuration);
+    file_pair files;
+    add_copies(app, files);
     CLI11_PARSE(app, argc, argv);
     return 0;
 } catch (const std::runtime_error &error) {

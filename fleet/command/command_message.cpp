@@ -32,8 +32,12 @@ std::vector<std::uint8_t> encode_command(const std::string &json, std::string &m
     if (type == nullptr) {
         throw std::runtime_error("is to be an object with one member that is named after a message");
     }
+    // Its flags say which fields the sender gave: an element leaves the others as they are.
+    vela_handle_options tracking = {};
+    tracking.size = sizeof tracking;
+    tracking.tracking = VELA_STTR_ON;
     u_int32 err = 0;
-    const std::unique_ptr<vela_handle, destroy_handle> handle(vela_handle_create(nullptr, &err));
+    const std::unique_ptr<vela_handle, destroy_handle> handle(vela_handle_create(&tracking, &err));
     ptp_cfg_json_options options = {};
     options.size = sizeof options;
     options.rules = PTP_CFG_JSON_STATE_FLAGS | PTP_CFG_JSON_VARIANTS;
