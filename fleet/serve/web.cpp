@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <sstream>
@@ -30,6 +31,11 @@ std::string pem_text(const std::string &path) {
         throw std::runtime_error(path + " cannot be read");
     }
     return text.str();
+}
+
+std::string page_folder(const std::string &chosen) {
+    const std::string installed = PTP_FLEET_PAGE;
+    return !chosen.empty() || !std::filesystem::exists(installed + "/index.html") ? chosen : installed;
 }
 
 http_options server_options(const web_options &from) {
@@ -61,7 +67,7 @@ class web::core {
     core(const web_options &options, const services &from)
         : table_(from),
           who_(options.tokens),
-          page_(options.page),
+          page_(page_folder(options.page)),
           api_(from, table_, who_, page_),
           server_(server_options(options), [this](const http_request &request) { return api_.answer(request); }) {
         table_.refresh(base::clock_ns(CLOCK_REALTIME));

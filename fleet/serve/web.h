@@ -11,7 +11,7 @@ namespace ptp_fleet {
 
 struct web_options {
     std::string listen = "127.0.0.1:8080";  // ADDRESS:PORT or [ADDRESS]:PORT; port 0: one that is free
-    std::string page;                       // folder with the page's files; empty: none
+    std::string page;                       // folder with the page's files; empty: the installed one, if there is one
     std::string tokens;                     // file with who may act; empty: nobody
     std::string certificate, key;           // PEM files; empty: no TLS
 };

@@ -3,7 +3,7 @@ import { useState } from "preact/hooks";
 import { post } from "./api";
 import { fleet, useFleet, useNow } from "./fleet";
 import { ago, count, dateTime, moment } from "./format";
-import { ChangeText, ClockLink } from "./links";
+import { ChangeTable, ClockLink, grouped, GroupText } from "./links";
 import { Alarm, Change } from "./model";
 import { useOperator } from "./operator";
 import { SeverityText } from "./signs";
@@ -53,7 +53,7 @@ function AlarmList({ alarms, now, label }: { alarms: Alarm[]; now: number; label
         return null;
     }
     return (
-        <ul class="alarms" aria-label={label}>
+        <ul class="alarm-list" aria-label={label}>
             {alarms.map((alarm) => (
                 <AlarmItem key={alarm.id} of={alarm} now={now} />
             ))}
@@ -67,44 +67,27 @@ function AlarmItem({ of, now }: { of: Alarm; now: number }) {
         <li class={of.acknowledged !== null || isSilenced || of.ended !== null ? "cared" : ""}>
             <SeverityText of={of.severity} />
             <ClockLink clock={of.clock} />
-            <span class="text">
-                {of.text}
-                <span class="faint"> {of.rule}</span>
-            </span>
+            <div class="text">
+                {of.text} <span class="faint">{of.rule}</span>
+                {of.before.length > 0 && <Before changes={of.before} now={now} of={of} />}
+            </div>
             <span class="number" title={`${dateTime(of.since)} UTC`}>
                 {of.ended === null ? `for ${ago(of.since, now)}` : `${moment(of.since, now)} to ${moment(of.ended, now)}`}
             </span>
             <Care of={of} isSilenced={isSilenced} />
-            {of.before.length > 0 && <Before changes={of.before} now={now} alarm={of} />}
         </li>
     );
 }
 
-function Before({ changes, now, alarm }: { changes: Change[]; now: number; alarm: Alarm }) {
+function Before({ changes, now, of }: { changes: Change[]; now: number; of: Alarm }) {
+    const first = grouped(changes)[0]!;
     return (
         <details>
             <summary>
-                What changed before{" "}
-                <span class="faint">
-                    {changes[0]!.clock === alarm.clock ? "" : `${changes[0]!.clock}: `}
-                    <ChangeText of={changes[0]!} />
-                </span>
+                before: {first[0]!.clock !== of.clock && `${first[0]!.clock} `}
+                <GroupText of={first} />
             </summary>
-            <table class="changes">
-                <tbody>
-                    {changes.map((change, i) => (
-                        <tr key={i}>
-                            <td class="number faint">{moment(change.time, now)}</td>
-                            <th scope="row">
-                                <ClockLink clock={change.clock} />
-                            </th>
-                            <td class="wide">
-                                <ChangeText of={change} />
-                            </td>
-                        </tr>
-                    ))}
-                </tbody>
-            </table>
+            <ChangeTable changes={changes} now={now} withClock={true} />
         </details>
     );
 }

@@ -3,8 +3,8 @@ import { clockPath } from "./api";
 import { Commands } from "./commands";
 import { DifferenceBetween } from "./difference";
 import { fleet, useAnswer, useFleet, useNow } from "./fleet";
-import { ago, moment, nanoseconds } from "./format";
-import { ChangeText, IdentityLink } from "./links";
+import { ago, nanoseconds } from "./format";
+import { ChangeTable, IdentityLink } from "./links";
 import { Change, OneClock, Row, standingOf } from "./model";
 import { Plots, useSpan } from "./plot";
 import { Records } from "./records";
@@ -102,24 +102,7 @@ function Events({ clock, now }: { clock: string; now: number }) {
             {trouble !== null && <p role="alert">{trouble}</p>}
             {answer !== null && answer.changes.length === 0 && <p class="faint">None.</p>}
             <div class="scrolled" tabIndex={0} role="region" aria-labelledby="events-title">
-                <table class="changes">
-                    <thead class="unseen">
-                        <tr>
-                            <th scope="col">Time</th>
-                            <th scope="col">What</th>
-                        </tr>
-                    </thead>
-                    <tbody>
-                        {(answer?.changes ?? []).map((change, i) => (
-                            <tr key={i}>
-                                <td class="number faint">{moment(change.time, now)}</td>
-                                <td class="wide">
-                                    <ChangeText of={change} />
-                                </td>
-                            </tr>
-                        ))}
-                    </tbody>
-                </table>
+                <ChangeTable changes={answer?.changes ?? []} now={now} withClock={false} />
             </div>
         </section>
     );

@@ -3,7 +3,7 @@ import { useState } from "preact/hooks";
 import { post } from "./api";
 import { useAnswer, useFleet } from "./fleet";
 import { moment } from "./format";
-import { ChangeText } from "./links";
+import { grouped, GroupText } from "./links";
 import { Command } from "./model";
 import { useOperator } from "./operator";
 
@@ -61,9 +61,9 @@ function CommandList({ of, now }: { of: Command[]; now: number }) {
                         </th>
                         <td class="wide">
                             {fates[command.fate]} {command.reason}
-                            {command.answer.map((change, i) => (
+                            {grouped(command.answer).map((group, i) => (
                                 <div key={i}>
-                                    <ChangeText of={change} />
+                                    <GroupText of={group} />
                                 </div>
                             ))}
                         </td>

@@ -1,7 +1,8 @@
 // Addresses within the page, and links to clocks.
 import { fleet } from "./fleet";
-import { shortIdentity } from "./format";
-import { Change } from "./model";
+import { moment, shortIdentity } from "./format";
+import { Change, State, states } from "./model";
+import { StandingText } from "./signs";
 
 export function clockHref(clock: string): string {
     return `#/clock/${clock.split("/").map(encodeURIComponent).join("/")}`;
@@ -30,28 +31,96 @@ export function IdentityLink({ identity }: { identity: string | null }) {
 
 const isIdentity = /^([0-9A-F]{2}-){7}[0-9A-F]{2}$/;
 
-/** A value of a change: identities by name. */
-export function ValueText({ value }: { value: string }) {
-    return isIdentity.test(value) ? <IdentityLink identity={value} /> : <span class="value">{value === "" ? "–" : value}</span>;
+/** A value of a change: identities by name, states with their sign. */
+function ValueText({ value, own }: { value: string; own: string | null }) {
+    if (isIdentity.test(value)) {
+        return value === own ? <>itself</> : <IdentityLink identity={value} />;
+    }
+    return states.includes(value as State) ? <StandingText of={value as State} /> : <>{value === "" ? "–" : value}</>;
 }
 
 /** What changed: a value, or an event with what it told. */
-export function ChangeText({ of }: { of: Change }) {
+function ChangeText({ of }: { of: Change }) {
     if (of.before === "") {
-        return <EventText of={of} />;
+        return (
+            <>
+                {of.what.replace(/^ptp_/, "").replace(/_/g, " ")} <span class="faint">{eventFields(of.after)}</span>
+            </>
+        );
     }
+    const own = fleet.byName.get(of.clock)?.identity ?? null;
     return (
         <>
-            {of.what} <ValueText value={of.before} /> <span aria-label="became">→</span> <ValueText value={of.after} />
+            {of.what === "lock" ? "" : `${of.what} `}
+            <ValueText value={of.before} own={own} /> <span aria-label="became">→</span> <ValueText value={of.after} own={own} />
         </>
     );
 }
 
-function EventText({ of }: { of: Change }) {
+const importance = ["lock", "parent", "grandmaster"];
+
+function rank(of: Change): number {
+    const at = importance.indexOf(of.what);
+    return of.before === "" ? importance.length + 1 : at < 0 ? importance.length : at;
+}
+
+/** What changed at a clock at once belongs together, and the weightiest comes first. */
+export function grouped(changes: Change[]): Change[][] {
+    const groups: Change[][] = [];
+    for (const change of changes) {
+        const last = groups[groups.length - 1];
+        if (last !== undefined && last[0]!.clock === change.clock && Math.abs(last[0]!.time - change.time) < 500) {
+            last.push(change);
+        } else {
+            groups.push([change]);
+        }
+    }
+    groups.forEach((group) => group.sort((a, b) => rank(a) - rank(b)));
+    return groups;
+}
+
+/** An event says little beside the changes that it came with. */
+export function GroupText({ of }: { of: Change[] }) {
+    const changes = of.filter((change) => change.before !== "");
     return (
         <>
-            {of.what.replace(/^ptp_/, "").replace(/_/g, " ")} <span class="faint">{eventFields(of.after)}</span>
+            {(changes.length > 0 ? changes : of).map((change, i) => (
+                <span key={i}>
+                    {i > 0 && <span class="faint"> · </span>}
+                    <ChangeText of={change} />
+                </span>
+            ))}
         </>
+    );
+}
+
+/** Changes as rows; those of one clock leave its name out. */
+export function ChangeTable({ changes, now, withClock }: { changes: Change[]; now: number; withClock: boolean }) {
+    return (
+        <table class="changes">
+            <thead class="unseen">
+                <tr>
+                    <th scope="col">Time</th>
+                    {withClock && <th scope="col">Clock</th>}
+                    <th scope="col">What</th>
+                </tr>
+            </thead>
+            <tbody>
+                {grouped(changes).map((group, i) => (
+                    <tr key={i}>
+                        <td class="number faint">{moment(group[0]!.time, now)}</td>
+                        {withClock && (
+                            <th scope="row">
+                                <ClockLink clock={group[0]!.clock} />
+                            </th>
+                        )}
+                        <td class="wide">
+                            <GroupText of={group} />
+                        </td>
+                    </tr>
+                ))}
+            </tbody>
+        </table>
     );
 }
 
@@ -67,8 +136,8 @@ function eventFields(text: string): string {
                 }
                 if (below !== null && typeof below === "object" && !Array.isArray(below)) {
                     visit(below);
-                } else {
-                    found.push(`${name} ${String(below)}`);
+                } else if (below !== "" && below !== null) {
+                    found.push(`${name.replace(/_/g, " ")} ${String(below).replace(/^VELA_/, "")}`);
                 }
             }
         };

@@ -1,7 +1,7 @@
 // How many clocks are in which state, what changed, and what alarms there are.
 import { Clock, fleet, useFleet, useNow } from "./fleet";
-import { ago, count, moment } from "./format";
-import { ChangeText, ClockLink, IdentityLink } from "./links";
+import { ago, count } from "./format";
+import { ChangeTable, ClockLink, IdentityLink } from "./links";
 import { Alarm, Overview, Standing, standingNames, standings } from "./model";
 import { SeverityText, StandingSign } from "./signs";
 
@@ -63,28 +63,7 @@ function Changes({ of, now }: { of: Overview; now: number }) {
         <section aria-labelledby="changes-title">
             <h2 id="changes-title">Latest changes</h2>
             {of.changes.length === 0 && <p class="faint">Nothing has changed since the server was started.</p>}
-            <table class="changes">
-                <thead class="unseen">
-                    <tr>
-                        <th scope="col">Time</th>
-                        <th scope="col">Clock</th>
-                        <th scope="col">What</th>
-                    </tr>
-                </thead>
-                <tbody>
-                    {of.changes.map((change, i) => (
-                        <tr key={i}>
-                            <td class="number faint">{moment(change.time, now)}</td>
-                            <th scope="row">
-                                <ClockLink clock={change.clock} />
-                            </th>
-                            <td class="wide">
-                                <ChangeText of={change} />
-                            </td>
-                        </tr>
-                    ))}
-                </tbody>
-            </table>
+            <ChangeTable changes={of.changes} now={now} withClock={true} />
         </section>
     );
 }

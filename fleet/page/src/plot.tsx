@@ -175,7 +175,7 @@ function summary(series: Series, kind: "offset" | "delay", span: Span): string {
     return `mean ${nanoseconds(average)}, from ${nanoseconds(least)} to ${nanoseconds(most)} in ${when}`;
 }
 
-const heightOf = (kind: string) => (kind === "offset" ? 190 : 120);
+const heightOf = (kind: string) => (kind === "offset" ? 200 : 110);
 
 function optionsFor(element: HTMLElement, kind: "offset" | "delay", zoom: (from: number, to: number) => void): uPlot.Options {
     const style = getComputedStyle(document.documentElement);
@@ -191,7 +191,7 @@ function optionsFor(element: HTMLElement, kind: "offset" | "delay", zoom: (from:
         tzDate: (seconds) => uPlot.tzDate(new Date(seconds * 1000), "Etc/UTC"),
         scales: { y: { range: (_, low, high) => padded(low, high) } },
         axes: [
-            { ...axis, values: timeLabels },
+            { ...axis, size: 26, values: timeLabels },
             { ...axis, size: 62, values: (_, values) => values.map((value) => nanoseconds(value)) },
         ],
         series: kind === "offset" ? [{}, edge, line, edge] : [{}, line],

@@ -5,10 +5,8 @@ import { Message } from "./model";
 interface Field {
     path: string;
     value: unknown;
-    isKnown: boolean;
 }
 
-/** A field that was never set has no state; one without any states is a record of a kind that has none. */
 function fieldsOf(record: Record<string, unknown>, path: string, to: Field[]): Field[] {
     for (const [name, value] of Object.entries(record)) {
         if (name === "$state") {
@@ -18,10 +16,16 @@ function fieldsOf(record: Record<string, unknown>, path: string, to: Field[]): F
         if (value !== null && typeof value === "object" && !Array.isArray(value)) {
             fieldsOf(value as Record<string, unknown>, below, to);
         } else {
-            to.push({ path: below, value, isKnown: true });
+            to.push({ path: below, value });
         }
     }
     return to;
+}
+
+/** What all paths begin with, which says no more than the message's name. */
+function commonOf(fields: Field[]): string {
+    const first = fields[0]?.path.split("/")[0] ?? "";
+    return fields.every(({ path }) => path.startsWith(`${first}/`)) ? `${first}/` : "";
 }
 
 export function valueText(value: unknown): string {
@@ -34,12 +38,20 @@ export function valueText(value: unknown): string {
     return typeof value === "object" ? JSON.stringify(value) : String(value).replace(/^VELA_/, "");
 }
 
+const scaled = /\/scaledNanoseconds$/i;
+
+/** Long names break where they are put together. */
+function nameText(path: string): string {
+    return path.replace(scaled, "").replace(/[/_]/g, "$&\u200b");
+}
+
 /** Scaled nanoseconds are 65536ths in two's complement, which nobody reads. */
-function helpful(path: string, value: unknown): string {
-    if (!/scaledNanoseconds$/i.test(path)) {
-        return "";
+function FieldValue({ path, value }: { path: string; value: unknown }) {
+    if (!scaled.test(path) || !/^\d+$/.test(String(value))) {
+        return <>{valueText(value).replace(/_/g, "_\u200b")}</>;
     }
-    return ` = ${(Number(BigInt.asIntN(64, BigInt(String(value)))) / 65536).toFixed(2)} ns`;
+    const exact = Number(BigInt.asIntN(64, BigInt(String(value)))) / 65536;
+    return <span title={`scaledNanoseconds ${value}`}>{exact.toFixed(2).replace("-", "−")} ns</span>;
 }
 
 export function messageTitle(message: string): string {
@@ -65,7 +77,8 @@ export function Records({ messages, now, empty }: { messages: Message[]; now: nu
 
 function Record({ of, now }: { of: Message; now: number }) {
     const changed = new Set(of.changed);
-    const inFirst = (path: string) => path.split("/").slice(-2).join("/");
+    const fields = fieldsOf(of.fields, "", []);
+    const common = commonOf(fields);
     const isChanged = (path: string) => changed.has(path) || [...changed].some((each) => path.startsWith(`${each}/`));
     return (
         <table class="record">
@@ -76,16 +89,15 @@ function Record({ of, now }: { of: Message; now: number }) {
                 <span class="faint">{ago(of.time, now)} ago</span>
             </caption>
             <tbody>
-                {fieldsOf(of.fields, "", []).map(({ path, value }) => (
+                {fields.map(({ path, value }) => (
                     <tr key={path} class={isChanged(path) ? "changed" : ""}>
                         <th scope="row" title={path}>
-                            {inFirst(path)}
+                            {nameText(path.slice(common.length))}
                         </th>
-                        <td class="number wide">
-                            {valueText(value)}
-                            <span class="faint">{helpful(path, value)}</span>
+                        <td class="number">
+                            <FieldValue path={path} value={value} />
                         </td>
-                        <td class="when">{isChanged(path) && <span title="Changed last">◂ changed {ago(of.changed_at, now)} ago</span>}</td>
+                        <td class="when">{isChanged(path) && <span title="Changed last">◂ changed {ago(of.changed_at, now)}</span>}</td>
                     </tr>
                 ))}
             </tbody>
