@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 
 #include "agent/intent/fields.h"
@@ -19,7 +20,44 @@ struct destroy_handle {
     void operator()(vela_handle *of) const { vela_handle_destroy(of, nullptr); }
 };
 
+constexpr int was_set = 2;
+
+void flag_members(nlohmann::ordered_json &of) {
+    if (!of.is_object() || of.contains("$state") || of.contains("$bytes")) {
+        return;
+    }
+    nlohmann::ordered_json flags = nlohmann::ordered_json::object();
+    for (auto &[name, value] : of.items()) {
+        if (value.is_array()) {
+            flags[name] = std::vector<int>(value.size() + 1, was_set);  // its own first
+            for (auto &element : value) {
+                flag_members(element);
+            }
+        } else if (value.is_object()) {
+            flag_members(value);
+        } else if (!name.starts_with('$')) {
+            flags[name] = was_set;
+        }
+    }
+    if (!flags.empty()) {
+        of["$state"] = std::move(flags);
+    }
+}
+
 }  // namespace
+
+std::string with_state_flags(const std::string &json) {
+    auto all = nlohmann::ordered_json::parse(json, nullptr, false);
+    if (!all.is_object()) {
+        return json;  // who reads it says what is wrong
+    }
+    for (auto &[message, payloads] : all.items()) {
+        for (auto &payload : payloads) {
+            flag_members(payload);
+        }
+    }
+    return all.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
 
 bool is_subject_name(const std::string &text) {
     return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char each) {
@@ -27,12 +65,12 @@ bool is_subject_name(const std::string &text) {
     });
 }
 
-std::vector<std::uint8_t> encode_command(const std::string &json, std::string &message) {
+std::vector<std::uint8_t> encode_command(const std::string &given, std::string &message) {
+    const std::string json = with_state_flags(given);
     const ptp_cfg_type *type = ptp_cfg_json_identify(json.data(), json.size());
     if (type == nullptr) {
         throw std::runtime_error("is to be an object with one member that is named after a message");
     }
-    // Its flags say which fields the sender gave: an element leaves the others as they are.
     vela_handle_options tracking = {};
     tracking.size = sizeof tracking;
     tracking.tracking = VELA_STTR_ON;

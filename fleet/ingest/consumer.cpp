@@ -11,7 +11,7 @@ namespace ptp_fleet {
 namespace {
 
 constexpr std::int64_t second_ns = 1'000'000'000;
-constexpr std::int64_t acknowledge_within_s = 60;
+constexpr std::int64_t acknowledge_within_s = 10;  // what a killed process had waits for so long
 constexpr std::int64_t most_on_their_way = 20'000;
 constexpr std::uint64_t most_ahead_ns = 60 * 1'000'000'000ull;        // an element's clock
 constexpr std::uint64_t most_behind_ns = 30 * 86'400'000'000'000ull;  // what an element may have stored
