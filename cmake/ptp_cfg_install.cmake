@@ -39,6 +39,9 @@ endif()
 if(PTP_CFG_FLEET)
     install(TARGETS ptp_fleet RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
     install(FILES fleet/systemd/ptp_fleet.8 DESTINATION "${CMAKE_INSTALL_MANDIR}/man8")
+    install(FILES fleet/systemd/ptp_fleet.service DESTINATION lib/systemd/system)
+    install(FILES fleet/systemd/ptp_fleet.toml fleet/systemd/ptp_fleet.rules.yml
+            DESTINATION "${CMAKE_INSTALL_DOCDIR}/fleet")
 endif()
 
 if(PTP_CFG_AGENT)

@@ -2,6 +2,7 @@
 # shellcheck disable=SC2154 # build is run's
 # Two elements in namespaces, joined by a link, each with an agent; sourced by run, whose variables it uses.
 
+more_settings=${more_settings-} # for the configuration of each agent, where ELEMENT is its name
 folder=$(mktemp -d)
 timeline=$folder/timeline
 agents=()
@@ -46,6 +47,7 @@ step_threshold = 0.0
 first_step_threshold = 0.0
 pi_proportional_const = 0.7
 pi_integral_const = 0.3
+${more_settings//ELEMENT/$element}
 TOML
     # A process of its own without a shell before it, so that the signal at the end reaches it.
     LD_PRELOAD=$build/lib/libstill_clock.so ip netns exec "$element" setpriv --bounding-set -sys_time \
