@@ -54,50 +54,63 @@ void judge::note(const std::vector<change_entry> &changes, std::uint64_t now_ns)
     }
 }
 
-judge::reading judge::read_changes(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const {
+std::ptrdiff_t judge::changes_of(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const {
     const auto found = changes_.find(of.name);
     if (found == changes_.end()) {
-        return {};
+        return 0;
     }
     const bool is_grandmaster = rule.when == condition::grandmaster_changed;
-    const auto count = std::count_if(found->second.begin(), found->second.end(), [&](const noted &each) {
+    return std::count_if(found->second.begin(), found->second.end(), [&](const noted &each) {
         return each.time_ns + nanoseconds(rule.within_s) > now_ns && (!is_grandmaster || each.is_grandmaster);
     });
-    const finding is = count >= rule.count ? finding::yes : 2 * count >= rule.count ? finding::between : finding::no;
-    return {is, is_grandmaster ? "follows another grandmaster: " + (of.grandmaster ? to_text(*of.grandmaster) : "none")
-                               : std::to_string(count) + " changes in " + round_text(rule.within_s) + " s"};
 }
 
-judge::reading judge::read(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const {
+judge::finding judge::read(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const {
     const bool is_silent = state_.is_silent(of, now_ns);
     const auto found = [](bool is) { return is ? finding::yes : finding::no; };
     const auto against = [&](double value) {
         return value > rule.above ? finding::yes : value > rule.clear_below ? finding::between : finding::no;
     };
+    if (rule.when == condition::silent) {
+        return found(is_silent);
+    }
+    if (rule.when == condition::grandmaster_changed || rule.when == condition::flapping) {
+        const auto count = changes_of(rule, of, now_ns);
+        return count >= rule.count ? finding::yes : 2 * count >= rule.count ? finding::between : finding::no;
+    }
+    if (is_silent) {
+        return finding::between;  // what was said last may be true no more, and is not known to be over either
+    }
     switch (rule.when) {
-        case condition::silent:
-            return {found(is_silent), "nothing is heard of it"};
         case condition::not_locked:
-            // What was last said of a silent clock may be true no more, and is not known to be over either.
-            return {
-                is_silent ? finding::between : found(of.lock != lock_state::phase && of.lock != lock_state::unknown),
-                "is not locked: " + std::string(to_text(of.lock))};
+            return found(of.lock != lock_state::phase && of.lock != lock_state::unknown);
         case condition::holdover:
-            return {is_silent ? finding::between : found(of.lock == lock_state::holdover), "is in holdover"};
-        case condition::clock_class: {
-            const int value = of.grandmaster_class.value_or(0);
-            return {
-                is_silent ? finding::between : against(value),
-                "its grandmaster's clock class is " + std::to_string(value) + ", worse than " + round_text(rule.above)};
-        }
-        case condition::offset: {
-            const double value = std::abs(of.offset_ns.value_or(0));
-            return {is_silent ? finding::between : against(value),
-                    "is " + round_text(value) + " ns from its master, more than " + round_text(rule.above) + " ns"};
-        }
+            return found(of.lock == lock_state::holdover);
+        case condition::clock_class:
+            return against(of.grandmaster_class.value_or(0));
+        default:
+            return against(std::abs(of.offset_ns.value_or(0)));
+    }
+}
+
+std::string judge::text_of(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const {
+    switch (rule.when) {
+        case condition::not_locked:
+            return "is not locked: " + std::string(to_text(of.lock));
+        case condition::holdover:
+            return "is in holdover";
+        case condition::clock_class:
+            return "its grandmaster's clock class is " + std::to_string(of.grandmaster_class.value_or(0)) +
+                   ", worse than " + round_text(rule.above);
+        case condition::offset:
+            return "is " + round_text(std::abs(of.offset_ns.value_or(0))) + " ns from its master, more than " +
+                   round_text(rule.above) + " ns";
+        case condition::silent:
+            return "nothing is heard of it";
         case condition::grandmaster_changed:
+            return "follows another grandmaster: " + (of.grandmaster ? to_text(*of.grandmaster) : "none");
         case condition::flapping:
-            return read_changes(rule, of, now_ns);
+            return std::to_string(changes_of(rule, of, now_ns)) + " changes in " + round_text(rule.within_s) + " s";
     }
     return {};
 }
@@ -105,11 +118,13 @@ judge::reading judge::read(const alarm_rule &rule, const clock_summary &of, std:
 std::vector<change_entry> judge::what_came_before(const clock_summary &of, std::uint64_t since_ns) {
     if (!tree_) {
         tree_ = make_topology(rows_);
+        places_.clear();
+        for (std::size_t i = 0; i < rows_.size(); ++i) {
+            places_.emplace(rows_[i].name, i);
+        }
     }
     std::vector<change_entry> result = state_.recent_changes(of.name, changes_told);
-    const auto row =
-        std::find_if(rows_.begin(), rows_.end(), [&](const clock_summary &each) { return each.name == of.name; });
-    for (const std::size_t above : upstream(*tree_, static_cast<std::size_t>(row - rows_.begin()))) {
+    for (const std::size_t above : upstream(*tree_, places_.at(of.name))) {
         const auto theirs = state_.recent_changes(tree_->nodes[above].name, changes_told);
         result.insert(result.end(), theirs.begin(), theirs.end());
     }
@@ -125,18 +140,18 @@ std::vector<change_entry> judge::what_came_before(const clock_summary &of, std::
 
 void judge::judge_one(std::size_t number, const clock_summary &of, std::uint64_t now_ns) {
     const alarm_rule &rule = rules_[number];
-    const reading now = read(rule, of, now_ns);
+    const finding now = read(rule, of, now_ns);
     auto found = watches_.find(of.name);
-    if (now.is == finding::no && found == watches_.end()) {
+    if (now == finding::no && found == watches_.end()) {
         return;  // as nearly all are
     }
     if (found == watches_.end()) {
         found = watches_.emplace(of.name, std::vector<watch>(rules_.size())).first;
     }
     watch &at = found->second[number];
-    at.yes_since_ns = now.is == finding::yes && at.yes_since_ns == 0 ? now_ns : at.yes_since_ns;
-    at.no_since_ns = now.is != finding::no ? 0 : at.no_since_ns == 0 ? now_ns : at.no_since_ns;
-    if (at.alarm == 0 && now.is != finding::yes) {
+    at.yes_since_ns = now == finding::yes && at.yes_since_ns == 0 ? now_ns : at.yes_since_ns;
+    at.no_since_ns = now != finding::no ? 0 : at.no_since_ns == 0 ? now_ns : at.no_since_ns;
+    if (at.alarm == 0 && now != finding::yes) {
         at.yes_since_ns = 0;
     }
     if (at.alarm == 0 && at.yes_since_ns != 0 && now_ns >= at.yes_since_ns + nanoseconds(rule.for_s)) {
@@ -145,7 +160,7 @@ void judge::judge_one(std::size_t number, const clock_summary &of, std::uint64_t
         made.is = rule.is;
         made.name = of.name;
         made.since_ns = rule.when == condition::silent ? of.heard_ns : at.yes_since_ns;
-        made.text = now.text;
+        made.text = text_of(rule, of, now_ns);
         made.before = what_came_before(of, made.since_ns);
         at.alarm = book_.begin(std::move(made));
     } else if (at.alarm != 0 && at.no_since_ns != 0 && now_ns >= at.no_since_ns + nanoseconds(rule.clear_for_s)) {

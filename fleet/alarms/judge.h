@@ -21,10 +21,6 @@ class judge {
 
   private:
     enum class finding : std::uint8_t { no, between, yes };
-    struct reading {
-        finding is = finding::no;
-        std::string text;
-    };
     /** A rule at a clock. */
     struct watch {
         std::uint64_t yes_since_ns = 0;  // 0: it is not so
@@ -36,8 +32,9 @@ class judge {
         bool is_grandmaster;
     };
 
-    reading read(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const;
-    reading read_changes(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const;
+    finding read(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const;
+    std::ptrdiff_t changes_of(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const;
+    std::string text_of(const alarm_rule &rule, const clock_summary &of, std::uint64_t now_ns) const;
     void judge_one(std::size_t rule, const clock_summary &of, std::uint64_t now_ns);
     std::vector<change_entry> what_came_before(const clock_summary &of, std::uint64_t since_ns);
 
@@ -46,8 +43,9 @@ class judge {
     alarm_book &book_;
     std::unordered_map<clock_name, std::vector<watch>, clock_name_hash> watches_;
     std::unordered_map<clock_name, std::deque<noted>, clock_name_hash> changes_;
-    std::vector<clock_summary> rows_;  // of this run
-    std::optional<topology> tree_;     // made when it is needed, once a run
+    std::vector<clock_summary> rows_;                                      // of this run
+    std::optional<topology> tree_;                                         // made when it is needed, once a run
+    std::unordered_map<clock_name, std::size_t, clock_name_hash> places_;  // in it
 };
 
 }  // namespace ptp_fleet

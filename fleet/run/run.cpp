@@ -88,6 +88,7 @@ class worker {
         tell("works as " + how_.collect.name + ": " + std::to_string(state_.counts(0).clocks) + " clocks in " +
              how_.collect.database);
         collector_.run([this] { return is_stopped != 0 || has_lost_it(); });
+        write_alarms();
         if (has_lost_it()) {
             throw superseded("another process works as " + how_.collect.name + " now");
         }
@@ -97,14 +98,29 @@ class worker {
     bool has_lost_it() const { return lease_ != nullptr && lease_->is_lost(); }
 
     void keep(const alarm &of) {
+        const std::uint64_t now_ns = base::clock_ns(CLOCK_REALTIME);
+        if (hook_ && of.silenced_until_ns < now_ns) {
+            hook_->post(cloud_event(of, how_.collect.name, now_ns));
+        }
+        const std::lock_guard lock(kept_mutex_);
+        kept_.push_back(of);
+    }
+
+    /** All that happened to alarms in a second at once: a storm of them is a write like any other. */
+    void write_alarms() {
+        std::vector<alarm> all;
+        {
+            const std::lock_guard lock(kept_mutex_);
+            all.swap(kept_);
+        }
         try {
-            notes_.put(of);
+            if (!all.empty()) {
+                notes_.put(all);
+            }
         } catch (const std::runtime_error &error) {
             tell(error.what());
-        }
-        const std::uint64_t now_ns = base::clock_ns(CLOCK_REALTIME);
-        if (hook_ && (of.silenced_until_ns < now_ns || of.silenced_until_ns == 0)) {
-            hook_->post(cloud_event(of, how_.collect.name, now_ns));
+            const std::lock_guard lock(kept_mutex_);
+            kept_.insert(kept_.begin(), all.begin(), all.end());
         }
     }
 
@@ -122,6 +138,7 @@ class worker {
         }
         judged_ns_ = now_ns;
         judge_->run(now_ns);
+        write_alarms();
         try {
             desk_.settle(now_ns);
         } catch (const std::runtime_error &error) {
@@ -141,6 +158,8 @@ class worker {
     std::unique_ptr<webhook> hook_;
     std::unique_ptr<judge> judge_;
     std::uint64_t judged_ns_ = 0;
+    std::mutex kept_mutex_;
+    std::vector<alarm> kept_;  // not written yet
     std::unique_ptr<web> web_;
 };
 

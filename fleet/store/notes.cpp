@@ -49,12 +49,15 @@ command_entry read_command(const std::string &text) {
 
 notes::notes(const std::string &file) : database_(file, access::write) { database_.run("PRAGMA synchronous = FULL"); }
 
-void notes::put(const alarm &of) {
+void notes::put(const std::vector<alarm> &all) {
     const std::lock_guard lock(mutex_);
-    statement(database_, "INSERT OR REPLACE INTO alarm VALUES (?1, ?2, ?3)")
-        .bind(of.id, of.until_ns, dumped(ptp_fleet::to_json(of)))
-        .run();
+    transaction together(database_);
+    statement put_one(database_, "INSERT OR REPLACE INTO alarm VALUES (?1, ?2, ?3)");
+    for (const alarm &each : all) {
+        put_one.bind(each.id, each.until_ns, dumped(ptp_fleet::to_json(each))).run();
+    }
     statement(database_, "DELETE FROM alarm WHERE until_ns != 0 AND id < (SELECT max(id) FROM alarm) - 100000").run();
+    together.commit();
 }
 
 std::vector<alarm> notes::alarms() {

@@ -15,7 +15,7 @@ class notes {
     /** @param file  of the keeper, which has made its tables */
     explicit notes(const std::string &file);
 
-    void put(const alarm &of);
+    void put(const std::vector<alarm> &all);
     /** All that are still, and the newest of those that ended, the oldest first. */
     std::vector<alarm> alarms();
 
