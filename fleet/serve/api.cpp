@@ -9,6 +9,7 @@
 #include "documents.h"
 #include "problem.h"
 #include "prometheus.h"
+#include "recent_past.h"
 #include "rows.h"
 
 namespace ptp_fleet {
@@ -172,7 +173,7 @@ http_response api::events(const call &of) {
     if (!from_.state.summary(name)) {
         return no_such_clock(name);
     }
-    return json_response({{"changes", changes_json(from_.past.changes(name, 0, before * ns_in_ms, limit))}});
+    return json_response({{"changes", changes_json(changes_before(from_, name, before * ns_in_ms, limit))}});
 }
 
 http_response api::series(const call &of) {
@@ -198,8 +199,8 @@ http_response api::difference(const call &of) {
     }
     return json_response({{"from", begin},
                           {"to", end},
-                          {"fields", difference_json(from_.past.records_at(name, begin * ns_in_ms),
-                                                     from_.past.records_at(name, end * ns_in_ms))}});
+                          {"fields", difference_json(records_at(from_, name, begin * ns_in_ms),
+                                                     records_at(from_, name, end * ns_in_ms))}});
 }
 
 http_response api::tree(const call &) { return json_response(tree_json(from_, table_, now())); }

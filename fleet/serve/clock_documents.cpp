@@ -92,13 +92,9 @@ std::optional<json> clock_json(const services &from, const clock_table &table, c
     for (const clock_record &one : from.state.records(name)) {
         (is_configuration(one.message) ? configuration : data_sets).push_back(record_json(one));
     }
-    return json{{"clock", to_text(name)},
-                {"time", now_ns / ns_in_ms},
-                {"change", change},
-                {"version", from.commands.version(name.element)},
-                {"row", json::parse(row)},
-                {"data_sets", std::move(data_sets)},
-                {"configuration", std::move(configuration)}};
+    return json{
+        {"clock", to_text(name)},  {"time", now_ns / ns_in_ms},         {"change", change},
+        {"row", json::parse(row)}, {"data_sets", std::move(data_sets)}, {"configuration", std::move(configuration)}};
 }
 
 json series_json(const std::vector<series_point> &points, std::uint64_t from_ms, std::uint64_t to_ms) {

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::uint64_t ns_in_ms = 1'000'000;
 constexpr std::uint64_t hour_ns = 3'600'000'000'000;
-constexpr std::size_t latest_changes = 40;
+constexpr std::size_t latest_changes = 100;
 
 json time_json(std::uint64_t ns) { return ns == 0 ? json() : json(ns / ns_in_ms); }
 

@@ -29,7 +29,7 @@ export function ClockView({ clock }: { clock: string; query: URLSearchParams }) 
                     <Plots clock={clock} span={span} setSpan={setSpan} />
                     <Events clock={clock} now={now} />
                     <DifferenceBetween clock={clock} span={span} />
-                    <Commands element={clock.split("/")[0]!} now={now} />
+                    <Commands element={clock.split("/")[0]!} row={row} now={now} />
                 </div>
                 <div>
                     <section aria-labelledby="sets-title">
@@ -101,7 +101,7 @@ function Events({ clock, now }: { clock: string; now: number }) {
             <h2 id="events-title">Events and changes</h2>
             {trouble !== null && <p role="alert">{trouble}</p>}
             {answer !== null && answer.changes.length === 0 && <p class="faint">None.</p>}
-            <div class="scrolled" tabIndex={0} role="region" aria-labelledby="events-title">
+            <div class="scrolled" tabIndex={0} role="group" aria-label="Events and changes, a list">
                 <ChangeTable changes={answer?.changes ?? []} now={now} withClock={false} />
             </div>
         </section>

@@ -4,7 +4,7 @@ import { post } from "./api";
 import { useAnswer, useFleet } from "./fleet";
 import { moment } from "./format";
 import { grouped, GroupText } from "./links";
-import { Command } from "./model";
+import { Command, Row } from "./model";
 import { useOperator } from "./operator";
 
 const fates: Record<Command["fate"], string> = {
@@ -15,13 +15,18 @@ const fates: Record<Command["fate"], string> = {
     refused: "not sent",
 };
 
-/** A beginning for each of the commands that are given most. */
-const samples: [string, string, object][] = [
-    ["UTC offset", "ptp_utc_offset_cmd", {}],
-    ["Priorities", "ptp_clock_modify_cmd", {}],
-];
+/** A beginning for those that are given most, with what the clock has now. */
+function samplesFor(row: Row | null): [string, object][] {
+    const quality = { clock_class: row?.clock_class ?? 248, offset_scaled_log_var: -1, clock_accuracy: "VELA_PTP_CLOCK_ACCURACY_UNKNOWN" };
+    const priorities = { priority1: row?.priority1 ?? 128, priority2: row?.priority2 ?? 128 };
+    const leapSecond = { leap_second_offset: 0, leap_second_day: 0, leap_second_month: 0, leap_second_year: 0 };
+    return [
+        ["Priorities", { ptp_clock_modify_cmd: { ptp_clock_params: { clock_id: 0, ...priorities, clock_quality: quality, local_priority: 128 } } }],
+        ["UTC offset", { ptp_utc_offset_cmd: { ptp_utc_offset: { utc_offset: 37, ...leapSecond, v_port_index: 0, utc_offset_valid: true } } }],
+    ];
+}
 
-export function Commands({ element, now }: { element: string; now: number }) {
+export function Commands({ element, row, now }: { element: string; row: Row | null; now: number }) {
     const changes = useFleet("clocks");
     const [sent, setSent] = useState(0);
     const path = `elements/${encodeURIComponent(element)}/commands?limit=50`;
@@ -30,7 +35,7 @@ export function Commands({ element, now }: { element: string; now: number }) {
     return (
         <section aria-labelledby="commands-title">
             <h2 id="commands-title">Commands to {element}</h2>
-            {operator !== null && answer !== null && <CommandForm path={path} version={answer.version} done={() => setSent(sent + 1)} />}
+            {operator !== null && answer !== null && <CommandForm path={path} row={row} version={answer.version} done={() => setSent(sent + 1)} />}
             {answer !== null && answer.commands.length === 0 && <p class="faint">None was sent.</p>}
             {answer !== null && answer.commands.length > 0 && <CommandList of={answer.commands} now={now} />}
         </section>
@@ -74,7 +79,7 @@ function CommandList({ of, now }: { of: Command[]; now: number }) {
     );
 }
 
-function CommandForm({ path, version, done }: { path: string; version: number; done: () => void }) {
+function CommandForm({ path, row, version, done }: { path: string; row: Row | null; version: number; done: () => void }) {
     const [text, setText] = useState("");
     // The version that was there when the text was begun: who writes on what is old must learn it.
     const [based, setBased] = useState(version);
@@ -107,10 +112,10 @@ function CommandForm({ path, version, done }: { path: string; version: number; d
     return (
         <form class="command" onSubmit={send}>
             <label for="command-text">A message as JSON</label>
-            <textarea id="command-text" rows={4} spellcheck={false} value={text} required onInput={(event) => edit(event.currentTarget.value)} />
+            <textarea id="command-text" rows={text === "" ? 2 : 12} spellcheck={false} value={text} required onInput={(event) => edit(event.currentTarget.value)} />
             <p class="buttons">
-                {samples.map(([label, name, fields]) => (
-                    <button key={name} type="button" onClick={() => edit(JSON.stringify({ [name]: fields }, null, 2))}>
+                {samplesFor(row).map(([label, command]) => (
+                    <button key={label} type="button" onClick={() => edit(JSON.stringify(command, null, 2))}>
                         {label}
                     </button>
                 ))}

@@ -67,8 +67,18 @@ class Fleet {
         }
     }
 
+    /** A browser has six connections to a server, over all its tabs: a page that nobody sees leaves its own to others. */
     private listen(): void {
+        if (document.visibilityState === "hidden") {
+            document.addEventListener("visibilitychange", () => this.listen(), { once: true });
+            return;
+        }
         const stream = new EventSource(`api/v1/stream?since=${this.change}`);
+        const leave = () => {
+            stream.close();
+            this.listen();
+        };
+        document.addEventListener("visibilitychange", leave, { once: true });
         const hear = (name: string, take: (data: string) => void) =>
             stream.addEventListener(name, (event) => {
                 this.link(null);
@@ -81,6 +91,7 @@ class Fleet {
         stream.onerror = () => {
             this.link(this.lostAt ?? Date.now());
             if (stream.readyState === EventSource.CLOSED) {
+                document.removeEventListener("visibilitychange", leave);
                 setTimeout(() => this.listen(), 2000);
             }
         };

@@ -82,7 +82,6 @@ export interface OneClock {
     clock: string;
     time: number;
     change: number;
-    version: number;
     row: Row;
     data_sets: Message[];
     configuration: Message[];

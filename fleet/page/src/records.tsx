@@ -94,10 +94,10 @@ function Record({ of, now }: { of: Message; now: number }) {
                         <th scope="row" title={path}>
                             {nameText(path.slice(common.length))}
                         </th>
-                        <td class="number">
+                        <td class="number" colSpan={isChanged(path) ? 1 : 2}>
                             <FieldValue path={path} value={value} />
                         </td>
-                        <td class="when">{isChanged(path) && <span title="Changed last">◂ changed {ago(of.changed_at, now)}</span>}</td>
+                        {isChanged(path) && <td class="when">◂ changed {ago(of.changed_at, now)}</td>}
                     </tr>
                 ))}
             </tbody>
