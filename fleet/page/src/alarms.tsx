@@ -85,7 +85,7 @@ function Before({ changes, now, of }: { changes: Change[]; now: number; of: Alar
         <details>
             <summary>
                 before: {first[0]!.clock !== of.clock && `${first[0]!.clock} `}
-                <GroupText of={first} />
+                <GroupText of={first} isPlain />
             </summary>
             <ChangeTable changes={changes} now={now} withClock={true} />
         </details>

@@ -32,15 +32,15 @@ export function IdentityLink({ identity }: { identity: string | null }) {
 const isIdentity = /^([0-9A-F]{2}-){7}[0-9A-F]{2}$/;
 
 /** A value of a change: identities by name, states with their sign. */
-function ValueText({ value, own }: { value: string; own: string | null }) {
+function ValueText({ value, own, isPlain }: { value: string; own: string | null; isPlain: boolean }) {
     if (isIdentity.test(value)) {
-        return value === own ? <>itself</> : <IdentityLink identity={value} />;
+        return value === own ? <>itself</> : isPlain ? <>{fleet.nameOf(value) ?? shortIdentity(value)}</> : <IdentityLink identity={value} />;
     }
     return states.includes(value as State) ? <StandingText of={value as State} /> : <>{value === "" ? "–" : value}</>;
 }
 
 /** What changed: a value, or an event with what it told. */
-function ChangeText({ of }: { of: Change }) {
+function ChangeText({ of, isPlain }: { of: Change; isPlain: boolean }) {
     if (of.before === "") {
         return (
             <>
@@ -52,7 +52,7 @@ function ChangeText({ of }: { of: Change }) {
     return (
         <>
             {of.what === "lock" ? "" : `${of.what} `}
-            <ValueText value={of.before} own={own} /> <span aria-label="became">→</span> <ValueText value={of.after} own={own} />
+            <ValueText value={of.before} own={own} isPlain={isPlain} /> <span aria-label="became">→</span> <ValueText value={of.after} own={own} isPlain={isPlain} />
         </>
     );
 }
@@ -79,15 +79,15 @@ export function grouped(changes: Change[]): Change[][] {
     return groups;
 }
 
-/** An event says little beside the changes that it came with. */
-export function GroupText({ of }: { of: Change[] }) {
+/** An event says little beside the changes that it came with. @param isPlain  without links */
+export function GroupText({ of, isPlain = false }: { of: Change[]; isPlain?: boolean }) {
     const changes = of.filter((change) => change.before !== "");
     return (
         <>
             {(changes.length > 0 ? changes : of).map((change, i) => (
                 <span key={i}>
                     {i > 0 && <span class="faint"> · </span>}
-                    <ChangeText of={change} />
+                    <ChangeText of={change} isPlain={isPlain} />
                 </span>
             ))}
         </>

@@ -2,6 +2,7 @@
 import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { createRequire } from "node:module";
+import { connect } from "node:net";
 import puppeteer from "puppeteer-core";
 
 export const url = process.env.FLEET_URL;
@@ -29,6 +30,21 @@ export async function openPage(browser, { width = 1280, height = 800, theme = "l
     await page.emulateMediaFeatures([{ name: "prefers-color-scheme", value: theme }]);
     await page.goto(url + hash, { waitUntil: "domcontentloaded" });
     return page;
+}
+
+/** When the messages of a subject came, in milliseconds since 1970. */
+export function listen(subject) {
+    const heard = [];
+    const socket = connect(Number(process.env.FLEET_NATS_PORT), "127.0.0.1");
+    socket.on("data", (data) => {
+        const text = data.toString("latin1");
+        heard.push(...Array(text.split(/^H?MSG /m).length - 1).fill(Date.now()));
+        if (/^PING/m.test(text)) {
+            socket.write("PONG\r\n");
+        }
+    });
+    socket.write(`CONNECT {"verbose":false,"headers":true}\r\nSUB ${subject} 1\r\n`);
+    return { heard, end: () => socket.destroy() };
 }
 
 export async function show(page, hash, selector) {

@@ -17,12 +17,11 @@ from live_fleet import OPERATOR, TOKEN, Fleet
 
 SKIPPED = 77
 HERE = pathlib.Path(__file__).parent
-GRANDMASTER_LOSS_AT = 12  # seconds
-FAULTS = f"""
+FAULTS = """
 [[fault]]
 kind = "grandmaster_loss"
 element = 2
-at = {GRANDMASTER_LOSS_AT}
+at = 25
 [[fault]]
 kind = "silent"
 element = [30, 32]
@@ -74,10 +73,10 @@ def main():
         shutil.copy(script, packages)
     shutil.rmtree(given.folder, ignore_errors=True)
     with Fleet(given.program, given.nats, given.folder, given.elements, FAULTS, given.page) as fleet:
-        begin = fleet.start_elements()
+        fleet.start_elements()
         environment = {**os.environ, "FLEET_URL": f"http://127.0.0.1:{fleet.port}/", "FLEET_BROWSER": given.browser,
                        "FLEET_TOKEN": TOKEN, "FLEET_OPERATOR": OPERATOR, "FLEET_ELEMENTS": str(given.elements),
-                       "FLEET_BEGIN": str(begin), "FLEET_COLLECTOR": str(fleet.collector.pid),
+                       "FLEET_NATS_PORT": str(fleet.nats_port), "FLEET_COLLECTOR": str(fleet.collector.pid),
                        "FLEET_DESCRIPTION": given.description, "FLEET_PICTURES": given.pictures,
                        "FLEET_PROFILE": str(pathlib.Path(given.folder).resolve() / "profile")}
         return subprocess.run([given.node, "--test", "--test-reporter=spec", "page_test.mjs"], cwd=packages,
