@@ -62,7 +62,7 @@ endif()
 
 # What README.md refers to lies beside it as in the source tree, except for tests/ and bench/.
 install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY docs DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
 install(DIRECTORY schema DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.toml")
 # The scripts of the demo play the build tree.
 install(DIRECTORY examples DESTINATION "${CMAKE_INSTALL_DOCDIR}"

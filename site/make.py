@@ -26,7 +26,8 @@ def without_outside_links(text, page, pages):
         words, target = match[1], match[2]
         path = target.partition("#")[0]
         file = (page.parent / path).resolve()
-        if "://" in target or not path or file in pages or file == ROOT / "reference/index.md":
+        if "://" in target or not path or file in pages or path.endswith(".png") \
+                or file == ROOT / "reference/index.md":
             return match[0]
         plain = words.strip("`")
         return f"`{plain}`" if target.endswith(plain) else f"{words} (`{target.removeprefix('../')}`)"
@@ -48,6 +49,7 @@ def copy_documents(out):
             text = re.sub(r"(?<=\]\()(docs/)?index\.md", "index.md" if path.parent == ROOT else "../index.md", text)
         target.parent.mkdir(parents=True, exist_ok=True)
         target.write_text(text)
+    shutil.copytree(ROOT / "docs" / "pictures", out / "docs" / "pictures", dirs_exist_ok=True)
     shutil.copy(ROOT / "site" / "style.css", out)
 
 

@@ -1,5 +1,6 @@
 """A fleet on loopback: a NATS server, simulated elements, and the collector that serves what they say."""
 
+import ctypes
 import json
 import os
 import pathlib
@@ -17,6 +18,11 @@ def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
+
+
+def end_with_parent():
+    """Also when that is killed, as by a test's time limit."""
+    ctypes.CDLL(None).prctl(1, signal.SIGTERM)
 
 
 class Fleet:
@@ -58,7 +64,7 @@ class Fleet:
     def start(self, *command):
         name = pathlib.Path(command[0]).name + (f"-{command[1]}" if command[0] == self.program else "")
         log = open(self.folder / f"{name}.log", "ab")
-        self.processes.append(subprocess.Popen(command, stdout=log, stderr=log))
+        self.processes.append(subprocess.Popen(command, stdout=log, stderr=log, preexec_fn=end_with_parent))
         return self.processes[-1]
 
     def start_collector(self):

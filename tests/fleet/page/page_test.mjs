@@ -2,6 +2,7 @@
 import assert from "node:assert/strict";
 import { after, afterEach, before, test } from "node:test";
 import { readFileSync } from "node:fs";
+import { cpus, loadavg } from "node:os";
 import { Validator } from "@seriousme/openapi-schema-validator";
 import { assertAccessible, assertNoSidewaysScrolling, focused, launch, listen, openPage, show } from "./browser.mjs";
 
@@ -14,6 +15,16 @@ const views = [
     ["clock", "#/clock/sim12/0", ".record"],
     ["alarms", "#/alarms", ".alarm-list"],
 ];
+/** A limit that holds on a machine that has nothing else to do; on one that is busy it says nothing, and says so. */
+function assertWithin(context, milliseconds, limit, what) {
+    const [load] = loadavg();
+    console.log(`  ${what}: ${Math.round(milliseconds)} ms, of ${limit}`);
+    if (milliseconds >= limit && load > 2 * cpus().length) {
+        context.skip(`${what}: ${Math.round(milliseconds)} ms, above ${limit}, while the machine is busy (load ${load.toFixed(1)})`);
+        return;
+    }
+    assert.ok(milliseconds < limit, `${what}: ${milliseconds} ms, above ${limit}`);
+}
 const pause = (milliseconds) => new Promise((done) => setTimeout(done, milliseconds));
 let browser;
 
@@ -25,7 +36,7 @@ after(() => browser?.close());
 // Those of a test that failed: each holds one of the six connections that a browser has.
 afterEach(async () => Promise.all((await browser.pages()).slice(1).map((page) => page.close())));
 
-test("a fault shows within two seconds of its message", async () => {
+test("a fault shows within two seconds of its message", async (context) => {
     // A clock says its state when it changed, and once a minute.
     const element = listen("ptp.sim2.0.ptp_clock_runtime_state_msg");
     const page = await openPage(browser, { hash: "#/clocks?q=sim2/0" });
@@ -34,23 +45,22 @@ test("a fault shows within two seconds of its message", async () => {
     element.end();
     assert.notEqual(element.heard.length, 0, "the fault is to come after the page");
     const late = shown - element.heard[element.heard.length - 1];
-    console.log(`  shown ${late} ms after its message`);
-    assert.ok(late >= 0 && late < 2000, `shown ${late} ms after its message`);
+    assert.ok(late >= 0, "the message comes first");
     assert.deepEqual(page.faults, []);
+    assertWithin(context, late, 2000, "from the message to the page");
 });
 
-test("the first view is there within a second, and soon all rows", async () => {
+test("the first view is there within a second, and soon all rows", async (context) => {
     const page = await openPage(browser);
     const view = await page.waitForFunction(() => document.querySelector(".counts") && performance.now(), { polling: "mutation" });
     const first = await view.jsonValue();
     await show(page, "#/clocks", ".row [role=rowheader]");
     const rows = await page.$eval("[role=grid]", (grid) => Number(grid.getAttribute("aria-rowcount")));
-    console.log(`  first view after ${Math.round(first)} ms`);
-    assert.ok(first < 1000, `first view after ${first} ms`);
     assert.equal(rows, elements + 1);
+    assertWithin(context, first, 1000, "first view");
 });
 
-test("scrolling, sorting and searching all rows do not stutter", async () => {
+test("scrolling, sorting and searching all rows do not stutter", async (context) => {
     const page = await openPage(browser, { hash: "#/clocks" });
     await page.waitForSelector(".row [role=rowheader]");
     const frames = await page.evaluate(async () => {
@@ -75,10 +85,10 @@ test("scrolling, sorting and searching all rows do not stutter", async () => {
         return frames.slice(2).sort((a, b) => a - b);
     });
     const [usual, most] = [0.9, 1].map((part) => Math.round(frames[Math.ceil(frames.length * part) - 1]));
-    console.log(`  nine frames in ten within ${usual} ms, the longest ${most} ms`);
-    assert.ok(usual < 200 && most < 800, `nine frames in ten within ${usual} ms, the longest ${most} ms`);
     const drawn = (await page.$$(".list .row")).length;
     assert.ok(drawn < 150, `${drawn} rows are drawn`);
+    assertWithin(context, usual, 100, "nine frames in ten");
+    assertWithin(context, most, 500, "the longest frame");
 });
 
 test("what is broken is in view", async () => {
@@ -132,10 +142,12 @@ test("all can be reached by keys", async () => {
     await page.keyboard.press("ArrowDown");
     await page.keyboard.press("ArrowUp");
     await pause(100);
-    assert.notEqual(await focused(page), first);
+    const chosen = await focused(page);
+    assert.notEqual(chosen, first);
     await page.keyboard.press("Enter");
     await page.waitForSelector(".record");
-    assert.match(await page.$eval("h1", (title) => title.textContent), /^sim1\d*\/0/);
+    const name = await page.$eval("h1", (title) => title.firstChild.textContent);
+    assert.ok(chosen.startsWith(name), `${name} of ${chosen}`);
     await show(page, "#/tree", "[role=treeitem]");
     await page.focus("[role=tree]");
     await page.keyboard.press("End");

@@ -13,7 +13,7 @@ import shutil
 import subprocess
 import sys
 
-from live_fleet import OPERATOR, TOKEN, Fleet
+from live_fleet import OPERATOR, TOKEN, Fleet, end_with_parent
 
 SKIPPED = 77
 HERE = pathlib.Path(__file__).parent
@@ -80,7 +80,7 @@ def main():
                        "FLEET_DESCRIPTION": given.description, "FLEET_PICTURES": given.pictures,
                        "FLEET_PROFILE": str(pathlib.Path(given.folder).resolve() / "profile")}
         return subprocess.run([given.node, "--test", "--test-reporter=spec", "page_test.mjs"], cwd=packages,
-                              env=environment, timeout=800).returncode
+                              env=environment, timeout=800, preexec_fn=end_with_parent).returncode
 
 
 if __name__ == "__main__":
