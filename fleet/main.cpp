@@ -90,7 +90,11 @@ int main(int argc, char **argv) try {
     add_run(app, configuration);
     file_pair files;
     add_copies(app, files);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &wrong) {
+        return app.exit(wrong) == 0 ? 0 : 2;
+    }
     return 0;
 } catch (const std::runtime_error &error) {
     std::fprintf(stderr, "ptp_fleet: %s\n", error.what());
