@@ -48,8 +48,6 @@ inline bool made_at_run_time(int number) {
 }
 
 /** Whether the change is made; what is computed when the library is compiled stays as it is. */
-constexpr bool made(int number) {
-    return !std::is_constant_evaluated() && made_at_run_time(number);
-}
+constexpr bool made(int number) { return !std::is_constant_evaluated() && made_at_run_time(number); }
 
 }  // namespace ptp_cfg_mutants
