@@ -59,6 +59,27 @@ class error_text : public family_test {
     owned<ptp_clock_identity> identity;
 };
 
+TEST_F(error_text, names_who_could_not_mark_or_read_a_flag_and_forgets_what_was_before) {
+    open_anew(nullptr, VELA_STTR_OFF);
+    set_mode(VELA_STTR_ON);
+    ptp_clock_quality_clock_class_set_value(handle, test_class, quality.get(), 6, &err);
+    EXPECT_EQ(take(),
+              "22 (VELA_EINVAL): ptp_clock_quality_clock_class_set_value: field clock_class: the instance is not state "
+              "tracked");
+    open_anew(nullptr, VELA_STTR_ON);
+    traces.clear();
+    for (const bool reads : {true, false}) {
+        refuse_accuracy();
+        err = 0;
+        if (reads) {
+            ptp_clock_quality_clock_class_state_flag_get(handle, test_class, quality.get(), &err);
+        } else {
+            ptp_clock_quality_clock_class_state_flag_set(handle, test_class, quality.get(), 1, &err);
+        }
+        EXPECT_EQ(handle->last_error.code, 0u) << "a call that succeeds has no error left of those before";
+    }
+}
+
 TEST_F(error_text, names_the_function_the_field_and_the_reason) {
     refuse_accuracy();
     EXPECT_EQ(take(), accuracy_refused);
