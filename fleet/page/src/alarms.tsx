@@ -105,7 +105,6 @@ function Care({ of, isSilenced }: { of: Alarm; isSilenced: boolean }) {
             setTrouble((error as Error).message);
         }
     };
-    const about = ` the alarm of ${of.clock}`;
     return (
         <span class="care">
             {of.acknowledged !== null && (
@@ -118,19 +117,30 @@ function Care({ of, isSilenced }: { of: Alarm; isSilenced: boolean }) {
                     silent until {dateTime(of.silenced!.until).slice(5, 16)}, {of.silenced!.by}
                 </span>
             )}
-            {operator !== null && of.ended === null && (
-                <>
-                    {of.acknowledged === null && (
-                        <button type="button" aria-label={`Acknowledge${about}`} onClick={() => act("acknowledge", {})}>
-                            Acknowledge
-                        </button>
-                    )}
-                    <button type="button" aria-label={`${isSilenced ? "End the silence of" : "Silence for an hour"}${about}`} onClick={() => act("silence", { minutes: isSilenced ? 0 : 60 })}>
-                        {isSilenced ? "End silence" : "Silence 1 h"}
-                    </button>
-                </>
-            )}
+            {operator !== null && of.ended === null && <CareButtons of={of} isSilenced={isSilenced} act={act} />}
             {trouble !== "" && <span role="alert">{trouble}</span>}
         </span>
+    );
+}
+
+interface ButtonsProps {
+    of: Alarm;
+    isSilenced: boolean;
+    act: (what: string, body: object) => void;
+}
+
+function CareButtons({ of, isSilenced, act }: ButtonsProps) {
+    const about = ` the alarm of ${of.clock}`;
+    return (
+        <>
+            {of.acknowledged === null && (
+                <button type="button" aria-label={`Acknowledge${about}`} onClick={() => act("acknowledge", {})}>
+                    Acknowledge
+                </button>
+            )}
+            <button type="button" aria-label={`${isSilenced ? "End silence of" : "Silence 1 h"}${about}`} onClick={() => act("silence", { minutes: isSilenced ? 0 : 60 })}>
+                {isSilenced ? "End silence" : "Silence 1 h"}
+            </button>
+        </>
     );
 }

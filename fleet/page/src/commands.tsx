@@ -79,38 +79,37 @@ function CommandList({ of, now }: { of: Command[]; now: number }) {
     );
 }
 
-function CommandForm({ path, row, version, done }: { path: string; row: Row | null; version: number; done: () => void }) {
+/** Sends text as a command, based on the version that was there when the text was begun: who writes on what is old must learn it. */
+function useCommand(path: string, version: number, done: () => void) {
     const [text, setText] = useState("");
-    // The version that was there when the text was begun: who writes on what is old must learn it.
     const [based, setBased] = useState(version);
     const [outcome, setOutcome] = useState("");
     const edit = (next: string) => {
-        if (text === "") {
-            setBased(version);
-        }
+        setBased(text === "" ? version : based);
         setText(next);
     };
-    const send = async (event: Event) => {
-        event.preventDefault();
-        let command: unknown;
+    const send = async () => {
         try {
-            command = JSON.parse(text);
-        } catch (error) {
-            setOutcome(`That is no JSON: ${(error as Error).message}`);
-            return;
-        }
-        try {
-            await post(path.replace(/\?.*/, ""), { command, version: based });
+            await post(path, { command: JSON.parse(text), version: based });
             setOutcome("Sent.");
             setText("");
         } catch (error) {
-            setOutcome((error as Error).message);
+            setOutcome(error instanceof SyntaxError ? `That is no JSON: ${error.message}` : (error as Error).message);
             setBased(version);
         }
         done();
     };
+    return { text, edit, send, outcome };
+}
+
+function CommandForm({ path, row, version, done }: { path: string; row: Row | null; version: number; done: () => void }) {
+    const { text, edit, send, outcome } = useCommand(path.replace(/\?.*/, ""), version, done);
+    const submit = (event: Event) => {
+        event.preventDefault();
+        void send();
+    };
     return (
-        <form class="command" onSubmit={send}>
+        <form class="command" onSubmit={submit}>
             <label for="command-text">A message as JSON</label>
             <textarea id="command-text" rows={text === "" ? 2 : 12} spellcheck={false} value={text} required onInput={(event) => edit(event.currentTarget.value)} />
             <p class="buttons">

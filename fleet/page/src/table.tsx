@@ -133,6 +133,7 @@ export function TableView({ query }: { query: URLSearchParams }) {
                 height={height}
                 headHeight={height}
                 current={current}
+                currentKey={currentName}
                 rowId={(row) => `clock-${found[row]?.index}`}
                 setCurrent={(row) => setCurrentName(found[row]?.clock ?? null)}
                 open={open}
@@ -155,7 +156,8 @@ export function useNarrow(): boolean {
     return isNarrow;
 }
 
-function Filters({ wanted, counts, found }: { wanted: Wanted; counts: Map<Standing, number>; found: number }) {
+/** A field that is reached by a stroke of `/`. */
+function useSlashField() {
     const field = useRef<HTMLInputElement>(null);
     useEffect(() => {
         const focus = (event: KeyboardEvent) => {
@@ -167,6 +169,11 @@ function Filters({ wanted, counts, found }: { wanted: Wanted; counts: Map<Standi
         addEventListener("keydown", focus);
         return () => removeEventListener("keydown", focus);
     }, []);
+    return field;
+}
+
+function Filters({ wanted, counts, found }: { wanted: Wanted; counts: Map<Standing, number>; found: number }) {
+    const field = useSlashField();
     const toggle = (state: Standing) => {
         const states = new Set(wanted.states);
         if (!states.delete(state)) {

@@ -22,28 +22,40 @@ function useSlowChanges(): number {
     return slow;
 }
 
-export function TreeView() {
+/** The tree with what was opened and closed in it, and the row that is the current one. */
+function useTree() {
     const { answer, trouble } = useAnswer<Tree>("tree", useSlowChanges());
-    useFleet("offsets");
-    const now = useNow(5000);
     const forest = useMemo(() => (answer === null ? [] : makeForest(answer)), [answer, fleet.isComplete]);
     const [byHand, setByHand] = useState(new Map<string, boolean>());
-    const rows = useMemo(() => rowsOf(forest, byHand), [forest, byHand]);
     const [currentId, setCurrentId] = useState<string | null>(null);
+    const rows = useMemo(() => rowsOf(forest, byHand), [forest, byHand]);
     const current = Math.max(0, rows.findIndex((row) => rowKey(row) === currentId));
-    const height = useNarrow() ? 34 : 25;
     const set = (id: string, isExpanded: boolean) => setByHand(new Map(byHand).set(id, isExpanded));
     const toggle = (row: TreeRow) => (row.folded ? set(`${row.branch.id}+`, true) : row.isExpanded !== null && set(row.branch.id, !row.isExpanded));
     const next = () => {
         const found = [...rows.keys()].map((i) => (current + 1 + i) % rows.length).find((i) => !rows[i]!.folded && breaksHere(rows[i]!.branch));
         setCurrentId(found === undefined ? currentId : rowKey(rows[found]!));
     };
-    const onKey = (event: KeyboardEvent, at: number) => moveByKey(event.key, rows, at, { toggle, next, setCurrentId });
     const find = (text: string) => {
         const found = findBranch(forest, text.toLowerCase());
         if (found !== null) {
             setByHand(opened(byHand, found));
             setCurrentId(found.id);
+        }
+    };
+    return { trouble, forest, rows, current, currentId, setCurrentId, toggle, next, find };
+}
+
+export function TreeView() {
+    const { trouble, forest, rows, current, currentId, setCurrentId, toggle, next, find } = useTree();
+    useFleet("offsets");
+    const now = useNow(5000);
+    const height = useNarrow() ? 34 : 25;
+    const open = (row: TreeRow | undefined) => {
+        if (row?.folded) {
+            toggle(row);
+        } else if (row?.branch.clock) {
+            location.hash = clockHref(row.branch.name);
         }
     };
     return (
@@ -56,10 +68,11 @@ export function TreeView() {
                 rows={rows.length}
                 height={height}
                 current={current}
+                currentKey={currentId}
                 rowId={(row) => `branch-${row}`}
                 setCurrent={(row) => setCurrentId(rows[row] ? rowKey(rows[row]!) : null)}
-                open={(row) => rows[row] && (rows[row]!.folded ? toggle(rows[row]!) : rows[row]!.branch.clock && (location.hash = clockHref(rows[row]!.branch.name)))}
-                onKey={onKey}
+                open={(row) => open(rows[row])}
+                onKey={(event, at) => moveByKey(event.key, rows, at, { toggle, next, setCurrentId })}
                 draw={(i) => <BranchRow key={rowKey(rows[i]!)} id={`branch-${i}`} row={rows[i]!} isCurrent={i === current} now={now} toggle={toggle} choose={setCurrentId} />}
             />
             {rows.length === 0 && <p class="wait">{trouble ?? "Waiting for the server."}</p>}

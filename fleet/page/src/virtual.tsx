@@ -55,6 +55,7 @@ interface ListProps {
     head?: ComponentChildren; // stays in view
     headHeight?: number;
     current: number;
+    currentKey: string | null; // what was chosen, wherever its row is; null: nothing yet
     rowId: (row: number) => string;
     setCurrent: (row: number) => void;
     open: (row: number) => void;
@@ -62,32 +63,34 @@ interface ListProps {
     draw: (row: number) => ComponentChildren;
 }
 
+/** What a key does in a list; its box has the focus, whatever its rows are. */
+function onListKey(event: KeyboardEvent, props: ListProps, box: HTMLElement | null, move: (to: number) => void): void {
+    if (event.target !== box || event.ctrlKey || event.altKey || event.metaKey) {
+        return;
+    }
+    const { rows, current } = props;
+    const page = Math.max(1, Math.floor((box?.clientHeight ?? 400) / props.height) - 2);
+    const steps: Record<string, number> = { ArrowDown: 1, ArrowUp: -1, PageDown: page, PageUp: -page, Home: -rows, End: rows };
+    const step = steps[event.key];
+    if (step !== undefined) {
+        move(Math.max(0, Math.min(rows - 1, current + step)));
+    } else if (event.key === "Enter") {
+        props.open(current);
+    } else if (!props.onKey?.(event, current)) {
+        return;
+    }
+    event.preventDefault();
+}
+
 export function VirtualList(props: ListProps) {
-    const { rows, height, current, setCurrent } = props;
+    const { rows, height, current } = props;
     const list = useWindow(rows, height, props.headHeight ?? 0);
-    const [isFresh, setFresh] = useState(true);
+    // Not when rows change their order: a list that scrolls by itself cannot be read.
     useEffect(() => {
-        if (!isFresh) {
+        if (props.currentKey !== null) {
             list.show(current);
         }
-    }, [current]);
-    const page = Math.max(1, Math.floor((list.box.current?.clientHeight ?? 400) / height) - 2);
-    const steps: Record<string, number> = { ArrowDown: 1, ArrowUp: -1, PageDown: page, PageUp: -page, Home: -rows, End: rows };
-    const onKeyDown = (event: KeyboardEvent) => {
-        if (event.target !== list.box.current || event.ctrlKey || event.altKey || event.metaKey) {
-            return;
-        }
-        const step = steps[event.key];
-        if (step !== undefined) {
-            setFresh(false);
-            setCurrent(Math.max(0, Math.min(rows - 1, current + step)));
-        } else if (event.key === "Enter") {
-            props.open(current);
-        } else if (!props.onKey?.(event, current)) {
-            return;
-        }
-        event.preventDefault();
-    };
+    }, [props.currentKey]);
     const drawn: ComponentChildren[] = [];
     for (let row = list.first; row < list.last; ++row) {
         drawn.push(props.draw(row));
@@ -101,7 +104,7 @@ export function VirtualList(props: ListProps) {
             aria-rowcount={props.role === "grid" ? rows + 1 : undefined}
             aria-activedescendant={current >= list.first && current < list.last ? props.rowId(current) : undefined}
             tabIndex={0}
-            onKeyDown={onKeyDown}
+            onKeyDown={(event) => onListKey(event, props, list.box.current, props.setCurrent)}
         >
             {props.head}
             <div role={props.role === "grid" ? "rowgroup" : "presentation"} style={{ height: `${rows * height}px` }}>
