@@ -8,6 +8,7 @@ const manyClocks = 2000;
 
 export interface Clock extends Row {
     key: string; // sorts as people count
+    words: string; // what a search finds it by, beside the names of those that it follows
 }
 
 type Topic = "clocks" | "offsets" | "overview" | "alarms" | "link";
@@ -139,6 +140,7 @@ class Fleet {
 
     private file(clock: Clock): void {
         clock.key = sortKey(clock.clock);
+        clock.words = `${clock.clock} ${clock.identity} ${clock.grandmaster}`.toLowerCase();
         this.clocks[clock.index] = clock;
         this.byName.set(clock.clock, clock);
         if (clock.identity !== null) {

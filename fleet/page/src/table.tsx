@@ -73,12 +73,8 @@ function writeWanted(wanted: Wanted): void {
 /** Words must all occur: in the name, the identity, or who it follows. */
 function matcher(search: string): (clock: Clock) => boolean {
     const words = search.toLowerCase().split(/\s+/).filter(Boolean);
-    const has = (text: string | null, word: string) => text !== null && text.toLowerCase().includes(word);
-    return (clock) =>
-        words.every(
-            (word) =>
-                has(clock.clock, word) || has(clock.identity, word) || has(clock.grandmaster, word) || has(fleet.nameOf(clock.grandmaster), word) || has(fleet.nameOf(clock.parent), word),
-        );
+    const nameHas = (identity: string | null, word: string) => identity !== null && (fleet.byIdentity.get(identity)?.words.includes(word) ?? false);
+    return (clock) => words.every((word) => clock.words.includes(word) || nameHas(clock.grandmaster, word) || nameHas(clock.parent, word));
 }
 
 function chosen(wanted: Wanted): { found: Clock[]; counts: Map<Standing, number> } {
