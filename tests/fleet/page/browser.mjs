@@ -21,7 +21,7 @@ export function launch() {
 /** A page whose faults, and requests to anywhere else, are kept in `faults`. */
 export async function openPage(browser, { width = 1280, height = 800, theme = "light", hash = "" } = {}) {
     const page = await browser.newPage();
-    page.setDefaultTimeout(12000);
+    page.setDefaultTimeout(30000);
     page.faults = [];
     page.on("pageerror", (error) => page.faults.push(String(error)));
     page.on("console", (message) => ["error", "warn"].includes(message.type()) && page.faults.push(message.text()));

@@ -110,7 +110,7 @@ test("what is broken is in view", async () => {
 for (const theme of ["light", "dark"]) {
     test(`every view is for everybody, ${theme}`, async () => {
         for (const width of [1280, 390]) {
-            const page = await openPage(browser, { width, height: width === 390 ? 844 : 800, theme });
+            const page = await openPage(browser, { width, height: width === 390 ? 844 : 640, theme });
             for (const [name, hash, selector] of views) {
                 await show(page, hash, selector);
                 if (theme === "light" || width === 1280) {

@@ -2,7 +2,7 @@
 """Runs a fleet, some of whose clocks fail, and looks at its page with a browser.
 
     run.py --program PTP_FLEET --nats NATS_SERVER --browser CHROMIUM --npm NPM --node NODE --page FOLDER
-           --description OPENAPI_YAML --folder FOLDER [--elements N] [--pictures FOLDER]
+           --description OPENAPI_YAML --folder FOLDER [--elements N] [--pictures FOLDER] [--only PATTERN]
 """
 
 import argparse
@@ -61,6 +61,7 @@ def main():
         options.add_argument(f"--{name}", required=True)
     options.add_argument("--elements", type=int, default=200)
     options.add_argument("--pictures", default="")
+    options.add_argument("--only", default="", help="tests of such names alone")
     given = options.parse_args()
     for name, package in (("nats", "nats-server"), ("browser", "chromium"), ("npm", "npm"), ("node", "nodejs")):
         if not getattr(given, name) or getattr(given, name).endswith("NOTFOUND"):
@@ -79,7 +80,8 @@ def main():
                        "FLEET_NATS_PORT": str(fleet.nats_port), "FLEET_COLLECTOR": str(fleet.collector.pid),
                        "FLEET_DESCRIPTION": given.description, "FLEET_PICTURES": given.pictures,
                        "FLEET_PROFILE": str(pathlib.Path(given.folder).resolve() / "profile")}
-        return subprocess.run([given.node, "--test", "--test-reporter=spec", "page_test.mjs"], cwd=packages,
+        chosen = [f"--test-name-pattern={given.only}"] if given.only else []
+        return subprocess.run([given.node, "--test", "--test-reporter=spec", *chosen, "page_test.mjs"], cwd=packages,
                               env=environment, timeout=800, preexec_fn=end_with_parent).returncode
 
 
