@@ -11,9 +11,10 @@ namespace {
 using namespace std::chrono_literals;
 using steady = std::chrono::steady_clock;
 
-constexpr int portion_most = 2000;
+constexpr std::size_t portion_most = 2000;
 constexpr auto portion_time = 200ms;  // after which what there is of a portion is written
 constexpr int fetch_ms = 500;
+constexpr int idle_ms = 50;  // without a message, after which what there is is written
 constexpr double patience_s = 5;
 constexpr auto pause = 500ms;
 constexpr auto house_time = 2s;
@@ -54,14 +55,16 @@ void collector::open(const std::function<bool()> &is_to_end) {
 
 /** Whether something came. */
 bool collector::gather(std::vector<incoming> &portion) {
-    const auto end = steady::now() + portion_time;
+    auto end = steady::now() + std::chrono::milliseconds(fetch_ms);
     try {
-        do {
-            const int room = portion_most - static_cast<int>(portion.size());
-            const int wait_ms = portion.empty() ? fetch_ms : 20;
-            std::vector<incoming> more = consumer_->fetch(room, wait_ms);
-            std::move(more.begin(), more.end(), std::back_inserter(portion));
-        } while (!portion.empty() && portion.size() < portion_most && steady::now() < end);
+        while (portion.size() < portion_most && steady::now() < end) {
+            std::optional<incoming> one = consumer_->next(portion.empty() ? fetch_ms : idle_ms);
+            if (!one) {
+                break;
+            }
+            end = portion.empty() ? steady::now() + portion_time : end;
+            portion.push_back(std::move(*one));
+        }
     } catch (const std::runtime_error &reason) {
         tell_(reason.what());
         if (portion.empty()) {

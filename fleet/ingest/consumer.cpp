@@ -1,9 +1,11 @@
-// A durable pull consumer, which several processes may share.
+// A durable pull consumer, which several processes may share. It asks for messages by itself: natsSubscription_Fetch of
+// libnats 3.4 writes where it must not when an answer comes after its time.
 #include "consumer.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <nlohmann/json.hpp>
 
 #include "message.h"
 
@@ -13,6 +15,9 @@ namespace {
 constexpr std::int64_t second_ns = 1'000'000'000;
 constexpr std::int64_t acknowledge_within_s = 10;  // what a killed process had waits for so long
 constexpr std::int64_t most_on_their_way = 20'000;
+constexpr std::int64_t answer_ms = 30'000;  // making a consumer of a large stream takes a server long
+constexpr int most_asked = 2000;            // messages of a request
+constexpr int asked_for_s = 2;
 constexpr std::uint64_t most_ahead_ns = 60 * 1'000'000'000ull;        // an element's clock
 constexpr std::uint64_t most_behind_ns = 30 * 86'400'000'000'000ull;  // what an element may have stored
 
@@ -59,29 +64,89 @@ bool read_id(std::string_view id, journal_entry &out) {
 
 }  // namespace
 
+std::string consumer::find_stream(const std::string &subject) {
+    natsMsg *made = nullptr;
+    check(natsConnection_RequestString(&made, server_.connection(), "$JS.API.STREAM.NAMES",
+                                       nlohmann::json{{"subject", subject}}.dump().c_str(), answer_ms),
+          "the streams cannot be listed");
+    const vela::nats::message_handle answer(made);
+    const std::string_view text(natsMsg_GetData(made), static_cast<std::size_t>(natsMsg_GetDataLength(made)));
+    const auto names = nlohmann::json::parse(text, nullptr, false).value("streams", std::vector<std::string>());
+    if (names.empty()) {
+        throw std::runtime_error("no stream has " + subject + "; ptp_fleet prepare makes one");
+    }
+    return names.front();
+}
+
+void consumer::make(const std::string &name, const std::string &subject) {
+    jsConsumerConfig wanted;
+    jsConsumerConfig_Init(&wanted);
+    wanted.Durable = name.c_str();
+    wanted.AckPolicy = js_AckExplicit;
+    wanted.AckWait = acknowledge_within_s * second_ns;
+    wanted.MaxAckPending = most_on_their_way;
+    wanted.DeliverPolicy = js_DeliverAll;
+    wanted.FilterSubject = subject.c_str();
+    jsOptions patient;
+    jsOptions_Init(&patient);
+    patient.Wait = answer_ms;
+    check(js_AddConsumer(nullptr, server_.stream_context(), stream_.c_str(), &wanted, &patient, nullptr),
+          "no consumer of " + subject);
+}
+
 consumer::consumer(const std::string &uri, const std::string &name, double patience_s)
     : server_(uri, false, patience_s), prefix_(server_.settings().send) {
     const std::string subject = prefix_ + ".>";
-    jsSubOptions options;
-    jsSubOptions_Init(&options);
-    options.Config.Durable = name.c_str();
-    options.Config.AckPolicy = js_AckExplicit;
-    options.Config.AckWait = acknowledge_within_s * second_ns;
-    options.Config.MaxAckPending = most_on_their_way;
-    options.Config.DeliverPolicy = js_DeliverAll;
-    options.Config.FilterSubject = subject.c_str();
+    stream_ = find_stream(subject);
+    make(name, subject);
+    request_ = "$JS.API.CONSUMER.MSG.NEXT." + stream_ + "." + name;
+    natsInbox *inbox = nullptr;
+    check(natsInbox_Create(&inbox), "no name for an inbox");
+    inbox_ = inbox;
+    natsInbox_Destroy(inbox);
     natsSubscription *made = nullptr;
-    jsErrCode code = static_cast<jsErrCode>(0);
-    const natsStatus status =
-        js_PullSubscribe(&made, server_.stream_context(), subject.c_str(), name.c_str(), nullptr, &options, &code);
+    check(natsConnection_SubscribeSync(&made, server_.connection(), inbox_.c_str()), inbox_);
     subscription_.reset(made);
-    check(status, uri + ": no consumer of " + subject + " (ptp_fleet prepare makes the stream)");
-    natsSubscription_SetPendingLimits(made, -1, -1);
 }
 
-incoming consumer::read(natsMsg *of) const {
+void consumer::ask() {
+    const std::string wanted = nlohmann::json{{"batch", most_asked}, {"expires", asked_for_s * second_ns}}.dump();
+    check(natsConnection_PublishRequestString(server_.connection(), request_.c_str(), inbox_.c_str(), wanted.c_str()),
+          "messages cannot be asked for");
+    asked_ = most_asked;
+    // Of a server that was restarted meanwhile nothing comes of it.
+    asked_until_ = clock::now() + std::chrono::seconds(asked_for_s + 1);
+}
+
+std::optional<incoming> consumer::next(int most_ms) {
+    const auto end = clock::now() + std::chrono::milliseconds(most_ms);
+    for (;;) {
+        if (asked_ <= 0 || clock::now() > asked_until_) {
+            ask();
+        }
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - clock::now()).count();
+        natsMsg *made = nullptr;
+        const natsStatus status = natsSubscription_NextMsg(&made, subscription_.get(), std::max<std::int64_t>(left, 1));
+        vela::nats::message_handle message(made);
+        if (status == NATS_TIMEOUT && !server_.is_gone()) {
+            return std::nullopt;
+        }
+        check(status, "messages cannot be fetched");
+        if (*header(made, "Status") == '\0') {
+            --asked_;
+            return read(std::move(message));
+        }
+        asked_ = 0;  // the request has ended
+        if (clock::now() >= end) {
+            return std::nullopt;
+        }
+    }
+}
+
+incoming consumer::read(vela::nats::message_handle message) const {
+    natsMsg *of = message.get();
     incoming result;
-    result.message.reset(of);
+    result.message = std::move(message);
     journal_entry &entry = result.entry;
     const std::string_view reply = natsMsg_GetReply(of) != nullptr ? natsMsg_GetReply(of) : "";
     entry.heard_ns = taken_ns(reply);
@@ -100,26 +165,10 @@ incoming consumer::read(natsMsg *of) const {
     return result;
 }
 
-std::vector<incoming> consumer::fetch(int most, int most_ms) {
-    natsMsgList list = {};
-    const natsStatus status = natsSubscription_Fetch(&list, subscription_.get(), most, most_ms, nullptr);
-    if (status != NATS_OK && status != NATS_TIMEOUT && (status != NATS_CONNECTION_DISCONNECTED || server_.is_gone())) {
-        natsMsgList_Destroy(&list);
-        check(status, "the messages cannot be fetched");
-    }
-    std::vector<incoming> result;
-    result.reserve(static_cast<std::size_t>(list.Count));
-    for (int i = 0; i < list.Count; ++i) {
-        result.push_back(read(std::exchange(list.Msgs[i], nullptr)));
-    }
-    natsMsgList_Destroy(&list);
-    return result;
-}
-
 void consumer::acknowledge(const std::vector<incoming> &all) {
     for (const incoming &each : all) {
         // One that is lost on its way comes again, and is known by its number then.
-        natsMsg_Ack(each.message.get(), nullptr);
+        natsConnection_PublishString(server_.connection(), natsMsg_GetReply(each.message.get()), "+ACK");
     }
 }
 

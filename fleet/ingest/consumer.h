@@ -1,6 +1,9 @@
 // Takes what elements say out of its stream: in portions, each message until it is acknowledged.
 #pragma once
 
+#include <chrono>
+#include <optional>
+
 #include "journal.h"
 #include "server.h"
 
@@ -21,8 +24,8 @@ class consumer {
      */
     consumer(const std::string &uri, const std::string &name, double patience_s);
 
-    /** What is there, at once, else what comes first; empty after the time. Throws std::runtime_error. */
-    std::vector<incoming> fetch(int most, int most_ms);
+    /** The next message; nothing after the time. Throws std::runtime_error when the consumer is to be made anew. */
+    std::optional<incoming> next(int most_ms);
     /** They do not come again. */
     void acknowledge(const std::vector<incoming> &all);
     /** Publishes it on PREFIX-dead.…, with the reason in a header. */
@@ -31,11 +34,19 @@ class consumer {
     server &at() { return server_; }
 
   private:
-    incoming read(natsMsg *of) const;
+    using clock = std::chrono::steady_clock;
+
+    std::string find_stream(const std::string &subject);
+    void make(const std::string &name, const std::string &subject);
+    void ask();
+    incoming read(vela::nats::message_handle of) const;
 
     server server_;
     std::string prefix_;
+    std::string stream_, request_, inbox_;
     vela::nats::subscription_handle subscription_;
+    int asked_ = 0;  // messages that are still to come of the last request
+    clock::time_point asked_until_;
 };
 
 }  // namespace ptp_fleet

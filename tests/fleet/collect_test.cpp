@@ -76,7 +76,7 @@ class Collect : public testing::Test {
 TEST_F(Collect, KeepsEachMessageOnceWhileServerAndCollectorsAreKilled) {
     std::mt19937 random(7);
     const auto a_while = [&] { return std::chrono::milliseconds(300 + random() % 900); };
-    const int seconds = is_long() ? 60 : 10;
+    const int seconds = is_long() ? 60 : 6;
     const auto source = elements(is_long() ? 5000 : 1000, seconds, 1);
     std::vector<std::unique_ptr<test::process>> workers;
     workers.push_back(collector());
