@@ -143,7 +143,7 @@ command_entry nats_desk::send(const command_request &request) {
     return made;
 }
 
-void nats_desk::add_answer(const std::string &element, change_entry of) {
+void nats_desk::add_answer(const std::string &element, const change_entry &of) {
     for (command_entry &each : pending_) {
         if (each.element == element) {
             each.fate = command_fate::answered;

@@ -36,7 +36,7 @@ class nats_desk : public command_desk {
     /** Takes the number after the one that the sender has seen; false with the reason when another has. */
     bool take_number(command_entry &of, std::uint64_t seen);
     bool publish(command_entry &of, const std::vector<std::uint8_t> &bytes);
-    void add_answer(const std::string &element, change_entry of);
+    void add_answer(const std::string &element, const change_entry &of);
 
     server server_;
     std::string name_, prefix_;

@@ -1,11 +1,9 @@
-// A durable pull consumer, which several processes may share. It asks for messages by itself: natsSubscription_Fetch of
-// libnats 3.4 writes where it must not when an answer comes after its time.
+// A durable pull consumer, which several processes may share, and what its messages say of themselves.
 #include "consumer.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
 #include "message.h"
 
@@ -17,7 +15,6 @@ constexpr std::int64_t acknowledge_within_s = 10;  // what a killed process had 
 constexpr std::int64_t most_on_their_way = 20'000;
 constexpr std::int64_t answer_ms = 30'000;  // making a consumer of a large stream takes a server long
 constexpr int most_asked = 2000;            // messages of a request
-constexpr int asked_for_s = 2;
 constexpr std::uint64_t most_ahead_ns = 60 * 1'000'000'000ull;        // an element's clock
 constexpr std::uint64_t most_behind_ns = 30 * 86'400'000'000'000ull;  // what an element may have stored
 
@@ -64,20 +61,6 @@ bool read_id(std::string_view id, journal_entry &out) {
 
 }  // namespace
 
-std::string consumer::find_stream(const std::string &subject) {
-    natsMsg *made = nullptr;
-    check(natsConnection_RequestString(&made, server_.connection(), "$JS.API.STREAM.NAMES",
-                                       nlohmann::json{{"subject", subject}}.dump().c_str(), answer_ms),
-          "the streams cannot be listed");
-    const vela::nats::message_handle answer(made);
-    const std::string_view text(natsMsg_GetData(made), static_cast<std::size_t>(natsMsg_GetDataLength(made)));
-    const auto names = nlohmann::json::parse(text, nullptr, false).value("streams", std::vector<std::string>());
-    if (names.empty()) {
-        throw std::runtime_error("no stream has " + subject + "; ptp_fleet prepare makes one");
-    }
-    return names.front();
-}
-
 void consumer::make(const std::string &name, const std::string &subject) {
     jsConsumerConfig wanted;
     jsConsumerConfig_Init(&wanted);
@@ -97,50 +80,22 @@ void consumer::make(const std::string &name, const std::string &subject) {
 consumer::consumer(const std::string &uri, const std::string &name, double patience_s)
     : server_(uri, false, patience_s), prefix_(server_.settings().send) {
     const std::string subject = prefix_ + ".>";
-    stream_ = find_stream(subject);
+    stream_ = vela::nats::stream_of(server_.connection(), subject, answer_ms);
+    if (stream_.empty()) {
+        throw std::runtime_error("no stream has " + subject + "; ptp_fleet prepare makes one");
+    }
     make(name, subject);
-    request_ = "$JS.API.CONSUMER.MSG.NEXT." + stream_ + "." + name;
-    natsInbox *inbox = nullptr;
-    check(natsInbox_Create(&inbox), "no name for an inbox");
-    inbox_ = inbox;
-    natsInbox_Destroy(inbox);
-    natsSubscription *made = nullptr;
-    check(natsConnection_SubscribeSync(&made, server_.connection(), inbox_.c_str()), inbox_);
-    subscription_.reset(made);
-}
-
-void consumer::ask() {
-    const std::string wanted = nlohmann::json{{"batch", most_asked}, {"expires", asked_for_s * second_ns}}.dump();
-    check(natsConnection_PublishRequestString(server_.connection(), request_.c_str(), inbox_.c_str(), wanted.c_str()),
-          "messages cannot be asked for");
-    asked_ = most_asked;
-    // Of a server that was restarted meanwhile nothing comes of it.
-    asked_until_ = clock::now() + std::chrono::seconds(asked_for_s + 1);
+    check(pull_.open(server_.connection(), stream_, name, most_asked), "no inbox for what is asked for");
 }
 
 std::optional<incoming> consumer::next(int most_ms) {
-    const auto end = clock::now() + std::chrono::milliseconds(most_ms);
-    for (;;) {
-        if (asked_ <= 0 || clock::now() > asked_until_) {
-            ask();
-        }
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - clock::now()).count();
-        natsMsg *made = nullptr;
-        const natsStatus status = natsSubscription_NextMsg(&made, subscription_.get(), std::max<std::int64_t>(left, 1));
-        vela::nats::message_handle message(made);
-        if (status == NATS_TIMEOUT && !server_.is_gone()) {
-            return std::nullopt;
-        }
-        check(status, "messages cannot be fetched");
-        if (*header(made, "Status") == '\0') {
-            --asked_;
-            return read(std::move(message));
-        }
-        asked_ = 0;  // the request has ended
-        if (clock::now() >= end) {
-            return std::nullopt;
-        }
+    vela::nats::message_handle message;
+    const natsStatus status = pull_.next(message, most_ms);
+    if (status == NATS_TIMEOUT && !server_.is_gone()) {
+        return std::nullopt;
     }
+    check(status, "messages cannot be fetched");
+    return read(std::move(message));
 }
 
 incoming consumer::read(vela::nats::message_handle message) const {
@@ -167,8 +122,7 @@ incoming consumer::read(vela::nats::message_handle message) const {
 
 void consumer::acknowledge(const std::vector<incoming> &all) {
     for (const incoming &each : all) {
-        // One that is lost on its way comes again, and is known by its number then.
-        natsConnection_PublishString(server_.connection(), natsMsg_GetReply(each.message.get()), "+ACK");
+        pull_.confirm(each.message.get());  // one that is lost on its way comes again, and is known by its number then
     }
 }
 

@@ -1,10 +1,10 @@
 // Takes what elements say out of its stream: in portions, each message until it is acknowledged.
 #pragma once
 
-#include <chrono>
 #include <optional>
 
 #include "journal.h"
+#include "pull.h"
 #include "server.h"
 
 namespace ptp_fleet {
@@ -34,19 +34,13 @@ class consumer {
     server &at() { return server_; }
 
   private:
-    using clock = std::chrono::steady_clock;
-
-    std::string find_stream(const std::string &subject);
     void make(const std::string &name, const std::string &subject);
-    void ask();
     incoming read(vela::nats::message_handle of) const;
 
     server server_;
     std::string prefix_;
-    std::string stream_, request_, inbox_;
-    vela::nats::subscription_handle subscription_;
-    int asked_ = 0;  // messages that are still to come of the last request
-    clock::time_point asked_until_;
+    std::string stream_;
+    vela::nats::pull pull_;
 };
 
 }  // namespace ptp_fleet

@@ -46,7 +46,7 @@ std::string lease::holder() {
         return {};
     }
     const char *text = kvEntry_ValueString(entry);
-    const std::string result = text != nullptr ? text : "";
+    std::string result = text != nullptr ? text : "";
     kvEntry_Destroy(entry);
     return result;
 }

