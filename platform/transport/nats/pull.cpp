@@ -8,6 +8,7 @@ namespace vela::nats {
 namespace {
 
 constexpr std::chrono::seconds asked_for(2);
+constexpr int64_t leave_ms = 500;
 constexpr const char *request_timed_out = "408";
 
 nlohmann::json json_of(const natsMsg *message) {
@@ -95,8 +96,12 @@ natsStatus pull::next(message_handle &message, int64_t most_ms) {
 }
 
 void pull::close() {
+    // The server must know first that nobody asks any more: what is given back would come again at once, and what is on
+    // its way would wait for the end of its time.
+    const bool is_left =
+        subscription_ != nullptr && natsSubscription_DrainTimeout(subscription_.get(), leave_ms) == NATS_OK;
     natsMsg *made = nullptr;
-    while (subscription_ != nullptr && natsSubscription_NextMsg(&made, subscription_.get(), 1) == NATS_OK) {
+    while (is_left && natsSubscription_NextMsg(&made, subscription_.get(), leave_ms) == NATS_OK) {
         const message_handle left(made);
         if (*status_of(made) == '\0') {
             give_back(made);

@@ -164,6 +164,7 @@ void subscriber::end(const connection &over) {
     if (settings_.durable.empty()) {
         end_subscription(subscription_);
     }
+    pull_.close();
     std::unique_lock lock(board_.mutex);
     if (!settings_.durable.empty()) {
         for (const message_handle &each : waiting_) {
@@ -175,7 +176,6 @@ void subscriber::end(const connection &over) {
     can_confirm_ = false;
     const bool is_up = over.is_up();
     lock.unlock();
-    pull_.close();
     if (is_up) {
         natsConnection_FlushTimeout(over.get(), flush_ms);
     }
