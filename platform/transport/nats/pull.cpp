@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 namespace vela::nats {
 namespace {
@@ -96,19 +97,22 @@ natsStatus pull::next(message_handle &message, int64_t most_ms) {
 }
 
 void pull::close() {
-    // The server must know first that nobody asks any more: what is given back would come again at once, and what is on
-    // its way would wait for the end of its time.
+    // The server must know first that nobody asks any more: what is given back would come again to this inbox, and what is
+    // on its way would wait for the end of its time.
+    std::vector<message_handle> left;
+    natsMsg *made = nullptr;
     const bool is_left =
         subscription_ != nullptr && natsSubscription_DrainTimeout(subscription_.get(), leave_ms) == NATS_OK;
-    natsMsg *made = nullptr;
     while (is_left && natsSubscription_NextMsg(&made, subscription_.get(), leave_ms) == NATS_OK) {
-        const message_handle left(made);
-        if (*status_of(made) == '\0') {
-            give_back(made);
-        }
+        left.emplace_back(made);
     }
     subscription_.reset();
     asked_ = 0;
+    for (const message_handle &each : left) {
+        if (*status_of(each.get()) == '\0') {
+            give_back(each.get());
+        }
+    }
 }
 
 }  // namespace vela::nats

@@ -146,6 +146,16 @@ class stream {
         return count;
     }
 
+    // A durable consumer that waits for a confirmation no longer than given, where the usual are 30 s.
+    void add_consumer(const char *name, int64_t wait_ms) {
+        jsConsumerConfig configuration;
+        jsConsumerConfig_Init(&configuration);
+        configuration.Durable = name;
+        configuration.AckPolicy = js_AckExplicit;
+        configuration.AckWait = wait_ms * 1000 * 1000;
+        EXPECT_EQ(js_AddConsumer(nullptr, context_, name_.c_str(), &configuration, nullptr, nullptr), NATS_OK);
+    }
+
     struct entry {
         std::string subject, id, role;
         std::vector<u_int8> bytes;
